@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orx::config {
+
+// One element of a configuration document, or one attribute of an element. A node owns its children
+// and its attributes. Documents may be nested as deep as their author likes, so a tree is copied
+// and freed without recursion.
+struct ConfigNode {
+  using List = std::vector<std::unique_ptr<ConfigNode>>;
+
+  ConfigNode(std::string nodeName, ConfigNode* enclosing);
+  // The copy keeps the original's parent, although that parent does not own it; everything below
+  // the copy is its own.
+  ConfigNode(const ConfigNode& other);
+  ConfigNode& operator=(const ConfigNode& other);
+  ~ConfigNode();
+
+  // The first direct child element of that name, or none. Attributes are not searched.
+  const ConfigNode* findChild(const std::string& childName) const;
+
+  // Throws NoDataException when the node has no text.
+  const std::string& getData() const;
+
+  // Text that comes in several pieces is joined in the order of the calls.
+  void appendData(std::string_view text);
+
+  void addAttribute(std::string attributeName, std::string value);
+
+  ConfigNode* parent;  // none for the root
+  std::string name;
+  bool hasData = false;
+  std::string data;
+  List children;  // in the order of their end tags
+  List attributes;
+};
+
+// The node's text; the fallback when there is no node or no text.
+std::string getDataOr(const ConfigNode* node, const std::string& fallback);
+
+}  // namespace orx::config

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace quell::kaf {
+
+// An open file as the system calls see it. The path is a view, for the exceptions only.
+struct FileHandle {
+  int descriptor;
+  const std::string& path;
+};
+
+// Reads up to count bytes at offset, going on after short transfers and interruptions. Returns
+// fewer bytes only at the end of the file.
+std::size_t readAt(FileHandle file, void* buffer, std::size_t count, std::uint64_t offset);
+
+// A run of bytes that belongs to the caller.
+struct ByteRun {
+  const std::uint8_t* data;
+  std::size_t size;
+};
+
+// Writes the whole of both runs, one directly behind the other from offset on, going on after short
+// transfers and interruptions.
+void writeAt(FileHandle file, ByteRun first, ByteRun second, std::uint64_t offset);
+
+// Sets the length of the file.
+void setLength(FileHandle file, std::uint64_t length);
+
+}  // namespace quell::kaf

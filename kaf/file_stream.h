@@ -1,0 +1,83 @@
+#pragma once
+
+#include "kaf/file_calls.h"
+#include "kaf/read_ahead.h"
+#include "kaf/streams.h"
+#include "kaf/write_windows.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace quell::kaf {
+
+// A regular file as a stream. Nothing else is opened, neither folder nor pipe nor device: a movie
+// is read and written at many places, and opening a pipe could wait forever.
+//
+// Seeking only sets a number, small reads are served from a buffer and small writes are gathered,
+// so none of them costs a system call of its own. Written bytes reach the file at the next read,
+// change of size or close, or earlier; a failure to write them surfaces at one of these calls or at
+// a later write. Whoever needs to know that all was written calls close: the destructor closes too,
+// but cannot report.
+class FileStream final : public IOStream {
+ public:
+  // When a mode with OpenMode::kTruncate drops the old content of the file.
+  enum class Truncation {
+    atOpen,
+
+    // Not at all: the caller first makes sure, with isSameFile, that the file is not one that is
+    // still needed, and then calls setSize(0).
+    byCaller,
+  };
+
+  // The mode is a word of OpenMode bits. The file is not touched before open.
+  FileStream(std::string path, std::uint32_t mode, Truncation truncation = Truncation::atOpen);
+  ~FileStream() override;
+  FileStream(const FileStream&) = delete;
+  FileStream& operator=(const FileStream&) = delete;
+
+  // On an open stream this only goes back to position 0.
+  void open() override;
+
+  // On a closed stream this does nothing. After a failure the stream is closed all the same.
+  void close() override;
+
+  // With a count of 0 or without a buffer, both return 0 and leave the file alone.
+  std::size_t read(void* buffer, std::size_t count) override;
+  std::size_t write(const void* buffer, std::size_t count) override;
+
+  void seek(std::int64_t offset, int origin) override;
+  std::uint64_t tell() override;
+  void setSize(std::uint64_t size) override;
+
+  // Whether both open streams lead to the same file, by whatever names.
+  bool isSameFile(const FileStream& other) const;
+
+  // Removes the file that this stream opened and changed, if the path still leads to it (through a
+  // link, the file behind the link is removed). A file that was only opened, or that meanwhile
+  // stands at the path instead, is left alone. Works on a closed stream too. Returns whether it
+  // removed.
+  bool removeIfOpenedHere();
+
+ private:
+  bool isWritable() const;
+  void requireOpen() const;
+  FileHandle file() const { return {static_cast<int>(handle_), path_}; }
+  std::uint64_t length() const;
+
+  std::string path_;
+  std::uint32_t mode_;
+  std::int64_t handle_ = -1;
+
+  Truncation truncation_;
+  std::uint64_t position_ = 0;
+  WriteWindows windows_;
+  ReadAhead readAhead_;
+
+  // Which file was opened, and whether this stream changed it.
+  std::uint64_t device_ = 0;
+  std::uint64_t inode_ = 0;
+  bool hasChangedFile_ = false;
+};
+
+}  // namespace quell::kaf

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+
+namespace quell::kaf {
+
+// The bits of the word that tells a file stream how to open its file. Their values are those of the
+// low-level file calls that the streaming library was made for, so the word keeps its meaning on
+// every system; the stream translates it to the flags of the system it runs on.
+struct OpenMode {
+  static constexpr std::uint32_t kReadOnly = 0x0;
+  static constexpr std::uint32_t kWriteOnly = 0x1;
+  static constexpr std::uint32_t kReadWrite = 0x2;
+  static constexpr std::uint32_t kAppend = 0x8;
+  static constexpr std::uint32_t kCreate = 0x100;
+  static constexpr std::uint32_t kTruncate = 0x200;
+  static constexpr std::uint32_t kExclusive = 0x400;
+  static constexpr std::uint32_t kText = 0x4000;
+  static constexpr std::uint32_t kBinary = 0x8000;
+};
+
+}  // namespace quell::kaf

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace quell::kaf {
+
+// A source of bytes below the container library. Failures are thrown as IOStreamException.
+class IStream {
+ public:
+  virtual ~IStream() = default;
+
+  virtual void open() = 0;
+  virtual void close() = 0;
+
+  // Returns the number of bytes read, below count only at the end of the data.
+  virtual std::size_t read(void* buffer, std::size_t count) = 0;
+
+  // Origin 0 counts from the start, 2 from the end, and every other number from the current
+  // position.
+  virtual void seek(std::int64_t offset, int origin) = 0;
+  virtual std::uint64_t tell() = 0;
+};
+
+// A stream that can also be written.
+class IOStream : public IStream {
+ public:
+  virtual std::size_t write(const void* buffer, std::size_t count) = 0;
+  virtual void setSize(std::uint64_t size) = 0;
+};
+
+}  // namespace quell::kaf

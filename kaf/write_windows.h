@@ -1,0 +1,69 @@
+#pragma once
+
+#include "kaf/file_calls.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace quell::kaf {
+
+// Gathers small writes to many places of one file into few large ones. A movie is written at a
+// dozen places at once, each sample adding a few bytes to every table and some to the media data; a
+// window holds the newest bytes of one such place until it is full. Windows never overlap, so the
+// order in which they reach the file does not matter.
+//
+// When a call fails, every byte held before it is still held or written; the owner may flush again.
+// Bytes still held when the object is destroyed are lost: flushAll is called before that, and
+// before anything else looks at the file.
+class WriteWindows {
+ public:
+  // Takes the bytes for the place at position. The end, position + count, must be a valid offset.
+  void write(FileHandle file, std::uint64_t position, ByteRun run);
+
+  // Writes everything that is held to the file and holds nothing afterwards.
+  void flushAll(FileHandle file);
+
+  // The position behind the last byte that is held; 0 when nothing is.
+  std::uint64_t end() const { return windows_.empty() ? 0 : windows_.back().end(); }
+
+ private:
+  struct Window {
+    std::uint64_t start = 0;
+    std::size_t filled = 0;
+    std::size_t capacity = 0;
+    std::unique_ptr<std::uint8_t[]> bytes;
+    std::uint64_t lastUse = 0;
+
+    std::uint64_t end() const { return start + filled; }
+    ByteRun run() const { return {bytes.get(), filled}; }
+
+    // How many more bytes it takes before it has to go to the file.
+    std::size_t room() const;
+    void append(ByteRun run);
+  };
+
+  // The index of the first window that starts behind the position.
+  std::size_t firstBehind(std::uint64_t position) const;
+
+  void flushOverlapped(FileHandle file, std::uint64_t position, std::uint64_t end);
+  void writeThrough(FileHandle file, std::uint64_t position, ByteRun run, Window* continued);
+  void extend(FileHandle file, Window& window, ByteRun run);
+  void openWindow(FileHandle file, std::uint64_t position, ByteRun run);
+  void flushLeastRecentlyUsed(FileHandle file);
+  void flushAndDrop(FileHandle file, std::size_t index);
+  void drop(std::size_t index);
+  bool grow(Window& window);
+  void widen(Window& window);
+
+  // In the order of their places in the file.
+  std::vector<Window> windows_;
+
+  // The capacities of all windows, the wide one aside.
+  std::size_t memory_ = 0;
+  bool hasWideWindow_ = false;
+  std::uint64_t clock_ = 0;
+};
+
+}  // namespace quell::kaf
