@@ -1,0 +1,162 @@
+#include "kav/impl/doc_iterator.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#include "kav/impl/edit_segments.h"
+#include "kav/impl/media_iter_creator.h"
+#include "kav/impl/presentation_iterator.h"
+#include "kav/rescale_time.h"
+
+namespace norvik::kav::impl {
+namespace {
+
+// Up to this many tracks the earliest head is found by asking every track in turn.
+constexpr std::size_t kMostScannedTracks = 16;
+
+// Delivers the samples of a track later.
+class DelayedIterator final : public SampleIterator {
+ public:
+  DelayedIterator(std::unique_ptr<SampleIterator> samples, std::uint64_t delay)
+      : samples_(std::move(samples)), delay_(delay) {}
+
+  bool hasNext() override { return samples_->hasNext(); }
+  SamplePtr next() override {
+    SamplePtr sample = samples_->next();
+    if (sample != nullptr) sample->info.decodingTime += delay_;
+    return sample;
+  }
+
+ private:
+  std::unique_ptr<SampleIterator> samples_;
+  std::uint64_t delay_;
+};
+
+// The composition offset of the first sample of a track's media, where the edit list needs it.
+std::uint32_t firstCompositionOffset(MediaIterCreator& creator, const ElstBox& edits) {
+  if (!hasShiftedMedia(edits)) return 0;
+  const SamplePtr first = creator.createMediaIterator(0)->next();
+  return first == nullptr ? 0 : first->info.compositionOffset;
+}
+
+// One track on its way to its iterator.
+struct TrackPlan {
+  const TrackRecord& track;
+  std::unique_ptr<MediaIterCreator> creator;
+  const ElstBox* edits;
+  std::uint32_t firstOffset;
+
+  std::uint64_t lead() const { return edits == nullptr ? 0 : editLead(*edits, firstOffset); }
+};
+
+TrackPlan planTrack(const TrackRecord& track, const DocIteratorOptions& options) {
+  auto creator =
+      std::make_unique<MediaIterCreator>(track, options.context, options.ignoreEditLists);
+  const ElstBox* edits = options.ignoreEditLists ? nullptr : track.edits();
+  const std::uint32_t offset = edits == nullptr ? 0 : firstCompositionOffset(*creator, *edits);
+  return {track, std::move(creator), edits, offset};
+}
+
+std::unique_ptr<SampleIterator> createTrackIterator(TrackPlan plan, std::uint32_t movieTimescale,
+                                                    const DocIteratorOptions& options) {
+  const std::uint32_t timescale = plan.track.info.mediaTimescale;
+  const std::uint64_t start = rescaleTime(options.start.time, options.start.timescale, timescale);
+  const std::uint64_t end = rescaleTime(options.end.time, options.end.timescale, timescale);
+  if (plan.edits == nullptr) return plan.creator->createMediaIterator(start, end);
+  std::vector<EditSegment> segments = makeEditSegments(*plan.edits, plan.firstOffset);
+  return std::make_unique<PresentationIter>(std::move(plan.creator), std::move(segments),
+                                            movieTimescale, timescale, end);
+}
+
+}  // namespace
+
+std::vector<std::unique_ptr<SampleIterator>> createTrackIterators(
+    std::span<const TrackRecord> tracks, std::uint32_t movieTimescale,
+    const DocIteratorOptions& options) {
+  std::vector<TrackPlan> plans;
+  plans.reserve(tracks.size());
+  for (const TrackRecord& track : tracks) plans.push_back(planTrack(track, options));
+
+  const auto video = std::find_if(plans.begin(), plans.end(), [](const TrackPlan& plan) {
+    return plan.track.handlerType == fourCc("vide");
+  });
+  const std::uint64_t videoLead = video == plans.end() ? 0 : video->lead();
+  const std::uint32_t videoTimescale = video == plans.end() ? 0 : video->track.info.mediaTimescale;
+
+  std::vector<std::unique_ptr<SampleIterator>> iterators;
+  iterators.reserve(plans.size());
+  for (TrackPlan& plan : plans) {
+    const bool isCaption = plan.track.handlerType == fourCc("clcp");
+    const std::uint64_t ahead =
+        isCaption ? rescaleTime(videoLead, videoTimescale, plan.track.info.mediaTimescale) : 0;
+    const std::uint64_t delay = ahead - std::min(ahead, plan.lead());
+    auto iterator = createTrackIterator(std::move(plan), movieTimescale, options);
+    if (delay != 0) {
+      iterator = std::make_unique<DelayedIterator>(std::move(iterator), delay);
+    }
+    iterators.push_back(std::move(iterator));
+  }
+  return iterators;
+}
+
+DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
+  tracks_.reserve(tracks.size());
+  for (auto& iterator : tracks) {
+    SamplePtr head = iterator->next();
+    tracks_.push_back({std::move(iterator), std::move(head)});
+  }
+  if (tracks_.size() <= kMostScannedTracks) return;
+  leaves_ = std::bit_ceil(tracks_.size());
+  winners_.resize(2 * leaves_);
+  // Places beyond the last track are played by the last track, which changes no result.
+  for (std::size_t i = 0; i < leaves_; ++i) {
+    winners_[leaves_ + i] = std::min(i, tracks_.size() - 1);
+  }
+  for (std::size_t node = leaves_ - 1; node > 0; --node) {
+    const std::size_t left = winners_[2 * node];
+    const std::size_t right = winners_[2 * node + 1];
+    winners_[node] = comesBefore(right, left) ? right : left;
+  }
+}
+
+bool DocIterator::comesBefore(std::size_t a, std::size_t b) const {
+  const Sample* x = tracks_[a].head.get();
+  const Sample* y = tracks_[b].head.get();
+  if (x == nullptr || y == nullptr) return x != nullptr;
+  // Seconds compared exactly, by multiplying across.
+  return x->info.decodingTime * y->info.timescale < y->info.decodingTime * x->info.timescale;
+}
+
+std::size_t DocIterator::earliest() const {
+  if (leaves_ != 0) return winners_[1];
+  std::size_t best = 0;
+  for (std::size_t i = 1; i < tracks_.size(); ++i) {
+    if (comesBefore(i, best)) best = i;
+  }
+  return best;
+}
+
+void DocIterator::replay(std::size_t track) {
+  if (leaves_ == 0) return;
+  for (std::size_t node = (leaves_ + track) / 2; node > 0; node /= 2) {
+    const std::size_t left = winners_[2 * node];
+    const std::size_t right = winners_[2 * node + 1];
+    winners_[node] = comesBefore(right, left) ? right : left;
+  }
+}
+
+bool DocIterator::hasNext() { return !tracks_.empty() && tracks_[earliest()].head != nullptr; }
+
+SamplePtr DocIterator::next() {
+  if (tracks_.empty()) return nullptr;
+  const std::size_t winner = earliest();
+  Track& track = tracks_[winner];
+  if (track.head == nullptr) return nullptr;
+  SamplePtr chosen = std::move(track.head);
+  track.head = track.iterator->hasNext() ? track.iterator->next() : nullptr;
+  replay(winner);
+  return chosen;
+}
+
+}  // namespace norvik::kav::impl

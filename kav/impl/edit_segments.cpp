@@ -1,0 +1,51 @@
+#include "kav/impl/edit_segments.h"
+
+#include <algorithm>
+
+namespace norvik::kav::impl {
+namespace {
+
+constexpr std::uint32_t kFirstNegativeOffset = 0x80000000;
+
+std::uint64_t usableOffset(std::uint32_t compositionOffset) {
+  return compositionOffset < kFirstNegativeOffset ? compositionOffset : 0;
+}
+
+// Durations come from the file and their sum may pass 2^64; the walk then starts again at 0, and
+// the segments in question select nothing.
+std::uint64_t wrappingAdd(std::uint64_t a, std::uint64_t b) { return a + b; }
+
+}  // namespace
+
+std::vector<EditSegment> makeEditSegments(const ElstBox& edits,
+                                          std::uint32_t firstCompositionOffset) {
+  const std::uint64_t offset = usableOffset(firstCompositionOffset);
+  std::vector<EditSegment> segments;
+  segments.reserve(edits.edits().size());
+  std::uint64_t start = 0;
+  for (const EditRecord& edit : edits.edits()) {
+    const auto mediaTime = static_cast<std::uint64_t>(edit.mediaTime);
+    EditSegment segment{edit.segmentDuration, mediaTime, start};
+    if (!segment.isEmpty()) segment.mediaTime = mediaTime - std::min(mediaTime, offset);
+    segments.push_back(segment);
+    start = wrappingAdd(start, edit.segmentDuration);
+  }
+  return segments;
+}
+
+std::uint64_t editLead(const ElstBox& edits, std::uint32_t firstCompositionOffset) {
+  for (const EditRecord& edit : edits.edits()) {
+    const auto mediaTime = static_cast<std::uint64_t>(edit.mediaTime);
+    if (mediaTime != kNoMedia) return std::min(mediaTime, usableOffset(firstCompositionOffset));
+  }
+  return 0;
+}
+
+bool hasShiftedMedia(const ElstBox& edits) {
+  return std::any_of(edits.edits().begin(), edits.edits().end(), [](const EditRecord& edit) {
+    const auto mediaTime = static_cast<std::uint64_t>(edit.mediaTime);
+    return mediaTime != 0 && mediaTime != kNoMedia;
+  });
+}
+
+}  // namespace norvik::kav::impl

@@ -1,0 +1,209 @@
+#include "kav/impl/fragmented_track_iterator.h"
+
+#include <limits>
+#include <utility>
+
+#include "kav/exception.h"
+#include "kav/impl/fragment_layout.h"
+#include "kav/impl/movie_boxes.h"
+#include "kav/impl/sample_descriptions.h"
+#include "kav/impl/sample_table_boxes.h"
+#include "kav/impl/stbl_box.h"
+#include "kav/impl/track_iterator.h"
+
+namespace norvik::kav::impl {
+namespace {
+
+// Of the flags that a fragment states for a sample: not a sync sample, and depending on others.
+constexpr std::uint32_t kNotSyncFlags = 0x01010000;
+
+// Eight bits of them are what an sdtp byte says.
+constexpr unsigned kDependencyShift = 20;
+
+}  // namespace
+
+FragmentedTrackIterator::FragmentedTrackIterator(const TrackRecord& track, std::uint64_t context,
+                                                 std::uint64_t start, std::uint64_t end,
+                                                 std::shared_ptr<PassedRuns> passedRuns)
+    : track_(track),
+      context_(context),
+      start_(start),
+      end_(end),
+      passedRuns_(std::move(passedRuns)) {
+  openMovieSamples();
+  if (movieSamples_ == nullptr) begin();
+}
+
+void FragmentedTrackIterator::begin() {
+  jump();
+  settle();
+}
+
+void FragmentedTrackIterator::openMovieSamples() {
+  const StblBox* stbl = track_.stbl;
+  if (stbl == nullptr || stbl->stsz() == nullptr || stbl->stsz()->sampleCount() == 0) return;
+  movieSamples_ = std::make_unique<TrackIterator>(track_, context_, start_, end_);
+  if (stbl->stts() != nullptr) decodingTime_ = stbl->stts()->endTime();
+  if (!movieSamples_->hasNext()) movieSamples_.reset();
+}
+
+bool FragmentedTrackIterator::openNextFragment() {
+  if (fragment_ != nullptr) ++fragmentsPassed_;
+  fragment_ = nullptr;
+  while (Box* child = track_.root->getChild(childIndex_)) {
+    ++childIndex_;
+    auto* fragment = child->type() == fourCc("moof") ? childAs<MoofBox>(*child) : nullptr;
+    if (fragment == nullptr) continue;
+    resolveFragment(*fragment, *track_.root->movie()->mvex());
+    fragment_ = fragment;
+    parts_ = fragment->partsOf(track_.info.trackId);
+    return true;
+  }
+  return false;
+}
+
+bool FragmentedTrackIterator::openNextPart() {
+  if (fragment_ != nullptr && !parts_.empty()) {
+    ++partsPassed_;
+    parts_ = parts_.subspan(1);
+  }
+  while (fragment_ == nullptr || parts_.empty()) {
+    if (!openNextFragment()) return false;
+  }
+  TrafBox& part = *parts_.front();
+  if (!part.layout().hasMovieDefaults) throw Exception(ErrorCode::noTrackDefaults);
+  if (part.decodeTime()) decodingTime_ = *part.decodeTime();
+  part.setStartTime(decodingTime_);
+  runBase_ = part.layout().dataBase;
+  run_ = 0;
+  samplesOfPart_ = 0;
+  return true;
+}
+
+void FragmentedTrackIterator::leaveRun() {
+  const TrunBox& run = *parts_.front()->runs()[run_ - 1];
+  runBase_ = offsetFrom(runBase_, run.dataOffset()) + run.totalSize();
+  samplesOfPart_ += run.sampleCount();
+  ++runsPassed_;
+  samples_.reset();
+}
+
+bool FragmentedTrackIterator::openNextRun() {
+  while (fragment_ == nullptr || parts_.empty() || run_ == parts_.front()->runs().size()) {
+    if (!openNextPart()) return false;
+  }
+  const TrafBox& part = *parts_.front();
+  const TrunBox& run = *part.runs()[run_++];
+  if (run.has(TrunBox::kDataOffset)) runBase_ = part.layout().dataBase;
+  samples_.emplace(run.cursor());
+  noteRun();
+  return true;
+}
+
+void FragmentedTrackIterator::noteRun() {
+  if (passedRuns_ == nullptr) return;
+  constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
+  const std::uint64_t length = parts_.front()->runs()[run_ - 1]->totalDuration();
+  const std::uint64_t end = length > kMost - decodingTime_ ? kMost : decodingTime_ + length;
+  passedRuns_->note({.number = runsPassed_,
+                     .fragmentsPassed = fragmentsPassed_,
+                     .partsPassed = partsPassed_,
+                     .childIndex = childIndex_,
+                     .fragment = fragment_,
+                     .parts = parts_,
+                     .run = run_,
+                     .runBase = runBase_,
+                     .decodingTime = decodingTime_},
+                    end);
+}
+
+// Goes to the first run that is needed, as far as another iterator has come.
+void FragmentedTrackIterator::jump() {
+  const PassedRuns::Place* place = passedRuns_ == nullptr ? nullptr : passedRuns_->find(start_);
+  if (place == nullptr) return;
+  runsPassed_ = place->number;
+  fragmentsPassed_ = place->fragmentsPassed;
+  partsPassed_ = place->partsPassed;
+  childIndex_ = place->childIndex;
+  fragment_ = place->fragment;
+  parts_ = place->parts;
+  run_ = place->run;
+  runBase_ = place->runBase;
+  decodingTime_ = place->decodingTime;
+  samples_.emplace(parts_.front()->runs()[run_ - 1]->cursor());
+}
+
+void FragmentedTrackIterator::settle() {
+  for (;;) {
+    if (!samples_ && !openNextRun()) break;
+    const TrunBox& run = *parts_.front()->runs()[run_ - 1];
+    // A run that ends before the range is passed as a whole.
+    const std::uint64_t left = run.totalDuration();
+    if (samples_->isValid() && samples_->index() == 0 && left < start_ &&
+        decodingTime_ < start_ - left) {
+      decodingTime_ += left;
+      leaveRun();
+      continue;
+    }
+    while (samples_->isValid() && decodingTime_ < start_) {
+      decodingTime_ += samples_->skip(start_ - decodingTime_);
+    }
+    if (!samples_->isValid()) {
+      leaveRun();
+      continue;
+    }
+    if (decodingTime_ >= end_) break;
+    return;
+  }
+  ended_ = true;
+}
+
+bool FragmentedTrackIterator::hasNext() { return movieSamples_ != nullptr || !ended_; }
+
+std::uint8_t FragmentedTrackIterator::dependenciesOf(std::uint32_t sampleFlags) const {
+  const std::span<const std::uint8_t> bytes = parts_.front()->dependencies();
+  const std::size_t index = samplesOfPart_ + samples_->index();
+  if (index < bytes.size()) return bytes[index];
+  return static_cast<std::uint8_t>(sampleFlags >> kDependencyShift & 0xFF);
+}
+
+SamplePtr FragmentedTrackIterator::makeSample() const {
+  const TrunBox::Sample& entry = samples_->current();
+  const std::uint32_t descriptionIndex = parts_.front()->layout().descriptionIndex;
+  auto sample = std::make_unique<Sample>();
+  NorvikKavSampleInfo& info = sample->info;
+  info.size = entry.size;
+  info.decodingTime = decodingTime_;
+  info.timescale = track_.info.mediaTimescale;
+  info.compositionOffset = entry.compositionOffset;
+  info.trackId = track_.info.trackId;
+  info.flags = (entry.flags & kNotSyncFlags) == 0 ? kSampleIsSync : 0;
+  sample->dependencies = dependenciesOf(entry.flags);
+  sample->fileOffset = offsetFrom(runBase_, entry.dataOffset);
+  sample->fragmentSequence = fragment_->sequenceNumber();
+  sample->description =
+      track_.stsd == nullptr ? nullptr : track_.stsd->descriptor(descriptionIndex);
+  if (sample->description != nullptr) sample->descriptionIndex = descriptionIndex;
+  sample->track = &track_;
+  sample->context = context_;
+  return sample;
+}
+
+SamplePtr FragmentedTrackIterator::next() {
+  if (movieSamples_ != nullptr) {
+    SamplePtr sample = movieSamples_->next();
+    if (!movieSamples_->hasNext()) {
+      movieSamples_.reset();
+      begin();
+    }
+    return sample;
+  }
+  if (ended_) return nullptr;
+  SamplePtr sample = makeSample();
+  decodingTime_ += samples_->current().duration;
+  samples_->next();
+  settle();
+  return sample;
+}
+
+}  // namespace norvik::kav::impl

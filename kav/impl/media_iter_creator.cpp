@@ -1,0 +1,37 @@
+#include "kav/impl/media_iter_creator.h"
+
+#include <limits>
+#include <memory>
+
+#include "kav/impl/fragmented_track_iterator.h"
+#include "kav/impl/movie_boxes.h"
+#include "kav/impl/track_iterator.h"
+
+namespace norvik::kav::impl {
+
+MediaIterCreator::MediaIterCreator(const TrackRecord& track, std::uint64_t context,
+                                   bool ignoreEditLists)
+    : track_(track),
+      context_(context),
+      ignoreEditLists_(ignoreEditLists),
+      fragmented_(track.root->movie() != nullptr && track.root->movie()->mvex() != nullptr),
+      passedRuns_(std::make_shared<PassedRuns>()) {}
+
+std::unique_ptr<SampleIterator> MediaIterCreator::createMediaIterator(std::uint64_t start) {
+  return createMediaIterator(start, std::numeric_limits<std::uint64_t>::max());
+}
+
+std::unique_ptr<SampleIterator> MediaIterCreator::createMediaIterator(std::uint64_t start,
+                                                                      std::uint64_t end) {
+  if (fragmented_) {
+    return std::make_unique<FragmentedTrackIterator>(track_, context_, start, end, passedRuns_);
+  }
+  return std::make_unique<TrackIterator>(track_, context_, start, end);
+}
+
+SamplePtr MediaIterCreator::createEmptySample(std::uint64_t time) {
+  // An empty edit comes from no fragment; in a fragmented file it is counted to the first.
+  return makeEmptySample(track_, time, context_, fragmented_ ? 1 : 0);
+}
+
+}  // namespace norvik::kav::impl

@@ -1,0 +1,73 @@
+#include "kav/impl/presentation_iterator.h"
+
+#include <limits>
+#include <utility>
+
+#include "kav/rescale_time.h"
+
+namespace norvik::kav::impl {
+
+PresentationIter::PresentationIter(std::unique_ptr<IMediaIterCreator> creator,
+                                   std::vector<EditSegment> segments, std::uint32_t movieTimescale,
+                                   std::uint32_t mediaTimescale, std::uint64_t end)
+    : creator_(std::move(creator)),
+      segments_(std::move(segments)),
+      movieTimescale_(movieTimescale),
+      mediaTimescale_(mediaTimescale),
+      end_(end) {
+  openSegment();
+  held_ = fetch();
+}
+
+void PresentationIter::nextSegment() {
+  ++segment_;
+  openSegment();
+}
+
+void PresentationIter::openSegment() {
+  media_.reset();
+  if (segment_ == segments_.size()) return;
+  const EditSegment& segment = segments_[segment_];
+  segmentStart_ = rescaleTime(segment.presentationStart, movieTimescale_, mediaTimescale_);
+  if (segment.isEmpty()) return;
+  segmentEnd_ = segment.duration == 0 ? std::numeric_limits<std::uint64_t>::max()
+                                      : rescaleTime(segment.presentationStart + segment.duration,
+                                                    movieTimescale_, mediaTimescale_);
+  media_ = creator_->createMediaIterator(segment.mediaTime);
+}
+
+SamplePtr PresentationIter::fetchFromMedia() {
+  const std::uint64_t mediaTime = segments_[segment_].mediaTime;
+  while (SamplePtr sample = media_->next()) {
+    if (sample->info.decodingTime < mediaTime) continue;
+    sample->info.decodingTime += segmentStart_ - mediaTime;
+    if (sample->info.decodingTime < segmentEnd_) return sample;
+    break;
+  }
+  return nullptr;
+}
+
+SamplePtr PresentationIter::fetch() {
+  while (segment_ < segments_.size()) {
+    if (segments_[segment_].isEmpty()) {
+      const std::uint64_t time = segmentStart_;
+      nextSegment();
+      return creator_->createEmptySample(time);
+    }
+    // Media that runs out inside a segment goes on with the next one.
+    if (SamplePtr sample = fetchFromMedia()) return sample;
+    nextSegment();
+  }
+  return nullptr;
+}
+
+bool PresentationIter::hasNext() { return held_ != nullptr && held_->info.decodingTime < end_; }
+
+SamplePtr PresentationIter::next() {
+  if (!hasNext()) return nullptr;
+  SamplePtr current = std::move(held_);
+  held_ = fetch();
+  return current;
+}
+
+}  // namespace norvik::kav::impl

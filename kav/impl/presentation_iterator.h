@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "kav/impl/edit_segments.h"
+#include "kav/impl/media_iter_creator.h"
+#include "kav/impl/sample.h"
+
+namespace norvik::kav::impl {
+
+// A track as its edit list shows it: the samples of each segment's stretch of media, moved to where
+// the segment stands, and one empty-edit sample for each segment without media.
+class PresentationIter final : public SampleIterator {
+ public:
+  // end is the end of the requested range in the media timescale.
+  PresentationIter(std::unique_ptr<IMediaIterCreator> creator, std::vector<EditSegment> segments,
+                   std::uint32_t movieTimescale, std::uint32_t mediaTimescale, std::uint64_t end);
+
+  bool hasNext() override;
+  SamplePtr next() override;
+
+ private:
+  void nextSegment();
+  void openSegment();
+
+  // The next sample that the edit list lets through; null at the end.
+  SamplePtr fetch();
+  SamplePtr fetchFromMedia();
+
+  std::unique_ptr<IMediaIterCreator> creator_;
+  std::vector<EditSegment> segments_;
+  std::uint32_t movieTimescale_;
+  std::uint32_t mediaTimescale_;
+  std::uint64_t end_;
+
+  std::size_t segment_ = 0;
+  std::uint64_t segmentStart_ = 0;  // media timescale
+  std::uint64_t segmentEnd_ = 0;
+  std::unique_ptr<SampleIterator> media_;
+  SamplePtr held_;
+};
+
+}  // namespace norvik::kav::impl

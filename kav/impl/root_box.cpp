@@ -1,0 +1,123 @@
+#include "kav/impl/root_box.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "kav/exception.h"
+#include "kav/impl/box_headers.h"
+#include "kav/impl/file_boxes.h"
+#include "kav/impl/fragment_boxes.h"
+#include "kav/impl/movie_boxes.h"
+
+namespace norvik::kav::impl {
+
+RootBox::RootBox(NorvikKavStream& stream, BoxFactory* factory, BoxAllocator* allocator)
+    : Box(fourCc("root"), stream),
+      factory_(factory != nullptr ? *factory : BoxFactory::defaultFactory()),
+      childAllocator_(allocator) {
+  setSizes(0);
+}
+
+Box* RootBox::getChild(std::size_t index) {
+  while (index >= loadedCount()) {
+    if (readNextBox() == nullptr) return nullptr;
+  }
+  return Box::getChild(index);
+}
+
+void RootBox::addChild(BoxPtr child) {
+  if (auto* movie = childAs<MoovBox>(*child)) movie_ = movie;
+  if (auto* metadata = childAs<XMPDataBox>(*child)) metadata_ = metadata;
+  Box::addChild(std::move(child));
+}
+
+// Media data may claim an end that no stream can reach.
+void RootBox::seekToEnd(std::uint64_t end) { stream().seekTo(std::min(end, stream().size())); }
+
+void RootBox::readBody(Box& box, bool check) {
+  if (check && !box.validate()) throw Exception(ErrorCode::childRuleBroken);
+  stream().seekTo(box.payloadStart());
+  box.readVersionAndFlags();
+  box.readContent();
+  box.readChildren(*this, check);
+  seekToEnd(box.end());
+}
+
+BoxPtr RootBox::makeTree(BoxHeader header) {
+  BoxPtr box = factory_.createBox(stream(), std::move(header), childAllocator_);
+  if (box == nullptr) return nullptr;
+  readChildHeaders({stream(), factory_, childAllocator_}, *box);
+  return box;
+}
+
+void RootBox::fetchMovie(const Box& fragment) {
+  const std::uint64_t position = stream().tell();
+  stream().seekTo(fragment.end());
+  std::optional<BoxHeader> header = findTopLevelBox(stream(), fourCc("moov"));
+  if (!header) throw Exception(ErrorCode::noMovie);
+  BoxPtr box = makeTree(std::move(*header));
+  auto* movie = box == nullptr ? nullptr : childAs<MoovBox>(*box);
+  if (movie == nullptr) throw Exception(ErrorCode::noMovie);
+  readBody(*movie, true);
+  waitingMovie_ = std::move(box);
+  movie_ = movie;
+  stream().seekTo(position);
+}
+
+Box* RootBox::readNextBox() {
+  if (exhausted_) return nullptr;
+  seekToEnd(start() + getCurrentSize());
+  std::optional<BoxHeader> header = readBoxHeader(stream(), nullptr);
+  if (!header) {
+    exhausted_ = true;
+    return nullptr;
+  }
+  if (header->type == fourCc("moov") && movie_ != nullptr) {
+    if (waitingMovie_ == nullptr || movie_->start() != header->start) {
+      throw Exception(ErrorCode::secondMovie);
+    }
+    addChild(std::move(waitingMovie_));
+    return movie_;
+  }
+  BoxPtr box = makeTree(std::move(*header));
+  if (box == nullptr) {
+    exhausted_ = true;
+    return nullptr;
+  }
+  if (box->type() == fourCc("moof") && movie_ == nullptr) fetchMovie(*box);
+  readBody(*box, true);
+  Box* added = box.get();
+  addChild(std::move(box));
+  return added;
+}
+
+MoovBox* RootBox::readMovie() {
+  while (movie_ == nullptr || waitingMovie_ != nullptr) {
+    if (readNextBox() == nullptr) return nullptr;
+  }
+  return movie_;
+}
+
+void RootBox::indexFragments() {
+  for (; nextToIndex_ < loadedCount(); ++nextToIndex_) {
+    auto* fragment = childAs<MoofBox>(*Box::getChild(nextToIndex_));
+    if (fragment != nullptr && movie_ != nullptr) fragments_.add(*fragment, nextToIndex_, *movie_);
+  }
+}
+
+BoxIteratorByType RootBox::findFragment(std::uint32_t trackId, std::uint64_t time) {
+  std::int32_t index = -1;
+  do {
+    indexFragments();
+    index = fragments_.find(trackId, time);
+  } while (index < 0 && readNextBox() != nullptr);
+  return {*this, fourCc("moof"), index};
+}
+
+XMPDataBox* RootBox::readMetadata() {
+  while (metadata_ == nullptr && readNextBox() != nullptr) {
+  }
+  return metadata_;
+}
+
+}  // namespace norvik::kav::impl

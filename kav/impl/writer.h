@@ -1,0 +1,51 @@
+#pragma once
+
+#include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "kav/impl/fragment_writer.h"
+#include "kav/impl/root_box.h"
+#include "kav/impl/sample_sink.h"
+#include "kav/impl/stream_adapters.h"
+#include "kav/impl/track_parameters.h"
+#include "kav/kav_base.h"
+
+namespace norvik::kav::impl {
+
+class SampleDescriptor;
+
+// Writes a movie. It builds the movie box with its tracks and keeps their edit lists and durations;
+// a sample sink stores the samples, and so decides what form the file has.
+class Writer final : public KavBase {
+ public:
+  // Opens the stream and writes the head of the file. With parameters for fragments the movie is
+  // fragmented, without it is regular.
+  Writer(boost::intrusive_ptr<NorvikIOStream> stream, const MovieParameters& movie,
+         const std::optional<FragmentParameters>& fragments = std::nullopt);
+  ~Writer() override;
+
+  // Builds and writes a track. trackId, movieTimescale and lastSampleDuration are set here. Returns
+  // its number.
+  std::uint32_t addTrack(TrackParameters parameters);
+  void addSampleDescription(std::uint32_t trackNumber, const SampleDescriptor& description);
+  void addSample(const SampleToWrite& sample);
+  void setXMPMetadata(std::span<const std::uint8_t> packet);
+  void finish();
+
+ private:
+  void requireOpen() const;
+  TrackDraft& track(std::uint32_t number);
+  void setDurations();
+
+  std::unique_ptr<NorvikKavIOStream> stream_;
+  std::unique_ptr<RootBox, BoxDeleter> root_;
+  std::optional<MovieDraft> movie_;
+  std::unique_ptr<SampleSink> samples_;
+  bool hasMetadata_ = false;
+  bool open_ = true;
+};
+
+}  // namespace norvik::kav::impl

@@ -1,0 +1,15 @@
+#pragma once
+
+namespace norvik::kav {
+
+// The common base of the library's polymorphic classes: deletable through a pointer to it, never
+// copied, because what derives from it owns parts of a document or of a stream.
+class KavBase {
+ public:
+  KavBase() = default;
+  KavBase(const KavBase&) = delete;
+  KavBase& operator=(const KavBase&) = delete;
+  virtual ~KavBase() = default;
+};
+
+}  // namespace norvik::kav

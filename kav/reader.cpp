@@ -1,0 +1,269 @@
+#include "kav/reader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <span>
+
+#include "kav/error_code.h"
+#include "kav/exception.h"
+#include "kav/impl/handles.h"
+#include "kav/impl/movie_boxes.h"
+#include "kav/impl/reader.h"
+#include "kav/impl/track_boxes.h"
+
+namespace norvik::kav {
+
+struct NorvikKavReader {
+  impl::Reader reader;
+};
+
+struct NorvikKavSampleIterator {
+  std::unique_ptr<impl::DocIterator> iterator;
+};
+
+namespace {
+
+constexpr std::uint32_t code(ErrorCode error) { return static_cast<std::uint32_t>(error); }
+
+// Runs an operation and turns what it throws into a code: nothing is thrown past a plain function.
+template <class Operation>
+std::uint32_t guarded(Operation operation) noexcept {
+  try {
+    operation();
+    return code(ErrorCode::success);
+  } catch (const Exception& exception) {
+    return exception.code();
+  } catch (...) {
+    return code(ErrorCode::ioFailed);
+  }
+}
+
+template <class... Pointers>
+void require(Pointers... pointers) {
+  if ((!pointers || ...)) throw Exception(ErrorCode::missingArgument);
+}
+
+const impl::TrackRecord& trackAt(NorvikKavReader* reader, std::uint32_t index) {
+  require(reader);
+  if (index >= reader->reader.tracks().size()) throw Exception(ErrorCode::missingArgument);
+  return reader->reader.tracks()[index];
+}
+
+}  // namespace
+
+std::uint32_t openReader(NorvikIStream* stream, const NorvikKavReaderOptions& options,
+                         NorvikKavReader** reader) noexcept {
+  return guarded([&] {
+    require(stream, reader);
+    auto opened = std::unique_ptr<NorvikKavReader>(
+        new NorvikKavReader{impl::Reader(boost::intrusive_ptr<NorvikIStream>(stream),
+                                         {options.ignoreEditLists, options.problemHandler})});
+    *reader = opened.release();
+  });
+}
+
+std::uint32_t closeReader(NorvikKavReader* reader) noexcept {
+  const std::unique_ptr<NorvikKavReader> owned(reader);
+  return guarded([&] { require(reader); });
+}
+
+std::uint32_t getMovieInfo(NorvikKavReader* reader, NorvikKavMovieInfo* info) noexcept {
+  return guarded([&] {
+    require(reader, info);
+    NorvikKavMovieInfo result;
+    if (const impl::MvhdBox* header = reader->reader.movieHeader()) {
+      const auto& record = header->record();
+      result.timescale = record.timescale;
+      result.duration = record.duration;
+      result.creationTime = record.creationTime;
+      result.modificationTime = record.modificationTime;
+      result.rate = record.rate;
+      result.volume = record.volume;
+    }
+    result.trackCount = static_cast<std::uint32_t>(reader->reader.tracks().size());
+    result.isFragmented = reader->reader.isFragmented() ? 1 : 0;
+    *info = result;
+  });
+}
+
+std::uint32_t getTrackInfo(NorvikKavReader* reader, std::uint32_t trackIndex,
+                           NorvikKavTrackInfo* info) noexcept {
+  return guarded([&] {
+    require(info);
+    *info = trackAt(reader, trackIndex).info;
+  });
+}
+
+std::uint32_t getTrackHandler(NorvikKavReader* reader, std::uint32_t trackIndex,
+                              std::uint32_t* handlerType) noexcept {
+  return guarded([&] {
+    require(handlerType);
+    *handlerType = trackAt(reader, trackIndex).handlerType;
+  });
+}
+
+std::uint32_t getTrackName(NorvikKavReader* reader, std::uint32_t trackIndex,
+                           char* buffer) noexcept {
+  return guarded([&] {
+    require(buffer);
+    const impl::TrackRecord& track = trackAt(reader, trackIndex);
+    std::copy(track.name.begin(), track.name.end(), buffer);
+  });
+}
+
+std::uint32_t getSampleDescriptionCount(NorvikKavReader* reader, std::uint32_t trackIndex,
+                                        std::uint32_t* count) noexcept {
+  return guarded([&] {
+    require(count);
+    const impl::TrackRecord& track = trackAt(reader, trackIndex);
+    *count = track.stsd == nullptr ? 0 : track.stsd->entryCount();
+  });
+}
+
+std::uint32_t getSampleDescriptionHandle(NorvikKavReader* reader, std::uint32_t trackIndex,
+                                         std::uint32_t descriptionIndex,
+                                         const NorvikKavSampleDescription** description) noexcept {
+  return guarded([&] {
+    require(description);
+    const impl::TrackRecord& track = trackAt(reader, trackIndex);
+    const impl::SampleDescriptor* found =
+        track.stsd == nullptr ? nullptr : track.stsd->descriptor(descriptionIndex);
+    require(found);
+    *description = impl::toHandle(found);
+  });
+}
+
+std::uint32_t getSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                       NorvikKavSampleDescInfo* info) noexcept {
+  return guarded([&] {
+    require(description, info);
+    *info = impl::fromHandle(description)->info();
+  });
+}
+
+std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description,
+                                   std::uint8_t* buffer) noexcept {
+  return guarded([&] {
+    require(description, buffer);
+    impl::Reader::getSampleDescription(*impl::fromHandle(description), buffer);
+  });
+}
+
+std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const std::uint8_t* header,
+                                    NorvikKavSampleDescription** description) noexcept {
+  return guarded([&] {
+    require(info, description);
+    *description = impl::toHandle(impl::makeDescriptor(*info, header).release());
+  });
+}
+
+std::uint32_t closeSampleDescription(NorvikKavSampleDescription* description) noexcept {
+  const std::unique_ptr<impl::SampleDescriptor> owned(impl::fromHandle(description));
+  return guarded([&] { require(description); });
+}
+
+std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
+                              std::uint32_t* trackIds, std::uint32_t* count) noexcept {
+  return guarded([&] {
+    require(count);
+    const impl::TrefBox* references = trackAt(reader, trackIndex).trak->tref();
+    const impl::HintBox* hint = references == nullptr ? nullptr : references->hint();
+    const std::span<const std::uint32_t> ids =
+        hint == nullptr ? std::span<const std::uint32_t>{} : hint->trackIds();
+    *count = static_cast<std::uint32_t>(ids.size());
+    if (trackIds != nullptr) std::copy(ids.begin(), ids.end(), trackIds);
+  });
+}
+
+std::uint32_t countSamples(NorvikKavReader* reader, std::uint64_t costLimit,
+                           NorvikKavTrackTotals* totals) noexcept {
+  return guarded([&] {
+    require(reader, totals);
+    for (const impl::TrackTotals& track : reader->reader.countSamples(costLimit)) {
+      *totals++ = {track.sampleCount, track.gapCount};
+    }
+  });
+}
+
+std::uint32_t createSampleIterator(NorvikKavReader* reader,
+                                   NorvikKavSampleIterator** iterator) noexcept {
+  return guarded([&] {
+    require(reader, iterator);
+    auto created = std::unique_ptr<NorvikKavSampleIterator>(
+        new NorvikKavSampleIterator{reader->reader.createDocIterator()});
+    *iterator = created.release();
+  });
+}
+
+std::uint32_t closeSampleIterator(NorvikKavSampleIterator* iterator) noexcept {
+  const std::unique_ptr<NorvikKavSampleIterator> owned(iterator);
+  return guarded([&] { require(iterator); });
+}
+
+std::uint32_t hasNextSample(NorvikKavSampleIterator* iterator, std::uint32_t* hasNext) noexcept {
+  return guarded([&] {
+    require(iterator, hasNext);
+    *hasNext = iterator->iterator->hasNext() ? 1 : 0;
+  });
+}
+
+std::uint32_t nextSample(NorvikKavSampleIterator* iterator, NorvikKavSample** sample) noexcept {
+  return guarded([&] {
+    require(iterator, sample);
+    *sample = impl::toHandle(iterator->iterator->next().release());
+  });
+}
+
+std::uint32_t closeSample(NorvikKavSample* sample) noexcept {
+  const impl::SamplePtr owned(impl::fromHandle(sample));
+  return guarded([&] { require(sample); });
+}
+
+std::uint32_t getSampleInfo(const NorvikKavSample* sample, NorvikKavSampleInfo* info) noexcept {
+  return guarded([&] {
+    require(sample, info);
+    *info = impl::fromHandle(sample)->info;
+  });
+}
+
+std::uint32_t getSampleLocation(const NorvikKavSample* sample,
+                                NorvikKavSampleLocation* location) noexcept {
+  return guarded([&] {
+    require(sample, location);
+    const impl::Sample& found = *impl::fromHandle(sample);
+    location->fileOffset = found.fileOffset;
+    location->trackIndex = found.track->index;
+    location->descriptionIndex = found.descriptionIndex;
+    location->fragmentSequence = found.fragmentSequence;
+    location->dependencies = found.dependencies;
+  });
+}
+
+std::uint32_t readBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::uint8_t* buffer,
+                        std::size_t length) noexcept {
+  return guarded([&] {
+    require(reader, buffer);
+    reader->reader.readBytes(fileOffset, {buffer, length});
+  });
+}
+
+std::uint32_t checkBytes(NorvikKavReader* reader, std::uint64_t fileOffset,
+                         std::uint64_t length) noexcept {
+  return guarded([&] {
+    require(reader);
+    reader->reader.checkBytes(fileOffset, length);
+  });
+}
+
+std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer,
+                          std::size_t* length) noexcept {
+  return guarded([&] {
+    require(reader, length);
+    *length = reader->reader.metadata().size();
+    if (buffer != nullptr) reader->reader.getMetadata(buffer);
+  });
+}
+
+}  // namespace norvik::kav

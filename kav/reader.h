@@ -1,0 +1,156 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "kav/date_time.h"
+#include "kav/problem_handler.h"
+#include "kav/sample_desc_info.h"
+#include "kav/sample_info.h"
+#include "kav/streams.h"
+#include "kav/track_info.h"
+
+// Reading a movie, through functions and plain handles.
+//
+// Every function returns an error code: 0 for success, 20 (ErrorCode::missingArgument) for a null
+// handle or output pointer, else the number of the ErrorCode that ended it. No exception leaves
+// them. On failure the output is not touched.
+//
+// Order of calls: openReader first; then anything that takes the reader; closeReader last.
+// Iterators and samples taken from a reader must be closed before it. Everything taken from one
+// reader shares one stream position and must be used from one thread.
+
+namespace norvik::kav {
+
+struct NorvikKavReader;             // an open movie
+struct NorvikKavSampleIterator;     // a walk over its samples
+struct NorvikKavSample;             // one sample, without its bytes
+struct NorvikKavSampleDescription;  // one sample description; belongs to the reader
+
+struct NorvikKavReaderOptions {
+  // Deliver every track's media as it is stored, without applying edit lists.
+  bool ignoreEditLists = false;
+
+  // Asked about oddities while boxes are read; see ProblemHandler.
+  ProblemHandler problemHandler{};
+};
+
+// What the header of a movie says.
+struct NorvikKavMovieInfo {
+  std::uint32_t structSize = 56;  // the length of this record in bytes
+  std::uint32_t timescale = 0;    // units per second
+  std::uint64_t duration = 0;     // units of timescale
+  NorvikKavDateTime creationTime;
+  NorvikKavDateTime modificationTime;
+  float rate = 1;    // 1 is normal speed
+  float volume = 1;  // 1 is full volume
+  std::uint32_t trackCount = 0;
+  std::uint32_t isFragmented = 0;  // 1 when the movie announces fragments
+};
+static_assert(sizeof(NorvikKavMovieInfo) == 56);
+
+// Where a sample lies and what it belongs to.
+struct NorvikKavSampleLocation {
+  std::uint64_t fileOffset = 0;        // of its first byte
+  std::uint32_t trackIndex = 0;        // 0-based, in the order of the file
+  std::uint32_t descriptionIndex = 0;  // 1-based; 0 when the sample has no description
+  std::uint32_t fragmentSequence = 0;  // sequence number of its fragment; 0 outside fragments
+
+  // What it depends on and what depends on it, as an sdtp byte says it. In a fragmented movie the
+  // flags of NorvikKavSampleInfo leave this out; to write it, put it into bits 8 to 15 of them.
+  std::uint32_t dependencies = 0;
+};
+
+// How much the samples of one track come to, for whoever has to make room for them.
+struct NorvikKavTrackTotals {
+  std::uint32_t sampleCount = 0;  // samples that carry media
+  std::uint32_t gapCount = 0;     // empty-edit samples
+};
+
+// Opens a movie on a stream, of which the reader holds a share until it is closed. Reads up to and
+// including the moov box. Fails with noMovie (6) and with whatever the boxes are refused for.
+std::uint32_t openReader(NorvikIStream* stream, const NorvikKavReaderOptions& options,
+                         NorvikKavReader** reader) noexcept;
+std::uint32_t closeReader(NorvikKavReader* reader) noexcept;
+
+std::uint32_t getMovieInfo(NorvikKavReader* reader, NorvikKavMovieInfo* info) noexcept;
+
+// Tracks are numbered from 0 in the order of the file; a number past the end gives 20.
+std::uint32_t getTrackInfo(NorvikKavReader* reader, std::uint32_t trackIndex,
+                           NorvikKavTrackInfo* info) noexcept;
+
+// The handler type of a track, a four-character code with its first character in the high byte.
+std::uint32_t getTrackHandler(NorvikKavReader* reader, std::uint32_t trackIndex,
+                              std::uint32_t* handlerType) noexcept;
+
+// Copies the name of a track: NorvikKavTrackInfo::handlerNameLength bytes, the last one zero.
+std::uint32_t getTrackName(NorvikKavReader* reader, std::uint32_t trackIndex,
+                           char* buffer) noexcept;
+
+// Sample descriptions are numbered from 1, as samples refer to them.
+std::uint32_t getSampleDescriptionCount(NorvikKavReader* reader, std::uint32_t trackIndex,
+                                        std::uint32_t* count) noexcept;
+std::uint32_t getSampleDescriptionHandle(NorvikKavReader* reader, std::uint32_t trackIndex,
+                                         std::uint32_t descriptionIndex,
+                                         const NorvikKavSampleDescription** description) noexcept;
+std::uint32_t getSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                       NorvikKavSampleDescInfo* info) noexcept;
+
+// Copies the header bytes of a description: NorvikKavSampleDescInfo::headerLength bytes.
+std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description,
+                                   std::uint8_t* buffer) noexcept;
+
+// What a sample costs at the least, however few bytes it has: in bytes.
+inline constexpr std::uint32_t kSmallestSampleCost = 1;
+
+// Makes a description that was not read, for a movie to be written. info is the first part of the
+// record of its handler, which structSize tells the length of; header holds info->headerLength
+// bytes. Fails with unsupportedTrackType (15) for a record of another length than its handler's. It
+// belongs to the caller, who closes it; only such a one is closed.
+std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const std::uint8_t* header,
+                                    NorvikKavSampleDescription** description) noexcept;
+std::uint32_t closeSampleDescription(NorvikKavSampleDescription* description) noexcept;
+
+// The ids of the tracks that a hint track gives hints for. count receives their number, 0 for a
+// track that gives none; trackIds, unless null, receives the ids.
+std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
+                              std::uint32_t* trackIds, std::uint32_t* count) noexcept;
+
+// Counts what a sample iterator would deliver, track by track, without touching sample bytes.
+// totals has room for NorvikKavMovieInfo::trackCount records. Overlapping samples and repeated
+// edits let a small file deliver any amount, so the count ends once samples were counted that cost
+// more than costLimit bytes together, each at least kSmallestSampleCost. A failure inside a track,
+// or a sample whose bytes lie past the end of the file, ends its count and is not reported here.
+std::uint32_t countSamples(NorvikKavReader* reader, std::uint64_t costLimit,
+                           NorvikKavTrackTotals* totals) noexcept;
+
+// A walk over the samples of all tracks, merged by decoding time.
+std::uint32_t createSampleIterator(NorvikKavReader* reader,
+                                   NorvikKavSampleIterator** iterator) noexcept;
+std::uint32_t closeSampleIterator(NorvikKavSampleIterator* iterator) noexcept;
+
+// Tells whether there is a next sample: 1 or 0.
+std::uint32_t hasNextSample(NorvikKavSampleIterator* iterator, std::uint32_t* hasNext) noexcept;
+
+// Hands over the next sample, null at the end. The caller closes it.
+std::uint32_t nextSample(NorvikKavSampleIterator* iterator, NorvikKavSample** sample) noexcept;
+std::uint32_t closeSample(NorvikKavSample* sample) noexcept;
+std::uint32_t getSampleInfo(const NorvikKavSample* sample, NorvikKavSampleInfo* info) noexcept;
+std::uint32_t getSampleLocation(const NorvikKavSample* sample,
+                                NorvikKavSampleLocation* location) noexcept;
+
+// Copies length bytes at an offset in the file: the bytes of a sample, by its location and size, or
+// a part of them. Fails with shortRead (5) when the file ends before.
+std::uint32_t readBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::uint8_t* buffer,
+                        std::size_t length) noexcept;
+
+// Tells whether length bytes at an offset lie in the file: 0, or shortRead (5).
+std::uint32_t checkBytes(NorvikKavReader* reader, std::uint64_t fileOffset,
+                         std::uint64_t length) noexcept;
+
+// The XMP metadata of the movie. Reads on through the top-level boxes until it is found. length
+// receives the number of bytes, 0 without metadata; buffer, unless null, receives the bytes.
+std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer,
+                          std::size_t* length) noexcept;
+
+}  // namespace norvik::kav

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+
+namespace norvik::kav {
+
+// What a sample description says besides its header bytes: the bytes behind the fixed fields of the
+// entry, mostly the configuration of the decoder. handlerType tells which record this is the base
+// of: vide, soun and hint have one of their own, every other handler has none.
+struct NorvikKavSampleDescInfo {
+  std::uint32_t structSize = 24;         // the length of this record, its derived part included
+  std::uint32_t headerLength = 0;        // bytes
+  std::uint32_t codecType = 0;           // the four-character code of the entry
+  std::uint32_t handlerType = 0;         // the four-character code of the track's handler
+  std::uint32_t dataReferenceIndex = 1;  // where the media is; 1 for media in the movie itself
+  std::uint32_t reserved = 0;
+};
+static_assert(sizeof(NorvikKavSampleDescInfo) == 24);
+
+// A float cannot hold every 16.16 number, so a record that has one carries the number as stored
+// too. The stored number is what is written, unless the float was set to something else.
+
+// Handler vide. The header bytes begin 86 bytes into the entry.
+struct NorvikKavVideoSampleDescInfo : NorvikKavSampleDescInfo {
+  float horizontalResolution = 72;                      // pixels per inch
+  float verticalResolution = 72;                        // pixels per inch
+  std::uint32_t storedHorizontalResolution = 72 << 16;  // 16.16
+  std::uint32_t storedVerticalResolution = 72 << 16;    // 16.16
+  std::uint16_t width = 0;                              // pixels
+  std::uint16_t height = 0;                             // pixels
+  std::uint16_t frameCount = 1;                         // pictures in a sample
+  std::uint16_t depth = 24;                             // bits of a pixel
+  std::uint16_t preDefined = 0xFFFF;                    // the id of a colour table; none
+  std::uint16_t padding = 0;
+};
+static_assert(sizeof(NorvikKavVideoSampleDescInfo) == 52);
+
+// Handler soun. The header bytes begin 36 bytes into the entry; in a QuickTime entry of version 1
+// or 2 they begin with the fields that the version adds.
+struct NorvikKavAudioSampleDescInfo : NorvikKavSampleDescInfo {
+  std::uint16_t version = 0;
+  std::uint16_t revision = 0;
+  std::uint32_t vendor = 0;
+  std::uint16_t channelCount = 2;
+  std::uint16_t sampleSize = 16;  // bits
+  std::uint16_t compressionId = 0;
+  std::uint16_t packetSize = 0;
+  float sampleRate = 0;                // samples per second
+  std::uint32_t storedSampleRate = 0;  // 16.16
+};
+static_assert(sizeof(NorvikKavAudioSampleDescInfo) == 48);
+
+// Handler hint. The header bytes begin 16 bytes into the entry, as in a record of any other
+// handler.
+struct NorvikKavZeltSampleDescInfo : NorvikKavSampleDescInfo {};
+static_assert(sizeof(NorvikKavZeltSampleDescInfo) == 24);
+
+}  // namespace norvik::kav

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace norvik::kav {
+
+// Where a seek counts from. Any other number counts from the current position.
+enum SeekOrigin : int { kSeekFromStart = 0, kSeekFromCurrent = 1, kSeekFromEnd = 2 };
+
+// A source of bytes that the library reads a movie from. Streams are shared by reference count: a
+// new stream starts at 0, each holder calls addRef once and release once, and the release that
+// brings the count to 0 destroys the stream. Failures are thrown as Exception.
+class NorvikIStream {
+ public:
+  virtual ~NorvikIStream() = default;
+
+  virtual void addRef() = 0;
+  virtual void release() = 0;
+
+  // Opens the stream for use; a stream is positioned at 0 afterwards.
+  virtual void open() = 0;
+
+  // Closes the stream; on a closed stream it does nothing.
+  virtual void close() = 0;
+
+  // Reads up to count bytes at the current position and moves it behind them. Returns the number of
+  // bytes read, which is below count only at the end of the data.
+  virtual std::size_t read(void* buffer, std::size_t count) = 0;
+
+  // Moves the position to offset bytes from the origin (see SeekOrigin). A position behind the end
+  // is allowed: reading there gives nothing, writing there leaves a hole.
+  virtual void seek(std::int64_t offset, int origin) = 0;
+
+  // The current position in bytes from the start.
+  virtual std::uint64_t tell() = 0;
+};
+
+// A stream that can also be written; what was written can be read back.
+class NorvikIOStream : public NorvikIStream {
+ public:
+  // Writes count bytes at the current position and moves it behind them. Returns the number of
+  // bytes taken. An implementation may hold bytes back and report a failure later, at close at the
+  // latest.
+  virtual std::size_t write(const void* buffer, std::size_t count) = 0;
+
+  // Sets the length in bytes; a longer stream is filled with zeros. The position does not move.
+  virtual void setSize(std::uint64_t size) = 0;
+};
+
+// The hooks through which boost::intrusive_ptr shares streams.
+inline void intrusive_ptr_add_ref(NorvikIStream* stream) { stream->addRef(); }
+inline void intrusive_ptr_release(NorvikIStream* stream) { stream->release(); }
+
+}  // namespace norvik::kav

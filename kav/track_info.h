@@ -1,0 +1,31 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "kav/date_time.h"
+
+namespace norvik::kav {
+
+// Bits of NorvikKavTrackInfo::flags.
+inline constexpr std::uint32_t kTrackHasSampleDependencies = 0x1;  // the track holds an sdtp box
+
+// What the headers of a track say. Read by the reader, taken by the writer.
+struct NorvikKavTrackInfo {
+  std::uint32_t structSize = 72;  // the length of this record in bytes
+  std::uint32_t trackId = 0;
+  std::uint32_t tkhdFlags = 0;
+  std::uint32_t mediaTimescale = 0;  // units per second
+  NorvikKavDateTime creationTime;
+  NorvikKavDateTime modificationTime;
+  std::uint64_t duration = 0;           // units of mediaTimescale
+  float width = 0;                      // pixels
+  float height = 0;                     // pixels
+  float volume = 0;                     // 1 is full volume
+  std::array<char, 4> language{};       // three letters and a zero byte
+  std::uint32_t handlerNameLength = 0;  // bytes of the name, its closing zero included
+  std::uint32_t flags = 0;
+};
+static_assert(sizeof(NorvikKavTrackInfo) == 72);
+
+}  // namespace norvik::kav

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kav/date_time.h"
+#include "kav/reader.h"
+#include "kav/sample_desc_info.h"
+#include "kav/streams.h"
+#include "kav/track_info.h"
+
+namespace norvik::kav {
+
+namespace impl {
+class Writer;
+}
+
+// What a movie is written with.
+struct NorvikKavWriterConfiguration {
+  std::uint32_t timescale = 0;  // of the movie, units per second; must not be 0
+  NorvikKavDateTime creationTime;
+  NorvikKavDateTime modificationTime;
+  float rate = 1;    // 1 is normal speed
+  float volume = 1;  // 1 is full volume
+
+  // Write movie fragments instead of one block of media data; see Writer.
+  bool fragmented = false;
+  std::uint64_t fragmentDuration = 0;  // units of timescale; 0 stands for two seconds
+  bool randomAccess = false;           // end the file with a list of its sync samples
+};
+
+// What a track is written with.
+struct NorvikKavTrackConfiguration {
+  // The header values. trackId and duration are not taken: tracks are numbered as they are added,
+  // and durations follow from the samples.
+  NorvikKavTrackInfo info;
+  std::uint32_t handlerType = 0;  // a four-character code, its first character in the high byte
+  std::string handlerName;        // written with a closing zero
+
+  std::vector<std::uint32_t> hintedTracks;  // of a hint track: the numbers of the tracks it hints
+
+  // Room is reserved ahead of the media data, so the most that is to come is said beforehand.
+  std::uint32_t sampleCount = 0;        // samples with media; not used in a fragmented movie
+  std::uint32_t gapCount = 0;           // gaps between them
+  std::uint32_t descriptionCount = 0;   // sample descriptions
+  std::uint32_t descriptionLength = 0;  // header bytes of one of them on average, rounded up
+};
+
+// One sample to be written.
+struct NorvikKavWriterSample {
+  std::uint32_t trackNumber = 0;        // as addTrack returned it
+  std::uint32_t descriptionIndex = 1;   // 1-based, in the order of addSampleDescription
+  std::uint64_t decodingTime = 0;       // units of the track's timescale
+  std::uint32_t compositionOffset = 0;  // same units
+  std::uint32_t flags = 0;              // as in NorvikKavSampleInfo; a gap carries no bytes
+  std::uint32_t size = 0;               // bytes
+  const void* data = nullptr;           // size bytes; read before addSample returns
+};
+
+// Writes a movie. Order of calls: construct; addTrack for each track, followed by its
+// addSampleDescription; addSample, in decoding order within each track; finish.
+// setXMPMetadata may stand anywhere between the last addTrack and finish.
+//
+// A regular movie is laid out as ftyp, moov, mdat: the moov box is given room for the announced
+// samples ahead of the media data, and finish moves its tables together and covers what is left
+// with a free box.
+//
+// A fragmented movie is laid out as ftyp, moov, then moof and mdat for each fragment, then, with
+// random access, mfra. The samples of a fragment wait in memory until it is complete. It ends in
+// front of a sync sample of the first video track, once it has lasted for the fragment duration in
+// that track; in a movie without a video track, in front of the first sample with which any track
+// has. Before that it ends when its samples come to 64 MiB, and where a track goes on with another
+// sample description. The moov box is written with the first sample and once more, with its
+// durations and edit lists, at the finish: room for the edits of the announced gaps is kept behind
+// it.
+//
+// Every failure is thrown as Exception; after one the movie is incomplete and only
+// destruction makes sense.
+class Writer {
+ public:
+  // Opens the stream, of which the writer holds a share until it is finished, and writes the head
+  // of the file. Throws missingArgument for a null stream, zeroTimescale.
+  Writer(NorvikIOStream* stream, const NorvikKavWriterConfiguration& configuration);
+  Writer(Writer&&) noexcept;
+  Writer& operator=(Writer&&) noexcept;
+  ~Writer();
+
+  // Returns the number of the track, counting from 1. Throws zeroTimescale; tracksClosedBySamples
+  // or tracksClosedByMetadata once samples or metadata were written; addTrackAfterFinish;
+  // implausibleCount or implausibleSampleCount for more than 100 million samples.
+  std::uint32_t addTrack(const NorvikKavTrackConfiguration& configuration);
+
+  // Adds a copy of a description that was read or made. Throws unknownTrack, missingArgument,
+  // unsupportedTrackType, writerNotOpen; tracksClosedBySamples once samples were written.
+  void addSampleDescription(std::uint32_t trackNumber,
+                            const NorvikKavSampleDescription* description);
+
+  // Throws writerNotOpen; unknownTrack; missingArgument; unknownDescription for an index that is 0
+  // or above the number of the track's descriptions (a track without any has samples of index 1);
+  // editListFull; sampleTableFull for more samples than were announced, in a regular movie;
+  // sampleTimeBackwards and sampleTooLarge (1 GiB), in a fragmented movie; and what the stream
+  // throws.
+  void addSample(const NorvikKavWriterSample& sample);
+
+  // Writes an XMP packet of at most 64 MiB where the file has got to; a fragment that is open ends.
+  // Throws metadataAfterFinish, missingArgument, metadataTooLarge, metadataWithoutTracks.
+  void setXMPMetadata(const void* bytes, std::size_t size);
+
+  // Completes the movie and lets go of the stream; a second call throws writerNotOpen.
+  void finish();
+
+ private:
+  std::unique_ptr<impl::Writer> impl_;
+};
+
+}  // namespace norvik::kav
