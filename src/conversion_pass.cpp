@@ -1,0 +1,480 @@
+#include "src/conversion_pass.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <cstdint>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "kaf/kav_stream.h"
+#include "kav/exception.h"
+#include "kav/reader.h"
+#include "kav/writer.h"
+#include "src/avcc.h"
+#include "src/caption_queue.h"
+#include "src/caption_sei.h"
+#include "src/interruption.h"
+#include "src/progress_line.h"
+#include "src/sample_groups.h"
+#include "tarn/stream_mode.h"
+
+namespace quarrypack {
+namespace {
+
+namespace kav = norvik::kav;
+using quell::kafpkgutil::KavStream;
+
+constexpr std::uint32_t kVideoHandler = 0x76696465;    // "vide"
+constexpr std::uint32_t kCaptionHandler = 0x636c6370;  // "clcp"
+
+constexpr int kConverted = 0;
+constexpr int kFailed = 1;
+
+void throwOnError(std::uint32_t code) {
+  if (code != 0) throw kav::Exception(code);
+}
+
+// Owners of the reader's handles.
+struct HandleCloser {
+  void operator()(kav::NorvikKavReader* reader) const { kav::closeReader(reader); }
+  void operator()(kav::NorvikKavSampleIterator* iterator) const {
+    kav::closeSampleIterator(iterator);
+  }
+  void operator()(kav::NorvikKavSample* sample) const { kav::closeSample(sample); }
+};
+using ReaderHandle = std::unique_ptr<kav::NorvikKavReader, HandleCloser>;
+using IteratorHandle = std::unique_ptr<kav::NorvikKavSampleIterator, HandleCloser>;
+using SampleHandle = std::unique_ptr<kav::NorvikKavSample, HandleCloser>;
+
+ReaderHandle openMovie(kav::NorvikIStream& stream) {
+  kav::NorvikKavReader* reader = nullptr;
+  throwOnError(kav::openReader(&stream, {}, &reader));
+  return ReaderHandle(reader);
+}
+
+// The bytes of samples, where they lie in the input.
+class InputBytes final : public ByteSource {
+ public:
+  explicit InputBytes(kav::NorvikKavReader* reader) : reader_(reader) {}
+
+  void readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override {
+    if (destination.empty()) return;
+    throwOnError(kav::readBytes(reader_, fileOffset, destination.data(), destination.size()));
+  }
+
+ private:
+  kav::NorvikKavReader* reader_;
+};
+
+// What the samples of an input may come to. An honest movie holds each byte for one sample; samples
+// that overlap and edits that repeat could make a small file fill a disk.
+std::uint64_t costLimit(kav::NorvikIStream& input) {
+  constexpr std::uint64_t kAllowance = 64 * 1024;
+  input.seek(0, kav::kSeekFromEnd);
+  const std::uint64_t length = input.tell();
+  return length + length / 10 + kAllowance;
+}
+
+// A track of the input as the conversion sees it.
+struct InputTrack {
+  kav::NorvikKavTrackInfo info;
+  std::uint32_t handlerType = 0;
+  std::string name;
+};
+
+std::uint32_t inRange(std::uint64_t count) {
+  return static_cast<std::uint32_t>(
+      std::min<std::uint64_t>(count, std::numeric_limits<std::uint32_t>::max()));
+}
+
+std::vector<InputTrack> readTracks(kav::NorvikKavReader* reader, std::uint32_t count) {
+  std::vector<InputTrack> tracks(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    InputTrack& track = tracks[i];
+    throwOnError(kav::getTrackInfo(reader, i, &track.info));
+    throwOnError(kav::getTrackHandler(reader, i, &track.handlerType));
+    track.name.resize(track.info.handlerNameLength);
+    throwOnError(kav::getTrackName(reader, i, track.name.data()));
+    // The writer closes names by itself.
+    if (!track.name.empty()) track.name.pop_back();
+  }
+  return tracks;
+}
+
+// A pending sample names its output track and sample description by one number, its slot.
+class Slots {
+ public:
+  struct Slot {
+    std::uint32_t trackNumber = 0;
+    std::uint32_t descriptionIndex = 0;
+  };
+
+  std::uint32_t find(const Slot& slot, std::uint32_t timescale) {
+    const std::uint64_t key =
+        std::uint64_t{slot.trackNumber} << 32 | std::uint64_t{slot.descriptionIndex};
+    const auto [found, isNew] =
+        numbers_.try_emplace(key, static_cast<std::uint32_t>(slots_.size()));
+    if (isNew) {
+      slots_.push_back(slot);
+      timescales_.push_back(timescale);
+    }
+    return found->second;
+  }
+
+  const Slot& operator[](std::uint32_t number) const { return slots_[number]; }
+  std::span<const std::uint32_t> timescales() const { return timescales_; }
+
+ private:
+  std::unordered_map<std::uint64_t, std::uint32_t> numbers_;
+  std::vector<Slot> slots_;
+  std::vector<std::uint32_t> timescales_;
+};
+
+// One conversion, from open streams to a finished movie.
+class ConversionPass {
+ public:
+  ConversionPass(kav::NorvikIStream& input, kav::NorvikIOStream& output)
+      : reader_(openMovie(input)),
+        bytes_(reader_.get()),
+        writer_(makeWriter(output)),
+        costLimit_(costLimit(input)) {}
+
+  // Adds the tracks of the output. False when the input has no captions or no video for them.
+  bool setUpTracks();
+
+  // Copies all samples, captions attached, and finishes the movie.
+  void copySamples();
+
+ private:
+  // What becomes of the samples of an input track.
+  enum class Fate { copied, queuedAsCaption, dropped };
+  struct Route {
+    Fate fate = Fate::dropped;
+    std::uint32_t outputTrack = 0;
+    std::uint32_t timescale = 0;
+    bool isVideoTrack = false;
+
+    // The description of the latest sample, and its slot; 0 while there was no sample.
+    std::uint32_t descriptionIndex = 0;
+    std::uint32_t slot = 0;
+  };
+
+  // What an output track is to receive. Samples find their track by its id, so input tracks that
+  // share an id come together in one.
+  struct Expected {
+    std::uint64_t samples = 0;
+    std::uint64_t gaps = 0;
+  };
+
+  kav::Writer makeWriter(kav::NorvikIOStream& output);
+  void countSamples();
+  void addTrack(std::uint32_t index, const InputTrack& track);
+  void addDescription(std::uint32_t trackIndex, std::uint32_t descriptionIndex,
+                      std::uint32_t outputTrack);
+  void routeTracks();
+
+  void takeSample(const kav::NorvikKavSample* sample, bool isLast);
+  void spend(std::uint32_t sampleSize);
+  void queueCaption(const kav::NorvikKavSampleInfo& info, std::uint64_t fileOffset);
+  void copySample(const kav::NorvikKavSampleInfo& info,
+                  const kav::NorvikKavSampleLocation& location, Route& route, bool isLast);
+  void flush(std::size_t groupLength);
+  void writeSample(const PendingSample& sample, const SplicedSampleBytes* spliced);
+
+  ReaderHandle reader_;
+  InputBytes bytes_;
+  kav::Writer writer_;
+
+  std::uint64_t costLimit_;
+  std::uint64_t cost_ = 0;  // of the samples taken so far
+
+  std::vector<InputTrack> tracks_;
+  std::unordered_map<std::uint32_t, std::uint32_t> outputTracks_;  // by input track id
+  std::unordered_map<std::uint32_t, Expected> expected_;           // by input track id
+  std::int64_t videoTrack_ = -1;                                   // places in tracks_
+  std::int64_t captionTrack_ = -1;
+  std::vector<Route> routes_;  // by place in tracks_
+
+  Slots slots_;
+  PendingSamples pending_;
+  CaptionQueue captions_;
+  FlushDecision flushDecision_;
+  std::vector<std::uint8_t> buffer_;
+  ProgressLine progress_{ProgressTerminal::on(STDERR_FILENO)};
+};
+
+kav::Writer ConversionPass::makeWriter(kav::NorvikIOStream& output) {
+  kav::NorvikKavMovieInfo movie;
+  throwOnError(kav::getMovieInfo(reader_.get(), &movie));
+  kav::NorvikKavWriterConfiguration configuration;
+  configuration.timescale = movie.timescale;
+  configuration.creationTime = movie.creationTime;
+  configuration.modificationTime = movie.modificationTime;
+  configuration.rate = movie.rate;
+  configuration.volume = movie.volume;
+  return kav::Writer(&output, configuration);
+}
+
+bool ConversionPass::setUpTracks() {
+  kav::NorvikKavMovieInfo movie;
+  throwOnError(kav::getMovieInfo(reader_.get(), &movie));
+  tracks_ = readTracks(reader_.get(), movie.trackCount);
+  for (std::size_t i = 0; i < tracks_.size(); ++i) {
+    const auto place = static_cast<std::int64_t>(i);
+    if (tracks_[i].handlerType == kCaptionHandler) captionTrack_ = place;
+    if (tracks_[i].handlerType == kVideoHandler && videoTrack_ < 0) videoTrack_ = place;
+  }
+  const bool canConvert = captionTrack_ >= 0 && videoTrack_ >= 0;
+  if (canConvert) countSamples();
+  for (std::uint32_t i = 0; i < tracks_.size(); ++i) {
+    if (tracks_[i].handlerType != kCaptionHandler) addTrack(i, tracks_[i]);
+  }
+  routeTracks();
+  return canConvert;
+}
+
+void ConversionPass::countSamples() {
+  std::vector<kav::NorvikKavTrackTotals> totals(tracks_.size());
+  throwOnError(kav::countSamples(reader_.get(), costLimit_, totals.data()));
+  for (std::size_t i = 0; i < totals.size(); ++i) {
+    Expected& expected = expected_[tracks_[i].info.trackId];
+    expected.samples += totals[i].sampleCount;
+    expected.gaps += totals[i].gapCount;
+  }
+}
+
+void ConversionPass::addTrack(std::uint32_t index, const InputTrack& track) {
+  if (track.name.empty() || track.name.front() == '\0') {
+    std::cout << "Error: Track with empty name found" << std::endl;
+  }
+  std::uint32_t descriptions = 0;
+  throwOnError(kav::getSampleDescriptionCount(reader_.get(), index, &descriptions));
+
+  kav::NorvikKavTrackConfiguration configuration;
+  configuration.info = track.info;
+  configuration.handlerType = track.handlerType;
+  configuration.handlerName = track.name;
+  configuration.sampleCount = inRange(expected_[track.info.trackId].samples);
+  configuration.gapCount = inRange(expected_[track.info.trackId].gaps);
+  configuration.descriptionCount = descriptions;
+  std::uint64_t headerBytes = 0;
+  for (std::uint32_t i = 1; i <= descriptions; ++i) {
+    const kav::NorvikKavSampleDescription* description = nullptr;
+    kav::NorvikKavSampleDescInfo info;
+    throwOnError(kav::getSampleDescriptionHandle(reader_.get(), index, i, &description));
+    throwOnError(kav::getSampleDescriptionInfo(description, &info));
+    headerBytes += info.headerLength;
+  }
+  if (descriptions != 0) {
+    configuration.descriptionLength = inRange((headerBytes + descriptions - 1) / descriptions);
+  }
+  progress_.expectSamples(configuration.sampleCount);
+  const std::uint32_t outputTrack = writer_.addTrack(configuration);
+  outputTracks_[track.info.trackId] = outputTrack;
+  for (std::uint32_t i = 1; i <= descriptions; ++i) addDescription(index, i, outputTrack);
+}
+
+void ConversionPass::addDescription(std::uint32_t trackIndex, std::uint32_t descriptionIndex,
+                                    std::uint32_t outputTrack) {
+  const kav::NorvikKavSampleDescription* description = nullptr;
+  kav::NorvikKavSampleDescInfo info;
+  throwOnError(
+      kav::getSampleDescriptionHandle(reader_.get(), trackIndex, descriptionIndex, &description));
+  throwOnError(kav::getSampleDescriptionInfo(description, &info));
+  if (info.headerLength == 0) {
+    std::cout << "Warning: Zero Header length SampleDescriptor found" << std::endl;
+  } else {
+    std::vector<std::uint8_t> header(info.headerLength);
+    throwOnError(kav::getSampleDescription(description, header.data()));
+    if (trackIndex == videoTrack_) {
+      if (const auto config = parseAvcDecoderConfig(header)) {
+        nalLengthSize = config->nalLengthSize;
+      }
+    }
+  }
+  writer_.addSampleDescription(outputTrack, description);
+}
+
+void ConversionPass::routeTracks() {
+  routes_.resize(tracks_.size());
+  for (std::size_t i = 0; i < tracks_.size(); ++i) {
+    const std::uint32_t id = tracks_[i].info.trackId;
+    Route& route = routes_[i];
+    route.timescale = tracks_[i].info.mediaTimescale;
+    const auto output = outputTracks_.find(id);
+    if (output != outputTracks_.end()) {
+      route.fate = Fate::copied;
+      route.outputTrack = output->second;
+      route.isVideoTrack =
+          videoTrack_ >= 0 && id == tracks_[static_cast<std::size_t>(videoTrack_)].info.trackId;
+    } else if (captionTrack_ >= 0 &&
+               id == tracks_[static_cast<std::size_t>(captionTrack_)].info.trackId) {
+      route.fate = Fate::queuedAsCaption;
+    }
+  }
+}
+
+void ConversionPass::copySamples() {
+  kav::NorvikKavSampleIterator* opened = nullptr;
+  throwOnError(kav::createSampleIterator(reader_.get(), &opened));
+  const IteratorHandle iterator(opened);
+  for (;;) {
+    kav::NorvikKavSample* next = nullptr;
+    throwOnError(kav::nextSample(iterator.get(), &next));
+    if (next == nullptr) break;
+    const SampleHandle sample(next);
+    std::uint32_t hasNext = 0;
+    throwOnError(kav::hasNextSample(iterator.get(), &hasNext));
+    takeSample(sample.get(), hasNext == 0);
+  }
+  writer_.finish();
+}
+
+void ConversionPass::takeSample(const kav::NorvikKavSample* sample, bool isLast) {
+  kav::NorvikKavSampleInfo info;
+  kav::NorvikKavSampleLocation location;
+  throwOnError(kav::getSampleInfo(sample, &info));
+  throwOnError(kav::getSampleLocation(sample, &location));
+  spend(info.size);
+  if (info.size != 0) throwOnError(kav::checkBytes(reader_.get(), location.fileOffset, info.size));
+
+  Route& route = routes_[location.trackIndex];
+  switch (route.fate) {
+    case Fate::copied:
+      copySample(info, location, route, isLast);
+      break;
+    case Fate::queuedAsCaption:
+      queueCaption(info, location.fileOffset);
+      break;
+    case Fate::dropped:
+      // A check of long standing, whose wording users know.
+      std::cout << "assert in file ..\\..\\src\\main.cpp, line 397" << std::endl;
+      std::cout << "Error: Bad clcp Sample. " << std::endl;
+      break;
+  }
+  if (isLast) flush(pending_.size());
+}
+
+void ConversionPass::spend(std::uint32_t sampleSize) {
+  cost_ += std::max(sampleSize, kav::kSmallestSampleCost);
+  if (cost_ > costLimit_) throw kav::Exception(kav::ErrorCode::implausibleCount);
+}
+
+void ConversionPass::queueCaption(const kav::NorvikKavSampleInfo& info, std::uint64_t fileOffset) {
+  auto caption = std::make_unique<CaptionSample>();
+  caption->decodingTime = info.decodingTime;
+  caption->timescale = info.timescale;
+  caption->compositionOffset = info.compositionOffset;
+  caption->bytes.resize(info.size);
+  bytes_.readAt(fileOffset, caption->bytes);
+  captions_.push(std::move(caption));
+}
+
+void ConversionPass::copySample(const kav::NorvikKavSampleInfo& info,
+                                const kav::NorvikKavSampleLocation& location, Route& route,
+                                bool isLast) {
+  if (!isLast) {
+    const FlushDecision::Sample shown{.isSync = (info.flags & kav::kSampleIsSync) != 0,
+                                      .isOfVideoTrack = route.isVideoTrack,
+                                      .decodingTime = info.decodingTime,
+                                      .compositionOffset = info.compositionOffset,
+                                      .timescale = info.timescale};
+    if (flushDecision_.flushesBefore(shown, pending_.size())) {
+      flush(flushDecision_.groupLength());
+    }
+  }
+  // A sample without a description of its own goes with the first one of its track.
+  const std::uint32_t descriptionIndex = std::max(location.descriptionIndex, 1U);
+  if (route.descriptionIndex != descriptionIndex) {
+    route.descriptionIndex = descriptionIndex;
+    route.slot = slots_.find({route.outputTrack, descriptionIndex}, info.timescale);
+  }
+  pending_.push_back({.fileOffset = location.fileOffset,
+                      .decodingTime = info.decodingTime,
+                      .size = info.size,
+                      .compositionOffset = info.compositionOffset,
+                      .slot = route.slot,
+                      .flags = info.flags});
+}
+
+void ConversionPass::flush(std::size_t groupLength) {
+  SortedGroup group(pending_, groupLength, slots_.timescales(), bytes_);
+  progress_.captionsPlaced(captions_.attachDue(group));
+  for (std::size_t i = 0; i < groupLength; ++i) writeSample(pending_[i], group.splicedBytes(i));
+  pending_.dropFront(groupLength);
+}
+
+void ConversionPass::writeSample(const PendingSample& sample, const SplicedSampleBytes* spliced) {
+  if (buffer_.size() < sample.size) buffer_.resize(sample.size);
+  const std::span<std::uint8_t> bytes(buffer_.data(), sample.size);
+  if (spliced != nullptr) {
+    spliced->copyTo(bytes);
+  } else {
+    bytes_.readAt(sample.fileOffset, bytes);
+  }
+  const Slots::Slot& slot = slots_[sample.slot];
+  writer_.addSample({.trackNumber = slot.trackNumber,
+                     .descriptionIndex = slot.descriptionIndex,
+                     .decodingTime = sample.decodingTime,
+                     .compositionOffset = sample.compositionOffset,
+                     .flags = sample.flags,
+                     .size = sample.size,
+                     .data = bytes.data()});
+  progress_.sampleWritten(sample.size);
+}
+
+// Opens both files. The output may be the input under another name, through a link or another path,
+// and its content must not be dropped before that is known.
+void openStreams(KavStream& input, KavStream& output) {
+  input.open();
+  output.open();
+  if (output.sameFileAs(input)) throw kav::Exception(kav::ErrorCode::accessDenied);
+  output.setSize(0);
+}
+
+}  // namespace
+
+bool convertMovie(kav::NorvikIStream& input, kav::NorvikIOStream& output,
+                  const std::string& announcement) {
+  ConversionPass pass(input, output);
+  if (!pass.setUpTracks()) return false;
+  std::cout << announcement << std::endl;
+  pass.copySamples();
+  return true;
+}
+
+int runConversion(const std::string& programName, const ConversionPaths& paths) {
+  using norvik::tarn::FileStream;
+  const boost::intrusive_ptr<KavStream> input(
+      new KavStream(paths.inputPath, FileStream::getStreamMode(false, false, true)));
+  const boost::intrusive_ptr<KavStream> output(
+      new KavStream(paths.outputPath, FileStream::getStreamMode(true, false, true),
+                    KavStream::Truncation::byCaller));
+  openStreams(*input, *output);
+  const RemovalOnInterruption removal(paths.outputPath);
+
+  if (convertMovie(*input, *output,
+                   "Converting clcp(v608) data in file " + paths.inputPath + " to file " +
+                       paths.outputPath + "...")) {
+    output->close();
+    input->close();
+    return kConverted;
+  }
+  std::cerr << "Error: No valid clcp data found in the file..." << std::endl;
+  // What was begun is thrown away, so the movie is left unfinished.
+  output->setSize(0);
+  output->close();
+  input->close();
+  std::cout << programName << " failed! " << std::endl;
+  output->removeIfOpenedHere();
+  return kFailed;
+}
+
+}  // namespace quarrypack

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace quarrypack {
+
+// While it lives, SIGINT and SIGTERM remove the file that is being written before they end the
+// process as they always do: whoever stops a conversion is not left with half a movie that looks
+// like a whole one. Whoever waits for the process still sees which signal it was.
+//
+// A signal that the program was started to ignore stays ignored. At most one object at a time.
+class RemovalOnInterruption {
+ public:
+  // The file must be there. It is removed only while it is still the same one: not what somebody
+  // has meanwhile put in its place.
+  explicit RemovalOnInterruption(const std::string& path);
+  ~RemovalOnInterruption();
+  RemovalOnInterruption(const RemovalOnInterruption&) = delete;
+  RemovalOnInterruption& operator=(const RemovalOnInterruption&) = delete;
+
+ private:
+  struct Free {
+    void operator()(char* text) const { std::free(text); }
+  };
+
+  std::unique_ptr<char, Free> path_;
+  struct sigaction beforeInterrupt_ {};
+  struct sigaction beforeTerminate_ {};
+};
+
+}  // namespace quarrypack

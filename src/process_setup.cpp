@@ -1,0 +1,37 @@
+#include "src/process_setup.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <initializer_list>
+
+namespace quarrypack {
+namespace {
+
+// The program may be started with some of its three standard streams closed. The next file opened
+// would then take the free number, and a message could land in the movie that is being written, so
+// the gaps are filled first. The root folder fills them where there is no null device.
+void fillStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
+    if (::open("/dev/null", O_RDWR) == -1) ::open("/", O_RDONLY);
+  }
+}
+
+// A console that nobody reads and a limit on file sizes are failed writes like any other: they must
+// not end the process in the middle of a conversion.
+void ignoreSignalsOfFailedWrites() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+}  // namespace
+
+void prepareProcess() {
+  fillStandardDescriptors();
+  ignoreSignalsOfFailedWrites();
+}
+
+}  // namespace quarrypack

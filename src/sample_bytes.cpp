@@ -1,0 +1,109 @@
+#include "src/sample_bytes.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace quarrypack {
+namespace {
+
+std::ptrdiff_t difference(std::uint64_t bytes) { return static_cast<std::ptrdiff_t>(bytes); }
+
+// Moves the last count bytes of one stack to the other, turning their order round.
+void moveTop(std::vector<std::uint8_t>& from, std::vector<std::uint8_t>& to, std::size_t count) {
+  to.insert(to.end(), from.rbegin(), from.rbegin() + difference(count));
+  from.resize(from.size() - count);
+}
+
+}  // namespace
+
+void MemorySampleBytes::read(std::uint64_t position, std::span<std::uint8_t> destination) const {
+  std::copy_n(bytes_.begin() + difference(position), destination.size(), destination.begin());
+}
+
+void MemorySampleBytes::insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) {
+  bytes_.insert(bytes_.begin() + difference(position), bytes.begin(), bytes.end());
+}
+
+void GrowingBytes::insert(std::size_t position, std::span<const std::uint8_t> bytes) {
+  if (position < front_.size()) moveTop(front_, back_, front_.size() - position);
+  if (position > front_.size()) moveTop(back_, front_, position - front_.size());
+  back_.insert(back_.end(), bytes.rbegin(), bytes.rend());
+}
+
+void GrowingBytes::read(std::size_t position, std::span<std::uint8_t> destination) const {
+  if (position < front_.size()) {
+    const std::size_t count = std::min(destination.size(), front_.size() - position);
+    std::copy_n(front_.begin() + difference(position), count, destination.begin());
+    position += count;
+    destination = destination.subspan(count);
+    if (destination.empty()) return;
+  }
+  std::copy_n(back_.rbegin() + difference(position - front_.size()), destination.size(),
+              destination.begin());
+}
+
+void SplicedSampleBytes::read(std::uint64_t position, std::span<std::uint8_t> destination) const {
+  // Start of the piece under inspection, in the sample and in the file.
+  std::uint64_t start = 0;
+  std::uint64_t placeInFile = 0;
+  const auto readPiece = [&](std::uint64_t length, const auto& readBytes) {
+    if (position < start + length && !destination.empty()) {
+      const std::size_t count =
+          std::min<std::uint64_t>(destination.size(), start + length - position);
+      readBytes(position - start, destination.first(count));
+      position += count;
+      destination = destination.subspan(count);
+    }
+    start += length;
+  };
+  const auto readFromFile = [&](std::uint64_t offset, std::span<std::uint8_t> bytes) {
+    source_->readAt(fileOffset_ + placeInFile + offset, bytes);
+  };
+
+  for (const Splice& splice : splices_) {
+    readPiece(splice.placeInFile - placeInFile, readFromFile);
+    placeInFile = splice.placeInFile;
+    readPiece(splice.bytes.size(), [&](std::uint64_t offset, std::span<std::uint8_t> bytes) {
+      splice.bytes.read(offset, bytes);
+    });
+  }
+  readPiece(sizeInFile_ - placeInFile, readFromFile);
+}
+
+void SplicedSampleBytes::copyTo(std::span<std::uint8_t> destination) const {
+  const std::span<std::uint8_t> fromFile = destination.last(sizeInFile_);
+  if (!fromFile.empty()) source_->readAt(fileOffset_, fromFile);
+
+  // Every part of the sample moves towards the front by what is still to be put in behind it.
+  std::uint64_t placeInFile = 0;
+  for (const Splice& splice : splices_) {
+    const std::span<std::uint8_t> part =
+        fromFile.subspan(placeInFile, splice.placeInFile - placeInFile);
+    if (!part.empty()) std::memmove(destination.data(), part.data(), part.size());
+    destination = destination.subspan(part.size());
+    splice.bytes.read(0, destination.first(splice.bytes.size()));
+    destination = destination.subspan(splice.bytes.size());
+    placeInFile = splice.placeInFile;
+  }
+}
+
+void SplicedSampleBytes::insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) {
+  if (bytes.empty()) return;
+  size_ += bytes.size();
+
+  std::uint64_t inserted = 0;  // by the splices that end in front of position
+  auto splice = splices_.begin();
+  for (; splice != splices_.end(); ++splice) {
+    const std::uint64_t start = splice->placeInFile + inserted;
+    if (position < start) break;
+    if (position <= start + splice->bytes.size()) {
+      splice->bytes.insert(position - start, bytes);
+      return;
+    }
+    inserted += splice->bytes.size();
+  }
+  splices_.insert(splice, Splice{position - inserted, GrowingBytes(bytes)});
+}
+
+}  // namespace quarrypack

@@ -1,0 +1,124 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace quarrypack {
+
+// Where a search through a sample's NAL units may begin. It is only good for the length prefix size
+// that it was found with.
+struct NalSearchStart {
+  std::uint8_t nalLengthSize = 0;
+  std::uint64_t position = 0;
+};
+
+// The bytes of one sample, to be read in places and to have bytes put between them. Positions count
+// from the start of the sample as it is now, earlier insertions included.
+class SampleBytes {
+ public:
+  SampleBytes() = default;
+  SampleBytes(const SampleBytes&) = delete;
+  SampleBytes& operator=(const SampleBytes&) = delete;
+  SampleBytes(SampleBytes&&) = default;
+  SampleBytes& operator=(SampleBytes&&) = default;
+  virtual ~SampleBytes() = default;
+
+  virtual std::uint64_t size() const = 0;
+
+  // Fills destination with the bytes from position on. All of them must be inside the sample.
+  virtual void read(std::uint64_t position, std::span<std::uint8_t> destination) const = 0;
+
+  // Puts bytes in front of the byte at position, or behind the last byte when position is size().
+  void insert(std::uint64_t position, std::vector<std::uint8_t> bytes) {
+    nalSearchStart_ = {};
+    insertBytes(position, std::move(bytes));
+  }
+
+  // A note for whoever looks for the place of the next caption again and again; an insertion
+  // forgets it.
+  NalSearchStart nalSearchStart() const { return nalSearchStart_; }
+  void setNalSearchStart(NalSearchStart start) { nalSearchStart_ = start; }
+
+ private:
+  virtual void insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) = 0;
+
+  NalSearchStart nalSearchStart_;
+};
+
+// A sample whose bytes are all in memory.
+class MemorySampleBytes final : public SampleBytes {
+ public:
+  explicit MemorySampleBytes(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
+
+  std::uint64_t size() const override { return bytes_.size(); }
+  void read(std::uint64_t position, std::span<std::uint8_t> destination) const override;
+
+  const std::vector<std::uint8_t>& bytes() const { return bytes_; }
+
+ private:
+  void insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) override;
+
+  std::vector<std::uint8_t> bytes_;
+};
+
+// A file from which parts of samples are fetched.
+class ByteSource {
+ public:
+  virtual ~ByteSource() = default;
+
+  // Fills destination with the bytes from the offset on, or throws.
+  virtual void readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) = 0;
+};
+
+// Bytes that grow where the last ones were put in: two stacks, the bytes in front of that place
+// and, the other way round, those behind it. Inserting again at the same place costs no more than
+// the bytes inserted, so that thousands of captions in front of one another stay cheap.
+class GrowingBytes {
+ public:
+  explicit GrowingBytes(std::span<const std::uint8_t> bytes) : front_(bytes.begin(), bytes.end()) {}
+
+  std::size_t size() const { return front_.size() + back_.size(); }
+  void insert(std::size_t position, std::span<const std::uint8_t> bytes);
+  void read(std::size_t position, std::span<std::uint8_t> destination) const;
+
+ private:
+  std::vector<std::uint8_t> front_;
+  std::vector<std::uint8_t> back_;
+};
+
+// A sample that stays in its file, and a list of what was put between its bytes. The sample's bytes
+// are read only where they are asked for, so that many captioned samples can wait without being
+// held in memory. The source must outlive this object.
+class SplicedSampleBytes final : public SampleBytes {
+ public:
+  SplicedSampleBytes(ByteSource& source, std::uint64_t fileOffset, std::uint64_t sizeInFile)
+      : source_(&source), fileOffset_(fileOffset), sizeInFile_(sizeInFile), size_(sizeInFile) {}
+
+  std::uint64_t size() const override { return size_; }
+  void read(std::uint64_t position, std::span<std::uint8_t> destination) const override;
+
+  // Fills destination, which has size() bytes, with the whole sample. The part in the file is read
+  // in one go.
+  void copyTo(std::span<std::uint8_t> destination) const;
+
+ private:
+  // Bytes in front of the byte that stands at this place in the file. The list is in the order of
+  // the places, no two splices share one, and none is empty.
+  struct Splice {
+    std::uint64_t placeInFile;
+    GrowingBytes bytes;
+  };
+
+  void insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) override;
+
+  ByteSource* source_;
+  std::uint64_t fileOffset_;
+  std::uint64_t sizeInFile_;
+  std::uint64_t size_;
+  std::vector<Splice> splices_;
+};
+
+}  // namespace quarrypack

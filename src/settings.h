@@ -1,0 +1,23 @@
+#pragma once
+
+#include "src/config_types.h"
+#include "src/conversion_paths.h"
+
+#include <string>
+#include <vector>
+
+namespace quarrypack {
+
+using norvik::tarnsamples::ValueMap;
+
+// Collects the settings of a run from the command line, given without the program's name, and from
+// the configuration file. Returns 0, or the code for invalid settings whatever was wrong with them;
+// nothing but a code ever leaves. The arguments are emptied when help is asked for.
+int parseSettings(std::vector<std::string>& arguments, std::string& usageText, ValueMap& values,
+                  const std::string& programName);
+
+// Checks the paths of parsed settings before any movie is opened, and settles the output path.
+// Returns 0 or the code to be reported; what a code cannot tell is written to standard output.
+int validatePaths(const ValueMap& values, ConversionPaths& paths);
+
+}  // namespace quarrypack
