@@ -1,0 +1,83 @@
+# What `cmake --install` puts in place beside program and libraries, and the packages that cpack makes.
+include(GNUInstallDirs)
+
+install(PROGRAMS batch/quarrypack-batch DESTINATION "${CMAKE_INSTALL_BINDIR}")
+install(FILES README.md CHANGELOG.md doc/batch.md doc/caption-data.md doc/output-format.md
+  doc/player-matrix.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" RENAME copyright)
+install(FILES doc/quarrypack_config.example.xml
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" RENAME quarrypack_config.xml)
+
+# The prefix is known only when it is installed: cpack takes another than the one configured here.
+install(CODE "
+  set(PROJECT_VERSION \"${PROJECT_VERSION}\")
+  set(CMAKE_INSTALL_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
+  set(CMAKE_INSTALL_INCLUDEDIR \"${CMAKE_INSTALL_INCLUDEDIR}\")
+  configure_file(\"${CMAKE_CURRENT_LIST_DIR}/quarrypack.pc.in\"
+    \"${PROJECT_BINARY_DIR}/quarrypack.pc\" @ONLY)")
+install(FILES "${PROJECT_BINARY_DIR}/quarrypack.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+# ---------------------------------------------------------------- completion
+set(QUARRYPACK_ZSH_COMPLETIONS "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" CACHE STRING
+  "Folder of zsh completions; Debian packages use share/zsh/vendor-completions")
+set(bash_completions "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+# bash looks for a file with the name of the command.
+foreach(command quarrypack quarrypack-batch)
+  install(FILES completion/quarrypack.bash DESTINATION "${bash_completions}" RENAME ${command})
+endforeach()
+install(FILES completion/_quarrypack DESTINATION "${QUARRYPACK_ZSH_COMPLETIONS}")
+install(FILES completion/quarrypack.fish completion/quarrypack-batch.fish
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
+
+# ---------------------------------------------------------------- manual pages
+find_program(PANDOC pandoc)
+find_program(GZIP gzip)
+if(PANDOC AND GZIP)
+  set(pages)
+  foreach(command quarrypack quarrypack-batch)
+    set(source "${PROJECT_SOURCE_DIR}/doc/man/${command}.1.md")
+    set(page "${PROJECT_BINARY_DIR}/man/${command}.1")
+    configure_file("${source}" "${page}.md" @ONLY)
+    add_custom_command(OUTPUT "${page}.gz"
+      COMMAND "${PANDOC}" --standalone --from markdown-smart --to man --output "${page}" "${page}.md"
+      COMMAND "${GZIP}" -9 --no-name --force --keep "${page}"
+      DEPENDS "${page}.md"
+      COMMENT "Manual page ${command}(1)" VERBATIM)
+    list(APPEND pages "${page}.gz")
+  endforeach()
+  add_custom_target(quarrypack_man ALL DEPENDS ${pages})
+  install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+else()
+  message(STATUS "No manual pages: pandoc is not installed")
+endif()
+
+# ---------------------------------------------------------------- packages
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME quarrypack)
+set(CPACK_PACKAGE_VENDOR "The quarrypack authors")
+set(CPACK_PACKAGE_CONTACT "The quarrypack authors <authors@quarrypack.example>")
+set(CPACK_PACKAGE_HOMEPAGE_URL "https://quarrypack.example")
+set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "put the captions of a QuickTime movie into its pictures")
+set(CPACK_PACKAGE_DESCRIPTION
+"Reads a movie with H.264 video and a track of CEA-608 captions, as editing
+suites deliver it, and writes an .mp4 whose captions travel in the pictures,
+where players, set-top boxes and HLS packagers look for them. Nothing is
+decoded or encoded again.
+.
+The package holds the programs quarrypack and quarrypack-batch, and the static
+C++ library under them with its headers.")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# The libraries that the program is linked with, with their versions.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libexpat1 (>= 2.4)")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS parallel)
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "libboost-filesystem-dev, pkg-config")
+set(CPACK_SOURCE_GENERATOR TXZ)
+set(CPACK_SOURCE_PACKAGE_FILE_NAME "quarrypack-${PROJECT_VERSION}-source")
+set(CPACK_SOURCE_IGNORE_FILES "/\\\\.git" "/build" "/out/" "__pycache__" "\\\\.swp$")
+include(CPack)

@@ -1,0 +1,63 @@
+# Compile settings travel with targets: every target of the project links one of these privately.
+add_library(quarrypack_settings INTERFACE)
+target_include_directories(quarrypack_settings INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(quarrypack_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<BOOL:${QUARRYPACK_WERROR}>:-Werror>)
+
+if(QUARRYPACK_SANITIZE)
+  target_compile_options(quarrypack_settings INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
+    # With the checks woven in, g++ 12 warns about sizes that no path can have.
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>)
+  target_link_options(quarrypack_settings INTERFACE -fsanitize=address,undefined)
+endif()
+
+if(QUARRYPACK_COVERAGE)
+  target_compile_options(quarrypack_settings INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(quarrypack_settings INTERFACE --coverage)
+endif()
+
+# Only the counters: the driver is linked by the fuzz targets alone, every other program has a main.
+if(QUARRYPACK_FUZZ)
+  target_compile_options(quarrypack_settings INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(quarrypack_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# The calls of a sample's road cross a dozen small sources. The libraries keep plain code beside what
+# the optimizer needs, for whoever links them otherwise; tests are linked from it, which is quicker.
+if(QUARRYPACK_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  set(quarrypack_lto $<$<CONFIG:Release>:-flto=auto>)
+  target_compile_options(quarrypack_settings INTERFACE
+    ${quarrypack_lto} $<$<CONFIG:Release>:-ffat-lto-objects>)
+endif()
+
+if(QUARRYPACK_HARDEN)
+  target_compile_options(quarrypack_settings INTERFACE -fstack-protector-strong
+    $<$<AND:$<CONFIG:Release,RelWithDebInfo>,$<NOT:$<BOOL:${QUARRYPACK_SANITIZE}>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>)
+  target_compile_definitions(quarrypack_settings INTERFACE _GLIBCXX_ASSERTIONS)
+  target_link_options(quarrypack_settings INTERFACE
+    -Wl,-z,relro,-z,now $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie>)
+endif()
+
+# quarrypack_add_library(NAME SOURCES a.cpp b.cpp [LINK other ...]): one room as a static library,
+# with the alias quarrypack::NAME.
+function(quarrypack_add_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  add_library(quarrypack_${name} STATIC ${ARG_SOURCES})
+  add_library(quarrypack::${name} ALIAS quarrypack_${name})
+  target_include_directories(quarrypack_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+  target_link_libraries(quarrypack_${name} PUBLIC ${ARG_LINK}
+    PRIVATE $<BUILD_INTERFACE:quarrypack_settings>)
+endfunction()
+
+# quarrypack_add_test(NAME SOURCES a.cpp [LINK lib ...]): one test program, its cases found by ctest.
+function(quarrypack_add_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gtest_main GTest::gtest quarrypack_settings)
+  if(quarrypack_lto)
+    target_link_options(${name} PRIVATE $<$<CONFIG:Release>:-fno-lto>)
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()

@@ -1,0 +1,187 @@
+// Times of the written samples: durations, composition offsets, sync samples, pauses and edit
+// lists.
+
+#include <gtest/gtest.h>
+
+#include "tests/behaviour/conversion_run.h"
+#include "tests/support/box_builders.h"
+#include "tests/support/box_walk.h"
+#include "tests/support/media_samples.h"
+
+namespace quarrypack::test {
+namespace {
+
+using Edits = std::vector<WalkedEdit>;
+using Numbers = std::vector<std::uint32_t>;
+
+constexpr std::uint32_t kRate1 = 0x10000;
+// What a caption adds to its picture, to which every pair adds three bytes.
+constexpr std::size_t kUnitWithoutPairs = 19;
+
+std::vector<Bytes> bytesOf(const MovieTrack& track, std::size_t first = 0,
+                           std::size_t count = SIZE_MAX) {
+  std::vector<Bytes> all;
+  for (std::size_t i = first; i < track.samples.size() && i - first < count; ++i) {
+    all.push_back(track.samples[i].bytes);
+  }
+  return all;
+}
+
+// A second of sound in ten samples; the movie's timescale is 600, a fifth of the track's.
+MovieTrack tenSounds() { return soundTrack({.count = 10, .timescale = 3000, .duration = 300}); }
+
+MovieBuilder movieWith(const MovieTrack& sound) {
+  return MovieBuilder({videoTrack(), sound, captionTrack(1)});
+}
+
+class Timing : public ConversionTest {};
+
+TEST_F(Timing, GivesTheLastSampleOneTickOfTheMovie) {
+  const BoxWalk walk(converted(movieWith(tenSounds())));
+  EXPECT_EQ(walk.track(2).timescale, 3000u);
+  EXPECT_EQ(walk.track(2).timeRuns, (RunTable{{9, 300}, {1, 5}}));
+  EXPECT_EQ(walk.track(2).mediaDuration, 2705u);
+  EXPECT_EQ(walk.track(2).duration, 541u);
+  EXPECT_EQ(walk.track(2).edits, (Edits{{541, 0, kRate1}}));
+  EXPECT_EQ(walk.movie().duration, 541u);
+}
+
+TEST_F(Timing, GivesASingleSampleADurationOfOne) {
+  const BoxWalk walk(
+      converted(movieWith(soundTrack({.count = 1, .timescale = 3000, .duration = 300}))));
+  EXPECT_EQ(walk.track(2).timeRuns, (RunTable{{1, 1}}));
+}
+
+TEST_F(Timing, KeepsRunsOfDurations) {
+  MovieTrack sound = tenSounds();
+  for (const std::size_t i : {3u, 4u, 5u}) sound.samples[i].duration = 100;
+  const BoxWalk walk(converted(movieWith(sound)));
+  EXPECT_EQ(walk.track(2).timeRuns, (RunTable{{3, 300}, {3, 100}, {3, 300}, {1, 5}}));
+}
+
+TEST_F(Timing, DropsTheHalfWhenATimeFallsBetweenTwoTicks) {
+  // 90 000 to 1000: sample 2 at 45 is half a tick, the empty sample behind it ends the track there.
+  MovieTrack sound = soundTrack({.count = 2, .timescale = 90000, .duration = 45});
+  MovieBuilder movie = movieWith(sound);
+  movie.timescale = 1000;
+  const BoxWalk first(converted(movie));
+  EXPECT_EQ(first.track(2).mediaDuration, 45u + 90u);
+  EXPECT_EQ(first.track(2).duration, 1u);  // 1.5 ticks
+  movie.tracks[1].samples[0].duration = 46;
+  const BoxWalk second(converted(movie));
+  EXPECT_EQ(second.track(2).duration, 2u);
+}
+
+TEST_F(Timing, KeepsCompositionOffsetsAndSyncSamples) {
+  const MovieBuilder movie(
+      {videoTrack({.count = 8, .syncEvery = 4, .betweenAnchors = 1}), captionTrack(1)});
+  const BoxWalk walk(converted(movie));
+  Numbers offsets;
+  for (const WalkedSample& sample : walk.track(1).samples) {
+    offsets.push_back(sample.compositionOffset);
+  }
+  EXPECT_EQ(offsets, (Numbers{1001, 2002, 0, 1001, 1001, 2002, 0, 1001}));
+  EXPECT_EQ(walk.track(1).syncNumbers, (Numbers{1, 5}));
+}
+
+TEST_F(Timing, MarksNoSampleSyncWhereTheInputHasNoSyncTable) {
+  MovieBuilder movie({videoTrack(), soundTrack(), captionTrack(1)});
+  movie.tracks[0].syncTable = false;
+  const BoxWalk walk(converted(movie));
+  EXPECT_TRUE(walk.track(1).hasSyncTable);
+  EXPECT_EQ(walk.track(1).syncNumbers, Numbers{});
+}
+
+TEST_F(Timing, KeepsTheDependenciesOfEverySample) {
+  MovieBuilder movie({videoTrack({.count = 6, .syncEvery = 3}), soundTrack(), captionTrack(1)});
+  movie.tracks[0].dependencyTable = true;
+  const BoxWalk walk(converted(movie));
+  EXPECT_EQ(walk.track(1).dependencies, (Bytes{0x20, 0x10, 0x10, 0x20, 0x10, 0x10}));
+  EXPECT_EQ(walk.track(2).dependencies, std::nullopt);
+}
+
+struct EditCase {
+  const char* name;
+  std::vector<MovieEdit> input;
+  std::size_t first;  // which of the ten samples come through
+  std::size_t count;
+  Edits output;
+};
+
+class EditLists : public ConversionTest, public testing::WithParamInterface<EditCase> {};
+
+TEST_P(EditLists, SelectSamplesAndLeavePauses) {
+  MovieTrack sound = tenSounds();
+  sound.edits = GetParam().input;
+  const BoxWalk walk(converted(movieWith(sound)));
+  EXPECT_EQ(walk.track(2).sampleBytes(), bytesOf(sound, GetParam().first, GetParam().count));
+  EXPECT_EQ(walk.track(2).edits, GetParam().output);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, EditLists,
+    testing::Values(EditCase{"TheWholeMedia", {{600, 0}}, 0, 10, {{541, 0, kRate1}}},
+                    EditCase{"NoEntry", {}, 0, 10, {{541, 0, kRate1}}},
+                    EditCase{"TheRestOfTheMedia", {{0, 0}}, 0, 10, {{541, 0, kRate1}}},
+                    // A pause is led by an edit of no length, and lasts as long as in the input.
+                    EditCase{"APauseInFront",
+                             {{600, kEmptyEdit}, {600, 0}},
+                             0,
+                             10,
+                             {{0, 0, kRate1}, {600, -1, kRate1}, {541, 0, kRate1}}},
+                    EditCase{"ABeginningCutOff", {{600, 600}}, 2, 8, {{421, 0, kRate1}}},
+                    EditCase{"ABeginningCutInsideASample", {{600, 601}}, 3, 7, {{421, 0, kRate1}}},
+                    EditCase{"AnEndCutOff", {{180, 0}}, 0, 3, {{121, 0, kRate1}}}),
+    [](const auto& param) { return param.param.name; });
+
+TEST_F(Timing, PausesInTheMiddleOfATrack) {
+  MovieTrack sound = tenSounds();
+  sound.edits = {{120, 0}, {60, kEmptyEdit}, {240, 1500}};
+  const BoxWalk walk(converted(movieWith(sound)));
+  std::vector<Bytes> expected = bytesOf(sound, 0, 2);
+  for (const Bytes& bytes : bytesOf(sound, 5, 4)) expected.push_back(bytes);
+  EXPECT_EQ(walk.track(2).sampleBytes(), expected);
+  ASSERT_EQ(walk.track(2).edits.size(), 3u);
+  EXPECT_EQ(walk.track(2).edits[0], (WalkedEdit{120, 0, kRate1}));
+  EXPECT_EQ(walk.track(2).edits[1], (WalkedEdit{60, -1, kRate1}));
+  EXPECT_EQ(walk.track(2).edits[2].mediaTime, 600);
+  // The pause is taken out of the media: the samples follow one another.
+  EXPECT_EQ(walk.track(2).samples[2].decodingTime, 600u);
+}
+
+TEST_F(Timing, RepeatsSamplesThatTwoEditsShow) {
+  MovieTrack sound = tenSounds();
+  sound.edits = {{120, 0}, {120, 0}};
+  const BoxWalk walk(converted(movieWith(sound)));
+  std::vector<Bytes> expected = bytesOf(sound, 0, 2);
+  for (const Bytes& bytes : bytesOf(sound, 0, 2)) expected.push_back(bytes);
+  EXPECT_EQ(walk.track(2).sampleBytes(), expected);
+}
+
+TEST_F(Timing, KeepsTheKeyPictureThatAnEditSkipsOnlyForItsReordering) {
+  // Encoders show reordered pictures one picture late and take that back with an edit list.
+  MovieBuilder movie(
+      {videoTrack(
+           {.count = 8, .timescale = 1000, .duration = 100, .syncEvery = 8, .betweenAnchors = 1}),
+       captionTrack(
+           {.samples = {cdat({}), cdat({0x94, 0x20})}, .timescale = 1000, .duration = 300})});
+  movie.tracks[0].edits = {{480, 100}};
+  const BoxWalk walk(converted(movie));
+  ASSERT_EQ(walk.track(1).samples.size(), 8u);
+  EXPECT_EQ(walk.track(1).syncNumbers, (Numbers{1}));
+  // The caption of the picture shown at 300 stays with it, although pictures are now shown 100
+  // later.
+  for (std::size_t i = 0; i < 8; ++i) {
+    const WalkedSample& sample = walk.track(1).samples[i];
+    const bool at300 = sample.decodingTime + sample.compositionOffset == 400;
+    const bool first = sample.decodingTime + sample.compositionOffset == 100;
+    const std::size_t grown = sample.size - movie.tracks[0].samples[i].bytes.size();
+    EXPECT_EQ(grown, at300   ? kUnitWithoutPairs + 3
+                     : first ? kUnitWithoutPairs
+                             : 0u)
+        << "sample " << i + 1;
+  }
+}
+
+}  // namespace
+}  // namespace quarrypack::test

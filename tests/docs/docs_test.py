@@ -1,0 +1,266 @@
+#!/usr/bin/env python3
+"""docs_test - every command of the README and of doc/batch.md is run, every link resolves.
+
+    docs_test.py PROGRAM [--quick]
+
+Runs the ```sh blocks in their order in a copy of the sources. --quick leaves out the blocks that build.
+Nothing on the machine is changed: what follows `sudo` installs into a folder of its own, and packages
+are only looked up. ./scripts/test.sh is left to tests/package/bare_machine_test.sh, which runs it on a
+bare machine. Status 77 (skipped) with the reason without ffmpeg or GNU parallel."""
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+import xml.etree.ElementTree
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+SKIPPED = 77
+program = None
+quick = False
+
+BLOCK = re.compile(r"^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+ALIGNED = ("-video_track_timescale", "30000", "-movie_timescale", "30000", "-bsf:s",
+           "setts=time_base=1/30000:ts=1001*ceil(TS/1001):duration=1001")
+TEXTS = ["Captions travel with the picture", "Two rows of text,", "one above the other", "The end."]
+
+
+def blocks(document, language):
+    return [text for kind, text in BLOCK.findall((ROOT / document).read_text(encoding="utf-8"))
+            if kind == language]
+
+
+def ffmpeg(*arguments, cwd=None):
+    return subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-y", *map(str, arguments)], cwd=cwd,
+                          check=True, stdout=subprocess.PIPE, text=True).stdout
+
+
+def ffprobe(path, *entries):
+    return subprocess.run(["ffprobe", "-v", "error", *entries, "-of", "csv=p=0", path], check=True,
+                          stdout=subprocess.PIPE, text=True).stdout.strip().strip(",")
+
+
+def texts_in(path):
+    srt = ffmpeg("-f", "lavfi", "-i", f"movie={path.name}[out+subcc]", "-map", "0:s", "-f", "srt", "-",
+                 cwd=path.parent)
+    srt = re.sub(r"<[^>]*>|\{[^}]*\}|\r", "", srt)
+    return [line for line in srt.split("\n") if line and not re.match(r"\d+$|.*-->", line)]
+
+
+def make_movies(folder):
+    """The movies that the README speaks of, each with the trait that it is about."""
+    def make(name, b_frames=0, sound="aac", extra=()):
+        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=160x90:rate=30000/1001:duration=8",
+               "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000:duration=8",
+               "-i", ROOT / "demo" / "captions.scc", "-map", "0:v", "-map", "1:a", "-map", "2:s",
+               "-c:v", "libx264", "-preset", "veryfast", "-pix_fmt", "yuv420p", "-g", "24", "-bf",
+               b_frames, "-c:a", sound, "-c:s", "copy", *extra, folder / name)
+    make("delivery.mov")
+    make("pcm.mov", sound="pcm_s16le")
+    make("b_frames.mov", b_frames=2, extra=ALIGNED)
+    make("upright_source.mov", extra=ALIGNED)
+    ffmpeg("-i", folder / "upright_source.mov", "-map", "0:v", "-map", "0:a", "-map", "0:s", "-c", "copy",
+           "-metadata:s:v", "rotate=90", *ALIGNED, folder / "rotated.mov")
+    ffmpeg("-i", folder / "upright_source.mov", "-itsoffset", "0.5", "-i", folder / "upright_source.mov",
+           "-map", "0:v", "-map", "1:a", "-map", "0:s", "-c", "copy", *ALIGNED, folder / "late.mov")
+    shutil.copyfile(ROOT / "demo" / "captions.scc", folder / "captions.scc")
+
+
+def write_script(path, text):
+    path.write_text(text)
+    path.chmod(0o755)
+
+
+class Commands(unittest.TestCase):
+    """All blocks, run once in order; the tests look at what they left."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = tempfile.TemporaryDirectory(prefix="quarrypack_docs_")
+        cls.addClassCleanup(cls.scratch.cleanup)
+        base = pathlib.Path(cls.scratch.name)
+        cls.folder, tools = base / "sources", base / "tools"
+        cls.folder.mkdir()
+        tools.mkdir()
+        names = subprocess.run(["git", "ls-files", "-z", "--cached", "--others",
+                                "--exclude-standard"], cwd=ROOT, check=True,
+                               stdout=subprocess.PIPE).stdout
+        subprocess.run(f"tar -c --null --files-from=- | tar -x -C '{cls.folder}'", cwd=ROOT,
+                       shell=True, check=True, input=names)
+        (tools / "quarrypack").symlink_to(program)
+        (tools / "quarrypack-batch").symlink_to(ROOT / "batch" / "quarrypack-batch")
+        write_script(tools / "sudo", '#!/bin/sh\n[ "$1" = apt-get ] && shift && '
+                     'exec apt-get --simulate "$@"\nexec "$@"\n')
+        cls.environment = dict(os.environ, DESTDIR=str(base / "installed"), QUARRYPACK=str(program),
+                               PATH=f"{tools}:{os.environ['PATH']}")
+        if shutil.which("ccache"):
+            cls.environment["CMAKE_CXX_COMPILER_LAUNCHER"] = "ccache"
+        make_movies(cls.folder)
+        for document in ("README.md", "doc/batch.md"):
+            for block in blocks(document, "sh"):
+                cls.run_block(block)
+        cls.installed = base / "installed"
+
+    @classmethod
+    def run_block(cls, block):
+        block = re.sub(r"^\./scripts/test\.sh.*\n", "", block, flags=re.MULTILINE)
+        if quick and ("cmake" in block or "package.sh" in block):
+            print(f"left out (--quick):\n{block}")
+            return
+        done = subprocess.run(["bash", "-euo", "pipefail", "-c", block], cwd=cls.folder,
+                              env=cls.environment, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        if done.returncode:
+            raise AssertionError(f"status {done.returncode} of\n{block}\n{done.stdout}")
+
+    def test_readme_speaks_of_commands(self):
+        self.assertGreaterEqual(len(blocks("README.md", "sh")), 12)
+
+    def test_captions_come_through(self):
+        for name in ("clip", "aligned", "aac", "spread", "b_frames", "b_frames_edited", "upright",
+                     "rotated", "filled", "converted/clip"):
+            with self.subTest(movie=name):
+                self.assertEqual(texts_in(self.folder / f"{name}.mp4"), TEXTS)
+
+    def test_what_is_warned_of_does_happen(self):
+        for name in ("delivery", "pcm"):
+            output = self.folder / f"unprepared_{name}.mp4"
+            subprocess.run([program, "--input-file", self.folder / f"{name}.mov", "--output-file",
+                            output], check=True, stdout=subprocess.DEVNULL)
+            with self.subTest(movie=name):
+                self.assertNotEqual(texts_in(output) if self.has_captions(output) else [], TEXTS)
+
+    @staticmethod
+    def has_captions(path):
+        try:
+            texts_in(path)
+            return True
+        except subprocess.CalledProcessError:
+            return False
+
+    def test_pictures_keep_their_number_when_the_edit_is_written_again(self):
+        for name in ("b_frames", "b_frames_edited"):
+            self.assertEqual(ffprobe(self.folder / f"{name}.mp4", "-select_streams", "v",
+                                     "-show_entries", "stream=nb_frames"), "240")
+
+    def test_rotation_is_lost_and_set_again(self):
+        def rotation(name):
+            return ffprobe(self.folder / name, "-select_streams", "v", "-show_entries",
+                           "stream_side_data=rotation")
+        self.assertEqual(rotation("upright.mp4"), "")
+        self.assertEqual(rotation("rotated.mp4"), rotation("rotated.mov"))
+
+    def test_silence_fills_the_beginning_of_late_sound(self):
+        def duration(name):
+            return float(ffprobe(self.folder / name, "-select_streams", "a", "-show_entries",
+                                 "stream=duration"))
+        self.assertAlmostEqual(duration("filled.mp4") - duration("clip.mp4"), 0.5, delta=0.1)
+        loudness = subprocess.run(
+            ["ffmpeg", "-nostdin", "-i", self.folder / "filled.mp4", "-t", "0.3", "-map", "0:a", "-af",
+             "volumedetect", "-f", "null", "-"], check=True, stderr=subprocess.PIPE, text=True).stderr
+        self.assertLess(float(re.search(r"max_volume: (-?[\d.]+)", loudness).group(1)), -50)
+
+    def test_playlist_offers_the_captions(self):
+        playlist = (self.folder / "hls" / "clip.m3u8").read_text()
+        self.assertIn("TYPE=CLOSED-CAPTIONS", playlist)
+        self.assertIn('INSTREAM-ID="CC1"', playlist)
+
+    def test_subtitles_are_read_back(self):
+        subtitles = (self.folder / "clip.srt").read_text()
+        for text in TEXTS:
+            self.assertIn(text, subtitles)
+
+    def test_configuration_shown_is_the_one_carried(self):
+        def settings(text):
+            return {child.tag: child.text for child in xml.etree.ElementTree.fromstring(text)}
+        shown = blocks("README.md", "xml")
+        self.assertEqual(len(shown), 1)
+        self.assertEqual(settings(shown[0]), settings(
+            (ROOT / "doc" / "quarrypack_config.example.xml").read_bytes()))
+
+    def test_job_array_converts_what_its_list_names(self):
+        job = blocks("doc/batch.md", "sbatch")
+        self.assertEqual(len(job), 1)
+        write_script(self.folder / "convert.sbatch", job[0])
+        shutil.rmtree(self.folder / "converted")
+        (self.folder / "converted").mkdir()
+        shutil.copyfile(self.folder / "clip.mov", self.folder / "deliveries" / "second.mov")
+        self.run_block(blocks("doc/batch.md", "sh")[0])
+        movies = (self.folder / "movies.txt").read_text().splitlines()
+        self.assertEqual(len(movies), 2)
+        for task in range(1, len(movies) + 1):
+            subprocess.run(["bash", "convert.sbatch"], cwd=self.folder, check=True,
+                           stdout=subprocess.DEVNULL,
+                           env=dict(self.environment, SLURM_ARRAY_TASK_ID=str(task)))
+        self.assertEqual({path.name for path in (self.folder / "converted").iterdir()},
+                         {"clip.mp4", "second.mp4"})
+
+    @unittest.skipIf("--quick" in sys.argv, "nothing is built")
+    def test_installs_what_it_says(self):
+        local = self.installed / "usr" / "local"
+        for name in ("bin/quarrypack", "bin/quarrypack-batch", "share/man/man1/quarrypack.1.gz"):
+            self.assertTrue((local / name).exists(), name)
+
+
+class Links(unittest.TestCase):
+    def documents(self):
+        names = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard",
+                                "*.md"], cwd=ROOT, check=True, stdout=subprocess.PIPE,
+                               text=True).stdout
+        return [ROOT / name for name in names.splitlines()]
+
+    @staticmethod
+    def anchors(path):
+        text = re.sub(r"^```.*?^```$", "", path.read_text(encoding="utf-8"),
+                      flags=re.MULTILINE | re.DOTALL)
+        return {re.sub(r"[^\w\- ]", "", heading.lower()).strip().replace(" ", "-")
+                for heading in re.findall(r"^#+ (.*)$", text, re.MULTILINE)}
+
+    def test_every_link_resolves(self):
+        found = 0
+        for document in self.documents():
+            text = document.read_text(encoding="utf-8")
+            for target in re.findall(r"\]\(([^)\s]+)\)", text):
+                with self.subTest(document=document.name, target=target):
+                    self.assertNotRegex(target, r"^https?:", "no link leaves the repository")
+                    name, _, anchor = target.partition("#")
+                    path = (document.parent / name).resolve() if name else document
+                    self.assertTrue(path.exists())
+                    if anchor:
+                        self.assertIn(anchor, self.anchors(path))
+                    found += 1
+        self.assertGreater(found, 10)
+
+    def test_one_version_everywhere(self):
+        version = re.search(r"project\(quarrypack VERSION ([\d.]+)",
+                            (ROOT / "CMakeLists.txt").read_text()).group(1)
+        usage = subprocess.run([program, "--help"], check=True, stdout=subprocess.PIPE,
+                               text=True).stdout
+        self.assertIn(f" version {version} - ", usage)
+        self.assertRegex((ROOT / "CHANGELOG.md").read_text(), rf"(?m)\A.*?\n\n.*?\n\n## {version}\b")
+        self.assertIn(f"quarrypack_{version}_amd64.deb", (ROOT / "README.md").read_text())
+
+
+def main(arguments):
+    global program, quick
+    if not arguments:
+        sys.exit(__doc__)
+    for tool in ("ffmpeg", "parallel", "git"):
+        if not shutil.which(tool):
+            print(f"skipped: {tool} is not installed")
+            return SKIPPED
+    if not (ROOT / ".git").exists():
+        print("skipped: the sources are no clone, and git tells which files belong to them")
+        return SKIPPED
+    program = pathlib.Path(arguments[0]).resolve()
+    quick = "--quick" in arguments
+    load = unittest.defaultTestLoader.loadTestsFromTestCase
+    tests = unittest.TestSuite([load(Links), load(Commands)])
+    return 0 if unittest.TextTestRunner(verbosity=1).run(tests).wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

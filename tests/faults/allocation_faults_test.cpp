@@ -1,0 +1,207 @@
+// Memory that runs out at the k-th allocation, for every k, in the reader, the pass, the writer and
+// the whole program: an error and nothing lost, or the same bytes as with memory enough.
+
+#include <cstdlib>
+#include <new>
+#include <sstream>
+
+#include "src/entry_point.h"
+#include "tests/faults/fault_runs.h"
+#include "tests/support/run_program.h"
+
+// The option library hands its values over as plain pointers, and loses one when the memory for its
+// holder is what fails.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() { return "leak:boost::program_options"; }
+
+namespace {
+
+// 0 while every allocation succeeds, else the number of the allocation from now on that fails.
+std::size_t allocationsUntilFault = 0;
+bool faultWasMet = false;
+
+void* allocate(std::size_t size) noexcept {
+  if (allocationsUntilFault > 0 && --allocationsUntilFault == 0) {
+    faultWasMet = true;
+    return nullptr;
+  }
+  return std::malloc(size > 0 ? size : 1);
+}
+
+void* allocateOrThrow(std::size_t size) {
+  void* block = allocate(size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocateOrThrow(size); }
+void* operator new[](std::size_t size) { return allocateOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return allocate(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return allocate(size);
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t /*size*/) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept { std::free(block); }
+void operator delete[](void* block, const std::nothrow_t& /*tag*/) noexcept { std::free(block); }
+
+namespace quarrypack::test {
+namespace {
+
+namespace kav = norvik::kav;
+
+// Memory is short while it lives.
+class ShortMemory {
+ public:
+  explicit ShortMemory(std::size_t k) {
+    faultWasMet = false;
+    allocationsUntilFault = k;
+  }
+  ~ShortMemory() { allocationsUntilFault = 0; }
+  ShortMemory(const ShortMemory&) = delete;
+  ShortMemory& operator=(const ShortMemory&) = delete;
+};
+
+TEST(AllocationFaults, EndTheReaderWithACode) {
+  for (const NamedMovie& movie : faultMovies()) {
+    const Bytes expected = readAll(*MemoryStream::create(movie.bytes));
+    forEachFault("reader, " + movie.name + ", allocations", [&](std::size_t k) {
+      const MemoryStreamPtr stream = MemoryStream::create(movie.bytes);
+      Bytes read;
+      read.reserve(expected.size());
+      std::uint32_t code = 0;
+      {
+        const ShortMemory shortMemory(k);
+        try {
+          readAll(*stream, read);
+        } catch (const kav::Exception& exception) {
+          code = exception.code();
+        }
+      }
+      if (code == 0) {
+        EXPECT_EQ(read, expected) << "allocation " << k;
+      }
+      EXPECT_EQ(stream->references(), 1u) << "allocation " << k;
+      return faultWasMet;
+    });
+  }
+}
+
+TEST(AllocationFaults, LeaveThePassAsAnException) {
+  for (const NamedMovie& movie : faultMovies()) {
+    const MemoryStreamPtr reference = MemoryStream::create();
+    ASSERT_TRUE(convertQuietly(*MemoryStream::create(movie.bytes), *reference));
+    forEachFault("pass, " + movie.name + ", allocations", [&](std::size_t k) {
+      const MemoryStreamPtr input = MemoryStream::create(movie.bytes);
+      const MemoryStreamPtr output = MemoryStream::create();
+      // The memory of the stream stands for a disk, which has nothing to do with ours.
+      output->bytes().reserve(reference->bytes().size() + (1u << 20));
+      bool isWhole = false;
+      {
+        const ShortMemory shortMemory(k);
+        try {
+          isWhole = convertQuietly(*input, *output);
+        } catch (const kav::Exception&) {
+        } catch (const std::bad_alloc&) {
+        }
+      }
+      if (isWhole) {
+        EXPECT_EQ(output->bytes(), reference->bytes()) << "allocation " << k;
+      }
+      EXPECT_EQ(input->bytes(), movie.bytes) << "allocation " << k;
+      EXPECT_EQ(input->references(), 1u) << "allocation " << k;
+      EXPECT_EQ(output->references(), 1u) << "allocation " << k;
+      return faultWasMet;
+    });
+  }
+}
+
+TEST(AllocationFaults, LeaveTheWriterAsAnException) {
+  const DescriptionSource descriptions(faultMovies().front().bytes);
+  const MemoryStreamPtr reference = MemoryStream::create();
+  writeMovie(*reference, descriptions.first());
+  forEachFault("writer, allocations", [&](std::size_t k) {
+    const MemoryStreamPtr output = MemoryStream::create();
+    output->bytes().reserve(reference->bytes().size() + (1u << 20));
+    bool isWhole = false;
+    {
+      const ShortMemory shortMemory(k);
+      try {
+        writeMovie(*output, descriptions.first());
+        isWhole = true;
+      } catch (const std::bad_alloc&) {
+      }
+    }
+    if (isWhole) {
+      EXPECT_EQ(output->bytes(), reference->bytes()) << "allocation " << k;
+    }
+    EXPECT_EQ(output->references(), 1u) << "allocation " << k;
+    return faultWasMet;
+  });
+}
+
+// What the program says when it runs into something that it has no name for.
+const std::string kUnknownException =
+    "quarrypack::Caught an unknown exception while reading file\n"
+    "Error: No valid clcp data found in the file...\n";
+
+TEST(AllocationFaults, EndTheProgramWithStatusOne) {
+  const TemporaryFolder folder;
+  const std::string in = (folder.path() / "clip.mov").string();
+  const std::string out = (folder.path() / "clip.mp4").string();
+  const Bytes movie = faultMovies().front().bytes;
+  writeFile(in, movie);
+  const std::string inOption = "--input-file=" + in;
+  const std::string outOption = "--output-file=" + out;
+  const std::array<const char*, 3> words = {"quarrypack", inOption.c_str(), outOption.c_str()};
+  const auto run = [&] {
+    nalLengthSize = 4;
+    return runTool(words.size(), words.data(), runConversion);
+  };
+
+  // The texts go into buffers that are long enough before memory runs out.
+  std::ostringstream outText(std::string(4096, ' '));
+  std::ostringstream errText(std::string(4096, ' '));
+  std::streambuf* const coutBuffer = std::cout.rdbuf(outText.rdbuf());
+  std::streambuf* const cerrBuffer = std::cerr.rdbuf(errText.rdbuf());
+  const int whole = run();
+  const Bytes expected = readFile(out);
+
+  std::size_t survived = 0;
+  std::size_t unknown = 0;
+  std::string failure;
+  for (std::size_t k = 1; failure.empty(); ++k) {
+    outText.seekp(0);
+    errText.seekp(0);
+    std::filesystem::remove(out);
+    int status = -1;
+    {
+      const ShortMemory shortMemory(k);
+      status = run();
+    }
+    if (!faultWasMet) break;
+    ++survived;
+    if (errText.str().starts_with(kUnknownException)) ++unknown;
+    if (status == 0 && readFile(out) != expected) failure = "success with another output";
+    if (status != 0 && status != 1) failure = "status " + std::to_string(status);
+    if (readFile(in) != movie) failure = "the input was changed";
+    if (!failure.empty()) failure += " at allocation " + std::to_string(k);
+  }
+  std::cout.rdbuf(coutBuffer);
+  std::cerr.rdbuf(cerrBuffer);
+
+  EXPECT_EQ(whole, 0);
+  EXPECT_EQ(failure, "");
+  EXPECT_GT(unknown, 0u);
+  std::cout << "[ FAULTS   ] program, allocations: " << survived << " survived, " << unknown
+            << " of them reported as unknown exceptions" << std::endl;
+}
+
+}  // namespace
+}  // namespace quarrypack::test

@@ -1,0 +1,177 @@
+// Writes the inputs that fuzzing starts from: one small file for each thing that the targets know.
+//
+//     make_seeds FOLDER      fills FOLDER/movies, FOLDER/captions, FOLDER/avcc and FOLDER/xml
+
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+#include "tests/support/box_builders.h"
+#include "tests/support/media_samples.h"
+#include "tests/support/movie_builder.h"
+#include "tests/support/run_program.h"
+
+namespace quarrypack::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Seeds {
+ public:
+  explicit Seeds(fs::path folder) : folder_(std::move(folder)) { fs::create_directories(folder_); }
+
+  void add(const std::string& name, const Bytes& bytes) const { writeFile(folder_ / name, bytes); }
+  void add(const std::string& name, const MovieBuilder& movie) const {
+    add(name + ".mov", movie.build());
+  }
+
+ private:
+  fs::path folder_;
+};
+
+MovieTrack shortVideo(std::size_t betweenAnchors = 0) {
+  return videoTrack({.count = 7, .syncEvery = 3, .betweenAnchors = betweenAnchors, .sliceSize = 6});
+}
+MovieTrack shortSound() { return soundTrack({.count = 5, .size = 8}); }
+MovieTrack shortCaptions() { return captionTrack(3); }
+
+MovieBuilder usualMovie() { return MovieBuilder({shortVideo(), shortSound(), shortCaptions()}); }
+MovieBuilder smallMovie() { return MovieBuilder({shortVideo(), shortCaptions()}); }
+
+MovieBuilder fragmented(const TrackFragment& like = {}) {
+  MovieBuilder movie = smallMovie();
+  movie.splitIntoFragments({3, 1}, like);
+  return movie;
+}
+
+void addMovies(const Seeds& seeds) {
+  seeds.add("usual", usualMovie());
+  seeds.add("moov_first", usualMovie().moovFirst());
+  seeds.add("no_captions", MovieBuilder({shortVideo(), shortSound()}));
+  seeds.add("reordered", MovieBuilder({shortVideo(2), shortCaptions()}));
+
+  MovieBuilder edits = usualMovie();
+  edits.tracks[0].edits = {{10, kEmptyEdit}, {60, 2002}, {0, 0}};
+  edits.tracks[1].edits = {{20, 0}, {15, kEmptyEdit}, {30, 2048}};
+  edits.tracks[2].edits = {{40, 1001}};
+  seeds.add("edits", edits);
+  edits.tracks[0].editListVersion = 1;
+  edits.headerVersion = 1;
+  for (MovieTrack& track : edits.tracks) track.headerVersion = 1;
+  seeds.add("edits_wide", edits);
+
+  MovieBuilder tables = usualMovie();
+  tables.tracks[0].syncTable = true;
+  tables.tracks[0].dependencyTable = true;
+  tables.tracks[0].wideOffsets = true;
+  tables.tracks[0].samplesPerChunk = {3, 1};
+  tables.tracks[1].uniformSizes = true;
+  tables.tracks[1].samplesPerChunk = {2};
+  seeds.add("tables", tables);
+
+  MovieBuilder others({shortVideo(), shortCaptions(),
+                       otherTrack("tmcd", genericEntry("tmcd", zeros(18)), 2),
+                       otherTrack("hint", genericEntry("rtp ", zeros(8)), 2)});
+  others.extras["uuid"] = uuidBox(kXmpUuid, text("<x:xmpmeta/>"));
+  others.extras["free"] = box("free", zeros(8));
+  others.order = {"ftyp", "free", "mdat", "moov", "uuid"};
+  seeds.add("other_tracks", others);
+
+  MovieBuilder forms = smallMovie();
+  forms.change("moov/mvhd", uuidForm).change("moov/trak[1]", largeForm);
+  forms.change("moov", runningToEnd);
+  seeds.add("header_forms", forms);
+
+  MovieBuilder twoDescriptions = usualMovie();
+  twoDescriptions.tracks[0].entries.push_back(avcEntry(2));
+  for (std::size_t i = 3; i < 7; ++i) twoDescriptions.tracks[0].samples[i].description = 2;
+  seeds.add("two_descriptions", twoDescriptions);
+
+  seeds.add("fragments", fragmented());
+  seeds.add("fragments_defaults", fragmented({.tfhdFlags = 0x02003A, .trunFlags = 0x205}));
+  seeds.add("fragments_based", fragmented({.tfhdFlags = 0x000001, .trunFlags = 0xF01}));
+  MovieBuilder timed = fragmented({.decodeTime = 5005});
+  for (MovieFragment& fragment : timed.fragments) {
+    for (TrackFragment& part : fragment) {
+      if (part.count > 1) part.samplesPerRun = {1, part.count - 1};
+    }
+  }
+  timed.randomAccess = true;
+  timed.fragmentsBeforeMoov = 1;
+  timed.tracks[0].edits = {{50, 1001}};
+  seeds.add("fragments_timed", timed);
+}
+
+void addCaptions(const Seeds& seeds) {
+  const auto seed = [&](const std::string& name, unsigned lengthSize, const Bytes& sample,
+                        std::initializer_list<Bytes> captions) {
+    Bytes bytes = concat({u8(lengthSize - 1), u16(sample.size()), sample});
+    for (const Bytes& caption : captions) append(bytes, concat({u16(caption.size()), caption}));
+    seeds.add(name, bytes);
+  };
+  const auto sample = [](unsigned lengthSize) {
+    return accessUnit({accessUnitDelimiter(), sequenceParameters(), pictureParameters(),
+                       nal(kKeySlice, text("slice"))},
+                      lengthSize);
+  };
+  for (unsigned lengthSize = 1; lengthSize <= 4; ++lengthSize) {
+    seed("lengths_" + std::to_string(lengthSize), lengthSize, sample(lengthSize),
+         {cdat(captionPairs(4)), concat({cdat(captionPairs(6)), cdt2(captionPairs(4))})});
+  }
+  seed("pieces", 4, sample(4), {cdat(captionPairs(130)), cdt2(captionPairs(61))});
+  seed("odd", 4, sample(4), {concat({cdat(captionPairs(3)), cdt2(captionPairs(5))})});
+  seed("zeros", 4, sample(4), {cdat(zeros(24)), captionAtom("abcd", zeros(2))});
+  seed("false_sizes", 4, sample(4),
+       {claimingSize(4, cdat(captionPairs(4))), claimingSize(900, cdat(captionPairs(4)))});
+  seed("no_atoms", 4, sample(4), {Bytes(), text("abc")});
+  seed("empty_units", 2, zeros(6), {cdat(captionPairs(4))});
+  seed("negative_length", 4, u32(0x80000000), {cdat(captionPairs(4))});
+  seed("cut_off", 4, Bytes{0, 0, 0}, {cdat(captionPairs(4))});
+}
+
+void addConfigurations(const Seeds& seeds) {
+  seeds.add("whole", avcConfiguration());
+  seeds.add("in_entry", avcEntry(2));
+  seeds.add("small_size", claimingSize(9, avcConfiguration()));
+  seeds.add("no_sets", box("avcC", Bytes{1, 66, 0, 30, 0xFF, 0xE0, 0}));
+  seeds.add("many_sets", box("avcC", Bytes{1, 66, 0, 30, 0xFC, 0xE2, 0, 1, 7, 0, 0, 1, 0, 1, 8}));
+}
+
+void addDocuments(const Seeds& seeds) {
+  const auto seed = [&](const std::string& name, const std::string& document) {
+    seeds.add(name + ".xml", text(document));
+  };
+  seed("settings",
+       "<?xml version=\"1.0\"?>\n<Configuration>\n <input-file>clip.mov</input-file>\n"
+       " <output-file kind='a&amp;b'>out.mp4</output-file>\n</Configuration>\n");
+  seed("entities", "<!DOCTYPE a [<!ENTITY e \"text\">]><a>&e;&#65; <b/>&e;</a>");
+  seed("cdata", "<a><!-- no --><![CDATA[ <b> ]]><?do nothing?></a>");
+  seed("latin", "<?xml version='1.0' encoding='ISO-8859-1'?><a b='\xE9'>\xE9</a>");
+  seed("nested", "<a><b><c><d>1</d></c></b><b>2</b></a>");
+  seed("not_closed", "<a><b></a>");
+}
+
+void makeSeeds(const fs::path& folder) {
+  addMovies(Seeds(folder / "movies"));
+  addCaptions(Seeds(folder / "captions"));
+  addConfigurations(Seeds(folder / "avcc"));
+  addDocuments(Seeds(folder / "xml"));
+}
+
+}  // namespace
+}  // namespace quarrypack::test
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::cerr << "usage: make_seeds FOLDER" << std::endl;
+    return 1;
+  }
+  try {
+    quarrypack::test::makeSeeds(argv[1]);
+  } catch (const std::exception& exception) {
+    std::cerr << "make_seeds: " << exception.what() << std::endl;
+    return 1;
+  }
+  return 0;
+}

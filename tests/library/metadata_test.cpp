@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "kav/exception.h"
+#include "kav/reader.h"
+#include "kav/writer.h"
+#include "tests/support/box_builders.h"
+#include "tests/support/box_walk.h"
+#include "tests/support/memory_stream.h"
+#include "tests/support/movie_builder.h"
+
+namespace quarrypack::test {
+namespace {
+
+using namespace norvik::kav;
+
+constexpr std::size_t kMost = 67108864;
+
+struct Metadata {
+  std::uint32_t code = 0;
+  Bytes bytes;
+};
+
+Metadata metadataOf(const Bytes& movie) {
+  const MemoryStreamPtr stream = MemoryStream::create(movie);
+  NorvikKavReader* reader = nullptr;
+  if (const std::uint32_t code = openReader(stream.get(), {}, &reader)) return {code, {}};
+  Metadata metadata;
+  std::size_t length = 0;
+  metadata.code = getMetadata(reader, nullptr, &length);
+  metadata.bytes.resize(length);
+  if (metadata.code == 0) metadata.code = getMetadata(reader, metadata.bytes.data(), &length);
+  closeReader(reader);
+  return metadata;
+}
+
+Bytes xmp(const Bytes& packet) { return uuidBox(kXmpUuid, packet); }
+
+TEST(Metadata, IsFoundBeforeTheMovieBox) {
+  MovieBuilder movie({videoTrack(), soundTrack()});
+  movie.extras["xmp"] = xmp(text("<x:xmpmeta/>"));
+  movie.order = {"ftyp", "xmp", "moov", "mdat"};
+  EXPECT_EQ(metadataOf(movie.build()).bytes, text("<x:xmpmeta/>"));
+}
+
+TEST(Metadata, IsFoundBehindTheMovieBoxAndTheMediaData) {
+  MovieBuilder movie({videoTrack(), soundTrack()});
+  movie.extras["xmp"] = xmp(text("<x:xmpmeta/>"));
+  movie.order = {"ftyp", "moov", "mdat", "xmp"};
+  EXPECT_EQ(metadataOf(movie.build()).bytes, text("<x:xmpmeta/>"));
+}
+
+TEST(Metadata, IsFoundBehindFragments) {
+  MovieBuilder movie({videoTrack()});
+  movie.moovFirst().splitIntoFragments({6});
+  movie.tail = xmp(text("<x:xmpmeta/>"));
+  EXPECT_EQ(metadataOf(movie.build()).bytes, text("<x:xmpmeta/>"));
+}
+
+TEST(Metadata, IsEmptyInAMovieWithoutIt) {
+  MovieBuilder movie({videoTrack()});
+  movie.tail = uuidBox(uuidOf("abcd"), text("no packet"));
+  const Metadata found = metadataOf(movie.build());
+  EXPECT_EQ(found.code, 0u);
+  EXPECT_TRUE(found.bytes.empty());
+}
+
+TEST(Metadata, IsReadUpTo64MiBAndNoFurther) {
+  MovieBuilder movie({videoTrack()});
+  movie.tail = xmp(Bytes(kMost, 'x'));
+  EXPECT_EQ(metadataOf(movie.build()).bytes.size(), kMost);
+  movie.tail = xmp(Bytes(kMost + 1, 'x'));
+  EXPECT_EQ(metadataOf(movie.build()).code, 1282u);
+}
+
+class WrittenMetadata : public ::testing::TestWithParam<bool> {
+ protected:
+  WrittenMetadata() {
+    NorvikKavWriterConfiguration configuration;
+    configuration.timescale = 600;
+    configuration.fragmented = GetParam();
+    writer_.emplace(stream_.get(), configuration);
+  }
+
+  void addTrack() {
+    NorvikKavTrackConfiguration track;
+    track.info.mediaTimescale = 1000;
+    track.handlerType = 0x736F756E;
+    track.sampleCount = 10;
+    writer_->addTrack(track);
+  }
+
+  void addSample(std::uint64_t time) {
+    writer_->addSample(
+        {.trackNumber = 1, .decodingTime = time, .flags = 1, .size = 3, .data = "abc"});
+  }
+
+  std::uint32_t codeOfSetting(const Bytes& packet) {
+    try {
+      writer_->setXMPMetadata(packet.data(), packet.size());
+    } catch (const Exception& exception) {
+      return exception.code();
+    }
+    return 0;
+  }
+
+  MemoryStreamPtr stream_ = MemoryStream::create();
+  std::optional<Writer> writer_;
+};
+
+TEST_P(WrittenMetadata, IsReadBackFromBetweenTheSamples) {
+  addTrack();
+  addSample(0);
+  addSample(10);
+  EXPECT_EQ(codeOfSetting(text("<x:xmpmeta/>")), 0u);
+  addSample(20);
+  writer_->finish();
+  EXPECT_EQ(metadataOf(stream_->bytes()).bytes, text("<x:xmpmeta/>"));
+  EXPECT_EQ(BoxWalk(stream_->bytes()).track(1).sampleBytes(), std::vector<Bytes>(3, text("abc")));
+}
+
+TEST_P(WrittenMetadata, IsReadBackFromAMovieWithoutSamples) {
+  addTrack();
+  EXPECT_EQ(codeOfSetting(text("<x:xmpmeta/>")), 0u);
+  writer_->finish();
+  EXPECT_EQ(metadataOf(stream_->bytes()).bytes, text("<x:xmpmeta/>"));
+}
+
+TEST_P(WrittenMetadata, MayBe64MiBAndNoMore) {
+  addTrack();
+  Bytes packet(kMost + 1, 'x');
+  EXPECT_EQ(codeOfSetting(packet), 1282u);
+  packet.pop_back();
+  EXPECT_EQ(codeOfSetting(packet), 0u);
+  writer_->finish();
+  EXPECT_EQ(metadataOf(stream_->bytes()).bytes, packet);
+}
+
+TEST_P(WrittenMetadata, NeedsATrack) { EXPECT_EQ(codeOfSetting(text("x")), 1287u); }
+
+TEST_P(WrittenMetadata, IsRefusedByAFinishedWriter) {
+  addTrack();
+  writer_->finish();
+  EXPECT_EQ(codeOfSetting(text("x")), 2053u);
+}
+
+TEST_P(WrittenMetadata, NeedsItsBytes) {
+  addTrack();
+  try {
+    writer_->setXMPMetadata(nullptr, 1);
+    FAIL() << "taken";
+  } catch (const Exception& exception) {
+    EXPECT_EQ(exception.code(), 20u);
+  }
+}
+
+TEST_P(WrittenMetadata, ClosesTheListOfTracks) {
+  addTrack();
+  codeOfSetting(text("x"));
+  try {
+    addTrack();
+    FAIL() << "taken";
+  } catch (const Exception& exception) {
+    EXPECT_EQ(exception.code(), 32u);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(BothForms, WrittenMetadata, ::testing::Bool(), [](const auto& param) {
+  return param.param ? std::string("Fragmented") : std::string("Regular");
+});
+
+}  // namespace
+}  // namespace quarrypack::test

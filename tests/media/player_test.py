@@ -1,0 +1,417 @@
+#!/usr/bin/env python3
+"""player_test - what the players do with converted movies, as a table of judges by inputs.
+
+    player_test.py PROGRAM [--browser MODULES] [--table FILE]
+
+Makes movies with captions of known text in both fields and all three styles, converts them, and lets
+every judge look at each: the samples themselves, ffmpeg, mediainfo, GStreamer, and with --browser
+headless Chromium, alone and with hls.js (MODULES is the folder of node_modules). Prints the table, and
+with --table writes it as Markdown. The status is 1 when a judge disagrees, 77 without ffmpeg."""
+import collections
+import json
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+import caption_scripts
+import caption_track
+import media_test
+from media_test import cues_of, output_of, packets_of, run, sample_bytes, streams_of
+
+HERE = pathlib.Path(__file__).resolve().parent
+SKIPPED = 77
+SECONDS = 8
+FIELD_NAMES = ("first", "second")
+CHANNELS = ("CC1", "CC3")
+STYLES = {"pop-on": caption_scripts.pop_on, "roll-up": caption_scripts.roll_up,
+          "paint-on": caption_scripts.paint_on}
+
+
+class Disagreement(Exception):
+    pass
+
+
+class NotAsked(Exception):
+    pass
+
+
+def expect(found, expected, what):
+    if found != expected:
+        raise Disagreement(f"{what}: {found!r} in place of {expected!r}")
+
+
+# ---------------------------------------------------------------- inputs
+class Input:
+    """A movie of eight seconds; `fields` tells the style of captions in field 1 and in field 2."""
+
+    def __init__(self, name, rate, tick, fields, b_frames=0, sound_rate=48000, time_code=None,
+                 maker="ffmpeg"):
+        self.name, self.rate, self.tick, self.b_frames = name, rate, tick, b_frames
+        self.sound_rate, self.time_code, self.maker = sound_rate, time_code, maker
+        self.timescale = round(media_test.eval_rate(rate) * tick)
+        self.pictures = round(SECONDS * media_test.eval_rate(rate))
+        self.scripts = [
+            style and STYLES[style](self.pictures, field, name)
+            for style, field, name in zip(fields, (caption_scripts.FIELD_1,
+                                                   caption_scripts.FIELD_2), FIELD_NAMES)]
+
+    def file(self, folder, kind):
+        return folder / f"{self.name}{kind}"
+
+    def make(self, folder):
+        if self.maker == "gstreamer":
+            self.make_by_gstreamer(folder)
+            return
+        bare = self.make_bare(folder)
+        self.file(folder, ".mov").write_bytes(self.with_captions(bare, self.scripts))
+
+    def make_bare(self, folder):
+        bare = self.file(folder, "_bare.mov")
+        extra = ("-timecode", self.time_code) if self.time_code else ()
+        output_of(
+            "ffmpeg", "-nostdin", "-v", "error", "-y",
+            "-f", "lavfi", "-i", f"testsrc2=size=320x180:rate={self.rate}:duration={SECONDS + 1}",
+            "-f", "lavfi", "-i",
+            f"sine=frequency=440:sample_rate={self.sound_rate}:duration={SECONDS}",
+            "-map", "0:v", "-map", "1:a", "-frames:v", self.pictures, "-c:v", "libx264", "-preset",
+            "veryfast", "-refs", "8", "-pix_fmt", "yuv420p", "-g", "24", "-bf", self.b_frames,
+            "-c:a", "aac", "-video_track_timescale", self.timescale, "-movie_timescale",
+            self.timescale, *extra, bare)
+        return bare.read_bytes()
+
+    def with_captions(self, bare, scripts):
+        samples = [caption_track.caption_sample(*(script and script.pairs[picture]
+                                                  for script in scripts))
+                   for picture in range(self.pictures)]
+        return caption_track.with_caption_track(bare, self.timescale, self.tick, samples)
+
+    def make_by_gstreamer(self, folder):
+        """GStreamer encodes, multiplexes, and writes the caption track with its own hands."""
+        if not shutil.which("gst-launch-1.0"):
+            raise NotAsked("gstreamer1.0-tools is not installed")
+        given = self.file(folder, "_given.mov")
+        given.write_bytes(self.with_captions(self.make_bare(folder), self.scripts))
+        output_of(
+            "gst-launch-1.0", "-q", "filesrc", f"location={given}", "!", "qtdemux", "name=d",
+            "d.subtitle_0", "!", "queue", "!", "m.caption_0",
+            "videotestsrc", f"num-buffers={self.pictures}", "!",
+            f"video/x-raw,framerate={self.rate},width=320,height=180,format=I420", "!", "x264enc",
+            "bframes=0", "key-int-max=24", "ref=8", "!", "h264parse", "!",
+            "video/x-h264,stream-format=avc", "!", "queue", "!", "m.video_0",
+            "audiotestsrc", f"num-buffers={SECONDS * 48000 // 1024}", "samplesperbuffer=1024", "!",
+            "audio/x-raw,rate=48000", "!", "avenc_aac", "!", "aacparse", "!", "queue", "!",
+            "m.audio_0", "qtmux", "name=m", f"movie-timescale={self.timescale}",
+            f"trak-timescale={self.timescale}", "!", "filesink",
+            f"location={self.file(folder, '.mov')}")
+
+    def reference_cues(self, folder, field):
+        """What ffmpeg reads of the script itself, before it has been in any picture."""
+        path = self.file(folder, f"_{FIELD_NAMES[field]}.mov")
+        if not path.exists():
+            bare = self.file(folder, "_bare.mov")
+            script = self.sent_in_field_1(field)
+            path.write_bytes(self.with_captions(bare.read_bytes(), [script, None]))
+        return media_test.cues_of_caption_track(path)
+
+    def sent_in_field_1(self, field):
+        """The script of a field as ffmpeg can read it from a caption track, which is in field 1."""
+        script = self.scripts[field]
+        if field == 0:
+            return script
+        control_1, control_2 = (caption_scripts.make_scc.with_parity(code) for code in
+                                (caption_scripts.FIELD_1, caption_scripts.FIELD_2))
+        moved = caption_scripts.Script(self.pictures, caption_scripts.FIELD_1)
+        moved.pairs = [bytes([control_1 if pair[0] == control_2 else pair[0], pair[1]])
+                       for pair in script.pairs]
+        return moved
+
+
+INPUTS = [
+    Input("29.97 pop-on", "30000/1001", 1001, ("pop-on", None)),
+    Input("29.97 roll-up", "30000/1001", 1001, ("roll-up", None)),
+    Input("29.97 paint-on", "30000/1001", 1001, ("paint-on", None)),
+    Input("29.97 CC1 and CC3 pop-on", "30000/1001", 1001, ("pop-on", "pop-on")),
+    Input("29.97 CC1 pop-on CC3 roll-up", "30000/1001", 1001, ("pop-on", "roll-up")),
+    Input("29.97 CC1 and CC3 paint-on", "30000/1001", 1001, ("paint-on", "paint-on")),
+    Input("29.97 B-frames", "30000/1001", 1001, ("pop-on", "roll-up"), b_frames=2),
+    Input("25", "25", 1000, ("pop-on", "pop-on")),
+    Input("25 B-frames, time code", "25", 1000, ("roll-up", "pop-on"), b_frames=2,
+          time_code="01:00:00:00"),
+    Input("23.976 B-frames", "24000/1001", 1001, ("pop-on", "pop-on"), b_frames=3),
+    Input("59.94", "60000/1001", 1001, ("pop-on", "paint-on")),
+    Input("96 kHz sound (version 2)", "30000/1001", 1001, ("pop-on", None), sound_rate=96000),
+    Input("29.97 by GStreamer", "30000/1001", 1001, ("pop-on", None), maker="gstreamer"),
+]
+
+
+# ---------------------------------------------------------------- what judges share
+class Conversion:
+    def __init__(self, movie, folder, program):
+        self.movie, self.folder = movie, folder
+        self.source, self.output = movie.file(folder, ".mov"), movie.file(folder, ".mp4")
+        done = run(program, "--input-file", self.source, "--output-file", self.output)
+        expect((done.returncode, done.stderr), (0, b""), "the conversion")
+        packets = packets_of(self.source, self.index_of("video"))
+        self.lead = -packets[0].dts if packets[0].dts < 0 else 0
+        self.picture = movie.tick / movie.timescale
+
+    def index_of(self, kind):
+        return next(s["index"] for s in streams_of(self.source) if s["codec_type"] == kind)
+
+
+def triplets_of(sample):
+    """(the sample without its caption units, what these carry: marker and pair, one by one)."""
+    rest, triplets, position = b"", [], 0
+    while position < len(sample):
+        end = position + 4 + int.from_bytes(sample[position:position + 4], "big")
+        unit = sample[position + 4:end]
+        head = media_test.CAPTION_SEI.match(unit)
+        if head:
+            count = unit[head.end()] & 0x1F
+            data = unit[head.end() + 2:head.end() + 2 + 3 * count]
+            triplets += [data[i:i + 3] for i in range(0, len(data), 3)]
+        else:
+            rest += sample[position:end]
+        position = end
+    return rest, triplets
+
+
+def expected_triplets(movie, picture):
+    return [bytes([0xFC + field]) + script.pairs[picture]
+            for field, script in enumerate(movie.scripts) if script]
+
+
+def lines_of(cues):
+    """The lines of all cues in the order in which they first come; a line stays while others roll."""
+    lines = []
+    for cue in cues:
+        for line in cue.text.split("\n"):
+            if line.strip() and line.strip() not in lines:
+                lines.append(line.strip())
+    return lines
+
+
+def expect_on_time(found, expected, picture, what):
+    for cue, reference in zip(found, expected):
+        late = cue.start - reference.start
+        if not -0.002 <= late <= picture + 0.002:
+            raise Disagreement(f"{what}: {cue.text!r} is {late:.3f} s late")
+
+
+# ---------------------------------------------------------------- judges
+def judge_samples(conversion):
+    """Every sample is the input's but for the caption units, and each pair is in its picture."""
+    before, after = conversion.source.read_bytes(), conversion.output.read_bytes()
+    copied = [stream for stream in streams_of(conversion.source)
+              if stream.get("codec_name") != "eia_608"]
+    for number, stream in enumerate(copied):
+        index, video = stream["index"], stream["codec_type"] == "video"
+        old = [p for p in packets_of(conversion.source, index) if video or p.pts >= 0]
+        new = packets_of(conversion.output, number, "-ignore_editlist", "1")
+        expect(len(new), len(old), f"samples of track {number}")
+        for place, (was, now) in enumerate(zip(old, new)):
+            rest, triplets = sample_bytes(after, now), []
+            if video:
+                rest, triplets = triplets_of(rest)
+                picture = was.pts // conversion.movie.tick
+                expect(triplets, expected_triplets(conversion.movie, picture),
+                       f"captions of picture {picture}")
+            if rest != sample_bytes(before, was):
+                raise Disagreement(f"sample {place} of track {number} was changed")
+    return "identical"
+
+
+def judge_ffmpeg_decoding(conversion):
+    new = media_test.complaints_of(conversion.output) - media_test.complaints_of(conversion.source)
+    expect(list(new.elements()), [], "complaints of ffmpeg")
+    return "decodes"
+
+
+def judge_ffmpeg_captions(conversion):
+    for field, script in enumerate(conversion.movie.scripts):
+        if not script:
+            continue
+        name = conversion.folder / "subcc.mp4"  # a name that needs no quotes in a filter
+        shutil.copyfile(conversion.output, name)
+        found = cues_of(output_of(
+            "ffmpeg", "-nostdin", "-v", "error", "-data_field", FIELD_NAMES[field], "-f", "lavfi",
+            "-i", f"movie={name.name}[out+subcc]", "-map", "0:s", "-f", "srt", "-",
+            cwd=conversion.folder))
+        reference = conversion.movie.reference_cues(conversion.folder, field)
+        expect([cue.text for cue in found], [cue.text for cue in reference], CHANNELS[field])
+        expect(lines_of(found), script.lines, f"lines of {CHANNELS[field]}")
+        expect_on_time(found, reference, conversion.picture, f"{CHANNELS[field]} in ffmpeg")
+    return "equal, on time"
+
+
+def judge_mediainfo(conversion):
+    if not shutil.which("mediainfo"):
+        raise NotAsked("mediainfo is not installed")
+    tracks = json.loads(output_of("mediainfo", "--ParseSpeed=1", "--Output=JSON",
+                                  conversion.output))["media"]["track"]
+    texts = [(track["Format"], track["ID"].split("-")[-1])
+             for track in tracks if track["@type"] == "Text"]
+    wanted = [channel for channel, script in zip(CHANNELS, conversion.movie.scripts) if script]
+    expect(texts, [("EIA-608", channel) for channel in wanted], "mediainfo")
+    return "EIA-608 " + ", ".join(wanted)
+
+
+def gstreamer_captions(path):
+    """(time in seconds, caption data) of every picture that GStreamer decodes."""
+    text = output_of(
+        "gst-launch-1.0", "-v", "filesrc", f"location={path}", "!", "qtdemux", "name=d",
+        "d.video_0", "!", "h264parse", "!", "avdec_h264", "!", "ccextractor", "name=c",
+        "c.src", "!", "queue", "!", "fakesink", "sync=false", "async=false",
+        "c.caption", "!", "queue", "!", "fakesink", "name=captions", "sync=false", "async=false",
+        "silent=false", "dump=true")
+    # The sink announces a buffer and dumps it, sixteen bytes to a line.
+    pattern = re.compile(r"captions: last-message = chain .*? pts: (\d+):(\d+):([\d.]+)"
+                         r"|^([0-9a-f]{8}) \(0x[0-9a-f]+\): ((?:[0-9a-f]{2} )+)", re.MULTILINE)
+    times, data = [], []
+    for hours, minutes, seconds, offset, hexadecimal in pattern.findall(text):
+        if hours:
+            times.append(int(hours) * 3600 + int(minutes) * 60 + float(seconds))
+        elif int(offset, 16) == 0:
+            data.append(bytes.fromhex(hexadecimal))
+        else:
+            data[-1] += bytes.fromhex(hexadecimal)
+    return list(zip(times, data))
+
+
+def judge_gstreamer(conversion):
+    if not shutil.which("gst-launch-1.0"):
+        raise NotAsked("gstreamer1.0-tools is not installed")
+    found = gstreamer_captions(conversion.output)
+    movie = conversion.movie
+    lead = conversion.lead // movie.tick
+    for picture, (time, data) in enumerate(found):
+        expect(data, b"".join(expected_triplets(movie, picture)), f"picture {picture} in GStreamer")
+        expect(round(time / conversion.picture - picture, 1), float(lead),
+               f"pictures of delay of picture {picture} in GStreamer")
+    # The edit of a movie with B-frames ends with the media, and its last pictures lie behind it.
+    expect(len(found), movie.pictures - lead, "pictures in GStreamer")
+    return "equal, in their pictures" + (f"; the last {lead} pictures are not shown" if lead else "")
+
+
+def play_in_browser(conversion, folder, name):
+    if not conversion.modules:
+        raise NotAsked("only with --browser")
+    return json.loads(output_of("node", HERE / "browser" / "play.mjs", conversion.modules, folder,
+                                name))
+
+
+def judge_chromium(conversion):
+    seen = play_in_browser(conversion, conversion.folder, conversion.output.name)
+    expect((seen["ended"], seen["complaints"], seen["corrupted"], seen["width"], seen["height"]),
+           (True, [], 0, 320, 180), "Chromium")
+    lead = conversion.lead // conversion.movie.tick
+    if abs(seen["duration"] - SECONDS) > 2 * conversion.picture + 0.03:
+        raise Disagreement(f"Chromium: {seen['duration']} s long")
+    cut = lead and seen["pictures"] == conversion.movie.pictures - lead
+    return "plays" + (f"; the last {lead} pictures are not shown" if cut else "")
+
+
+Cue = collections.namedtuple("Cue", "start text")
+
+
+def judge_hls(conversion):
+    if not conversion.modules:
+        raise NotAsked("only with --browser")
+    folder = conversion.folder / f"hls_{conversion.output.stem}"
+    folder.mkdir()
+    output_of("ffmpeg", "-nostdin", "-v", "error", "-i", conversion.output, "-map", "0:v", "-map",
+              "0:a", "-c", "copy", "-hls_time", "2", "-hls_list_size", "0", "-hls_playlist_type",
+              "vod", folder / "movie.m3u8")
+    seen = play_in_browser(conversion, folder, "movie.m3u8")
+    expect(seen["ended"], True, "hls.js plays to the end")
+    # In the package sound and pictures have a common clock, which begins with the sound.
+    begins = conversion.lead / conversion.movie.timescale
+    for field, script in enumerate(conversion.movie.scripts):
+        label = ("English", "Unknown CC")[field]  # of textTrack1 and textTrack3
+        found = sorted((Cue(cue["start"] - begins, cue["text"]) for cue in seen["cues"].get(label, [])),
+                       key=lambda cue: cue.start)
+        if not script:
+            expect(found, [], f"cues of {CHANNELS[field]}")
+            continue
+        expect(sorted(set(lines_of(found))), sorted(set(script.lines)), f"{CHANNELS[field]} in hls.js")
+        for line, picture in script.shown_from.items():
+            first = next(cue for cue in found if line in cue.text)
+            expect_on_time([first], [Cue(picture * conversion.picture, line)], conversion.picture,
+                           f"{CHANNELS[field]} in hls.js")
+    return "equal, on time"
+
+
+JUDGES = [
+    ("samples", judge_samples),
+    ("ffmpeg: decoding", judge_ffmpeg_decoding),
+    ("ffmpeg: captions", judge_ffmpeg_captions),
+    ("mediainfo", judge_mediainfo),
+    ("GStreamer: captions", judge_gstreamer),
+    ("Chromium: the .mp4", judge_chromium),
+    ("hls.js in Chromium: HLS", judge_hls),
+]
+
+
+# ---------------------------------------------------------------- table
+def judged(movie, folder, program, modules):
+    try:
+        movie.make(folder)
+        conversion = Conversion(movie, folder, program)
+        conversion.modules = modules
+    except NotAsked as reason:
+        return [f"skipped: {reason}"] * len(JUDGES)
+    except Disagreement as failure:
+        return [f"**no**: {failure}"] * len(JUDGES)
+    results = []
+    for _, judge in JUDGES:
+        try:
+            results.append(judge(conversion))
+        except NotAsked as reason:
+            results.append(f"skipped: {reason}")
+        except Disagreement as failure:
+            results.append(f"**no**: {failure}")
+        except (RuntimeError, subprocess.SubprocessError) as failure:
+            results.append(f"**no**: {str(failure).splitlines()[-1]}")
+    return results
+
+
+def markdown(rows):
+    lines = ["| input | " + " | ".join(name for name, _ in JUDGES) + " |",
+             "|---" * (len(JUDGES) + 1) + "|"]
+    for movie, results in rows:
+        lines.append("| " + " | ".join([movie.name] + [r.replace("|", "/") for r in results]) + " |")
+    return "\n".join(lines) + "\n"
+
+
+def option(arguments, name):
+    return arguments[arguments.index(name) + 1] if name in arguments else None
+
+
+def main(arguments):
+    if not arguments:
+        sys.exit(__doc__)
+    for tool in ("ffmpeg", "ffprobe"):
+        if not shutil.which(tool):
+            print(f"skipped: {tool} is not installed")
+            return SKIPPED
+    program = pathlib.Path(arguments[0]).resolve()
+    with tempfile.TemporaryDirectory(prefix="quarrypack_players_") as folder:
+        rows = []
+        for movie in INPUTS:
+            rows.append((movie, judged(movie, pathlib.Path(folder), program,
+                                       option(arguments, "--browser"))))
+            print(f"{movie.name}:")
+            for (name, _), result in zip(JUDGES, rows[-1][1]):
+                print(f"  {name}: {result}", flush=True)
+    table = markdown(rows)
+    print(table)
+    if option(arguments, "--table"):
+        pathlib.Path(option(arguments, "--table")).write_text(table, encoding="utf-8")
+    return 1 if "**no**" in table else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

@@ -1,0 +1,250 @@
+#include "kav/impl/doc_iterator.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "tests/unit/kav_impl/opened_movie.h"
+
+namespace norvik::kav::impl {
+namespace {
+
+// A track as a list of times.
+struct Listed {
+  std::uint32_t timescale = 1000;
+  Column times;
+};
+
+class ListedTrack final : public SampleIterator {
+ public:
+  ListedTrack(Listed listed, std::uint32_t trackId) : listed_(std::move(listed)), id_(trackId) {}
+
+  bool hasNext() override { return next_ < listed_.times.size(); }
+  SamplePtr next() override {
+    if (!hasNext()) return nullptr;
+    auto sample = std::make_unique<Sample>();
+    sample->info.decodingTime = listed_.times[next_++];
+    sample->info.timescale = listed_.timescale;
+    sample->info.trackId = id_;
+    return sample;
+  }
+
+ private:
+  Listed listed_;
+  std::uint32_t id_;
+  std::size_t next_ = 0;
+};
+
+std::vector<SamplePtr> merged(const std::vector<Listed>& tracks) {
+  std::vector<std::unique_ptr<SampleIterator>> iterators;
+  for (const Listed& track : tracks) {
+    iterators.push_back(
+        std::make_unique<ListedTrack>(track, static_cast<std::uint32_t>(iterators.size() + 1)));
+  }
+  DocIterator iterator(std::move(iterators));
+  return drain(iterator);
+}
+
+TEST(DocIterator, PutsTheTrackThatIsListedFirstFirstAtEqualTimes) {
+  EXPECT_EQ(trackIdsOf(merged({{1000, {1000}}, {90000, {90000}}})), (Column{1, 2}));
+  EXPECT_EQ(trackIdsOf(merged({{90000, {90000}}, {1000, {1000}}})), (Column{1, 2}));
+}
+
+TEST(DocIterator, PutsTheEarlierSampleFirst) {
+  EXPECT_EQ(trackIdsOf(merged({{1000, {1000}}, {90000, {89910}}})), (Column{2, 1}));
+  EXPECT_EQ(trackIdsOf(merged({{1000, {1000}}, {90000, {89999}}})), (Column{2, 1}));
+}
+
+TEST(DocIterator, MergesTheTracksOfAFileByTheirTimes) {
+  const OpenedMovie equal(
+      MovieBuilder({countingTrack(3, 1000, 1000), countingTrack(3, 90000, 90000)}));
+  DocIterator first(createTrackIterators(equal.reader.tracks(), 600, {}));
+  EXPECT_EQ(trackIdsOf(drain(first)), (Column{1, 2, 1, 2, 1, 2}));
+  const OpenedMovie earlier(
+      MovieBuilder({countingTrack(3, 1000, 1000), countingTrack(3, 90000, 89910)}));
+  DocIterator second(createTrackIterators(earlier.reader.tracks(), 600, {}));
+  EXPECT_EQ(trackIdsOf(drain(second)), (Column{1, 2, 2, 1, 2, 1}));
+}
+
+TEST(DocIterator, EndsWithoutTracksOrSamples) {
+  EXPECT_TRUE(merged({}).empty());
+  EXPECT_TRUE(merged({{1000, {}}, {1000, {}}}).empty());
+  EXPECT_TRUE(merged(std::vector<Listed>(17)).empty());
+}
+
+TEST(DocIterator, PassesTracksWithoutSamples) {
+  EXPECT_EQ(trackIdsOf(merged({{1000, {}}, {1000, {5, 6}}, {1000, {}}, {1000, {5}}})),
+            (Column{2, 4, 2}));
+}
+
+TEST(DocIterator, KeepsTheOrderOfTracksAmongManyAtEqualTimes) {
+  for (const std::size_t count : {16u, 17u, 33u}) {
+    std::vector<Listed> tracks(count, Listed{1000, {0, 40}});
+    for (std::size_t i = 0; i < count; i += 2) tracks[i] = {500, {0, 20}};
+    Column expected;
+    for (int round = 0; round < 2; ++round) {
+      for (std::size_t i = 1; i <= count; ++i) expected.push_back(i);
+    }
+    EXPECT_EQ(trackIdsOf(merged(tracks)), expected) << count;
+  }
+}
+
+// The rule, told as simply as it can be.
+Column mergedByTheRule(const std::vector<Listed>& tracks) {
+  std::vector<std::size_t> heads(tracks.size());
+  Column ids;
+  for (;;) {
+    std::size_t best = tracks.size();
+    for (std::size_t i = 0; i < tracks.size(); ++i) {
+      if (heads[i] == tracks[i].times.size()) continue;
+      if (best == tracks.size() || tracks[i].times[heads[i]] * tracks[best].timescale <
+                                       tracks[best].times[heads[best]] * tracks[i].timescale) {
+        best = i;
+      }
+    }
+    if (best == tracks.size()) return ids;
+    ++heads[best];
+    ids.push_back(best + 1);
+  }
+}
+
+TEST(DocIterator, FollowsTheRuleForAnyNumberOfTracks) {
+  std::uint32_t state = 7;
+  const auto next = [&](std::uint32_t below) {
+    state = state * 1664525 + 1013904223;
+    return (state >> 8) % below;
+  };
+  const std::uint32_t timescales[] = {1000, 90000, 44100, 30000, 600};
+  for (const std::size_t count : {1u, 2u, 5u, 15u, 16u, 17u, 18u, 31u, 32u, 33u, 64u, 100u}) {
+    std::vector<Listed> tracks(count);
+    for (Listed& track : tracks) {
+      track.timescale = timescales[next(5)];
+      std::uint64_t time = next(3) * track.timescale / 100;
+      for (std::uint32_t i = next(20); i > 0; --i) {
+        track.times.push_back(time);
+        time += next(4) * (track.timescale / 100);
+      }
+    }
+    EXPECT_EQ(trackIdsOf(merged(tracks)), mergedByTheRule(tracks)) << count;
+  }
+}
+
+// Times by track: what createTrackIterators makes of a file.
+std::vector<Column> timesByTrack(const MovieBuilder& movie,
+                                 const DocIteratorOptions& options = {}) {
+  const OpenedMovie opened(movie);
+  std::vector<Column> times;
+  for (const auto& iterator :
+       createTrackIterators(opened.reader.tracks(), movie.timescale, options)) {
+    times.push_back(timesOf(drain(*iterator)));
+  }
+  return times;
+}
+
+TEST(TrackIterators, ApplyEditListsUnlessToldNotTo) {
+  MovieBuilder movie({countingTrack(3)});
+  movie.timescale = 100;
+  movie.tracks[0].edits = {{5, kEmptyEdit}, {2, 10}};
+  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 50, 60}}));
+  DocIteratorOptions options;
+  options.ignoreEditLists = true;
+  EXPECT_EQ(timesByTrack(movie, options), (std::vector<Column>{{0, 10, 20}}));
+}
+
+TEST(TrackIterators, KeepToTheRequestedRange) {
+  MovieBuilder movie({countingTrack(5), countingTrack(5, 500)});
+  movie.timescale = 100;
+  movie.tracks.push_back(countingTrack(5));
+  movie.tracks[2].edits = {{1, kEmptyEdit}, {0, 0}};
+  DocIteratorOptions options;
+  options.start = {2, 100};
+  options.end = {4, 100};
+  EXPECT_EQ(timesByTrack(movie, options), (std::vector<Column>{{20, 30}, {10}, {0, 10, 20, 30}}));
+}
+
+TEST(TrackIterators, HandTheContextOn) {
+  const OpenedMovie opened(MovieBuilder({countingTrack(1)}));
+  DocIteratorOptions options;
+  options.context = 12;
+  const auto iterators = createTrackIterators(opened.reader.tracks(), 600, options);
+  EXPECT_EQ(iterators[0]->next()->context, 12u);
+}
+
+// A video track whose pictures are shown 20 thousandths late, which its edit list takes back.
+MovieTrack reorderedVideo(std::int64_t mediaTime = 20) {
+  MovieTrack track = countingTrack(3);
+  track.handler = "vide";
+  track.entries = {avcEntry()};
+  for (MovieSample& sample : track.samples) sample.compositionOffset = 20;
+  track.edits = {{0, mediaTime}};
+  return track;
+}
+
+MovieTrack captions(std::uint32_t timescale = 500) {
+  MovieTrack track = countingTrack(2, timescale);
+  track.handler = "clcp";
+  return track;
+}
+
+TEST(TrackIterators, DeliverCaptionsLaterByTheLeadOfTheVideo) {
+  EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(), captions(), countingTrack(2)})),
+            (std::vector<Column>{{0, 10, 20}, {10, 20}, {0, 10}}));
+  EXPECT_EQ(timesByTrack(MovieBuilder({captions(), reorderedVideo(), captions(1000)})),
+            (std::vector<Column>{{10, 20}, {0, 10, 20}, {20, 30}}));
+}
+
+TEST(TrackIterators, DeliverCaptionsWithAnEditListLaterToo) {
+  MovieBuilder movie({reorderedVideo(), captions()});
+  movie.timescale = 100;
+  movie.tracks[1].edits = {{4, kEmptyEdit}, {0, 0}};
+  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {10, 30, 40}}));
+}
+
+TEST(TrackIterators, TakeTheLeadOfTheCaptionsThemselvesOffTheirDelay) {
+  MovieBuilder movie({reorderedVideo(), captions()});
+  for (MovieSample& sample : movie.tracks[1].samples) sample.compositionOffset = 4;
+  movie.tracks[1].edits = {{0, 10}};  // the segment begins at 6 then
+  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {4 + 6}}));
+  for (MovieSample& sample : movie.tracks[1].samples) sample.compositionOffset = 30;
+  movie.tracks[1].edits = {{0, 30}};  // more than the video's: nothing is left of the delay
+  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {0, 10}}));
+}
+
+TEST(TrackIterators, CountOnlyWhatTheEditListOfTheVideoLost) {
+  // 15 of the 20 could be taken off; the first edit counts and the first video track.
+  MovieTrack video = reorderedVideo(15);
+  video.edits = {{1, kEmptyEdit}, {0, 15}};
+  MovieTrack second = reorderedVideo();
+  EXPECT_EQ(timesByTrack(MovieBuilder({video, second, captions(1000)}))[2], (Column{15, 25}));
+}
+
+TEST(TrackIterators, LeaveCaptionsInTheirPlacesWithoutALead) {
+  MovieTrack plain = reorderedVideo();
+  plain.edits.reset();
+  EXPECT_EQ(timesByTrack(MovieBuilder({plain, captions()}))[1], (Column{0, 10}));
+  EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(0), captions()}))[1], (Column{0, 10}));
+  EXPECT_EQ(timesByTrack(MovieBuilder({captions()}))[0], (Column{0, 10}));
+  DocIteratorOptions options;
+  options.ignoreEditLists = true;
+  EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(), captions()}), options)[1],
+            (Column{0, 10}));
+}
+
+TEST(TrackIterators, KeepTheLeadingKeyPictureOfAReorderedTrack) {
+  MovieTrack negative = reorderedVideo();
+  for (MovieSample& sample : negative.samples) sample.compositionOffset = 0xFFFFFFEC;
+  EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(), negative})),
+            (std::vector<Column>{{0, 10, 20}, {0}}));
+}
+
+TEST(TrackIterators, AcceptAShiftedEditListOfATrackWithoutSamples) {
+  MovieBuilder movie({countingTrack(0)});
+  movie.tracks[0].edits = {{5, 20}};
+  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{}}));
+}
+
+}  // namespace
+}  // namespace norvik::kav::impl

@@ -1,0 +1,270 @@
+#include "src/progress_line.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+#include "tests/unit/src/console.h"
+
+namespace quarrypack {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr Progress kHalfWay{
+    .samplesInAll = 200, .samplesWritten = 100, .bytesWritten = 250'000'000, .captionsPlaced = 12};
+
+TEST(ProgressText, TellsPartSpeedTimeLeftAndCaptions) {
+  EXPECT_EQ(progressText(kHalfWay, 2s, 80), " 50 %  125.0 MB/s  0:02 left  12 captions placed");
+}
+
+TEST(ProgressText, CountsMinutesAndHours) {
+  EXPECT_EQ(progressText(kHalfWay, 65s, 80), " 50 %  3.8 MB/s  1:05 left  12 captions placed");
+  EXPECT_EQ(progressText(kHalfWay, 3661s, 80), " 50 %  0.1 MB/s  1:01:01 left  12 captions placed");
+}
+
+TEST(ProgressText, NeverPromisesTheEndBeforeItIsReached) {
+  Progress nearly = kHalfWay;
+  nearly.samplesWritten = 199;
+  EXPECT_EQ(progressText(nearly, 2s, 80).substr(0, 5), " 99 %");
+}
+
+TEST(ProgressText, SaysNothingOfTheTimeLeftBeforeTheFirstSample) {
+  Progress first = kHalfWay;
+  first.samplesWritten = 0;
+  first.captionsPlaced = 1;
+  EXPECT_EQ(progressText(first, 2s, 80), "  0 %  125.0 MB/s  1 caption placed");
+}
+
+TEST(ProgressText, StopsAtAllWhenMoreCameThanWereCounted) {
+  Progress more = kHalfWay;
+  more.samplesWritten = 300;
+  EXPECT_EQ(progressText(more, 2s, 80).substr(0, 5), "100 %");
+}
+
+TEST(ProgressText, StaysOutOfTheLastColumn) {
+  EXPECT_EQ(progressText(kHalfWay, 2s, 11), " 50 %  125");
+  EXPECT_EQ(progressText(kHalfWay, 2s, 1), "");
+  EXPECT_EQ(progressText(kHalfWay, 2s, 0), "");
+}
+
+// A terminal without a screen: what the program sends to it can be read.
+class PseudoTerminal {
+ public:
+  PseudoTerminal() : screen_(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)) {
+    if (screen_ < 0 || ::grantpt(screen_) != 0 || ::unlockpt(screen_) != 0) std::abort();
+    program_ = ::open(::ptsname(screen_), O_RDWR | O_NOCTTY);
+    if (program_ < 0) std::abort();
+  }
+  ~PseudoTerminal() {
+    ::close(program_);
+    ::close(screen_);
+  }
+  PseudoTerminal(const PseudoTerminal&) = delete;
+  PseudoTerminal& operator=(const PseudoTerminal&) = delete;
+
+  int descriptor() const { return program_; }
+
+  void setColumns(unsigned short columns) const {
+    const winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+    ASSERT_EQ(::ioctl(program_, TIOCSWINSZ, &size), 0);
+  }
+
+  // Everything sent since the last call.
+  std::string sent() const {
+    std::string text;
+    std::array<char, 4096> block;
+    for (;;) {
+      const ssize_t count = ::read(screen_, block.data(), block.size());
+      if (count <= 0) return text;
+      text.append(block.data(), static_cast<std::size_t>(count));
+    }
+  }
+
+ private:
+  int screen_;
+  int program_;
+};
+
+// The variables that the line looks at, put back at the end.
+class Environment {
+ public:
+  Environment(const char* term, const char* noColour) {
+    set("TERM", term);
+    set("NO_COLOR", noColour);
+  }
+  ~Environment() {
+    set("TERM", "dumb");
+    set("NO_COLOR", nullptr);
+  }
+
+ private:
+  static void set(const char* name, const char* value) {
+    if (value == nullptr) {
+      ::unsetenv(name);
+    } else {
+      ::setenv(name, value, 1);
+    }
+  }
+};
+
+TEST(ProgressTerminal, IsNeitherFileNorPipe) {
+  const Environment environment("xterm", nullptr);
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  EXPECT_FALSE(ProgressTerminal::on(ends[1]));
+  ::close(ends[0]);
+  ::close(ends[1]);
+  const int file = ::open("/dev/null", O_WRONLY);
+  EXPECT_FALSE(ProgressTerminal::on(file));
+  ::close(file);
+  EXPECT_FALSE(ProgressTerminal::on(-1));
+}
+
+TEST(ProgressTerminal, IsLeftAloneWhenItCannotErase) {
+  const PseudoTerminal terminal;
+  {
+    const Environment environment("dumb", nullptr);
+    EXPECT_FALSE(ProgressTerminal::on(terminal.descriptor()));
+  }
+  const Environment environment(nullptr, nullptr);
+  EXPECT_FALSE(ProgressTerminal::on(terminal.descriptor()));
+}
+
+TEST(ProgressTerminal, DrawsFaintAndWithoutColourOnRequest) {
+  const PseudoTerminal terminal;
+  {
+    const Environment environment("xterm", nullptr);
+    ProgressTerminal::on(terminal.descriptor())->draw("x");
+    EXPECT_EQ(terminal.sent(), "\r\x1b[K\x1b[2mx\x1b[0m\r");
+  }
+  const Environment environment("xterm", "1");
+  ProgressTerminal::on(terminal.descriptor())->draw("x");
+  EXPECT_EQ(terminal.sent(), "\r\x1b[Kx\r");
+}
+
+TEST(ProgressTerminal, KnowsItsWidth) {
+  const PseudoTerminal terminal;
+  const ProgressTerminal screen(terminal.descriptor(), false);
+  terminal.setColumns(43);
+  EXPECT_EQ(screen.columns(), 43U);
+  terminal.setColumns(0);
+  EXPECT_EQ(screen.columns(), 80U);
+}
+
+class ProgressLineOnTerminal : public testing::Test {
+ protected:
+  static ProgressLine::Clock::time_point now() { return ProgressLine::Clock::time_point(time_); }
+  void SetUp() override { time_ = 0ms; }
+
+  // As many samples as are written before the line looks at its clock again.
+  static void writeSome(ProgressLine& line) {
+    for (int i = 0; i < 32; ++i) line.sampleWritten(1000);
+  }
+
+  PseudoTerminal terminal_;
+  ProgressTerminal screen_{terminal_.descriptor(), false};
+  static inline std::chrono::milliseconds time_{0};
+};
+
+TEST_F(ProgressLineOnTerminal, IsSilentInTheFirstSecond) {
+  {
+    ProgressLine line(screen_, &now);
+    line.expectSamples(64);
+    time_ = 1000ms;
+    writeSome(line);
+    EXPECT_EQ(terminal_.sent(), "");
+  }
+  EXPECT_EQ(terminal_.sent(), "") << "what was never drawn need not be erased";
+}
+
+TEST_F(ProgressLineOnTerminal, AppearsAfterASecondAndIsErasedAtTheEnd) {
+  {
+    ProgressLine line(screen_, &now);
+    line.expectSamples(64);
+    line.captionsPlaced(3);
+    time_ = 2000ms;
+    writeSome(line);
+    EXPECT_EQ(terminal_.sent(), "\r\x1b[K 50 %  0.0 MB/s  0:02 left  3 captions placed\r");
+  }
+  EXPECT_EQ(terminal_.sent(), "\r\x1b[K");
+}
+
+TEST_F(ProgressLineOnTerminal, IsErasedWhenTheConversionFails) {
+  try {
+    ProgressLine line(screen_, &now);
+    time_ = 2000ms;
+    writeSome(line);
+    EXPECT_NE(terminal_.sent(), "");
+    throw std::string("failed");
+  } catch (const std::string&) {
+    EXPECT_EQ(terminal_.sent(), "\r\x1b[K");
+  }
+}
+
+TEST_F(ProgressLineOnTerminal, IsRedrawnAtMostTenTimesASecond) {
+  ProgressLine line(screen_, &now);
+  std::size_t drawn = 0;
+  for (time_ = 1001ms; time_ <= 2000ms; time_ += 1ms) {
+    writeSome(line);
+    if (!terminal_.sent().empty()) ++drawn;
+  }
+  EXPECT_GE(drawn, 9U);
+  EXPECT_LE(drawn, 10U);
+}
+
+TEST_F(ProgressLineOnTerminal, LooksAtTheClockForManyBytesToo) {
+  ProgressLine line(screen_, &now);
+  time_ = 2000ms;
+  line.sampleWritten(255 * 1024);
+  EXPECT_EQ(terminal_.sent(), "");
+  line.sampleWritten(1024);
+  EXPECT_NE(terminal_.sent(), "");
+}
+
+TEST_F(ProgressLineOnTerminal, MakesWayForStandardOutput) {
+  const test::CapturedConsole console;
+  ProgressLine line(screen_, &now);
+  time_ = 2000ms;
+  writeSome(line);
+  EXPECT_NE(terminal_.sent(), "");
+  std::cout << "a note" << std::endl;
+  EXPECT_EQ(terminal_.sent(), "\r\x1b[K");
+  EXPECT_EQ(console.out(), "a note\n");
+}
+
+TEST_F(ProgressLineOnTerminal, LeavesStandardOutputAsItWas) {
+  const std::ostream* const before = std::cout.tie();
+  { const ProgressLine line(screen_, &now); }
+  EXPECT_EQ(std::cout.tie(), before);
+}
+
+TEST_F(ProgressLineOnTerminal, IsNothingWithoutATerminal) {
+  ProgressLine line(std::nullopt, &now);
+  time_ = 2000ms;
+  writeSome(line);
+  EXPECT_EQ(terminal_.sent(), "");
+}
+
+TEST_F(ProgressLineOnTerminal, OutlivesItsTerminal) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_NONBLOCK), 0);
+  ::close(ends[0]);
+  ::close(ends[1]);
+  ProgressLine line(ProgressTerminal(ends[1], false), &now);
+  time_ = 2000ms;
+  writeSome(line);
+  EXPECT_EQ(terminal_.sent(), "");
+}
+
+}  // namespace
+}  // namespace quarrypack
