@@ -1,0 +1,43 @@
+# Completion of quarrypack and quarrypack-batch for bash.
+_quarrypack() {
+  local cur prev
+  cur=${COMP_WORDS[COMP_CWORD]}
+  prev=${COMP_WORDS[COMP_CWORD - 1]}
+  COMPREPLY=()
+  compopt -o filenames 2>/dev/null
+  local names
+  case $prev in
+    --input-file | --output-file | --conf-file)
+      mapfile -t names < <(compgen -f -- "$cur") ;;
+    *)
+      compopt +o filenames 2>/dev/null
+      mapfile -t names < <(compgen -W '--help --input-file --output-file --conf-file' -- "$cur") ;;
+  esac
+  COMPREPLY=("${names[@]}")
+}
+
+_quarrypack_batch() {
+  local cur prev names
+  cur=${COMP_WORDS[COMP_CWORD]}
+  prev=${COMP_WORDS[COMP_CWORD - 1]}
+  COMPREPLY=()
+  case $prev in
+    --jobs) names=() ;;
+    --sshlogin) mapfile -t names < <(compgen -A hostname -- "$cur") ;;
+    --output-dir)
+      compopt -o filenames 2>/dev/null
+      mapfile -t names < <(compgen -d -- "$cur") ;;
+    *)
+      if [[ $cur == -* && $prev != --log ]]; then
+        mapfile -t names < <(compgen -W \
+          '--output-dir --jobs --sshlogin --log --resume --help' -- "$cur")
+      else
+        compopt -o filenames 2>/dev/null
+        mapfile -t names < <(compgen -f -- "$cur")
+      fi ;;
+  esac
+  COMPREPLY=("${names[@]}")
+}
+
+complete -F _quarrypack quarrypack
+complete -F _quarrypack_batch quarrypack-batch
