@@ -1,0 +1,61 @@
+#!/usr/bin/env bash
+# Builds everything with warnings as errors and runs all tests. What it needs it installs first.
+# usage: scripts/test.sh [--preset NAME] [--browser]
+#   --preset NAME   a preset of CMakePresets.json, "dev" unless given
+#   --browser       lets headless Chromium and hls.js judge the movies too
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+preset=dev
+browser=
+groups=(build tests media players batch)
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --preset)
+      [ $# -ge 2 ] || { echo "test.sh: --preset needs a name" >&2; exit 1; }
+      preset=$2
+      shift ;;
+    --browser) browser=yes ;;
+    *)
+      echo "test.sh: unknown argument '$1'" >&2
+      exit 1 ;;
+  esac
+  shift
+done
+
+case "$preset" in
+  fuzz) groups+=(fuzz) ;;
+  coverage) groups+=(coverage) ;;
+  tidy) groups+=(tidy) ;;
+esac
+
+if [ -n "$browser" ]; then
+  groups+=(browser)
+  # An npm of another origin than Debian's serves as well, and often excludes Debian's.
+  command -v npm >/dev/null || groups+=(npm)
+fi
+
+scripts/install_dependencies.sh "${groups[@]}"
+
+configure=()
+if command -v ccache >/dev/null; then
+  configure+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+
+echo "== configure: preset $preset"
+cmake --preset "$preset" "${configure[@]}"
+echo "== build"
+cmake --build --preset "$preset" --parallel "$(nproc)"
+echo "== test"
+ctest --preset "$preset" --parallel "$(nproc)"
+
+if [ -n "$browser" ]; then
+  echo "== test in the browser"
+  modules=build/browser
+  mkdir -p "$modules"
+  cp tests/media/browser/package.json tests/media/browser/package-lock.json "$modules"
+  (cd "$modules" && npm ci --no-audit --no-fund)
+  python3 tests/media/player_test.py "build/$preset/quarrypack" --browser "$modules" \
+    --table build/player-matrix.md
+fi
+echo "== all tests passed ($preset)"
