@@ -165,13 +165,17 @@ class Batch(unittest.TestCase):
         log = (self.folder / "quarrypack-batch.log").read_text().splitlines()
         self.assertEqual(sum(1 for line in log if "\t:\t" in line), MOVIES + 2)
 
-    def test_runs_on_other_machines(self):
-        """Machines are reached by a remote shell; this one runs the command where it is."""
+    def remote_shell(self, command):
+        """A way to other machines that runs the command here instead."""
         shell = self.folder / "ssh"
         shell.write_text('#!/bin/sh\necho "$1" >>"%s/machines"\nshift\n[ "$1" != -- ] || shift\n'
-                         'exec sh -c "$*"\n'
-                         % self.folder)
+                         '%s\n' % (self.folder, command))
         shell.chmod(0o755)
+        return shell
+
+    def test_runs_on_other_machines(self):
+        # A real login tells the user's shell, which GNU parallel runs its jobs with.
+        shell = self.remote_shell('SHELL=/bin/sh exec sh -c "$*"')
         self.environment["PATH"] = f"{BATCH.parent}:{self.folder}:{self.environment['PATH']}"
         (self.folder / "quarrypack").symlink_to(program)
         del self.environment["QUARRYPACK"]
@@ -180,6 +184,20 @@ class Batch(unittest.TestCase):
         self.assertEqual(run.returncode, 1, run.err)
         self.assertEqual(set(self.outputs()), self.all_names())
         self.assertEqual(set((self.folder / "machines").read_text().split()), {"one", "two"})
+
+    def test_believes_a_machine_only_what_is_there(self):
+        """A machine may say that all went well and have done nothing."""
+        shell = self.remote_shell("exit 0")
+        run = self.run_batch("--sshlogin", f"2/{shell} idle", "--output-dir", "out",
+                             "in/movie 01.mov")
+        self.assertEqual(run.returncode, 1, run.out)
+        self.assertIn("0 converted, 1 failed", run.out)
+        self.assertIn("its job wrote nothing", run.err)
+        self.assertEqual(self.outputs(), {})
+        self.run_batch("--output-dir", "out", "in/movie 01.mov")
+        run = self.run_batch("--sshlogin", f"2/{shell} idle", "--output-dir", "out",
+                             "in/movie 01.mov")
+        self.assertEqual(run.returncode, 1, run.out)
 
     def test_leaves_a_movie_to_the_run_that_has_it(self):
         self.slow_program(2)
