@@ -249,6 +249,14 @@ std::uint32_t readBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::
   });
 }
 
+std::uint32_t peekBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::uint8_t* buffer,
+                        std::size_t length) noexcept {
+  return guarded([&] {
+    require(reader, buffer);
+    reader->reader.peekBytes(fileOffset, {buffer, length});
+  });
+}
+
 std::uint32_t checkBytes(NorvikKavReader* reader, std::uint64_t fileOffset,
                          std::uint64_t length) noexcept {
   return guarded([&] {

@@ -144,6 +144,11 @@ std::uint32_t getSampleLocation(const NorvikKavSample* sample,
 std::uint32_t readBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::uint8_t* buffer,
                         std::size_t length) noexcept;
 
+// As readBytes, for a few bytes of a sample whose other bytes will not be asked for soon: what lies
+// around them is not fetched.
+std::uint32_t peekBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::uint8_t* buffer,
+                        std::size_t length) noexcept;
+
 // Tells whether length bytes at an offset lie in the file: 0, or shortRead (5).
 std::uint32_t checkBytes(NorvikKavReader* reader, std::uint64_t fileOffset,
                          std::uint64_t length) noexcept;

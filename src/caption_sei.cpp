@@ -100,13 +100,14 @@ std::vector<std::uint8_t> buildCaptionUnit(std::span<const CaptionAtom> atoms) {
   constexpr std::uint8_t kEmData = 0xFF;
   constexpr std::uint8_t kMarkerBits = 0xFF;
   constexpr std::uint8_t kTrailingBits = 0x80;
-  constexpr std::size_t kUsualUnit = 128;  // room for all but freak units
+  constexpr std::size_t kBesideTriplets = 32;  // at most, unless many bytes must be escaped
+  constexpr std::size_t kTriplet = 3;
 
   std::size_t count = 0;
   for (const CaptionAtom& atom : atoms) count += atom.pairs.size() / 2;
 
   std::vector<std::uint8_t> unit;
-  unit.reserve(kUsualUnit);
+  unit.reserve(kBesideTriplets + kTriplet * count);
   unit.assign(kHead.begin(), kHead.end());
   unit.push_back(static_cast<std::uint8_t>(kCountByte | count));
   unit.push_back(kEmData);
@@ -304,9 +305,9 @@ std::size_t appendSeiPayloadSize(std::vector<std::uint8_t>& buffer, std::size_t 
 
 void prependNalLength(std::vector<std::uint8_t>& buffer, std::uint8_t lengthSize) {
   std::size_t length = buffer.size();
-  for (; lengthSize > 0; --lengthSize) {
-    buffer.insert(buffer.begin(), static_cast<std::uint8_t>(length));
-    length >>= 8;
+  buffer.insert(buffer.begin(), lengthSize, 0);
+  for (std::size_t i = lengthSize; i > 0; length >>= 8) {
+    buffer[--i] = static_cast<std::uint8_t>(length);
   }
 }
 

@@ -69,6 +69,11 @@ class InputBytes final : public ByteSource {
     throwOnError(kav::readBytes(reader_, fileOffset, destination.data(), destination.size()));
   }
 
+  void peekAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override {
+    if (destination.empty()) return;
+    throwOnError(kav::peekBytes(reader_, fileOffset, destination.data(), destination.size()));
+  }
+
  private:
   kav::NorvikKavReader* reader_;
 };

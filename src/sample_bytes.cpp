@@ -7,6 +7,10 @@
 namespace quarrypack {
 namespace {
 
+// Of a sample of this size only what is looked at is read. Smaller ones are fetched whole with
+// their neighbours, which will be looked at next.
+constexpr std::uint64_t kLargeSample = 64 * 1024;
+
 std::ptrdiff_t difference(std::uint64_t bytes) { return static_cast<std::ptrdiff_t>(bytes); }
 
 // Moves the last count bytes of one stack to the other, turning their order round.
@@ -58,7 +62,12 @@ void SplicedSampleBytes::read(std::uint64_t position, std::span<std::uint8_t> de
     start += length;
   };
   const auto readFromFile = [&](std::uint64_t offset, std::span<std::uint8_t> bytes) {
-    source_->readAt(fileOffset_ + placeInFile + offset, bytes);
+    const std::uint64_t place = fileOffset_ + placeInFile + offset;
+    if (sizeInFile_ < kLargeSample) {
+      source_->readAt(place, bytes);
+    } else {
+      source_->peekAt(place, bytes);
+    }
   };
 
   for (const Splice& splice : splices_) {
@@ -103,7 +112,7 @@ void SplicedSampleBytes::insertBytes(std::uint64_t position, std::vector<std::ui
     }
     inserted += splice->bytes.size();
   }
-  splices_.insert(splice, Splice{position - inserted, GrowingBytes(bytes)});
+  splices_.insert(splice, Splice{position - inserted, GrowingBytes(std::move(bytes))});
 }
 
 }  // namespace quarrypack

@@ -71,6 +71,11 @@ class ByteSource {
 
   // Fills destination with the bytes from the offset on, or throws.
   virtual void readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) = 0;
+
+  // The same for a few bytes whose surroundings are not wanted.
+  virtual void peekAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) {
+    readAt(fileOffset, destination);
+  }
 };
 
 // Bytes that grow where the last ones were put in: two stacks, the bytes in front of that place
@@ -78,7 +83,7 @@ class ByteSource {
 // the bytes inserted, so that thousands of captions in front of one another stay cheap.
 class GrowingBytes {
  public:
-  explicit GrowingBytes(std::span<const std::uint8_t> bytes) : front_(bytes.begin(), bytes.end()) {}
+  explicit GrowingBytes(std::vector<std::uint8_t> bytes) : front_(std::move(bytes)) {}
 
   std::size_t size() const { return front_.size() + back_.size(); }
   void insert(std::size_t position, std::span<const std::uint8_t> bytes);

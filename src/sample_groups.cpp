@@ -12,6 +12,9 @@ namespace {
 // Samples of a group whose latest time is remembered together.
 constexpr std::size_t kBlock = 4;
 
+// Blocks tried one by one before a search by halving.
+constexpr int kMostSteps = 4;
+
 // What two samples are compared by.
 struct ShownTime {
   std::uint64_t time;  // units of timescale
@@ -198,10 +201,10 @@ SortedGroup::SortedGroup(PendingSamples& pending, std::size_t length,
                          std::span<const std::uint32_t> slotTimescales, ByteSource& input)
     : pending_(pending), length_(length), slotTimescales_(slotTimescales), input_(input) {}
 
-const std::vector<std::uint64_t>& SortedGroup::latestByBlock(std::uint32_t timescale) {
-  const auto [found, isNew] = latestByBlock_.try_emplace(timescale);
-  std::vector<std::uint64_t>& latest = found->second;
-  if (!isNew) return latest;
+SortedGroup::LatestTimes& SortedGroup::latestTimes(std::uint32_t timescale) {
+  const auto [found, isNew] = latestTimes_.try_emplace(timescale);
+  if (!isNew) return found->second;
+  std::vector<std::uint64_t>& latest = found->second.byBlock;
   if (order_.size() != length_) order_ = presentationOrder(pending_, length_, slotTimescales_);
 
   latest.reserve((length_ + kBlock - 1) / kBlock);
@@ -211,31 +214,44 @@ const std::vector<std::uint64_t>& SortedGroup::latestByBlock(std::uint32_t times
     for (; rank < end; ++rank) latestSoFar = std::max(latestSoFar, timeShown(rank, timescale));
     latest.push_back(latestSoFar);
   }
-  return latest;
+  return found->second;
 }
 
 bool SortedGroup::reaches(std::uint64_t time, std::uint32_t timescale) {
-  const std::vector<std::uint64_t>& latest = latestByBlock(timescale);
+  const std::vector<std::uint64_t>& latest = latestTimes(timescale).byBlock;
   return !latest.empty() && latest.back() >= time;
 }
 
 std::optional<std::size_t> SortedGroup::firstShownAt(std::uint64_t time, std::uint32_t timescale) {
-  const std::vector<std::uint64_t>& latest = latestByBlock(timescale);
-  const auto block = std::lower_bound(latest.begin(), latest.end(), time);
-  if (block == latest.end()) return std::nullopt;
-  std::size_t rank = static_cast<std::size_t>(block - latest.begin()) * kBlock;
+  LatestTimes& latest = latestTimes(timescale);
+  const auto begin = latest.byBlock.begin();
+  const auto end = latest.byBlock.end();
+  auto block = begin;
+  if (time >= latest.searchedTime) block += static_cast<std::ptrdiff_t>(latest.foundBlock);
+  for (int steps = 0; steps < kMostSteps && block != end && *block < time; ++steps) ++block;
+  if (block != end && *block < time) block = std::lower_bound(block, end, time);
+  if (block == end) return std::nullopt;
+  latest.searchedTime = time;
+  latest.foundBlock = static_cast<std::size_t>(block - begin);
+  std::size_t rank = latest.foundBlock * kBlock;
   while (timeShown(rank, timescale) < time) ++rank;
   return order_[rank];
 }
 
 SampleBytes& SortedGroup::bytes(std::size_t place) {
   const PendingSample& sample = pending_[place];
-  return spliced_.try_emplace(place, input_, sample.fileOffset, sample.size).first->second;
+  if (splicedOf_.empty()) splicedOf_.resize(length_);
+  std::uint32_t& number = splicedOf_[place];
+  if (number == 0) {
+    spliced_.emplace_back(input_, sample.fileOffset, sample.size);
+    number = static_cast<std::uint32_t>(spliced_.size());
+  }
+  return spliced_[number - 1];
 }
 
 const SplicedSampleBytes* SortedGroup::splicedBytes(std::size_t place) const {
-  const auto found = spliced_.find(place);
-  return found == spliced_.end() ? nullptr : &found->second;
+  if (splicedOf_.empty() || splicedOf_[place] == 0) return nullptr;
+  return &spliced_[splicedOf_[place] - 1];
 }
 
 std::uint64_t SortedGroup::timeShown(std::size_t rank, std::uint32_t timescale) const {

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <span>
-#include <unordered_map>
 #include <vector>
 
 #include "src/pending_samples.h"
@@ -74,9 +73,17 @@ class SortedGroup {
   const SplicedSampleBytes* splicedBytes(std::size_t place) const;
 
  private:
-  // The latest time up to the end of each block of the order, in the given timescale. Times
-  // converted to another timescale need not rise along the order; these do.
-  const std::vector<std::uint64_t>& latestByBlock(std::uint32_t timescale);
+  // The latest time up to the end of each block of the order, in one timescale. Times converted to
+  // another timescale need not rise along the order; these do.
+  struct LatestTimes {
+    std::vector<std::uint64_t> byBlock;
+
+    // The latest search: what is searched for next mostly comes soon behind it.
+    std::uint64_t searchedTime = 0;
+    std::size_t foundBlock = 0;
+  };
+
+  LatestTimes& latestTimes(std::uint32_t timescale);
   std::uint64_t timeShown(std::size_t rank, std::uint32_t timescale) const;
 
   PendingSamples& pending_;
@@ -84,8 +91,9 @@ class SortedGroup {
   std::span<const std::uint32_t> slotTimescales_;
   ByteSource& input_;
   std::vector<std::uint32_t> order_;
-  std::map<std::uint32_t, std::vector<std::uint64_t>> latestByBlock_;
-  std::unordered_map<std::size_t, SplicedSampleBytes> spliced_;
+  std::map<std::uint32_t, LatestTimes> latestTimes_;  // by timescale
+  std::deque<SplicedSampleBytes> spliced_;
+  std::vector<std::uint32_t> splicedOf_;  // by place: 1 + the number in spliced_, 0 for none
 };
 
 }  // namespace quarrypack

@@ -106,7 +106,10 @@ DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
     SamplePtr head = iterator->next();
     tracks_.push_back({std::move(iterator), std::move(head)});
   }
-  if (tracks_.size() <= kMostScannedTracks) return;
+  if (tracks_.size() <= kMostScannedTracks) {
+    earliest_ = scanForEarliest();
+    return;
+  }
   leaves_ = std::bit_ceil(tracks_.size());
   winners_.resize(2 * leaves_);
   // Places beyond the last track are played by the last track, which changes no result.
@@ -118,6 +121,7 @@ DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
     const std::size_t right = winners_[2 * node + 1];
     winners_[node] = comesBefore(right, left) ? right : left;
   }
+  earliest_ = winners_[1];
 }
 
 bool DocIterator::comesBefore(std::size_t a, std::size_t b) const {
@@ -128,8 +132,7 @@ bool DocIterator::comesBefore(std::size_t a, std::size_t b) const {
   return x->info.decodingTime * y->info.timescale < y->info.decodingTime * x->info.timescale;
 }
 
-std::size_t DocIterator::earliest() const {
-  if (leaves_ != 0) return winners_[1];
+std::size_t DocIterator::scanForEarliest() const {
   std::size_t best = 0;
   for (std::size_t i = 1; i < tracks_.size(); ++i) {
     if (comesBefore(i, best)) best = i;
@@ -137,25 +140,34 @@ std::size_t DocIterator::earliest() const {
   return best;
 }
 
-void DocIterator::replay(std::size_t track) {
-  if (leaves_ == 0) return;
+void DocIterator::findEarliestAgain(std::size_t track) {
+  if (leaves_ == 0) {
+    earliest_ = scanForEarliest();
+    return;
+  }
   for (std::size_t node = (leaves_ + track) / 2; node > 0; node /= 2) {
     const std::size_t left = winners_[2 * node];
     const std::size_t right = winners_[2 * node + 1];
     winners_[node] = comesBefore(right, left) ? right : left;
   }
+  earliest_ = winners_[1];
 }
 
-bool DocIterator::hasNext() { return !tracks_.empty() && tracks_[earliest()].head != nullptr; }
+bool DocIterator::hasNext() { return !tracks_.empty() && tracks_[earliest_].head != nullptr; }
 
 SamplePtr DocIterator::next() {
   if (tracks_.empty()) return nullptr;
-  const std::size_t winner = earliest();
-  Track& track = tracks_[winner];
+  Track& track = tracks_[earliest_];
   if (track.head == nullptr) return nullptr;
   SamplePtr chosen = std::move(track.head);
-  track.head = track.iterator->hasNext() ? track.iterator->next() : nullptr;
-  replay(winner);
+  try {
+    track.head = track.iterator->hasNext() ? track.iterator->next() : nullptr;
+  } catch (...) {
+    // The other tracks go on without this one.
+    findEarliestAgain(earliest_);
+    throw;
+  }
+  findEarliestAgain(earliest_);
   return chosen;
 }
 

@@ -54,10 +54,13 @@ class DocIterator final : public SampleIterator {
 
   // Whether the head of track a is earlier than that of track b; a track without one never is.
   bool comesBefore(std::size_t a, std::size_t b) const;
-  std::size_t earliest() const;
-  void replay(std::size_t track);
+  std::size_t scanForEarliest() const;
+
+  // To be called when a track has got another head.
+  void findEarliestAgain(std::size_t track);
 
   std::vector<Track> tracks_;
+  std::size_t earliest_ = 0;  // the track whose head comes next
 
   // Beyond a handful of tracks: a tournament among the heads. winners_[1] is the overall winner,
   // and node n is played by the winners of nodes 2 n and 2 n + 1, so thousands of tracks cost a few

@@ -187,4 +187,10 @@ void Reader::readBytes(std::uint64_t offset, std::span<std::uint8_t> destination
   }
 }
 
+void Reader::peekBytes(std::uint64_t offset, std::span<std::uint8_t> destination) {
+  checkBytes(offset, destination.size());
+  document_.stream().seekTo(offset);
+  document_.stream().readFully(destination.data(), destination.size());
+}
+
 }  // namespace norvik::kav::impl

@@ -60,6 +60,7 @@ class Reader {
 
   // Copies bytes of the file. Throws shortRead when it ends before.
   void readBytes(std::uint64_t offset, std::span<std::uint8_t> destination);
+  void peekBytes(std::uint64_t offset, std::span<std::uint8_t> destination);
   void checkBytes(std::uint64_t offset, std::uint64_t length);
 
  private:

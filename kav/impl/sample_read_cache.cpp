@@ -50,8 +50,9 @@ std::size_t SampleReadCache::read(void* destination, std::size_t length, std::ui
     readDirectly(request);
     return length - request.length;
   }
-  for (Block& block : blocks_) {
-    if (request.length == 0 || serve(block, request)) break;
+  for (std::size_t probed = 0; probed < blocks_.size() && request.length > 0; ++probed) {
+    if (serve(blocks_[nextProbed_], request)) break;
+    nextProbed_ = (nextProbed_ + 1) % blocks_.size();
   }
   if (request.length > 0) {
     Block& block = blockToFill();

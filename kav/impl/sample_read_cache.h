@@ -44,6 +44,9 @@ class SampleReadCache {
   std::uint32_t maximumBlocks_;
   std::vector<Block> blocks_;
   std::size_t nextReused_ = 0;  // blocks in use are taken again in turn, the oldest first
+
+  // Mostly the block that served last serves again, or else the one that was filled behind it.
+  std::size_t nextProbed_ = 0;
 };
 
 }  // namespace norvik::kav::impl

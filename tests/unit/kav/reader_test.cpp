@@ -130,6 +130,8 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   EXPECT_EQ(getSampleLocation(sample, nullptr), kMissing);
   EXPECT_EQ(readBytes(nullptr, 0, buffer.data(), 1), kMissing);
   EXPECT_EQ(readBytes(reader, 0, nullptr, 1), kMissing);
+  EXPECT_EQ(peekBytes(nullptr, 0, buffer.data(), 1), kMissing);
+  EXPECT_EQ(peekBytes(reader, 0, nullptr, 1), kMissing);
   EXPECT_EQ(checkBytes(nullptr, 0, 1), kMissing);
   EXPECT_EQ(getMetadata(nullptr, buffer.data(), &length), kMissing);
   EXPECT_EQ(getMetadata(reader, buffer.data(), nullptr), kMissing);

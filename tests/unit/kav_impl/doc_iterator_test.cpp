@@ -75,6 +75,35 @@ TEST(DocIterator, EndsWithoutTracksOrSamples) {
   EXPECT_TRUE(merged(std::vector<Listed>(17)).empty());
 }
 
+// A track that has one sample and breaks behind it.
+class BrokenTrack final : public SampleIterator {
+ public:
+  bool hasNext() override { return true; }
+  SamplePtr next() override {
+    if (std::exchange(isBroken_, true)) throw Exception(ErrorCode::badChunkRun);
+    auto sample = std::make_unique<Sample>();
+    sample->info.timescale = 1000;
+    return sample;
+  }
+
+ private:
+  bool isBroken_ = false;
+};
+
+TEST(DocIterator, GoesOnWithoutATrackThatFails) {
+  for (const std::uint32_t others : {1u, 20u}) {
+    std::vector<std::unique_ptr<SampleIterator>> tracks;
+    tracks.push_back(std::make_unique<BrokenTrack>());
+    for (std::uint32_t id = 1; id <= others; ++id) {
+      tracks.push_back(std::make_unique<ListedTrack>(Listed{1000, {id}}, id));
+    }
+    DocIterator iterator(std::move(tracks));
+    EXPECT_EQ(codeOf([&] { iterator.next(); }), 23u);
+    ASSERT_TRUE(iterator.hasNext());
+    EXPECT_EQ(trackIdsOf(drain(iterator)).size(), others);
+  }
+}
+
 TEST(DocIterator, PassesTracksWithoutSamples) {
   EXPECT_EQ(trackIdsOf(merged({{1000, {}}, {1000, {5, 6}}, {1000, {}}, {1000, {5}}})),
             (Column{2, 4, 2}));

@@ -233,6 +233,21 @@ TEST(Reader, FailsForBytesPastTheEnd) {
   EXPECT_EQ(codeOf([&] { opened.reader.checkBytes(file.size() + 1, 0); }), 5u);
 }
 
+TEST(Reader, PeeksPastItsBlocks) {
+  const Bytes file = MovieBuilder({countingTrack(2)}).build();
+  OpenedMovie opened(file);
+  Bytes type(4);
+  opened.reader.peekBytes(4, type);
+  EXPECT_EQ(type, text("ftyp"));
+  opened.memory->resetCalls();
+  opened.reader.peekBytes(4, type);
+  EXPECT_EQ(opened.memory->calls().read, 1u) << "nothing was kept";
+  EXPECT_EQ(codeOf([&] { opened.reader.peekBytes(file.size() - 3, type); }), 5u);
+  EXPECT_EQ(codeOf([&] { opened.reader.peekBytes(~std::uint64_t{0}, type); }), 5u);
+  opened.memory->bytes().resize(file.size() - 1);
+  EXPECT_EQ(codeOf([&] { opened.reader.peekBytes(file.size() - 4, type); }), 5u);
+}
+
 TEST(Reader, FailsForBytesThatHaveGoneMeanwhile) {
   OpenedMovie opened(MovieBuilder({countingTrack(2)}));
   auto& bytes = opened.memory->bytes();

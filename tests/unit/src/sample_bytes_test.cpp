@@ -28,6 +28,12 @@ class CountingSource final : public ByteSource {
     bytesRead += destination.size();
   }
 
+  void peekAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override {
+    readAt(fileOffset, destination);
+    ++peeks;
+  }
+
+  int peeks = 0;  // of the reads
   int reads = 0;
   std::uint64_t bytesRead = 0;
 
@@ -130,6 +136,18 @@ TEST(SplicedSampleBytes, FetchesTheWholeSampleInOneRead) {
   sample.insert(10, {4, 5});
   EXPECT_EQ(whole(sample).size(), 105u);
   EXPECT_EQ(file.reads, 1);
+}
+
+TEST(SplicedSampleBytes, PeeksIntoALargeSample) {
+  CountingSource file(counted(65536));
+  const SplicedSampleBytes small(file, 0, 65535);
+  part(small, 0, 5);
+  EXPECT_EQ(file.peeks, 0);
+  const SplicedSampleBytes large(file, 0, 65536);
+  EXPECT_EQ(part(large, 3, 2), (Bytes{3, 4}));
+  EXPECT_EQ(file.peeks, 1);
+  EXPECT_EQ(whole(large), counted(65536));
+  EXPECT_EQ(file.peeks, 1);
 }
 
 TEST(SplicedSampleBytes, EqualsASampleInMemoryAfterAnyInsertions) {
