@@ -15,11 +15,11 @@
 
 #include "kaf/kav_stream.h"
 #include "kav/exception.h"
-#include "kav/reader.h"
 #include "kav/writer.h"
 #include "src/avcc.h"
 #include "src/caption_queue.h"
 #include "src/caption_sei.h"
+#include "src/input_movie.h"
 #include "src/interruption.h"
 #include "src/progress_line.h"
 #include "src/sample_groups.h"
@@ -37,80 +37,9 @@ constexpr std::uint32_t kCaptionHandler = 0x636c6370;  // "clcp"
 constexpr int kConverted = 0;
 constexpr int kFailed = 1;
 
-void throwOnError(std::uint32_t code) {
-  if (code != 0) throw kav::Exception(code);
-}
-
-// Owners of the reader's handles.
-struct HandleCloser {
-  void operator()(kav::NorvikKavReader* reader) const { kav::closeReader(reader); }
-  void operator()(kav::NorvikKavSampleIterator* iterator) const {
-    kav::closeSampleIterator(iterator);
-  }
-  void operator()(kav::NorvikKavSample* sample) const { kav::closeSample(sample); }
-};
-using ReaderHandle = std::unique_ptr<kav::NorvikKavReader, HandleCloser>;
-using IteratorHandle = std::unique_ptr<kav::NorvikKavSampleIterator, HandleCloser>;
-using SampleHandle = std::unique_ptr<kav::NorvikKavSample, HandleCloser>;
-
-ReaderHandle openMovie(kav::NorvikIStream& stream) {
-  kav::NorvikKavReader* reader = nullptr;
-  throwOnError(kav::openReader(&stream, {}, &reader));
-  return ReaderHandle(reader);
-}
-
-// The bytes of samples, where they lie in the input.
-class InputBytes final : public ByteSource {
- public:
-  explicit InputBytes(kav::NorvikKavReader* reader) : reader_(reader) {}
-
-  void readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override {
-    if (destination.empty()) return;
-    throwOnError(kav::readBytes(reader_, fileOffset, destination.data(), destination.size()));
-  }
-
-  void peekAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override {
-    if (destination.empty()) return;
-    throwOnError(kav::peekBytes(reader_, fileOffset, destination.data(), destination.size()));
-  }
-
- private:
-  kav::NorvikKavReader* reader_;
-};
-
-// What the samples of an input may come to. An honest movie holds each byte for one sample; samples
-// that overlap and edits that repeat could make a small file fill a disk.
-std::uint64_t costLimit(kav::NorvikIStream& input) {
-  constexpr std::uint64_t kAllowance = 64 * 1024;
-  input.seek(0, kav::kSeekFromEnd);
-  const std::uint64_t length = input.tell();
-  return length + length / 10 + kAllowance;
-}
-
-// A track of the input as the conversion sees it.
-struct InputTrack {
-  kav::NorvikKavTrackInfo info;
-  std::uint32_t handlerType = 0;
-  std::string name;
-};
-
 std::uint32_t inRange(std::uint64_t count) {
   return static_cast<std::uint32_t>(
       std::min<std::uint64_t>(count, std::numeric_limits<std::uint32_t>::max()));
-}
-
-std::vector<InputTrack> readTracks(kav::NorvikKavReader* reader, std::uint32_t count) {
-  std::vector<InputTrack> tracks(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    InputTrack& track = tracks[i];
-    throwOnError(kav::getTrackInfo(reader, i, &track.info));
-    throwOnError(kav::getTrackHandler(reader, i, &track.handlerType));
-    track.name.resize(track.info.handlerNameLength);
-    throwOnError(kav::getTrackName(reader, i, track.name.data()));
-    // The writer closes names by itself.
-    if (!track.name.empty()) track.name.pop_back();
-  }
-  return tracks;
 }
 
 // A pending sample names its output track and sample description by one number, its slot.
@@ -146,10 +75,7 @@ class Slots {
 class ConversionPass {
  public:
   ConversionPass(kav::NorvikIStream& input, kav::NorvikIOStream& output)
-      : reader_(openMovie(input)),
-        bytes_(reader_.get()),
-        writer_(makeWriter(output)),
-        costLimit_(costLimit(input)) {}
+      : movie_(input), writer_(makeWriter(output)) {}
 
   // Adds the tracks of the output. False when the input has no captions or no video for them.
   bool setUpTracks();
@@ -185,19 +111,15 @@ class ConversionPass {
                       std::uint32_t outputTrack);
   void routeTracks();
 
-  void takeSample(const kav::NorvikKavSample* sample, bool isLast);
+  void takeSample(const InputSample& sample, bool isLast);
   void spend(std::uint32_t sampleSize);
-  void queueCaption(const kav::NorvikKavSampleInfo& info, std::uint64_t fileOffset);
-  void copySample(const kav::NorvikKavSampleInfo& info,
-                  const kav::NorvikKavSampleLocation& location, Route& route, bool isLast);
+  void queueCaption(const InputSample& sample);
+  void copySample(const InputSample& sample, Route& route, bool isLast);
   void flush(std::size_t groupLength);
   void writeSample(const PendingSample& sample, const SplicedSampleBytes* spliced);
 
-  ReaderHandle reader_;
-  InputBytes bytes_;
+  InputMovie movie_;
   kav::Writer writer_;
-
-  std::uint64_t costLimit_;
   std::uint64_t cost_ = 0;  // of the samples taken so far
 
   std::vector<InputTrack> tracks_;
@@ -216,21 +138,18 @@ class ConversionPass {
 };
 
 kav::Writer ConversionPass::makeWriter(kav::NorvikIOStream& output) {
-  kav::NorvikKavMovieInfo movie;
-  throwOnError(kav::getMovieInfo(reader_.get(), &movie));
+  const kav::NorvikKavMovieInfo info = movie_.info();
   kav::NorvikKavWriterConfiguration configuration;
-  configuration.timescale = movie.timescale;
-  configuration.creationTime = movie.creationTime;
-  configuration.modificationTime = movie.modificationTime;
-  configuration.rate = movie.rate;
-  configuration.volume = movie.volume;
+  configuration.timescale = info.timescale;
+  configuration.creationTime = info.creationTime;
+  configuration.modificationTime = info.modificationTime;
+  configuration.rate = info.rate;
+  configuration.volume = info.volume;
   return kav::Writer(&output, configuration);
 }
 
 bool ConversionPass::setUpTracks() {
-  kav::NorvikKavMovieInfo movie;
-  throwOnError(kav::getMovieInfo(reader_.get(), &movie));
-  tracks_ = readTracks(reader_.get(), movie.trackCount);
+  tracks_ = movie_.readTracks();
   for (std::size_t i = 0; i < tracks_.size(); ++i) {
     const auto place = static_cast<std::int64_t>(i);
     if (tracks_[i].handlerType == kCaptionHandler) captionTrack_ = place;
@@ -246,8 +165,7 @@ bool ConversionPass::setUpTracks() {
 }
 
 void ConversionPass::countSamples() {
-  std::vector<kav::NorvikKavTrackTotals> totals(tracks_.size());
-  throwOnError(kav::countSamples(reader_.get(), costLimit_, totals.data()));
+  const std::vector<kav::NorvikKavTrackTotals> totals = movie_.countSamples(tracks_.size());
   for (std::size_t i = 0; i < totals.size(); ++i) {
     Expected& expected = expected_[tracks_[i].info.trackId];
     expected.samples += totals[i].sampleCount;
@@ -259,8 +177,7 @@ void ConversionPass::addTrack(std::uint32_t index, const InputTrack& track) {
   if (track.name.empty() || track.name.front() == '\0') {
     std::cout << "Error: Track with empty name found" << std::endl;
   }
-  std::uint32_t descriptions = 0;
-  throwOnError(kav::getSampleDescriptionCount(reader_.get(), index, &descriptions));
+  const std::uint32_t descriptions = movie_.descriptionCount(index);
 
   kav::NorvikKavTrackConfiguration configuration;
   configuration.info = track.info;
@@ -271,11 +188,7 @@ void ConversionPass::addTrack(std::uint32_t index, const InputTrack& track) {
   configuration.descriptionCount = descriptions;
   std::uint64_t headerBytes = 0;
   for (std::uint32_t i = 1; i <= descriptions; ++i) {
-    const kav::NorvikKavSampleDescription* description = nullptr;
-    kav::NorvikKavSampleDescInfo info;
-    throwOnError(kav::getSampleDescriptionHandle(reader_.get(), index, i, &description));
-    throwOnError(kav::getSampleDescriptionInfo(description, &info));
-    headerBytes += info.headerLength;
+    headerBytes += movie_.descriptionLength(index, i);
   }
   if (descriptions != 0) {
     configuration.descriptionLength = inRange((headerBytes + descriptions - 1) / descriptions);
@@ -288,23 +201,15 @@ void ConversionPass::addTrack(std::uint32_t index, const InputTrack& track) {
 
 void ConversionPass::addDescription(std::uint32_t trackIndex, std::uint32_t descriptionIndex,
                                     std::uint32_t outputTrack) {
-  const kav::NorvikKavSampleDescription* description = nullptr;
-  kav::NorvikKavSampleDescInfo info;
-  throwOnError(
-      kav::getSampleDescriptionHandle(reader_.get(), trackIndex, descriptionIndex, &description));
-  throwOnError(kav::getSampleDescriptionInfo(description, &info));
-  if (info.headerLength == 0) {
+  const InputDescription description = movie_.description(trackIndex, descriptionIndex);
+  if (description.header.empty()) {
     std::cout << "Warning: Zero Header length SampleDescriptor found" << std::endl;
-  } else {
-    std::vector<std::uint8_t> header(info.headerLength);
-    throwOnError(kav::getSampleDescription(description, header.data()));
-    if (trackIndex == videoTrack_) {
-      if (const auto config = parseAvcDecoderConfig(header)) {
-        nalLengthSize = config->nalLengthSize;
-      }
+  } else if (trackIndex == videoTrack_) {
+    if (const auto config = parseAvcDecoderConfig(description.header)) {
+      nalLengthSize = config->nalLengthSize;
     }
   }
-  writer_.addSampleDescription(outputTrack, description);
+  writer_.addSampleDescription(outputTrack, description.handle);
 }
 
 void ConversionPass::routeTracks() {
@@ -327,36 +232,23 @@ void ConversionPass::routeTracks() {
 }
 
 void ConversionPass::copySamples() {
-  kav::NorvikKavSampleIterator* opened = nullptr;
-  throwOnError(kav::createSampleIterator(reader_.get(), &opened));
-  const IteratorHandle iterator(opened);
-  for (;;) {
-    kav::NorvikKavSample* next = nullptr;
-    throwOnError(kav::nextSample(iterator.get(), &next));
-    if (next == nullptr) break;
-    const SampleHandle sample(next);
-    std::uint32_t hasNext = 0;
-    throwOnError(kav::hasNextSample(iterator.get(), &hasNext));
-    takeSample(sample.get(), hasNext == 0);
-  }
+  SampleWalk samples = movie_.samples();
+  InputSample sample;
+  while (samples.next(sample)) takeSample(sample, samples.isAtLast());
   writer_.finish();
 }
 
-void ConversionPass::takeSample(const kav::NorvikKavSample* sample, bool isLast) {
-  kav::NorvikKavSampleInfo info;
-  kav::NorvikKavSampleLocation location;
-  throwOnError(kav::getSampleInfo(sample, &info));
-  throwOnError(kav::getSampleLocation(sample, &location));
-  spend(info.size);
-  if (info.size != 0) throwOnError(kav::checkBytes(reader_.get(), location.fileOffset, info.size));
+void ConversionPass::takeSample(const InputSample& sample, bool isLast) {
+  spend(sample.info.size);
+  movie_.requireBytes(sample);
 
-  Route& route = routes_[location.trackIndex];
+  Route& route = routes_[sample.location.trackIndex];
   switch (route.fate) {
     case Fate::copied:
-      copySample(info, location, route, isLast);
+      copySample(sample, route, isLast);
       break;
     case Fate::queuedAsCaption:
-      queueCaption(info, location.fileOffset);
+      queueCaption(sample);
       break;
     case Fate::dropped:
       // A check of long standing, whose wording users know.
@@ -369,22 +261,22 @@ void ConversionPass::takeSample(const kav::NorvikKavSample* sample, bool isLast)
 
 void ConversionPass::spend(std::uint32_t sampleSize) {
   cost_ += std::max(sampleSize, kav::kSmallestSampleCost);
-  if (cost_ > costLimit_) throw kav::Exception(kav::ErrorCode::implausibleCount);
+  if (cost_ > movie_.costLimit()) throw kav::Exception(kav::ErrorCode::implausibleCount);
 }
 
-void ConversionPass::queueCaption(const kav::NorvikKavSampleInfo& info, std::uint64_t fileOffset) {
+void ConversionPass::queueCaption(const InputSample& sample) {
+  const kav::NorvikKavSampleInfo& info = sample.info;
   auto caption = std::make_unique<CaptionSample>();
   caption->decodingTime = info.decodingTime;
   caption->timescale = info.timescale;
   caption->compositionOffset = info.compositionOffset;
   caption->bytes.resize(info.size);
-  bytes_.readAt(fileOffset, caption->bytes);
+  movie_.readAt(sample.location.fileOffset, caption->bytes);
   captions_.push(std::move(caption));
 }
 
-void ConversionPass::copySample(const kav::NorvikKavSampleInfo& info,
-                                const kav::NorvikKavSampleLocation& location, Route& route,
-                                bool isLast) {
+void ConversionPass::copySample(const InputSample& sample, Route& route, bool isLast) {
+  const kav::NorvikKavSampleInfo& info = sample.info;
   if (!isLast) {
     const FlushDecision::Sample shown{.isSync = (info.flags & kav::kSampleIsSync) != 0,
                                       .isOfVideoTrack = route.isVideoTrack,
@@ -396,12 +288,12 @@ void ConversionPass::copySample(const kav::NorvikKavSampleInfo& info,
     }
   }
   // A sample without a description of its own goes with the first one of its track.
-  const std::uint32_t descriptionIndex = std::max(location.descriptionIndex, 1U);
+  const std::uint32_t descriptionIndex = std::max(sample.location.descriptionIndex, 1U);
   if (route.descriptionIndex != descriptionIndex) {
     route.descriptionIndex = descriptionIndex;
     route.slot = slots_.find({route.outputTrack, descriptionIndex}, info.timescale);
   }
-  pending_.push_back({.fileOffset = location.fileOffset,
+  pending_.push_back({.fileOffset = sample.location.fileOffset,
                       .decodingTime = info.decodingTime,
                       .size = info.size,
                       .compositionOffset = info.compositionOffset,
@@ -410,7 +302,7 @@ void ConversionPass::copySample(const kav::NorvikKavSampleInfo& info,
 }
 
 void ConversionPass::flush(std::size_t groupLength) {
-  SortedGroup group(pending_, groupLength, slots_.timescales(), bytes_);
+  SortedGroup group(pending_, groupLength, slots_.timescales(), movie_);
   progress_.captionsPlaced(captions_.attachDue(group));
   for (std::size_t i = 0; i < groupLength; ++i) writeSample(pending_[i], group.splicedBytes(i));
   pending_.dropFront(groupLength);
@@ -422,7 +314,7 @@ void ConversionPass::writeSample(const PendingSample& sample, const SplicedSampl
   if (spliced != nullptr) {
     spliced->copyTo(bytes);
   } else {
-    bytes_.readAt(sample.fileOffset, bytes);
+    movie_.readAt(sample.fileOffset, bytes);
   }
   const Slots::Slot& slot = slots_[sample.slot];
   writer_.addSample({.trackNumber = slot.trackNumber,

@@ -29,7 +29,7 @@ INPUTS = {
     "bulk-2GiB": ("bulk", 340),
     "many": ("many", 10000),
     "many-tenth": ("many", 1000),
-    "feature": ("feature", 3600),
+    "feature": ("feature", 7200),
     "frag": ("frag", 600),
     "nosync": ("nosync", 2700),
     "stss": ("feature", 2700),
