@@ -10,6 +10,7 @@
 
 #include "kav/exception.h"
 #include "tests/support/box_walk.h"
+#include "tests/support/code_of.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -18,16 +19,6 @@ namespace norvik::kav {
 namespace {
 
 using namespace quarrypack::test;
-
-template <class Call>
-std::optional<std::uint32_t> codeOf(Call call) {
-  try {
-    call();
-  } catch (const Exception& exception) {
-    return exception.code();
-  }
-  return std::nullopt;
-}
 
 // A movie to take descriptions from.
 struct Source {

@@ -13,6 +13,7 @@
 #include "kav/exception.h"
 #include "kav/impl/root_box.h"
 #include "tests/support/box_builders.h"
+#include "tests/support/code_of.h"
 #include "tests/support/memory_stream.h"
 
 // What the tests of the box classes share.
@@ -20,17 +21,6 @@
 namespace norvik::kav::impl {
 
 using namespace quarrypack::test;
-
-// The number that the call throws, or nothing when it does not throw.
-template <class Call>
-std::optional<std::uint32_t> codeOf(Call&& call) {
-  try {
-    call();
-  } catch (const Exception& e) {
-    return e.code();
-  }
-  return std::nullopt;
-}
 
 // A file in memory with a tree of boxes over it.
 struct Document {

@@ -9,27 +9,18 @@
 #include <vector>
 
 #include "kav/exception.h"
+#include "tests/support/code_of.h"
 #include "tests/support/memory_stream.h"
 
 namespace norvik::kav::impl {
 namespace {
 
+using quarrypack::test::codeOf;
 using quarrypack::test::MemoryStream;
 using quarrypack::test::MemoryStreamPtr;
 using Bytes = std::vector<std::uint8_t>;
 
 const Bytes kTenBytes = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
-
-// The number that the call throws, or nothing when it does not throw.
-template <class Call>
-std::optional<std::uint32_t> codeOf(Call&& call) {
-  try {
-    call();
-  } catch (const Exception& e) {
-    return e.code();
-  }
-  return std::nullopt;
-}
 
 TEST(NorvikKavStream, ReadsTheExactNumberOfBytes) {
   NorvikKavIStream stream(MemoryStream::create(kTenBytes));

@@ -10,20 +10,12 @@
 #include "kav/impl/stream_adapters.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/bytes.h"
+#include "tests/support/code_of.h"
 #include "tests/support/memory_stream.h"
 
 namespace norvik::kav::impl {
 
-// The number that the call throws, or nothing when it does not throw.
-template <class Call>
-std::optional<std::uint32_t> codeOf(Call&& call) {
-  try {
-    call();
-  } catch (const Exception& e) {
-    return e.code();
-  }
-  return std::nullopt;
-}
+using quarrypack::test::codeOf;
 
 // A document of nothing but some bytes, whose first box is of a class.
 template <class T>

@@ -8,6 +8,7 @@
 
 #include "kav/exception.h"
 #include "tests/support/bytes.h"
+#include "tests/support/code_of.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -16,16 +17,6 @@ namespace quarrypack {
 namespace {
 
 using namespace test;
-
-template <class Call>
-std::optional<std::uint32_t> codeOf(Call&& call) {
-  try {
-    call();
-  } catch (const norvik::kav::Exception& exception) {
-    return exception.code();
-  }
-  return std::nullopt;
-}
 
 class InputMovieTest : public testing::Test {
  protected:
