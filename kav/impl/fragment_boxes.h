@@ -293,7 +293,7 @@ class MoofBox final : public Box {
   // The parts in the order of the file.
   const std::vector<TrafBox*>& parts() const { return parts_; }
 
-  // The parts of one track, in the order of the file. Every track asks every fragment, so this does
+  // The parts of one track, in the order of the file. Every track asks its fragments, so this does
   // not search. Only for a fragment that was read.
   std::span<TrafBox* const> partsOf(std::uint32_t trackId) const;
 

@@ -16,25 +16,26 @@ constexpr std::uint64_t kLatestTime = std::numeric_limits<std::uint64_t>::max();
 }  // namespace
 
 // The samples of the movie's own tables come before those of the fragments.
-FragmentIndex::Track FragmentIndex::beginTrack(std::uint32_t trackId, const MoovBox& movie) {
-  Track track;
+void FragmentIndex::beginTracks(const MoovBox& movie) {
+  if (isBegun_) return;
+  isBegun_ = true;
   for (const TrakBox* trak : movie.tracks()) {
-    if (trak->tkhd() == nullptr || trak->tkhd()->record().trackId != trackId) continue;
+    if (trak->tkhd() == nullptr) continue;
+    const auto [track, isFirst] = tracks_.try_emplace(trak->tkhd()->record().trackId);
     const StblBox* stbl = trak->findStbl();
-    if (stbl != nullptr && stbl->stts() != nullptr) track.nextTime = stbl->stts()->endTime();
-    break;
+    if (isFirst && stbl != nullptr && stbl->stts() != nullptr) {
+      track->second.nextTime = stbl->stts()->endTime();
+    }
   }
-  return track;
 }
 
 void FragmentIndex::add(MoofBox& fragment, std::size_t place, const MoovBox& movie) {
   if (movie.mvex() == nullptr) return;
   resolveFragment(fragment, *movie.mvex());
+  beginTracks(movie);
   for (TrafBox* part : fragment.parts()) {
     const std::uint32_t trackId = part->trackId();
-    auto found = tracks_.find(trackId);
-    if (found == tracks_.end()) found = tracks_.emplace(trackId, beginTrack(trackId, movie)).first;
-    Track& track = found->second;
+    Track& track = tracks_[trackId];
     const std::uint64_t start = part->decodeTime().value_or(track.nextTime);
     const std::uint64_t end = start + std::min(part->totalDuration(), kLatestTime - start);
     part->setStartTime(start);

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <unordered_map>
+#include <map>
 #include <vector>
 
 #include "kav/impl/fragment_boxes.h"
@@ -34,9 +34,11 @@ class FragmentIndex {
     std::uint64_t nextTime = 0;  // where a part begins that does not say so
   };
 
-  static Track beginTrack(std::uint32_t trackId, const MoovBox& movie);
+  void beginTracks(const MoovBox& movie);
 
-  std::unordered_map<std::uint32_t, Track> tracks_;
+  // Ordered, because the numbers come from the file: they could be chosen to collide in a hash.
+  std::map<std::uint32_t, Track> tracks_;
+  bool isBegun_ = false;
 };
 
 }  // namespace norvik::kav::impl

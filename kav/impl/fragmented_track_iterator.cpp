@@ -48,18 +48,19 @@ void FragmentedTrackIterator::openMovieSamples() {
 }
 
 bool FragmentedTrackIterator::openNextFragment() {
-  if (fragment_ != nullptr) ++fragmentsPassed_;
   fragment_ = nullptr;
-  while (Box* child = track_.root->getChild(childIndex_)) {
-    ++childIndex_;
-    auto* fragment = child->type() == fourCc("moof") ? childAs<MoofBox>(*child) : nullptr;
-    if (fragment == nullptr) continue;
-    resolveFragment(*fragment, *track_.root->movie()->mvex());
-    fragment_ = fragment;
-    parts_ = fragment->partsOf(track_.info.trackId);
-    return true;
+  RootBox& root = *track_.root;
+  const FragmentPlaces::Place* place = root.fragmentOf(track_.info.trackId, nextFragment_);
+  if (place == nullptr) {
+    fragmentsPassed_ = root.fragmentCount();
+    return false;
   }
-  return false;
+  ++nextFragment_;
+  fragment_ = place->fragment;
+  fragmentsPassed_ = place->number;
+  resolveFragment(*fragment_, *root.movie()->mvex());
+  parts_ = fragment_->partsOf(track_.info.trackId);
+  return true;
 }
 
 bool FragmentedTrackIterator::openNextPart() {
@@ -108,7 +109,7 @@ void FragmentedTrackIterator::noteRun() {
   passedRuns_->note({.number = runsPassed_,
                      .fragmentsPassed = fragmentsPassed_,
                      .partsPassed = partsPassed_,
-                     .childIndex = childIndex_,
+                     .nextFragment = nextFragment_,
                      .fragment = fragment_,
                      .parts = parts_,
                      .run = run_,
@@ -124,7 +125,7 @@ void FragmentedTrackIterator::jump() {
   runsPassed_ = place->number;
   fragmentsPassed_ = place->fragmentsPassed;
   partsPassed_ = place->partsPassed;
-  childIndex_ = place->childIndex;
+  nextFragment_ = place->nextFragment;
   fragment_ = place->fragment;
   parts_ = place->parts;
   run_ = place->run;

@@ -34,6 +34,9 @@ class FragmentedTrackIterator final : public SampleIterator {
   std::size_t partsPassed() const { return partsPassed_; }
   std::size_t runsPassed() const { return runsPassed_; }
 
+  // How many fragments hold samples of the track, as far as the walk has come.
+  std::size_t fragmentsOpened() const { return nextFragment_; }
+
  private:
   void openMovieSamples();
 
@@ -59,7 +62,7 @@ class FragmentedTrackIterator final : public SampleIterator {
   std::unique_ptr<SampleIterator> movieSamples_;  // until they are used up
   bool ended_ = false;
 
-  std::size_t childIndex_ = 0;  // of the next top-level box
+  std::size_t nextFragment_ = 0;  // among those of the track
   MoofBox* fragment_ = nullptr;
   std::span<TrafBox* const> parts_;  // of the fragment, the current one in front
   std::size_t run_ = 0;              // of the current part, the next one

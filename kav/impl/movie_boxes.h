@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <span>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -155,7 +155,8 @@ class MvexBox final : public Box {
 
   MehdBox* mehd_ = nullptr;
   // A movie may have thousands of tracks, and each of its fragments asks for the defaults of each.
-  std::unordered_map<std::uint32_t, TrexBox*> trexById_;
+  // Ordered, because the numbers come from the file: they could be chosen to collide in a hash.
+  std::map<std::uint32_t, TrexBox*> trexById_;
 };
 
 }  // namespace norvik::kav::impl

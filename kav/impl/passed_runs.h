@@ -19,7 +19,7 @@ class PassedRuns {
     std::size_t number = 0;  // of the run, in the order of the file
     std::size_t fragmentsPassed = 0;
     std::size_t partsPassed = 0;
-    std::size_t childIndex = 0;  // of the next top-level box
+    std::size_t nextFragment = 0;  // among those of the track
     MoofBox* fragment = nullptr;
     std::span<TrafBox* const> parts;  // of the fragment, the one with the run in front
     std::size_t run = 0;              // within the part, the one behind it

@@ -90,10 +90,6 @@ TfraBox::Entry decodeEntry(const std::uint8_t* next, const TfraRecord& record, b
 
 MfroBox::MfroBox(NorvikKavStream& stream) : RecordBox(fourCc("mfro"), stream, 0, MfroRecord{}) {}
 
-MfraBox::MfraBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
-}
-
 MfraBox::MfraBox(NorvikKavStream& stream) : Box(fourCc("mfra"), stream) {}
 
 std::span<const ChildRule> MfraBox::getChildRules() const {

@@ -31,10 +31,10 @@ class MfroBox final : public RecordBox<MfroRecord, WrittenVersion<0>> {
   explicit MfroBox(NorvikKavStream& stream);
 };
 
-// The container. Add the tfra boxes, then write: its last child comes by itself.
+// The container, which is written only. Add the tfra boxes, then write: its last child comes by
+// itself.
 class MfraBox final : public Box {
  public:
-  MfraBox(BoxHeader header, NorvikKavStream& stream);
   explicit MfraBox(NorvikKavStream& stream);
 
   std::span<const ChildRule> getChildRules() const override;

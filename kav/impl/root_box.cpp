@@ -28,6 +28,7 @@ Box* RootBox::getChild(std::size_t index) {
 void RootBox::addChild(BoxPtr child) {
   if (auto* movie = childAs<MoovBox>(*child)) movie_ = movie;
   if (auto* metadata = childAs<XMPDataBox>(*child)) metadata_ = metadata;
+  if (auto* fragment = childAs<MoofBox>(*child)) places_.add(*fragment);
   Box::addChild(std::move(child));
 }
 
@@ -112,6 +113,13 @@ BoxIteratorByType RootBox::findFragment(std::uint32_t trackId, std::uint64_t tim
     index = fragments_.find(trackId, time);
   } while (index < 0 && readNextBox() != nullptr);
   return {*this, fourCc("moof"), index};
+}
+
+const FragmentPlaces::Place* RootBox::fragmentOf(std::uint32_t trackId, std::size_t index) {
+  for (;;) {
+    const FragmentPlaces::Place* place = places_.find(trackId, index);
+    if (place != nullptr || readNextBox() == nullptr) return place;
+  }
 }
 
 XMPDataBox* RootBox::readMetadata() {

@@ -6,6 +6,7 @@
 #include "kav/impl/box_factory.h"
 #include "kav/impl/box_iterators.h"
 #include "kav/impl/fragment_index.h"
+#include "kav/impl/fragment_places.h"
 
 namespace norvik::kav::impl {
 
@@ -40,6 +41,13 @@ class RootBox final : public Box {
   // or has the index -1.
   BoxIteratorByType findFragment(std::uint32_t trackId, std::uint64_t time);
 
+  // The fragment with samples of a track at a place among those of the track; reads on as far as it
+  // is needed. Null when the file ends without it.
+  const FragmentPlaces::Place* fragmentOf(std::uint32_t trackId, std::size_t index);
+
+  // The number of fragments read so far.
+  std::size_t fragmentCount() const { return places_.count(); }
+
   // Reads top-level boxes until the XMP box is there; null when the file ends without one.
   XMPDataBox* readMetadata();
 
@@ -65,6 +73,7 @@ class RootBox final : public Box {
   BoxPtr waitingMovie_;  // fetched early, not yet reached
   bool exhausted_ = false;
 
+  FragmentPlaces places_;    // of the children that are fragments
   FragmentIndex fragments_;  // of the children in front of nextToIndex_
   std::size_t nextToIndex_ = 0;
 };

@@ -212,44 +212,9 @@ std::unique_ptr<SampleSizeIterator> StszBox::getSampleSizeIterator(
   return std::make_unique<NormalVariableSampleSizeIterator>(sizes_, sampleNumber);
 }
 
-StcoBox::StcoBox(BoxHeader header, NorvikKavStream& stream) : TableBox(std::move(header), stream) {}
-
-void StcoBox::readContent() {
-  const std::uint32_t count = readCount();
-  requireEntries(count, recordSize<NumberEntry>(kVersion0), ErrorCode::implausibleSampleCount);
-  setEntryCount(count);
-  readChunkOffsets(count);
-}
-
-void StcoBox::readChunkOffsets(std::uint32_t count) {
-  offsets_.reserve(count);
-  decodeEntries<NumberEntry>(
-      count, [this](const NumberEntry& entry) { offsets_.push_back(entry.number); });
-}
-
-std::unique_ptr<ChunkOffsetIterator> StcoBox::getChunkOffsetIterator(
-    std::uint32_t chunkNumber) const {
-  return std::make_unique<NormalChunkOffsetIterator>(offsets_, chunkNumber);
-}
-
-Co64Box::Co64Box(BoxHeader header, NorvikKavStream& stream) : TableBox(std::move(header), stream) {}
-
 Co64Box::Co64Box(std::uint32_t capacity, NorvikKavStream& stream)
-    : TableBox(fourCc("co64"), stream, kWideOffsetTable,
-               plausibleCapacity(capacity, ErrorCode::implausibleSampleCount)) {}
-
-void Co64Box::readContent() {
-  const std::uint32_t count = readCount();
-  requireEntries(count, kWideOffsetTable.entryLength, ErrorCode::implausibleSampleCount);
-  setEntryCount(count);
-  readChunkOffsets(count);
-}
-
-void Co64Box::readChunkOffsets(std::uint32_t count) {
-  offsets_.reserve(count);
-  decodeEntries<WideOffsetEntry>(
-      count, [this](const WideOffsetEntry& entry) { offsets_.push_back(entry.chunkOffset); });
-}
+    : ChunkOffsetTable(fourCc("co64"), stream, kWideOffsetTable,
+                       plausibleCapacity(capacity, ErrorCode::implausibleSampleCount)) {}
 
 void Co64Box::writeContent() {
   flush();
@@ -259,11 +224,6 @@ void Co64Box::writeContent() {
 void Co64Box::updateContent() { writeContent(); }
 
 void Co64Box::addChunkOffset(std::uint64_t offset) { append(WideOffsetEntry{offset}); }
-
-std::unique_ptr<ChunkOffsetIterator> Co64Box::getChunkOffsetIterator(
-    std::uint32_t chunkNumber) const {
-  return std::make_unique<NormalChunkOffsetIterator>(offsets_, chunkNumber);
-}
 
 StssBox::StssBox(BoxHeader header, NorvikKavStream& stream) : TableBox(std::move(header), stream) {}
 

@@ -64,6 +64,8 @@ struct ChunkEntry {
 struct NumberEntry {
   std::uint32_t number = 0;
 
+  std::uint64_t chunkOffset() const { return number; }
+
   template <class Fields, class Self>
   static constexpr void layout(Fields& fields, Self& self) {
     fields.u32(self.number);
@@ -71,11 +73,13 @@ struct NumberEntry {
 };
 
 struct WideOffsetEntry {
-  std::uint64_t chunkOffset = 0;
+  std::uint64_t offset = 0;
+
+  std::uint64_t chunkOffset() const { return offset; }
 
   template <class Fields, class Self>
   static constexpr void layout(Fields& fields, Self& self) {
-    fields.u64(self.chunkOffset);
+    fields.u64(self.offset);
   }
 };
 
@@ -213,45 +217,64 @@ class StszBox final : public TableBox, public ISampleSizeBox {
   std::vector<std::uint64_t> sums_;  // the bytes in front of every kStride-th entry
 };
 
-// Chunk offsets of 32 bits. They are only read: a built table has 64 bits, since it is begun before
-// anybody knows how long the file will be.
-class StcoBox final : public TableBox, public IChunkOffsetBox {
+// Where the chunks begin in the file, in entries of either width. In memory both are 64 bits wide.
+template <class Entry>
+class ChunkOffsetTable : public TableBox, public IChunkOffsetBox {
  public:
-  StcoBox(BoxHeader header, NorvikKavStream& stream);
-
-  void readContent() override;
-
-  virtual void readChunkOffsets(std::uint32_t count);
+  ChunkOffsetTable(BoxHeader header, NorvikKavStream& stream)
+      : TableBox(std::move(header), stream) {}
 
   std::unique_ptr<ChunkOffsetIterator> getChunkOffsetIterator(
-      std::uint32_t chunkNumber) const override;
+      std::uint32_t chunkNumber) const override {
+    return std::make_unique<NormalChunkOffsetIterator>(offsets_, chunkNumber);
+  }
   std::span<const std::uint64_t> offsets() const { return offsets_; }
+
+ protected:
+  using TableBox::TableBox;
+
+  std::uint32_t readOffsetCount() {
+    const std::uint32_t count = readCount();
+    requireEntries(count, recordSize<Entry>(kVersion0), ErrorCode::implausibleSampleCount);
+    setEntryCount(count);
+    return count;
+  }
+
+  void readOffsets(std::uint32_t count) {
+    offsets_.reserve(count);
+    decodeEntries<Entry>(count,
+                         [this](const Entry& entry) { offsets_.push_back(entry.chunkOffset()); });
+  }
 
  private:
   std::vector<std::uint64_t> offsets_;
 };
 
-// Chunk offsets of 64 bits.
-class Co64Box final : public TableBox, public IChunkOffsetBox {
+// Chunk offsets of 32 bits. They are only read: a built table has 64 bits, since it is begun before
+// anybody knows how long the file will be.
+class StcoBox final : public ChunkOffsetTable<NumberEntry> {
  public:
-  Co64Box(BoxHeader header, NorvikKavStream& stream);
+  using ChunkOffsetTable::ChunkOffsetTable;
+
+  void readContent() override { readChunkOffsets(readOffsetCount()); }
+
+  virtual void readChunkOffsets(std::uint32_t count) { readOffsets(count); }
+};
+
+// Chunk offsets of 64 bits.
+class Co64Box final : public ChunkOffsetTable<WideOffsetEntry> {
+ public:
+  using ChunkOffsetTable::ChunkOffsetTable;
 
   // Throws implausibleSampleCount for a capacity that no real file has.
   Co64Box(std::uint32_t capacity, NorvikKavStream& stream);
 
-  void readContent() override;
+  void readContent() override { readChunkOffsets(readOffsetCount()); }
   void writeContent() override;
   void updateContent() override;
 
   virtual void addChunkOffset(std::uint64_t offset);
-  virtual void readChunkOffsets(std::uint32_t count);
-
-  std::unique_ptr<ChunkOffsetIterator> getChunkOffsetIterator(
-      std::uint32_t chunkNumber) const override;
-  std::span<const std::uint64_t> offsets() const { return offsets_; }
-
- private:
-  std::vector<std::uint64_t> offsets_;
+  virtual void readChunkOffsets(std::uint32_t count) { readOffsets(count); }
 };
 
 // The numbers of the sync samples, in the order of the file whatever it is.

@@ -124,26 +124,28 @@ TEST(AllocationFaults, LeaveThePassAsAnException) {
 
 TEST(AllocationFaults, LeaveTheWriterAsAnException) {
   const DescriptionSource descriptions(faultMovies().front().bytes);
-  const MemoryStreamPtr reference = MemoryStream::create();
-  writeMovie(*reference, descriptions.first());
-  forEachFault("writer, allocations", [&](std::size_t k) {
-    const MemoryStreamPtr output = MemoryStream::create();
-    output->bytes().reserve(reference->bytes().size() + (1u << 20));
-    bool isWhole = false;
-    {
-      const ShortMemory shortMemory(k);
-      try {
-        writeMovie(*output, descriptions.first());
-        isWhole = true;
-      } catch (const std::bad_alloc&) {
+  for (const WrittenForm& form : kWrittenForms) {
+    const MemoryStreamPtr reference = MemoryStream::create();
+    writeMovie(*reference, form, descriptions.first());
+    forEachFault("writer, " + form.name + ", allocations", [&](std::size_t k) {
+      const MemoryStreamPtr output = MemoryStream::create();
+      output->bytes().reserve(reference->bytes().size() + (1u << 20));
+      bool isWhole = false;
+      {
+        const ShortMemory shortMemory(k);
+        try {
+          writeMovie(*output, form, descriptions.first());
+          isWhole = true;
+        } catch (const std::bad_alloc&) {
+        }
       }
-    }
-    if (isWhole) {
-      EXPECT_EQ(output->bytes(), reference->bytes()) << "allocation " << k;
-    }
-    EXPECT_EQ(output->references(), 1u) << "allocation " << k;
-    return faultWasMet;
-  });
+      if (isWhole) {
+        EXPECT_EQ(output->bytes(), reference->bytes()) << "allocation " << k;
+      }
+      EXPECT_EQ(output->references(), 1u) << "allocation " << k;
+      return faultWasMet;
+    });
+  }
 }
 
 // What the program says when it runs into something that it has no name for.
@@ -199,7 +201,7 @@ TEST(AllocationFaults, EndTheProgramWithStatusOne) {
   EXPECT_EQ(whole, 0);
   EXPECT_EQ(failure, "");
   EXPECT_GT(unknown, 0u);
-  std::cout << "[ FAULTS   ] program, allocations: " << survived << " survived, " << unknown
+  std::cout << "[ FAULTS   ] " << survived << " survived: program, allocations, " << unknown
             << " of them reported as unknown exceptions" << std::endl;
 }
 

@@ -32,7 +32,7 @@ void forEachFault(const std::string& what, Attempt attempt) {
   while (k < kEnough && attempt(k) && !testing::Test::HasFailure()) ++k;
   EXPECT_LT(k, kEnough) << what << " never passes without a fault";
   EXPECT_GT(k, 1u) << what << " never meets a fault";
-  std::cout << "[ FAULTS   ] " << what << ": " << k - 1 << " survived" << std::endl;
+  std::cout << "[ FAULTS   ] " << k - 1 << " survived: " << what << std::endl;
 }
 
 // Movies that between them lead through all of the library.
@@ -96,12 +96,23 @@ inline Bytes readAll(norvik::kav::NorvikIStream& stream) {
   return all;
 }
 
-// Writes a movie of two tracks with gaps, captions or none, and metadata.
-inline void writeMovie(norvik::kav::NorvikIOStream& output,
+// The forms in which the writer writes a movie.
+struct WrittenForm {
+  std::string name;
+  bool fragmented = false;
+};
+inline const WrittenForm kWrittenForms[] = {{"regular", false}, {"fragmented", true}};
+
+// Writes a movie of two tracks with gaps and metadata; as fragments, in several, with the list of
+// their sync samples.
+inline void writeMovie(norvik::kav::NorvikIOStream& output, const WrittenForm& form,
                        const norvik::kav::NorvikKavSampleDescription* description) {
   namespace kav = norvik::kav;
   kav::NorvikKavWriterConfiguration movie;
   movie.timescale = 600;
+  movie.fragmented = form.fragmented;
+  movie.fragmentDuration = 100;
+  movie.randomAccess = form.fragmented;
   kav::Writer writer(&output, movie);
   for (int i = 0; i < 2; ++i) {
     kav::NorvikKavTrackConfiguration track;
@@ -130,6 +141,16 @@ inline void writeMovie(norvik::kav::NorvikIOStream& output,
   const Bytes metadata = text("<x:xmpmeta/>");
   writer.setXMPMetadata(metadata.data(), metadata.size());
   writer.finish();
+}
+
+// How often a box type stands in a file.
+inline std::size_t countOf(MemoryStream& file, const std::string& type) {
+  const std::string bytes(file.bytes().begin(), file.bytes().end());
+  std::size_t count = 0;
+  for (std::size_t at = bytes.find(type); at != std::string::npos; at = bytes.find(type, at + 4)) {
+    ++count;
+  }
+  return count;
 }
 
 // Keeps a movie open for its sample descriptions.

@@ -76,20 +76,23 @@ TEST_P(StreamFaults, OfTheOutputEndTheConversion) {
 
 TEST_P(StreamFaults, EndTheWriter) {
   const DescriptionSource descriptions(faultMovies().front().bytes);
-  const MemoryStreamPtr reference = MemoryStream::create();
-  writeMovie(*reference, descriptions.first());
-  forEachFault("writer, " + nameOf(GetParam()), [&](std::size_t k) {
-    const MemoryStreamPtr output = MemoryStream::create();
-    output->injectFault(k, GetParam());
-    try {
-      writeMovie(*output, descriptions.first());
-      EXPECT_EQ(output->bytes(), reference->bytes()) << "call " << k;
-    } catch (const kav::Exception& exception) {
-      EXPECT_NE(exception.code(), 0u);
-    }
-    EXPECT_EQ(output->references(), 1u) << "call " << k;
-    return output->faultWasMet();
-  });
+  for (const WrittenForm& form : kWrittenForms) {
+    const MemoryStreamPtr reference = MemoryStream::create();
+    writeMovie(*reference, form, descriptions.first());
+    ASSERT_EQ(countOf(*reference, "moof") > 1, form.fragmented);
+    forEachFault("writer, " + form.name + ", " + nameOf(GetParam()), [&](std::size_t k) {
+      const MemoryStreamPtr output = MemoryStream::create();
+      output->injectFault(k, GetParam());
+      try {
+        writeMovie(*output, form, descriptions.first());
+        EXPECT_EQ(output->bytes(), reference->bytes()) << "call " << k;
+      } catch (const kav::Exception& exception) {
+        EXPECT_NE(exception.code(), 0u);
+      }
+      EXPECT_EQ(output->references(), 1u) << "call " << k;
+      return output->faultWasMet();
+    });
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryCall, StreamFaults, testing::Values(Fault::fails, Fault::isShort),

@@ -34,7 +34,8 @@ LEVELS = [
         "file_boxes", "variable_size_box", "movie_boxes", "track_boxes", "media_boxes",
         "sample_descriptions", "table_building", "sample_runs", "sample_cursors",
         "sample_table_boxes", "stbl_box", "fragment_boxes", "random_access_boxes"]),
-    ("factory and root", ["box_factory", "fragment_layout", "fragment_index", "root_box"]),
+    ("factory and root", ["box_factory", "fragment_layout", "fragment_index", "fragment_places",
+                          "root_box"]),
     ("cursors and iterators", [
         "sample", "sample_read_cache", "track_record", "edit_segments",
         "passed_runs", "track_iterator", "fragmented_track_iterator", "media_iter_creator",
