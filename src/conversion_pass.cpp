@@ -7,10 +7,10 @@
 #include <cstdint>
 #include <iostream>
 #include <limits>
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "kaf/kav_stream.h"
@@ -66,7 +66,7 @@ class Slots {
   std::span<const std::uint32_t> timescales() const { return timescales_; }
 
  private:
-  std::unordered_map<std::uint64_t, std::uint32_t> numbers_;
+  std::map<std::uint64_t, std::uint32_t> numbers_;
   std::vector<Slot> slots_;
   std::vector<std::uint32_t> timescales_;
 };
@@ -123,9 +123,9 @@ class ConversionPass {
   std::uint64_t cost_ = 0;  // of the samples taken so far
 
   std::vector<InputTrack> tracks_;
-  std::unordered_map<std::uint32_t, std::uint32_t> outputTracks_;  // by input track id
-  std::unordered_map<std::uint32_t, Expected> expected_;           // by input track id
-  std::int64_t videoTrack_ = -1;                                   // places in tracks_
+  std::map<std::uint32_t, std::uint32_t> outputTracks_;  // by input track id
+  std::map<std::uint32_t, Expected> expected_;           // by input track id
+  std::int64_t videoTrack_ = -1;                         // places in tracks_
   std::int64_t captionTrack_ = -1;
   std::vector<Route> routes_;  // by place in tracks_
 
