@@ -13,6 +13,14 @@ if(QUARRYPACK_SANITIZE)
   target_link_options(quarrypack_settings INTERFACE -fsanitize=address,undefined)
 endif()
 
+# Unsigned numbers may wrap in C++, and here only in the functions that the list names.
+if(QUARRYPACK_OVERFLOW)
+  set(quarrypack_overflow_list "${CMAKE_CURRENT_LIST_DIR}/unsigned_overflow_ignore.txt")
+  target_compile_options(quarrypack_settings INTERFACE
+    -fsanitize=unsigned-integer-overflow -fsanitize-ignorelist=${quarrypack_overflow_list})
+  target_link_options(quarrypack_settings INTERFACE -fsanitize=unsigned-integer-overflow)
+endif()
+
 if(QUARRYPACK_COVERAGE)
   target_compile_options(quarrypack_settings INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(quarrypack_settings INTERFACE --coverage)

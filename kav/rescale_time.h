@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kav/wrapping.h"
+
 #include <cstdint>
 
 namespace norvik::kav {
@@ -10,7 +12,7 @@ namespace norvik::kav {
 constexpr std::uint64_t rescaleTime(std::uint64_t t, std::uint32_t from, std::uint32_t to) {
   if (from == to) return t;
   if (from == 0) return 0;
-  return (t * to + (from - 1) / 2) / from;
+  return wrappingAdd(wrappingMultiply(t, to), (from - 1) / 2) / from;
 }
 
 static_assert(rescaleTime(3, 2, 3) == 4);

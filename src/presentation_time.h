@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kav/wrapping.h"
+
 #include <cstdint>
 
 namespace quarrypack {
@@ -33,7 +35,7 @@ inline std::uint64_t convertTime(std::uint64_t t, std::uint32_t from, std::uint3
 // as.
 constexpr std::uint64_t presentationTime(std::uint64_t decodingTime,
                                          std::uint32_t compositionOffset, std::uint32_t timescale) {
-  return decodingTime + (timescale == 0 ? 0 : compositionOffset);
+  return norvik::kav::wrappingAdd(decodingTime, timescale == 0 ? 0 : compositionOffset);
 }
 
 }  // namespace quarrypack

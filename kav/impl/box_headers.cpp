@@ -1,6 +1,7 @@
 #include "kav/impl/box_headers.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "kav/exception.h"
@@ -42,8 +43,8 @@ std::optional<BoxHeader> decodeHeader(NorvikKavStream& stream) {
     header.extendsToEnd = true;
     header.size = stream.size() - header.start;
   }
+  if (header.size > std::numeric_limits<std::uint64_t>::max() - header.start) return std::nullopt;
   header.end = header.start + header.size;
-  if (header.end < header.start) return std::nullopt;
   if (header.type == fourCc("uuid")) {
     ExtendedType extended;
     stream.readFully(extended.data(), extended.size());

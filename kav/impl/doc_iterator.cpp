@@ -8,6 +8,7 @@
 #include "kav/impl/media_iter_creator.h"
 #include "kav/impl/presentation_iterator.h"
 #include "kav/rescale_time.h"
+#include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -24,7 +25,8 @@ class DelayedIterator final : public SampleIterator {
   bool hasNext() override { return samples_->hasNext(); }
   SamplePtr next() override {
     SamplePtr sample = samples_->next();
-    if (sample != nullptr) sample->info.decodingTime += delay_;
+    if (sample != nullptr)
+      sample->info.decodingTime = wrappingAdd(sample->info.decodingTime, delay_);
     return sample;
   }
 
@@ -128,8 +130,10 @@ bool DocIterator::comesBefore(std::size_t a, std::size_t b) const {
   const Sample* x = tracks_[a].head.get();
   const Sample* y = tracks_[b].head.get();
   if (x == nullptr || y == nullptr) return x != nullptr;
-  // Seconds compared exactly, by multiplying across.
-  return x->info.decodingTime * y->info.timescale < y->info.decodingTime * x->info.timescale;
+  // Seconds compared exactly, by multiplying across; for times beyond any real movie the products
+  // wrap.
+  return wrappingMultiply(x->info.decodingTime, y->info.timescale) <
+         wrappingMultiply(y->info.decodingTime, x->info.timescale);
 }
 
 std::size_t DocIterator::scanForEarliest() const {

@@ -1,5 +1,7 @@
 #include "kav/impl/edit_segments.h"
 
+#include "kav/wrapping.h"
+
 #include <algorithm>
 
 namespace norvik::kav::impl {
@@ -10,10 +12,6 @@ constexpr std::uint32_t kFirstNegativeOffset = 0x80000000;
 std::uint64_t usableOffset(std::uint32_t compositionOffset) {
   return compositionOffset < kFirstNegativeOffset ? compositionOffset : 0;
 }
-
-// Durations come from the file and their sum may pass 2^64; the walk then starts again at 0, and
-// the segments in question select nothing.
-std::uint64_t wrappingAdd(std::uint64_t a, std::uint64_t b) { return a + b; }
 
 }  // namespace
 
@@ -28,6 +26,8 @@ std::vector<EditSegment> makeEditSegments(const ElstBox& edits,
     EditSegment segment{edit.segmentDuration, mediaTime, start};
     if (!segment.isEmpty()) segment.mediaTime = mediaTime - std::min(mediaTime, offset);
     segments.push_back(segment);
+    // Durations come from the file and their sum may pass 2^64; the walk then starts again at 0,
+    // and the segments in question select nothing.
     start = wrappingAdd(start, edit.segmentDuration);
   }
   return segments;

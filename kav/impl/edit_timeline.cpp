@@ -23,9 +23,9 @@ void EditTimeline::addGap(std::uint64_t time) {
   lastTime_ = time;
   inGap_ = true;
   ++gapCount_;
-  const std::uint64_t duration = toMovieTime(time - segmentStart_);
+  const std::uint64_t duration = toMovieTime(wrappingSubtract(time, segmentStart_));
   if (editPending_) {
-    edits_.addEdit(duration, static_cast<std::int64_t>(segmentStart_ - gapTime_));
+    edits_.addEdit(duration, static_cast<std::int64_t>(wrappingSubtract(segmentStart_, gapTime_)));
   } else {
     edits_.setLastSegmentDuration(duration);
     editPending_ = true;
@@ -35,24 +35,25 @@ void EditTimeline::addGap(std::uint64_t time) {
 
 std::uint64_t EditTimeline::addSample(std::uint64_t time) {
   if (inGap_) {
-    const std::uint64_t gap = time - segmentStart_;
+    const std::uint64_t gap = wrappingSubtract(time, segmentStart_);
     edits_.addEdit(toMovieTime(gap), kEmptyEdit);
     segmentStart_ = time;
-    gapTime_ += gap;
+    gapTime_ = wrappingAdd(gapTime_, gap);
     inGap_ = false;
     editPending_ = true;
   } else {
     tail_ = ticksPerMovieTick(timescale_, movieTimescale_);
   }
   lastTime_ = time;
-  return time - gapTime_;
+  return wrappingSubtract(time, gapTime_);
 }
 
 void EditTimeline::finish() {
-  const std::uint64_t end = toMovieTime(tail_ - segmentStart_ + lastTime_);
+  const std::uint64_t end =
+      toMovieTime(wrappingAdd(wrappingSubtract(tail_, segmentStart_), lastTime_));
   if (inGap_) return;
   if (editPending_) {
-    edits_.addEdit(end, static_cast<std::int64_t>(segmentStart_ - gapTime_));
+    edits_.addEdit(end, static_cast<std::int64_t>(wrappingSubtract(segmentStart_, gapTime_)));
     editPending_ = false;
   } else {
     edits_.setLastSegmentDuration(end);

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "kav/impl/track_boxes.h"
+#include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
 
@@ -25,7 +26,9 @@ class EditTimeline {
   void finish();
 
   // The duration of the media so far, in the track's timescale.
-  std::uint64_t mediaDuration() const { return tail_ + lastTime_ - gapTime_; }
+  std::uint64_t mediaDuration() const {
+    return wrappingSubtract(wrappingAdd(tail_, lastTime_), gapTime_);
+  }
 
   std::uint64_t toMovieTime(std::uint64_t time) const;
 

@@ -12,7 +12,7 @@ std::uint64_t dataEnd(const TrafBox& part, std::uint64_t base) {
   std::uint64_t position = base;
   for (const TrunBox* run : part.runs()) {
     if (run->has(TrunBox::kDataOffset)) position = offsetFrom(base, run->dataOffset());
-    position += run->totalSize();
+    position = wrappingAdd(position, run->totalSize());
   }
   return position;
 }

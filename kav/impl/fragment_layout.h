@@ -2,13 +2,14 @@
 
 #include "kav/impl/fragment_boxes.h"
 #include "kav/impl/movie_boxes.h"
+#include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
 
 // The position at an offset, which may point backwards. The sum is taken modulo 2^64; a position
 // that no file has is found out when bytes are asked for there.
 constexpr std::uint64_t offsetFrom(std::uint64_t base, std::int64_t offset) {
-  return base + static_cast<std::uint64_t>(offset);
+  return wrappingAdd(base, static_cast<std::uint64_t>(offset));
 }
 
 // Works out, once for each fragment, what its parts leave unsaid: the defaults of their samples,

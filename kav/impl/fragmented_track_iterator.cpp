@@ -83,7 +83,7 @@ bool FragmentedTrackIterator::openNextPart() {
 
 void FragmentedTrackIterator::leaveRun() {
   const TrunBox& run = *parts_.front()->runs()[run_ - 1];
-  runBase_ = offsetFrom(runBase_, run.dataOffset()) + run.totalSize();
+  runBase_ = wrappingAdd(offsetFrom(runBase_, run.dataOffset()), run.totalSize());
   samplesOfPart_ += run.sampleCount();
   ++runsPassed_;
   samples_.reset();
@@ -142,12 +142,12 @@ void FragmentedTrackIterator::settle() {
     const std::uint64_t left = run.totalDuration();
     if (samples_->isValid() && samples_->index() == 0 && left < start_ &&
         decodingTime_ < start_ - left) {
-      decodingTime_ += left;
+      decodingTime_ = wrappingAdd(decodingTime_, left);
       leaveRun();
       continue;
     }
     while (samples_->isValid() && decodingTime_ < start_) {
-      decodingTime_ += samples_->skip(start_ - decodingTime_);
+      decodingTime_ = wrappingAdd(decodingTime_, samples_->skip(start_ - decodingTime_));
     }
     if (!samples_->isValid()) {
       leaveRun();
@@ -201,7 +201,7 @@ SamplePtr FragmentedTrackIterator::next() {
   }
   if (ended_) return nullptr;
   SamplePtr sample = makeSample();
-  decodingTime_ += samples_->current().duration;
+  decodingTime_ = wrappingAdd(decodingTime_, samples_->current().duration);
   samples_->next();
   settle();
   return sample;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kav/rescale_time.h"
+#include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
 
@@ -30,9 +31,10 @@ void PresentationIter::openSegment() {
   const EditSegment& segment = segments_[segment_];
   segmentStart_ = rescaleTime(segment.presentationStart, movieTimescale_, mediaTimescale_);
   if (segment.isEmpty()) return;
-  segmentEnd_ = segment.duration == 0 ? std::numeric_limits<std::uint64_t>::max()
-                                      : rescaleTime(segment.presentationStart + segment.duration,
-                                                    movieTimescale_, mediaTimescale_);
+  segmentEnd_ = segment.duration == 0
+                    ? std::numeric_limits<std::uint64_t>::max()
+                    : rescaleTime(wrappingAdd(segment.presentationStart, segment.duration),
+                                  movieTimescale_, mediaTimescale_);
   media_ = creator_->createMediaIterator(segment.mediaTime);
 }
 
@@ -40,7 +42,8 @@ SamplePtr PresentationIter::fetchFromMedia() {
   const std::uint64_t mediaTime = segments_[segment_].mediaTime;
   while (SamplePtr sample = media_->next()) {
     if (sample->info.decodingTime < mediaTime) continue;
-    sample->info.decodingTime += segmentStart_ - mediaTime;
+    sample->info.decodingTime =
+        wrappingAdd(sample->info.decodingTime, wrappingSubtract(segmentStart_, mediaTime));
     if (sample->info.decodingTime < segmentEnd_) return sample;
     break;
   }

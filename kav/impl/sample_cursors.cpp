@@ -24,7 +24,7 @@ TimeCursor::TimeCursor(const TimeRuns& runs, std::uint64_t time)
     index_ = static_cast<std::uint32_t>((distance - 1) / run_->sampleDelta + 1);
   }
   sampleNumber_ = wrappingAdd(run_->firstSample, index_);
-  decodingTime_ = run_->startTime + std::uint64_t{index_} * run_->sampleDelta;
+  decodingTime_ = wrappingAdd(run_->startTime, std::uint64_t{index_} * run_->sampleDelta);
 }
 
 CompositionCursor::CompositionCursor(std::span<const OffsetRun> runs, std::uint32_t sampleNumber)

@@ -6,7 +6,7 @@
 #include <span>
 
 #include "kav/impl/sample_runs.h"
-#include "kav/impl/wrapping.h"
+#include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
 
@@ -32,7 +32,7 @@ class TimeCursor {
   // run is a wrapped number.
   void advance() {
     if (!isValid()) return;
-    decodingTime_ += run_->sampleDelta;
+    decodingTime_ = wrappingAdd(decodingTime_, run_->sampleDelta);
     sampleNumber_ = wrappingAdd(sampleNumber_, 1);
     if (++index_ < run_->sampleCount) return;
     ++run_;

@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "kav/exception.h"
-#include "kav/impl/wrapping.h"
+#include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -21,7 +21,7 @@ std::uint64_t lastTimeOf(const TimeRun& run) {
 void TimeRuns::add(std::uint32_t sampleCount, std::uint32_t sampleDelta) {
   if (sampleCount == 0) return;
   runs_.push_back({nextStartTime_, nextFirstSample_, sampleCount, sampleDelta});
-  nextStartTime_ += wrappingMultiply(sampleCount, sampleDelta);
+  nextStartTime_ = wrappingAdd(nextStartTime_, wrappingMultiply(sampleCount, sampleDelta));
   nextFirstSample_ = wrappingAdd(nextFirstSample_, sampleCount);
 }
 

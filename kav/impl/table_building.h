@@ -9,7 +9,7 @@
 #include "kav/exception.h"
 #include "kav/impl/box.h"
 #include "kav/impl/record.h"
-#include "kav/impl/wrapping.h"
+#include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
 

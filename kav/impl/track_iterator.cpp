@@ -9,6 +9,7 @@
 #include "kav/impl/sample_table_boxes.h"
 #include "kav/impl/stbl_box.h"
 #include "kav/rescale_time.h"
+#include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -90,13 +91,14 @@ bool TrackIterator::walkToSample(std::uint32_t number) {
   const std::uint32_t first = chunks_.sampleNumber();
   sizes_ = sizes.getSampleSizeIterator(number);
   if (!sizes_->isValid()) return false;
-  offset_ += sizes.totalSize(first, number - first);
-  chunks_.advanceWithinChunk(number - first);
+  const std::uint32_t passed = wrappingSubtract(number, first);
+  offset_ = wrappingAdd(offset_, sizes.totalSize(first, passed));
+  chunks_.advanceWithinChunk(passed);
   return true;
 }
 
 void TrackIterator::advance() {
-  offset_ += sizes_->getSampleSize();
+  offset_ = wrappingAdd(offset_, sizes_->getSampleSize());
   times_.advance();
   if (times_.isValid()) {
     sizes_->next();

@@ -27,7 +27,7 @@ FACADE_EXTRA = {"kav/": ["kav/impl/"]}
 # The levels of kav/impl from the bottom. A file may include files of its own level only where the
 # table says so, and any file of a lower level.
 LEVELS = [
-    ("bytes and streams", ["wrapping", "four_cc", "big_endian", "stream_adapters"]),
+    ("bytes and streams", ["four_cc", "big_endian", "stream_adapters"]),
     ("records", ["record", "track_parameters"]),
     ("box model", ["box", "box_headers", "box_iterators", "record_box"]),
     ("box families", [

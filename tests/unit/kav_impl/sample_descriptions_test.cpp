@@ -300,7 +300,9 @@ TEST(StsdBox, RefusesEntriesShorterThanTheirFields) {
     FourCc handler;
     std::size_t shortest;
   } cases[] = {{kVideo, 86}, {kSound, 36}, {kHint, 16}, {kCaptions, 16}};
-  for (const auto& [handler, shortest] : cases) {
+  for (const auto& entry : cases) {
+    const FourCc handler = entry.handler;
+    const std::size_t shortest = entry.shortest;
     TestFile tooShort(stsd(1, box("aaaa", zeros(shortest - 9))));
     EXPECT_EQ(failureOf([&] { readStsd(tooShort, handler); }), 27u) << shortest;
     TestFile exact(stsd(1, box("aaaa", zeros(shortest - 8))));

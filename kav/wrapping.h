@@ -1,0 +1,34 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <type_traits>
+
+namespace norvik::kav {
+
+// The sums and products that are meant to wrap. Players and writers of this format have always
+// computed its fields and times so, in 32 or in 64 bits, and a file that relies on it reads the
+// same here. Every other sum in the project stays in range: a build that looks for unsigned
+// overflow excepts these functions and nothing else.
+
+template <std::unsigned_integral T>
+constexpr T wrappingAdd(T a, std::type_identity_t<T> b) {
+  return a + b;
+}
+
+template <std::unsigned_integral T>
+constexpr T wrappingSubtract(T a, std::type_identity_t<T> b) {
+  return a - b;
+}
+
+template <std::unsigned_integral T>
+constexpr T wrappingMultiply(T a, std::type_identity_t<T> b) {
+  return a * b;
+}
+
+// The distance of two times, kept in 32 bits.
+constexpr std::uint32_t wrappingDistance(std::uint64_t from, std::uint64_t to) {
+  return static_cast<std::uint32_t>(to - from);
+}
+
+}  // namespace norvik::kav
