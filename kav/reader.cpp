@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 #include <span>
+#include <utility>
 
 #include "kav/error_code.h"
 #include "kav/exception.h"
@@ -16,10 +17,16 @@
 namespace norvik::kav {
 
 struct NorvikKavReader {
+  NorvikKavReader(NorvikIStream* stream, const NorvikKavReaderOptions& options)
+      : reader(stream, {options.ignoreEditLists, options.problemHandler}) {}
+
   impl::Reader reader;
 };
 
 struct NorvikKavSampleIterator {
+  explicit NorvikKavSampleIterator(std::unique_ptr<impl::DocIterator> samples)
+      : iterator(std::move(samples)) {}
+
   std::unique_ptr<impl::DocIterator> iterator;
 };
 
@@ -57,10 +64,7 @@ std::uint32_t openReader(NorvikIStream* stream, const NorvikKavReaderOptions& op
                          NorvikKavReader** reader) noexcept {
   return guarded([&] {
     require(stream, reader);
-    auto opened = std::unique_ptr<NorvikKavReader>(
-        new NorvikKavReader{impl::Reader(boost::intrusive_ptr<NorvikIStream>(stream),
-                                         {options.ignoreEditLists, options.problemHandler})});
-    *reader = opened.release();
+    *reader = std::make_unique<NorvikKavReader>(stream, options).release();
   });
 }
 
@@ -191,9 +195,8 @@ std::uint32_t createSampleIterator(NorvikKavReader* reader,
                                    NorvikKavSampleIterator** iterator) noexcept {
   return guarded([&] {
     require(reader, iterator);
-    auto created = std::unique_ptr<NorvikKavSampleIterator>(
-        new NorvikKavSampleIterator{reader->reader.createDocIterator()});
-    *iterator = created.release();
+    *iterator =
+        std::make_unique<NorvikKavSampleIterator>(reader->reader.createDocIterator()).release();
   });
 }
 

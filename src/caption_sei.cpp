@@ -208,10 +208,11 @@ class UnitPile {
     if (units_.empty()) return;
     // Turned round as a whole and then one by one, the units stand last to first.
     std::reverse(units_.begin(), units_.end());
+    std::reverse(lengths_.begin(), lengths_.end());
     auto unit = units_.begin();
-    for (auto length = lengths_.rbegin(); length != lengths_.rend(); ++length) {
-      std::reverse(unit, unit + *length);
-      unit += *length;
+    for (const std::uint16_t length : lengths_) {
+      std::reverse(unit, unit + length);
+      unit += length;
     }
     insertUnits(sample_, *point_, std::move(units_));
   }

@@ -145,7 +145,7 @@ kav::Writer ConversionPass::makeWriter(kav::NorvikIOStream& output) {
   configuration.modificationTime = info.modificationTime;
   configuration.rate = info.rate;
   configuration.volume = info.volume;
-  return kav::Writer(&output, configuration);
+  return {&output, configuration};
 }
 
 bool ConversionPass::setUpTracks() {
@@ -252,7 +252,7 @@ void ConversionPass::takeSample(const InputSample& sample, bool isLast) {
       break;
     case Fate::dropped:
       // A check of long standing, whose wording users know.
-      std::cout << "assert in file ..\\..\\src\\main.cpp, line 397" << std::endl;
+      std::cout << R"(assert in file ..\..\src\main.cpp, line 397)" << std::endl;
       std::cout << "Error: Bad clcp Sample. " << std::endl;
       break;
   }

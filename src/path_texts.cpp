@@ -28,7 +28,7 @@ std::string folderOf(const std::string& path) {
   const std::size_t last = path.rfind(kSeparator);
   if (last == std::string::npos) return {};
   const std::size_t end = path.find_last_not_of(kSeparator, last);
-  if (end == std::string::npos) return std::string(1, kSeparator);
+  if (end == std::string::npos) return {kSeparator};
   return path.substr(0, end + 1);
 }
 
@@ -39,7 +39,7 @@ std::string joinedPath(const std::string& folder, const std::string& name) {
 }
 
 std::string resolveRelativePath(const std::string& value, const std::string& baseFile) {
-  const std::string path = genericPath(value);
+  std::string path = genericPath(value);
   if (hasRootDirectory(path)) return path;
   const std::string folder = baseFile.empty() ? boost::filesystem::current_path().string()
                                               : folderOf(genericPath(baseFile));

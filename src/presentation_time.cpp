@@ -12,7 +12,7 @@ std::uint64_t truncateToUnsigned(double value) {
 }
 
 std::uint64_t convertTimeInDoubles(std::uint64_t t, std::uint32_t from, std::uint32_t to) {
-  double seconds = static_cast<double>(t);
+  auto seconds = static_cast<double>(t);
   if (from != 0) seconds /= from;
   return truncateToUnsigned(seconds * to + 0.5);
 }

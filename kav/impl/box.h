@@ -253,6 +253,7 @@ OwnedBox<T> makeBox(Args&&... args) {
 template <class T, class... Args>
 T& addNewChild(Box& parent, Args&&... args) {
   auto child = makeBox<T>(std::forward<Args>(args)...);
+  // cppcheck-suppress nullPointer ; what was just made is there
   T& view = *child;
   parent.addChild(std::move(child));
   return view;

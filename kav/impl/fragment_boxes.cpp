@@ -150,7 +150,7 @@ TrunBox::Sums TrunBox::sumsBefore(std::uint32_t index) const {
       std::min<std::uint32_t>(index / kStride, static_cast<std::uint32_t>(strides_.size() - 1));
   Sums stored = strides_[stride];
   const std::size_t words = recordWords();
-  for (std::size_t i = std::size_t{stride} * kStride; i < index; ++i) {
+  for (std::uint32_t i = stride * kStride; i < index; ++i) {
     const std::uint32_t* word = words_.data() + i * words;
     if (has(kDuration)) stored.duration += *word++;
     if (has(kSize)) stored.size += *word;

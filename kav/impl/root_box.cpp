@@ -87,9 +87,8 @@ Box* RootBox::readNextBox() {
   }
   if (box->type() == fourCc("moof") && movie_ == nullptr) fetchMovie(*box);
   readBody(*box, true);
-  Box* added = box.get();
   addChild(std::move(box));
-  return added;
+  return children().back().get();
 }
 
 MoovBox* RootBox::readMovie() {

@@ -271,7 +271,7 @@ AudioSampleDescriptor portableForm(const AudioSampleDescriptor& descriptor) {
   NorvikKavAudioSampleDescInfo info = descriptor.info();
   if (info.version == 2) {
     // Version 2 keeps the true values in its extension, and constants in the fields.
-    const double rate = std::bit_cast<double>(loadU64(headerBytes.data() + 4));
+    const auto rate = std::bit_cast<double>(loadU64(headerBytes.data() + 4));
     const std::uint32_t channels = loadU32(headerBytes.data() + 12);
     info.storedSampleRate = fixedRate(rate);
     info.sampleRate = floatFromFixed16(info.storedSampleRate);
@@ -285,7 +285,7 @@ AudioSampleDescriptor portableForm(const AudioSampleDescriptor& descriptor) {
   info.compressionId = 0;
   info.packetSize = 0;
   info.headerLength = static_cast<std::uint32_t>(boxes.size());
-  return AudioSampleDescriptor(info, boxes.data());
+  return {info, boxes.data()};
 }
 
 KavSampleEntry::KavSampleEntry(BoxHeader header, NorvikKavStream& stream,
@@ -462,6 +462,7 @@ void StsdBox::readEntries(std::uint32_t count) {
       OwnedBox<KavSampleEntry> entry = makeEntry(std::move(*header));
       stream().seekTo(entry->payloadStart());
       entry->readContent();
+      // cppcheck-suppress danglingLifetime ; the entry lives on among the children
       entries_.push_back(entry.get());
       addChild(std::move(entry));
     }
@@ -512,6 +513,7 @@ void StsdBox::addSampleEntry(FourCc trackType, const SampleDescriptor& descripto
   }
   KavSampleEntry* added = entry.get();
   insertChild(std::move(entry));
+  // cppcheck-suppress danglingLifetime ; the entry lives on among the children
   entries_.push_back(added);
 }
 

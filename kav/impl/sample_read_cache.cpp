@@ -12,7 +12,7 @@ SampleReadCache::SampleReadCache(NorvikKavStream& stream, std::uint32_t blockSiz
 bool SampleReadCache::serve(Block& block, Request& request) {
   const bool holds = request.offset >= block.offset && request.offset - block.offset < block.length;
   if (holds) {
-    const std::size_t from = static_cast<std::size_t>(request.offset - block.offset);
+    const auto from = static_cast<std::size_t>(request.offset - block.offset);
     const std::size_t bytes = std::min(block.length - from, request.length);
     std::memcpy(request.destination, block.buffer.data() + from, bytes);
     request.destination += bytes;

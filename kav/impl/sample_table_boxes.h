@@ -114,7 +114,7 @@ class SttsBox final : public TableBox {
   std::uint64_t endTime() const;
 
   // Stands at the first sample with a decoding time at or after a time.
-  TimeCursor getTimeCursor(std::uint64_t time) const { return TimeCursor(runs_, time); }
+  TimeCursor getTimeCursor(std::uint64_t time) const { return {runs_, time}; }
 
  private:
   static constexpr std::uint32_t kNoDelta = 0xFFFFFFFF;
@@ -144,7 +144,7 @@ class CttsBox final : public TableBox {
   bool isEmptyTable() const { return isEmptyTable_; }
   std::span<const OffsetRun> runs() const { return runs_.runs(); }
   CompositionCursor getCompositionCursor(std::uint32_t sampleNumber) const {
-    return CompositionCursor(runs_.runs(), sampleNumber);
+    return {runs_.runs(), sampleNumber};
   }
 
  private:
@@ -169,7 +169,7 @@ class StscBox final : public TableBox {
 
   // Stands at the first sample of the chunk that holds the sample.
   virtual ChunkCursor getChunkCursor(std::uint32_t sampleNumber) const {
-    return ChunkCursor(runs_.runs(), sampleNumber);
+    return {runs_.runs(), sampleNumber};
   }
   virtual void readEntries(std::uint32_t count);
 

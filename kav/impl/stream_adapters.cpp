@@ -55,7 +55,7 @@ std::uint64_t NorvikKavIStream::tell() { return stream_->tell(); }
 
 void NorvikKavIStream::close() { stream_->close(); }
 
-NorvikKavIOStream::NorvikKavIOStream(boost::intrusive_ptr<NorvikIOStream> stream)
+NorvikKavIOStream::NorvikKavIOStream(const boost::intrusive_ptr<NorvikIOStream>& stream)
     : NorvikKavIStream(stream), output_(stream.get()) {}
 
 std::size_t NorvikKavIOStream::write(const void* buffer, std::size_t count) {

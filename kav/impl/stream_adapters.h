@@ -79,7 +79,7 @@ class NorvikKavIStream : public NorvikKavStream {
 // failure (ErrorCode::ioFailed): no caller in the library could go on with half a field.
 class NorvikKavIOStream final : public NorvikKavIStream {
  public:
-  explicit NorvikKavIOStream(boost::intrusive_ptr<NorvikIOStream> stream);
+  explicit NorvikKavIOStream(const boost::intrusive_ptr<NorvikIOStream>& stream);
 
   std::size_t write(const void* buffer, std::size_t count) override;
   void setSize(std::uint64_t size) override;

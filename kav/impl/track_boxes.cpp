@@ -1,6 +1,7 @@
 #include "kav/impl/track_boxes.h"
 
 #include <array>
+#include <utility>
 
 #include "kav/exception.h"
 #include "kav/impl/big_endian.h"
@@ -65,8 +66,8 @@ StblBox* TrakBox::findStbl() const {
 TkhdBox::TkhdBox(const TrackParameters& parameters, std::uint32_t flags, NorvikKavStream& stream)
     : RecordBox(fourCc("tkhd"), stream, flags, recordFrom(parameters)) {}
 
-HintBox::HintBox(const std::vector<std::uint32_t>& trackIds, NorvikKavStream& stream)
-    : Box(fourCc("hint"), stream), trackIds_(trackIds) {
+HintBox::HintBox(std::vector<std::uint32_t> trackIds, NorvikKavStream& stream)
+    : Box(fourCc("hint"), stream), trackIds_(std::move(trackIds)) {
   grow(4 * trackIds_.size());
 }
 

@@ -100,7 +100,7 @@ class TkhdBox final : public RecordBox<TkhdRecord, WrittenVersion<1>> {
 class HintBox final : public Box {
  public:
   HintBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {}
-  HintBox(const std::vector<std::uint32_t>& trackIds, NorvikKavStream& stream);
+  HintBox(std::vector<std::uint32_t> trackIds, NorvikKavStream& stream);
 
   const std::vector<std::uint32_t>& trackIds() const { return trackIds_; }
 

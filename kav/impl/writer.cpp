@@ -21,11 +21,11 @@ constexpr std::uint32_t kKindMask = 0xFF;
 
 }  // namespace
 
-Writer::Writer(boost::intrusive_ptr<NorvikIOStream> stream, const MovieParameters& movie,
+Writer::Writer(const boost::intrusive_ptr<NorvikIOStream>& stream, const MovieParameters& movie,
                const std::optional<FragmentParameters>& fragments) {
   if (stream == nullptr) throw Exception(ErrorCode::missingArgument);
   if (movie.timescale == 0) throw Exception(ErrorCode::zeroTimescale);
-  stream_ = std::make_unique<NorvikKavIOStream>(std::move(stream));
+  stream_ = std::make_unique<NorvikKavIOStream>(stream);
   stream_->open();
   root_.reset(new RootBox(*stream_));
 

@@ -23,7 +23,7 @@ class Writer final : public KavBase {
  public:
   // Opens the stream and writes the head of the file. With parameters for fragments the movie is
   // fragmented, without it is regular.
-  Writer(boost::intrusive_ptr<NorvikIOStream> stream, const MovieParameters& movie,
+  Writer(const boost::intrusive_ptr<NorvikIOStream>& stream, const MovieParameters& movie,
          const std::optional<FragmentParameters>& fragments = std::nullopt);
   ~Writer() override;
 
