@@ -108,7 +108,7 @@ FourCc HdlrBox::peekHandlerType() const {
   std::array<std::uint8_t, 4> bytes;
   if (end() < payloadStart() + kHandlerTypeOffset + bytes.size()) return 0;
   stream().seekTo(payloadStart() + kHandlerTypeOffset);
-  if (stream().read(bytes.data(), bytes.size()) < bytes.size()) return 0;
+  stream().readFully(bytes.data(), bytes.size());
   return loadU32(bytes.data());
 }
 

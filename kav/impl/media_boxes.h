@@ -126,6 +126,7 @@ class HdlrBox final : public FullBox {
   const std::vector<std::uint8_t>& name() const { return name_; }
 
   // The handler type in the file, before the box is read; 0 when the box is too short to have one.
+  // Throws shortRead when the stream does not give what the box has.
   FourCc peekHandlerType() const;
 
   void writeHeader() override;
