@@ -14,11 +14,16 @@ namespace quell::kafpkgutil {
 // it.
 class KavStream final : public norvik::kav::NorvikIOStream {
  public:
-  using Truncation = kaf::FileStream::Truncation;
+  using Truncation = kaf::FileStream::Truncation;  // see there
 
+  // The mode is a word of kaf::OpenMode bits. The file is not touched before open.
   KavStream(std::string path, std::uint32_t mode, Truncation truncation = Truncation::atOpen);
 
+  // The count is not atomic: all shares belong to one thread.
   void addRef() override;
+
+  // The release of the last share destroys the stream; a failure to write what was held back is
+  // then lost, so a writer closes first.
   void release() override;
   void open() override;
   void close() override;

@@ -13,7 +13,7 @@ struct NorvikKavSampleDescInfo {
   std::uint32_t codecType = 0;           // the four-character code of the entry
   std::uint32_t handlerType = 0;         // the four-character code of the track's handler
   std::uint32_t dataReferenceIndex = 1;  // where the media is; 1 for media in the movie itself
-  std::uint32_t reserved = 0;
+  std::uint32_t reserved = 0;            // 0
 };
 static_assert(sizeof(NorvikKavSampleDescInfo) == 24);
 
@@ -31,20 +31,20 @@ struct NorvikKavVideoSampleDescInfo : NorvikKavSampleDescInfo {
   std::uint16_t frameCount = 1;                         // pictures in a sample
   std::uint16_t depth = 24;                             // bits of a pixel
   std::uint16_t preDefined = 0xFFFF;                    // the id of a colour table; none
-  std::uint16_t padding = 0;
+  std::uint16_t padding = 0;                            // fills the record; 0
 };
 static_assert(sizeof(NorvikKavVideoSampleDescInfo) == 52);
 
 // Handler soun. The header bytes begin 36 bytes into the entry; in a QuickTime entry of version 1
 // or 2 they begin with the fields that the version adds.
 struct NorvikKavAudioSampleDescInfo : NorvikKavSampleDescInfo {
-  std::uint16_t version = 0;
-  std::uint16_t revision = 0;
-  std::uint32_t vendor = 0;
-  std::uint16_t channelCount = 2;
-  std::uint16_t sampleSize = 16;  // bits
-  std::uint16_t compressionId = 0;
-  std::uint16_t packetSize = 0;
+  std::uint16_t version = 0;           // of the entry: 0, or 1 and 2 of QuickTime
+  std::uint16_t revision = 0;          // of the encoder; 0 when not told
+  std::uint32_t vendor = 0;            // of the encoder, a four-character code; 0 when not told
+  std::uint16_t channelCount = 2;      // as stored; in version 2 always 3
+  std::uint16_t sampleSize = 16;       // bits
+  std::uint16_t compressionId = 0;     // of QuickTime; 0 in other files
+  std::uint16_t packetSize = 0;        // of QuickTime; 0
   float sampleRate = 0;                // samples per second
   std::uint32_t storedSampleRate = 0;  // 16.16
 };
