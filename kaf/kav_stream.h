@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+// What joins the streams of files with those of the container library.
 namespace quell::kafpkgutil {
 
 // A file as a stream of the container library. Failures of the file become the library's

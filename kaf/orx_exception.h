@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+// What every tool of the family knows.
 namespace orx {
 
 // A failure with a message for the user.

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+// Streams of bytes below the container library, and files as such streams.
 namespace quell::kaf {
 
 // A source of bytes below the container library. Failures are thrown as IOStreamException.

@@ -22,11 +22,19 @@
 
 namespace norvik::kav {
 
-struct NorvikKavReader;             // an open movie
-struct NorvikKavSampleIterator;     // a walk over its samples
-struct NorvikKavSample;             // one sample, without its bytes
-struct NorvikKavSampleDescription;  // one sample description; belongs to the reader
+// An open movie.
+struct NorvikKavReader;
 
+// A walk over its samples.
+struct NorvikKavSampleIterator;
+
+// One sample, without its bytes.
+struct NorvikKavSample;
+
+// One sample description. One that was read belongs to the reader, one that was made to its maker.
+struct NorvikKavSampleDescription;
+
+// How a movie is read.
 struct NorvikKavReaderOptions {
   // Deliver every track's media as it is stored, without applying edit lists.
   bool ignoreEditLists = false;

@@ -7,6 +7,9 @@ namespace norvik::kav {
 // What a sample description says besides its header bytes: the bytes behind the fixed fields of the
 // entry, mostly the configuration of the decoder. handlerType tells which record this is the base
 // of: vide, soun and hint have one of their own, every other handler has none.
+//
+// A float cannot hold every 16.16 number, so a record that has one carries the number as stored
+// too. The stored number is what is written, unless the float was set to something else.
 struct NorvikKavSampleDescInfo {
   std::uint32_t structSize = 24;         // the length of this record, its derived part included
   std::uint32_t headerLength = 0;        // bytes
@@ -17,10 +20,7 @@ struct NorvikKavSampleDescInfo {
 };
 static_assert(sizeof(NorvikKavSampleDescInfo) == 24);
 
-// A float cannot hold every 16.16 number, so a record that has one carries the number as stored
-// too. The stored number is what is written, unless the float was set to something else.
-
-// Handler vide. The header bytes begin 86 bytes into the entry.
+// A description of pictures, handler vide. The header bytes begin 86 bytes into the entry.
 struct NorvikKavVideoSampleDescInfo : NorvikKavSampleDescInfo {
   float horizontalResolution = 72;                      // pixels per inch
   float verticalResolution = 72;                        // pixels per inch
@@ -35,8 +35,8 @@ struct NorvikKavVideoSampleDescInfo : NorvikKavSampleDescInfo {
 };
 static_assert(sizeof(NorvikKavVideoSampleDescInfo) == 52);
 
-// Handler soun. The header bytes begin 36 bytes into the entry; in a QuickTime entry of version 1
-// or 2 they begin with the fields that the version adds.
+// A description of sound, handler soun. The header bytes begin 36 bytes into the entry; in a
+// QuickTime entry of version 1 or 2 they begin with the fields that the version adds.
 struct NorvikKavAudioSampleDescInfo : NorvikKavSampleDescInfo {
   std::uint16_t version = 0;           // of the entry: 0, or 1 and 2 of QuickTime
   std::uint16_t revision = 0;          // of the encoder; 0 when not told
@@ -50,8 +50,8 @@ struct NorvikKavAudioSampleDescInfo : NorvikKavSampleDescInfo {
 };
 static_assert(sizeof(NorvikKavAudioSampleDescInfo) == 48);
 
-// Handler hint. The header bytes begin 16 bytes into the entry, as in a record of any other
-// handler.
+// A description of hints, handler hint. The header bytes begin 16 bytes into the entry, as in a
+// record of any other handler.
 struct NorvikKavZeltSampleDescInfo : NorvikKavSampleDescInfo {};
 static_assert(sizeof(NorvikKavZeltSampleDescInfo) == 24);
 
