@@ -333,8 +333,8 @@ def judge_chromium(conversion):
     lead = conversion.lead // conversion.movie.tick
     if abs(seen["duration"] - SECONDS) > 2 * conversion.picture + 0.03:
         raise Disagreement(f"Chromium: {seen['duration']} s long")
-    cut = lead and seen["pictures"] == conversion.movie.pictures - lead
-    return "plays" + (f"; the last {lead} pictures are not shown" if cut else "")
+    expect(seen["pictures"], conversion.movie.pictures - lead, "pictures in Chromium")
+    return "plays" + (f"; the last {lead} pictures are not shown" if lead else "")
 
 
 Cue = collections.namedtuple("Cue", "start text")
