@@ -1,10 +1,14 @@
 # What `cmake --install` puts in place beside program and libraries, and the packages that cpack makes.
 include(GNUInstallDirs)
+option(QUARRYPACK_DEBIAN "Install what Debian packages have, where they have it" OFF)
+set(quarrypack_authors "The quarrypack authors <authors@quarrypack.example>")
 
 install(PROGRAMS batch/quarrypack-batch DESTINATION "${CMAKE_INSTALL_BINDIR}")
-install(FILES README.md CHANGELOG.md doc/batch.md doc/caption-data.md doc/output-format.md
-  doc/player-matrix.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" RENAME copyright)
+# As in the sources, so that their links lead to each other.
+install(FILES README.md CHANGELOG.md ARCHITECTURE.md CONTRIBUTING.md
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES doc/api.md doc/batch.md doc/caption-data.md doc/output-format.md doc/player-matrix.md
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}/doc")
 install(FILES doc/quarrypack_config.example.xml
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" RENAME quarrypack_config.xml)
 
@@ -19,14 +23,16 @@ install(FILES "${PROJECT_BINARY_DIR}/quarrypack.pc"
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
 # ---------------------------------------------------------------- completion
-set(QUARRYPACK_ZSH_COMPLETIONS "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" CACHE STRING
-  "Folder of zsh completions; Debian packages use share/zsh/vendor-completions")
+set(zsh_completions "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
+if(QUARRYPACK_DEBIAN)
+  set(zsh_completions "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
+endif()
 set(bash_completions "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 # bash looks for a file with the name of the command.
 foreach(command quarrypack quarrypack-batch)
   install(FILES completion/quarrypack.bash DESTINATION "${bash_completions}" RENAME ${command})
 endforeach()
-install(FILES completion/_quarrypack DESTINATION "${QUARRYPACK_ZSH_COMPLETIONS}")
+install(FILES completion/_quarrypack DESTINATION "${zsh_completions}")
 install(FILES completion/quarrypack.fish completion/quarrypack-batch.fish
   DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
 
@@ -52,11 +58,42 @@ else()
   message(STATUS "No manual pages: pandoc is not installed")
 endif()
 
+# ---------------------------------------------------------------- licence, and what Debian wants
+if(QUARRYPACK_DEBIAN)
+  install(FILES cmake/debian/copyright DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+  # Every Debian system has the text of the licence already.
+  install(CODE "
+    file(CREATE_LINK ../../common-licenses/Apache-2.0
+      \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DOCDIR}/LICENSE\" SYMBOLIC)")
+
+  set(changes "${PROJECT_BINARY_DIR}/debian/changelog")
+  file(TIMESTAMP CHANGELOG.md changed "%a, %d %b %Y %H:%M:%S +0000" UTC)
+  file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/debian")
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS CHANGELOG.md)
+  execute_process(COMMAND awk -v "maintainer=${quarrypack_authors}" -v "date=${changed}"
+      -f "${CMAKE_CURRENT_LIST_DIR}/debian/changelog.awk" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+    OUTPUT_FILE "${changes}" COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND gzip -9 --no-name --force --keep "${changes}" COMMAND_ERROR_IS_FATAL ANY)
+  install(FILES "${changes}.gz" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+
+  # What the optimizer of one version of the compiler left in the libraries is of no use to another.
+  foreach(room kav kaf)
+    install(CODE "
+      execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-debug --enable-deterministic-archives
+          --remove-section=.comment --remove-section=.gnu.lto_* --remove-section=.gnu.debuglto_*
+          --strip-symbol=__gnu_lto_v1 --strip-symbol=__gnu_lto_slim
+          \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libquarrypack_${room}.a\"
+        COMMAND_ERROR_IS_FATAL ANY)")
+  endforeach()
+else()
+  install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+endif()
+
 # ---------------------------------------------------------------- packages
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quarrypack)
 set(CPACK_PACKAGE_VENDOR "The quarrypack authors")
-set(CPACK_PACKAGE_CONTACT "The quarrypack authors <authors@quarrypack.example>")
+set(CPACK_PACKAGE_CONTACT "${quarrypack_authors}")
 set(CPACK_PACKAGE_HOMEPAGE_URL "https://quarrypack.example")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "put the captions of a QuickTime movie into its pictures")

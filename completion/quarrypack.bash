@@ -4,6 +4,12 @@ _quarrypack() {
   cur=${COMP_WORDS[COMP_CWORD]}
   prev=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
+  # Of --input-file=clip.mov bash makes three words.
+  if [[ $cur == = ]]; then
+    cur=
+  elif [[ $prev == = ]]; then
+    prev=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
   compopt -o filenames 2>/dev/null
   local names
   case $prev in

@@ -8,18 +8,18 @@ namespace quell::kaf {
 
 // An open file as the system calls see it. The path is a view, for the exceptions only.
 struct FileHandle {
-  int descriptor;
-  const std::string& path;
+  int descriptor;           // open; the caller closes it
+  const std::string& path;  // must outlive the handle
 };
 
 // Reads up to count bytes at offset, going on after short transfers and interruptions. Returns
-// fewer bytes only at the end of the file.
+// fewer bytes only at the end of the file. Like the calls below it throws IOStreamException.
 std::size_t readAt(FileHandle file, void* buffer, std::size_t count, std::uint64_t offset);
 
 // A run of bytes that belongs to the caller.
 struct ByteRun {
-  const std::uint8_t* data;
-  std::size_t size;
+  const std::uint8_t* data;  // may be null when size is 0
+  std::size_t size;          // bytes
 };
 
 // Writes the whole of both runs, one directly behind the other from offset on, going on after short

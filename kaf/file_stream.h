@@ -42,15 +42,23 @@ class FileStream final : public IOStream {
   // On a closed stream this does nothing. After a failure the stream is closed all the same.
   void close() override;
 
-  // With a count of 0 or without a buffer, both return 0 and leave the file alone.
+  // With a count of 0 or without a buffer, returns 0 and leaves the file alone.
   std::size_t read(void* buffer, std::size_t count) override;
+
+  // Takes all count bytes, or throws. With a count of 0 or without a buffer, returns 0 and leaves
+  // the file alone.
   std::size_t write(const void* buffer, std::size_t count) override;
 
+  // Throws for a position before the start; one behind the end is allowed.
   void seek(std::int64_t offset, int origin) override;
+
+  // The position in bytes from the start.
   std::uint64_t tell() override;
+
+  // Sets the length of the file in bytes; the position does not move.
   void setSize(std::uint64_t size) override;
 
-  // Whether both open streams lead to the same file, by whatever names.
+  // Whether both streams, which must be open, lead to the same file, by whatever names.
   bool isSameFile(const FileStream& other) const;
 
   // Removes the file that this stream opened and changed, if the path still leads to it (through a

@@ -12,15 +12,16 @@ namespace quell::kaf {
 
 // Why the operating system refused a file operation.
 enum class IOErrorKind : std::int32_t {
-  none = 0,
-  other = 1,
-  invalidArgument = 2,
-  accessDenied = 3,
-  fileExists = 4,
-  tooManyOpenFiles = 5,
-  fileNotFound = 6,
+  none = 0,              // not refused
+  other = 1,             // anything that has no kind of its own
+  invalidArgument = 2,   // EINVAL
+  accessDenied = 3,      // EACCES
+  fileExists = 4,        // EEXIST
+  tooManyOpenFiles = 5,  // EMFILE
+  fileNotFound = 6,      // ENOENT
 };
 
+// The kind that a number of the operating system (errno) belongs to.
 constexpr IOErrorKind kindOfSystemError(int number) {
   switch (number) {
     case 0:
@@ -43,12 +44,16 @@ constexpr IOErrorKind kindOfSystemError(int number) {
 // A file operation that the operating system refused: the kind of refusal and the file concerned.
 class IOStreamException : public orx::OrxException {
  public:
+  // For a number of the operating system (errno) and the file that it is about.
   IOStreamException(int systemError, std::string fileName)
       : OrxException(fileName + ": " + std::generic_category().message(systemError)),
         kind_(kindOfSystemError(systemError)),
         fileName_(std::move(fileName)) {}
 
+  // Why it was refused.
   IOErrorKind kind() const { return kind_; }
+
+  // The path as it was given.
   const std::string& fileName() const { return fileName_; }
 
  private:

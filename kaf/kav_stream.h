@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+// What joins the streams of files with those of the container library.
 namespace quell::kafpkgutil {
 
 // A file as a stream of the container library. Failures of the file become the library's
@@ -14,11 +15,16 @@ namespace quell::kafpkgutil {
 // it.
 class KavStream final : public norvik::kav::NorvikIOStream {
  public:
-  using Truncation = kaf::FileStream::Truncation;
+  using Truncation = kaf::FileStream::Truncation;  // see there
 
+  // The mode is a word of kaf::OpenMode bits. The file is not touched before open.
   KavStream(std::string path, std::uint32_t mode, Truncation truncation = Truncation::atOpen);
 
+  // The count is not atomic: all shares belong to one thread.
   void addRef() override;
+
+  // The release of the last share destroys the stream; a failure to write what was held back is
+  // then lost, so a writer closes first.
   void release() override;
   void open() override;
   void close() override;

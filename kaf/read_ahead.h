@@ -18,6 +18,7 @@ class ReadAhead {
   // Reads up to count bytes at position; fewer only at the end of the file.
   std::size_t read(FileHandle file, std::uint64_t position, void* buffer, std::size_t count);
 
+  // Drops what is held, so that the next read sees the file as it is.
   void forget() { filled_ = 0; }
 
  private:

@@ -7,14 +7,15 @@ namespace norvik::kav {
 // A calendar date and time in UTC. The record's length is part of the layout of the public track
 // information.
 struct NorvikKavDateTime {
-  std::uint16_t year = 1904;
-  std::uint16_t month = 1;  // 1 to 12
-  std::uint16_t day = 1;    // 1 to 31
-  std::uint8_t hour = 0;
-  std::uint8_t minute = 0;
-  std::uint8_t second = 0;
-  std::uint8_t reserved = 0;
+  std::uint16_t year = 1904;  // 1904 to 65535
+  std::uint16_t month = 1;    // 1 to 12
+  std::uint16_t day = 1;      // 1 to 31
+  std::uint8_t hour = 0;      // 0 to 23
+  std::uint8_t minute = 0;    // 0 to 59
+  std::uint8_t second = 0;    // 0 to 59
+  std::uint8_t reserved = 0;  // fills the record to its length; always 0
 
+  // Whether all fields are equal.
   bool operator==(const NorvikKavDateTime&) const = default;
 };
 static_assert(sizeof(NorvikKavDateTime) == 10);

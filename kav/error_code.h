@@ -8,7 +8,7 @@ namespace norvik::kav {
 // contract: they reach callers through Exception::code() and through the results of the reader's
 // functions.
 enum class ErrorCode : std::uint32_t {
-  success = 0,
+  success = 0,           // no failure
   ioFailed = 1,          // the operating system refused a file operation
   fileNotFound = 3,      // no such file
   accessDenied = 4,      // no right to the file, it exists already, or too many files are open

@@ -1,5 +1,6 @@
 #pragma once
 
+// The container library: reads and writes movies of the ISO base media file format.
 namespace norvik::kav {
 
 // The common base of the library's polymorphic classes: deletable through a pointer to it, never

@@ -12,9 +12,10 @@ using ProblemFunction = int (*)(void* context, Problem problem);
 // A handler with its context; without a function every oddity is tolerated. The context belongs to
 // the caller and must outlive every stream that carries the handler.
 struct ProblemHandler {
-  ProblemFunction function = nullptr;
-  void* context = nullptr;
+  ProblemFunction function = nullptr;  // asked about every oddity; may be null
+  void* context = nullptr;             // handed to the function as it is
 
+  // Whether reading goes on after this oddity.
   bool tolerates(Problem problem) const {
     return function == nullptr || function(context, problem) != 0;
   }

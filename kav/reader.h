@@ -22,11 +22,19 @@
 
 namespace norvik::kav {
 
-struct NorvikKavReader;             // an open movie
-struct NorvikKavSampleIterator;     // a walk over its samples
-struct NorvikKavSample;             // one sample, without its bytes
-struct NorvikKavSampleDescription;  // one sample description; belongs to the reader
+// An open movie.
+struct NorvikKavReader;
 
+// A walk over its samples.
+struct NorvikKavSampleIterator;
+
+// One sample, without its bytes.
+struct NorvikKavSample;
+
+// One sample description. One that was read belongs to the reader, one that was made to its maker.
+struct NorvikKavSampleDescription;
+
+// How a movie is read.
 struct NorvikKavReaderOptions {
   // Deliver every track's media as it is stored, without applying edit lists.
   bool ignoreEditLists = false;
@@ -35,17 +43,17 @@ struct NorvikKavReaderOptions {
   ProblemHandler problemHandler{};
 };
 
-// What the header of a movie says.
+// What the header of a movie says; a movie without one has the values that stand here.
 struct NorvikKavMovieInfo {
-  std::uint32_t structSize = 56;  // the length of this record in bytes
-  std::uint32_t timescale = 0;    // units per second
-  std::uint64_t duration = 0;     // units of timescale
-  NorvikKavDateTime creationTime;
-  NorvikKavDateTime modificationTime;
-  float rate = 1;    // 1 is normal speed
-  float volume = 1;  // 1 is full volume
-  std::uint32_t trackCount = 0;
-  std::uint32_t isFragmented = 0;  // 1 when the movie announces fragments
+  std::uint32_t structSize = 56;       // the length of this record in bytes
+  std::uint32_t timescale = 0;         // units per second
+  std::uint64_t duration = 0;          // units of timescale
+  NorvikKavDateTime creationTime;      // of the movie
+  NorvikKavDateTime modificationTime;  // of the movie
+  float rate = 1;                      // 1 is normal speed
+  float volume = 1;                    // 1 is full volume
+  std::uint32_t trackCount = 0;        // tracks of every kind
+  std::uint32_t isFragmented = 0;      // 1 when the movie announces fragments
 };
 static_assert(sizeof(NorvikKavMovieInfo) == 56);
 
@@ -71,11 +79,16 @@ struct NorvikKavTrackTotals {
 // including the moov box. Fails with noMovie (6) and with whatever the boxes are refused for.
 std::uint32_t openReader(NorvikIStream* stream, const NorvikKavReaderOptions& options,
                          NorvikKavReader** reader) noexcept;
+
+// Closes a reader and gives its share of the stream back. Everything taken from it must have been
+// closed before.
 std::uint32_t closeReader(NorvikKavReader* reader) noexcept;
 
+// Copies what the movie says about itself.
 std::uint32_t getMovieInfo(NorvikKavReader* reader, NorvikKavMovieInfo* info) noexcept;
 
-// Tracks are numbered from 0 in the order of the file; a number past the end gives 20.
+// Copies what the headers of a track say. Tracks are numbered from 0 in the order of the file; a
+// number past the end gives 20, here and in every function that takes one.
 std::uint32_t getTrackInfo(NorvikKavReader* reader, std::uint32_t trackIndex,
                            NorvikKavTrackInfo* info) noexcept;
 
@@ -87,12 +100,17 @@ std::uint32_t getTrackHandler(NorvikKavReader* reader, std::uint32_t trackIndex,
 std::uint32_t getTrackName(NorvikKavReader* reader, std::uint32_t trackIndex,
                            char* buffer) noexcept;
 
-// Sample descriptions are numbered from 1, as samples refer to them.
+// Counts the sample descriptions of a track; 0 when it has no list of them.
 std::uint32_t getSampleDescriptionCount(NorvikKavReader* reader, std::uint32_t trackIndex,
                                         std::uint32_t* count) noexcept;
+
+// Finds a sample description. They are numbered from 1, as samples refer to them; another number
+// gives 20. The handle belongs to the reader: it is never closed and lives as long as the reader.
 std::uint32_t getSampleDescriptionHandle(NorvikKavReader* reader, std::uint32_t trackIndex,
                                          std::uint32_t descriptionIndex,
                                          const NorvikKavSampleDescription** description) noexcept;
+
+// Copies what every kind of description has: the base of its record.
 std::uint32_t getSampleDescriptionInfo(const NorvikKavSampleDescription* description,
                                        NorvikKavSampleDescInfo* info) noexcept;
 
@@ -109,6 +127,8 @@ inline constexpr std::uint32_t kSmallestSampleCost = 1;
 // belongs to the caller, who closes it; only such a one is closed.
 std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const std::uint8_t* header,
                                     NorvikKavSampleDescription** description) noexcept;
+
+// Closes a description that makeSampleDescription made, and no other.
 std::uint32_t closeSampleDescription(NorvikKavSampleDescription* description) noexcept;
 
 // The ids of the tracks that a hint track gives hints for. count receives their number, 0 for a
@@ -124,9 +144,11 @@ std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
 std::uint32_t countSamples(NorvikKavReader* reader, std::uint64_t costLimit,
                            NorvikKavTrackTotals* totals) noexcept;
 
-// A walk over the samples of all tracks, merged by decoding time.
+// Begins a walk over the samples of all tracks, merged by decoding time. The caller closes it.
 std::uint32_t createSampleIterator(NorvikKavReader* reader,
                                    NorvikKavSampleIterator** iterator) noexcept;
+
+// Closes a walk; its samples may still be open.
 std::uint32_t closeSampleIterator(NorvikKavSampleIterator* iterator) noexcept;
 
 // Tells whether there is a next sample: 1 or 0.
@@ -134,8 +156,14 @@ std::uint32_t hasNextSample(NorvikKavSampleIterator* iterator, std::uint32_t* ha
 
 // Hands over the next sample, null at the end. The caller closes it.
 std::uint32_t nextSample(NorvikKavSampleIterator* iterator, NorvikKavSample** sample) noexcept;
+
+// Closes a sample.
 std::uint32_t closeSample(NorvikKavSample* sample) noexcept;
+
+// Copies the times, the size and the flags of a sample.
 std::uint32_t getSampleInfo(const NorvikKavSample* sample, NorvikKavSampleInfo* info) noexcept;
+
+// Tells where the bytes of a sample are, for readBytes.
 std::uint32_t getSampleLocation(const NorvikKavSample* sample,
                                 NorvikKavSampleLocation* location) noexcept;
 

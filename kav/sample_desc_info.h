@@ -7,20 +7,20 @@ namespace norvik::kav {
 // What a sample description says besides its header bytes: the bytes behind the fixed fields of the
 // entry, mostly the configuration of the decoder. handlerType tells which record this is the base
 // of: vide, soun and hint have one of their own, every other handler has none.
+//
+// A float cannot hold every 16.16 number, so a record that has one carries the number as stored
+// too. The stored number is what is written, unless the float was set to something else.
 struct NorvikKavSampleDescInfo {
   std::uint32_t structSize = 24;         // the length of this record, its derived part included
   std::uint32_t headerLength = 0;        // bytes
   std::uint32_t codecType = 0;           // the four-character code of the entry
   std::uint32_t handlerType = 0;         // the four-character code of the track's handler
   std::uint32_t dataReferenceIndex = 1;  // where the media is; 1 for media in the movie itself
-  std::uint32_t reserved = 0;
+  std::uint32_t reserved = 0;            // 0
 };
 static_assert(sizeof(NorvikKavSampleDescInfo) == 24);
 
-// A float cannot hold every 16.16 number, so a record that has one carries the number as stored
-// too. The stored number is what is written, unless the float was set to something else.
-
-// Handler vide. The header bytes begin 86 bytes into the entry.
+// A description of pictures, handler vide. The header bytes begin 86 bytes into the entry.
 struct NorvikKavVideoSampleDescInfo : NorvikKavSampleDescInfo {
   float horizontalResolution = 72;                      // pixels per inch
   float verticalResolution = 72;                        // pixels per inch
@@ -31,27 +31,27 @@ struct NorvikKavVideoSampleDescInfo : NorvikKavSampleDescInfo {
   std::uint16_t frameCount = 1;                         // pictures in a sample
   std::uint16_t depth = 24;                             // bits of a pixel
   std::uint16_t preDefined = 0xFFFF;                    // the id of a colour table; none
-  std::uint16_t padding = 0;
+  std::uint16_t padding = 0;                            // fills the record; 0
 };
 static_assert(sizeof(NorvikKavVideoSampleDescInfo) == 52);
 
-// Handler soun. The header bytes begin 36 bytes into the entry; in a QuickTime entry of version 1
-// or 2 they begin with the fields that the version adds.
+// A description of sound, handler soun. The header bytes begin 36 bytes into the entry; in a
+// QuickTime entry of version 1 or 2 they begin with the fields that the version adds.
 struct NorvikKavAudioSampleDescInfo : NorvikKavSampleDescInfo {
-  std::uint16_t version = 0;
-  std::uint16_t revision = 0;
-  std::uint32_t vendor = 0;
-  std::uint16_t channelCount = 2;
-  std::uint16_t sampleSize = 16;  // bits
-  std::uint16_t compressionId = 0;
-  std::uint16_t packetSize = 0;
+  std::uint16_t version = 0;           // of the entry: 0, or 1 and 2 of QuickTime
+  std::uint16_t revision = 0;          // of the encoder; 0 when not told
+  std::uint32_t vendor = 0;            // of the encoder, a four-character code; 0 when not told
+  std::uint16_t channelCount = 2;      // as stored; in version 2 always 3
+  std::uint16_t sampleSize = 16;       // bits
+  std::uint16_t compressionId = 0;     // of QuickTime; 0 in other files
+  std::uint16_t packetSize = 0;        // of QuickTime; 0
   float sampleRate = 0;                // samples per second
   std::uint32_t storedSampleRate = 0;  // 16.16
 };
 static_assert(sizeof(NorvikKavAudioSampleDescInfo) == 48);
 
-// Handler hint. The header bytes begin 16 bytes into the entry, as in a record of any other
-// handler.
+// A description of hints, handler hint. The header bytes begin 16 bytes into the entry, as in a
+// record of any other handler.
 struct NorvikKavZeltSampleDescInfo : NorvikKavSampleDescInfo {};
 static_assert(sizeof(NorvikKavZeltSampleDescInfo) == 24);
 

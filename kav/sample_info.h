@@ -5,9 +5,9 @@
 namespace norvik::kav {
 
 // Bits of NorvikKavSampleInfo::flags.
-inline constexpr std::uint32_t kSampleIsSync = 0x1;
-inline constexpr std::uint32_t kSampleIsGap = 0x2;  // the whole value: an empty-edit sample
-inline constexpr unsigned kSampleDependencyShift = 8;
+inline constexpr std::uint32_t kSampleIsSync = 0x1;    // decodable by itself
+inline constexpr std::uint32_t kSampleIsGap = 0x2;     // the whole value: an empty-edit sample
+inline constexpr unsigned kSampleDependencyShift = 8;  // the place of the sdtp byte's lowest bit
 
 // What is known about one sample besides its bytes.
 struct NorvikKavSampleInfo {

@@ -15,7 +15,10 @@ class NorvikIStream {
  public:
   virtual ~NorvikIStream() = default;
 
+  // Takes one share.
   virtual void addRef() = 0;
+
+  // Gives one share back. The stream must not be used by this holder afterwards.
   virtual void release() = 0;
 
   // Opens the stream for use; a stream is positioned at 0 afterwards.
@@ -48,8 +51,10 @@ class NorvikIOStream : public NorvikIStream {
   virtual void setSize(std::uint64_t size) = 0;
 };
 
-// The hooks through which boost::intrusive_ptr shares streams.
+// The hook through which boost::intrusive_ptr takes a share of a stream.
 inline void intrusive_ptr_add_ref(NorvikIStream* stream) { stream->addRef(); }
+
+// The counterpart: gives the share of a pointer back.
 inline void intrusive_ptr_release(NorvikIStream* stream) { stream->release(); }
 
 }  // namespace norvik::kav

@@ -20,11 +20,11 @@ class Writer;
 
 // What a movie is written with.
 struct NorvikKavWriterConfiguration {
-  std::uint32_t timescale = 0;  // of the movie, units per second; must not be 0
-  NorvikKavDateTime creationTime;
-  NorvikKavDateTime modificationTime;
-  float rate = 1;    // 1 is normal speed
-  float volume = 1;  // 1 is full volume
+  std::uint32_t timescale = 0;         // of the movie, units per second; must not be 0
+  NorvikKavDateTime creationTime;      // of the movie
+  NorvikKavDateTime modificationTime;  // of the movie
+  float rate = 1;                      // 1 is normal speed
+  float volume = 1;                    // 1 is full volume
 
   // Write movie fragments instead of one block of media data; see Writer.
   bool fragmented = false;
@@ -84,8 +84,14 @@ class Writer {
   // Opens the stream, of which the writer holds a share until it is finished, and writes the head
   // of the file. Throws missingArgument for a null stream, zeroTimescale.
   Writer(NorvikIOStream* stream, const NorvikKavWriterConfiguration& configuration);
+
+  // A writer that was moved from can only be destroyed or assigned to.
   Writer(Writer&&) noexcept;
+
+  // The movie that was being written here stays incomplete.
   Writer& operator=(Writer&&) noexcept;
+
+  // Without finish the movie stays incomplete.
   ~Writer();
 
   // Returns the number of the track, counting from 1. Throws zeroTimescale; tracksClosedBySamples
@@ -98,7 +104,8 @@ class Writer {
   void addSampleDescription(std::uint32_t trackNumber,
                             const NorvikKavSampleDescription* description);
 
-  // Throws writerNotOpen; unknownTrack; missingArgument; unknownDescription for an index that is 0
+  // Adds the next sample of a track. Throws writerNotOpen; unknownTrack; missingArgument;
+  // unknownDescription for an index that is 0
   // or above the number of the track's descriptions (a track without any has samples of index 1);
   // editListFull; sampleTableFull for more samples than were announced, in a regular movie;
   // sampleTimeBackwards and sampleTooLarge (1 GiB), in a fragmented movie; and what the stream
@@ -109,7 +116,8 @@ class Writer {
   // Throws metadataAfterFinish, missingArgument, metadataTooLarge, metadataWithoutTracks.
   void setXMPMetadata(const void* bytes, std::size_t size);
 
-  // Completes the movie and lets go of the stream; a second call throws writerNotOpen.
+  // Completes the movie and lets go of the stream, which is not closed. A second call throws
+  // writerNotOpen; what the stream throws comes through.
   void finish();
 
  private:

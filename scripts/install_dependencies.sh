@@ -15,7 +15,7 @@ packages_of() {
     browser) echo chromium ;;
     npm) echo nodejs npm ;;
     package) echo dpkg-dev pandoc gzip ;;
-    package-tests) echo bash-completion debootstrap fish man-db zsh ;;
+    package-tests) echo debootstrap ffmpeg lintian ;;
     docs) echo doxygen graphviz ;;
     format) echo clang-format-14 git ;;
     tidy) echo clang-tidy-14 cppcheck ;;

@@ -11,7 +11,7 @@ echo "== build: release, in $build"
 mkdir -p "$build" out
 log=$build/package.log
 if ! { cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
-         -DQUARRYPACK_ZSH_COMPLETIONS=share/zsh/vendor-completions &&
+         -DQUARRYPACK_DEBIAN=ON &&
        cmake --build "$build" --parallel "$(nproc)"; } >"$log" 2>&1; then
   cat "$log" >&2
   echo "package.sh: the build failed" >&2

@@ -116,6 +116,12 @@ class Batch(unittest.TestCase):
         self.assertEqual(run.err, "")
         self.assertTrue((self.folder / "other.log").exists())
 
+    def test_needs_no_more_of_its_surroundings_than_the_path(self):
+        self.environment = {name: self.environment[name] for name in ("PATH", "QUARRYPACK")}
+        run = self.run_batch("--output-dir", "out", "in/movie 01.mov")
+        self.assertEqual((run.returncode, run.err), (0, ""))
+        self.assertEqual(set(self.outputs()), {"movie 01.mp4"})
+
     def test_writes_beside_the_inputs_without_a_folder(self):
         run = self.run_batch("in/movie 01.mov", "in/second day")
         self.assertEqual(run.returncode, 0, run.err)

@@ -18,6 +18,9 @@ import unittest
 import xml.etree.ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests" / "media"))
+import caption_track  # noqa: E402  (found through the path set above)
+
 SKIPPED = 77
 program = None
 quick = False
@@ -66,7 +69,13 @@ def make_movies(folder):
            "-metadata:s:v", "rotate=90", *ALIGNED, folder / "rotated.mov")
     ffmpeg("-i", folder / "upright_source.mov", "-itsoffset", "0.5", "-i", folder / "upright_source.mov",
            "-map", "0:v", "-map", "1:a", "-map", "0:s", "-c", "copy", *ALIGNED, folder / "late.mov")
-    shutil.copyfile(ROOT / "demo" / "captions.scc", folder / "captions.scc")
+    # One caption in a single line that is longer than a caption message may be.
+    short = (ROOT / "demo" / "captions.scc").read_text(encoding="ascii")
+    long = short.replace("\n\n00:00:03:27\t", " ")
+    assert long != short
+    (folder / "captions.scc").write_text(long, encoding="ascii")
+    ffmpeg("-i", folder / "upright_source.mov", "-i", folder / "captions.scc", "-map", "0:v", "-map",
+           "0:a", "-map", "1:s", "-c", "copy", *ALIGNED, folder / "long.mov")
 
 
 def write_script(path, text):
@@ -126,7 +135,7 @@ class Commands(unittest.TestCase):
                 self.assertEqual(texts_in(self.folder / f"{name}.mp4"), TEXTS)
 
     def test_what_is_warned_of_does_happen(self):
-        for name in ("delivery", "pcm"):
+        for name in ("delivery", "pcm", "long"):
             output = self.folder / f"unprepared_{name}.mp4"
             subprocess.run([program, "--input-file", self.folder / f"{name}.mov", "--output-file",
                             output], check=True, stdout=subprocess.DEVNULL)
@@ -146,6 +155,15 @@ class Commands(unittest.TestCase):
             self.assertEqual(ffprobe(self.folder / f"{name}.mp4", "-select_streams", "v",
                                      "-show_entries", "stream=nb_frames"), "240")
 
+    @unittest.skipUnless(shutil.which("gst-launch-1.0"), "gstreamer1.0-tools is not installed")
+    def test_all_pictures_are_shown_when_the_edit_is_written_again(self):
+        for name, pictures in (("b_frames", 238), ("b_frames_edited", 240)):
+            shown = subprocess.run(
+                ["gst-launch-1.0", "-v", "filesrc", f"location={self.folder}/{name}.mp4", "!", "qtdemux",
+                 "!", "h264parse", "!", "avdec_h264", "!", "fakesink", "sync=false", "silent=false"],
+                check=True, stdout=subprocess.PIPE, text=True).stdout
+            self.assertEqual(shown.count("last-message = chain "), pictures, name)
+
     def test_rotation_is_lost_and_set_again(self):
         def rotation(name):
             return ffprobe(self.folder / name, "-select_streams", "v", "-show_entries",
@@ -162,6 +180,32 @@ class Commands(unittest.TestCase):
             ["ffmpeg", "-nostdin", "-i", self.folder / "filled.mp4", "-t", "0.3", "-map", "0:a", "-af",
              "volumedetect", "-f", "null", "-"], check=True, stderr=subprocess.PIPE, text=True).stderr
         self.assertLess(float(re.search(r"max_volume: (-?[\d.]+)", loudness).group(1)), -50)
+
+    def test_bytes_shown_are_those_written(self):
+        written = (self.folder / "clip.mp4").read_bytes()
+        text = (ROOT / "doc" / "output-format.md").read_text(encoding="utf-8")
+        shown = [bytes.fromhex("".join(re.findall(r"^    ((?:[0-9a-f]{2} {1,2})+)", dump, re.MULTILINE)))
+                 for dump in re.findall(r"(?:^    (?:[0-9a-f]{2} {1,2})+ .*\n)+", text, re.MULTILINE)]
+        self.assertEqual(len(shown), 2)
+        self.assertTrue(written.startswith(shown[0]))
+        self.assertIn(shown[1], written)
+
+    def test_boxes_written_are_those_told(self):
+        def kinds(data, start, end):
+            for kind, first, last in caption_track.children(data, start, end):
+                name = kind.decode().strip()
+                yield name
+                if name in ("moov", "trak", "mdia", "minf", "dinf", "stbl", "edts"):
+                    yield from kinds(data, first + 8, last)
+                if name == "dref":
+                    yield from kinds(data, first + 16, last)
+        text = (ROOT / "doc" / "output-format.md").read_text(encoding="utf-8")
+        tree = re.search(r"^    ftyp\n(?:    .*\n)+", text, re.MULTILINE).group(0)
+        told = set(re.findall(r"(?m)^ +([\w|]+(?: \| \w+)*)", tree.replace("|", "\n ")))
+        written = (self.folder / "clip.mp4").read_bytes()
+        found = set(kinds(written, 0, len(written)))
+        self.assertEqual(told - found, {"tref", "hmhd", "nmhd", "sdtp"})
+        self.assertEqual(found - told, set())
 
     def test_playlist_offers_the_captions(self):
         playlist = (self.folder / "hls" / "clip.m3u8").read_text()
@@ -242,6 +286,7 @@ class Links(unittest.TestCase):
         self.assertIn(f" version {version} - ", usage)
         self.assertRegex((ROOT / "CHANGELOG.md").read_text(), rf"(?m)\A.*?\n\n.*?\n\n## {version}\b")
         self.assertIn(f"quarrypack_{version}_amd64.deb", (ROOT / "README.md").read_text())
+        self.assertIn(f"find_package(quarrypack {version} ", (ROOT / "doc" / "api.md").read_text())
 
 
 def main(arguments):

@@ -19,7 +19,8 @@ class Script:
         self.field = field
         self.next = first
         self.lines = []  # what can be read, in order
-        self.shown_from = {}  # of lines that appear at once: the picture on which they do
+        # For each line the picture with which a player shows it that shows whole lines only.
+        self.shown_from = {}
 
     def _send(self, pairs):
         for pair in pairs:
@@ -31,6 +32,7 @@ class Script:
 
     def _row(self, row, text):
         self._send(make_scc.control(make_scc.ROW_CODES[row]))
+        self.shown_from[text] = self.next
         self._send(make_scc.text_pairs(text))
         self.lines.append(text)
 
@@ -51,8 +53,12 @@ class Script:
 
     def roll_up(self, text):
         self._control(ROLL_UP_2)
+        rolls = self.next
         self._control(CARRIAGE_RETURN)
+        is_first = not self.lines
         self._row(15, text)
+        if not is_first:
+            self.shown_from[text] = rolls  # with what is above it
 
     def paint_on(self, text):
         self._control(RESUME_DIRECT)

@@ -20,6 +20,7 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools"))
 import make_scc  # noqa: E402  (found through the path set above)
+import spread_scc  # noqa: E402
 
 SKIPPED = 77
 program = None
@@ -192,6 +193,21 @@ class CarriedCaptionFile(unittest.TestCase):
         for word in words:
             for byte in bytes.fromhex(word):
                 self.assertEqual(bin(byte).count("1") % 2, 1, word)
+
+
+class SpreadCaptions(unittest.TestCase):
+    def test_gives_every_pair_a_picture_of_its_own(self):
+        self.assertEqual(
+            spread_scc.spread("Scenarist_SCC V1.0\n\n00:00:00:28\t9420 9420 94ae\n\n00:00:01:00\t942f\n"),
+            "Scenarist_SCC V1.0\n\n00:00:00:28\t9420\n\n00:00:00:29\t9420\n"
+            "\n00:00:01:00\t94ae\n\n00:00:01:01\t942f\n")
+
+    def test_counts_drop_frames_as_television_does(self):
+        for picture, code in ((1799, "00:00:59;29"), (1800, "00:01:00;02"), (17981, "00:09:59;29"),
+                              (17982, "00:10:00;00"), (107892, "01:00:00;00")):
+            self.assertEqual(spread_scc.code_of(picture, True), code)
+        for picture in range(2 * 17982 + 2):
+            self.assertEqual(spread_scc.picture_of(spread_scc.code_of(picture, True)), picture)
 
 
 class InputJudges:
@@ -369,6 +385,7 @@ def suite(judges):
     tests = unittest.TestSuite()
     load = unittest.defaultTestLoader.loadTestsFromTestCase
     tests.addTests(load(CarriedCaptionFile))
+    tests.addTests(load(SpreadCaptions))
     for movie in MOVIES:
         case = type(f"{judges.__name__}_{movie.name}", (judges, unittest.TestCase),
                     {"movie": movie})

@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
 """player_test - what the players do with converted movies, as a table of judges by inputs.
 
-    player_test.py PROGRAM [--browser MODULES] [--table FILE]
+    player_test.py PROGRAM [--browser MODULES] [--table FILE] [--document FILE]
 
 Makes movies with captions of known text in both fields and all three styles, converts them, and lets
 every judge look at each: the samples themselves, ffmpeg, mediainfo, GStreamer, and with --browser
 headless Chromium, alone and with hls.js (MODULES is the folder of node_modules). Prints the table, and
-with --table writes it as Markdown. The status is 1 when a judge disagrees, 77 without ffmpeg."""
+with --table writes it as Markdown. The status is 1 when a judge disagrees or a --document does not hold
+this very table, and 77 without ffmpeg."""
 import collections
+import concurrent.futures
 import json
+import os
 import pathlib
 import re
 import shutil
@@ -48,9 +51,10 @@ class Input:
     """A movie of eight seconds; `fields` tells the style of captions in field 1 and in field 2."""
 
     def __init__(self, name, rate, tick, fields, b_frames=0, sound_rate=48000, time_code=None,
-                 maker="ffmpeg"):
+                 sound_version=1, maker="ffmpeg"):
         self.name, self.rate, self.tick, self.b_frames = name, rate, tick, b_frames
         self.sound_rate, self.time_code, self.maker = sound_rate, time_code, maker
+        self.sound_version = sound_version  # of the sound's sample entry
         self.timescale = round(media_test.eval_rate(rate) * tick)
         self.pictures = round(SECONDS * media_test.eval_rate(rate))
         self.scripts = [
@@ -79,7 +83,7 @@ class Input:
             "-map", "0:v", "-map", "1:a", "-frames:v", self.pictures, "-c:v", "libx264", "-preset",
             "veryfast", "-refs", "8", "-pix_fmt", "yuv420p", "-g", "24", "-bf", self.b_frames,
             "-c:a", "aac", "-video_track_timescale", self.timescale, "-movie_timescale",
-            self.timescale, *extra, bare)
+            self.timescale, *extra, "-f", "mov" if self.sound_version else "mp4", bare)
         return bare.read_bytes()
 
     def with_captions(self, bare, scripts):
@@ -140,20 +144,39 @@ INPUTS = [
     Input("25", "25", 1000, ("pop-on", "pop-on")),
     Input("25 B-frames, time code", "25", 1000, ("roll-up", "pop-on"), b_frames=2,
           time_code="01:00:00:00"),
+    Input("23.976", "24000/1001", 1001, ("roll-up", "paint-on")),
     Input("23.976 B-frames", "24000/1001", 1001, ("pop-on", "pop-on"), b_frames=3),
     Input("59.94", "60000/1001", 1001, ("pop-on", "paint-on")),
-    Input("96 kHz sound (version 2)", "30000/1001", 1001, ("pop-on", None), sound_rate=96000),
+    Input("59.94 B-frames", "60000/1001", 1001, ("paint-on", "roll-up"), b_frames=2),
+    Input("sound entry of version 0", "30000/1001", 1001, ("pop-on", None), sound_version=0),
+    Input("sound entry of version 2 (96 kHz)", "30000/1001", 1001, ("pop-on", None),
+          sound_rate=96000, sound_version=2),
     Input("29.97 by GStreamer", "30000/1001", 1001, ("pop-on", None), maker="gstreamer"),
 ]
 
 
 # ---------------------------------------------------------------- what judges share
+def sound_entry_versions(movie):
+    """The version of every AAC sample entry: 0 is the plain form, 1 and 2 are QuickTime's."""
+    def boxes(start, end, kind, *deeper):
+        for found, first, last in caption_track.children(movie, start, end):
+            if found == kind:
+                yield from boxes(first + 8, last, *deeper) if deeper else [first]
+    for stsd in boxes(0, len(movie), b"moov", b"trak", b"mdia", b"minf", b"stbl", b"stsd"):
+        if movie[stsd + 20:stsd + 24] == b"mp4a":
+            yield int.from_bytes(movie[stsd + 32:stsd + 34], "big")
+
+
 class Conversion:
     def __init__(self, movie, folder, program):
         self.movie, self.folder = movie, folder
         self.source, self.output = movie.file(folder, ".mov"), movie.file(folder, ".mp4")
         done = run(program, "--input-file", self.source, "--output-file", self.output)
         expect((done.returncode, done.stderr), (0, b""), "the conversion")
+        expect(list(sound_entry_versions(self.source.read_bytes())), [movie.sound_version],
+               "versions of sound entries before")
+        expect(list(sound_entry_versions(self.output.read_bytes())), [0],
+               "versions of sound entries after")
         packets = packets_of(self.source, self.index_of("video"))
         self.lead = -packets[0].dts if packets[0].dts < 0 else 0
         self.picture = movie.tick / movie.timescale
@@ -310,8 +333,8 @@ def judge_chromium(conversion):
     lead = conversion.lead // conversion.movie.tick
     if abs(seen["duration"] - SECONDS) > 2 * conversion.picture + 0.03:
         raise Disagreement(f"Chromium: {seen['duration']} s long")
-    cut = lead and seen["pictures"] == conversion.movie.pictures - lead
-    return "plays" + (f"; the last {lead} pictures are not shown" if cut else "")
+    expect(seen["pictures"], conversion.movie.pictures - lead, "pictures in Chromium")
+    return "plays" + (f"; the last {lead} pictures are not shown" if lead else "")
 
 
 Cue = collections.namedtuple("Cue", "start text")
@@ -386,6 +409,22 @@ def markdown(rows):
     return "\n".join(lines) + "\n"
 
 
+def versions(modules):
+    """Which programs judged, as they say it themselves."""
+    def of(command, pattern):
+        found = re.search(pattern, output_of(*command)) if shutil.which(command[0]) else None
+        return found and found.group(1)
+    found = [("ffmpeg", of(("ffmpeg", "-version"), r"version ([\d.]+)")),
+             ("mediainfo", of(("mediainfo", "--Version"), r"v([\d.]+)")),
+             ("GStreamer", of(("gst-launch-1.0", "--version"), r"GStreamer ([\d.]+)"))]
+    if modules:
+        hls = pathlib.Path(modules) / "node_modules" / "hls.js" / "package.json"
+        found += [("Chromium", of((os.environ.get("CHROMIUM", "chromium"), "--version"),
+                                  r"Chromium ([\d.]+)")),
+                  ("hls.js", json.loads(hls.read_text(encoding="utf-8"))["version"])]
+    return ", ".join(f"{name} {version}" for name, version in found if version)
+
+
 def option(arguments, name):
     return arguments[arguments.index(name) + 1] if name in arguments else None
 
@@ -398,18 +437,31 @@ def main(arguments):
             print(f"skipped: {tool} is not installed")
             return SKIPPED
     program = pathlib.Path(arguments[0]).resolve()
+    modules = option(arguments, "--browser")
     with tempfile.TemporaryDirectory(prefix="quarrypack_players_") as folder:
-        rows = []
-        for movie in INPUTS:
-            rows.append((movie, judged(movie, pathlib.Path(folder), program,
-                                       option(arguments, "--browser"))))
-            print(f"{movie.name}:")
-            for (name, _), result in zip(JUDGES, rows[-1][1]):
-                print(f"  {name}: {result}", flush=True)
+        def judge(number, movie):
+            own = pathlib.Path(folder) / str(number)
+            own.mkdir()
+            return judged(movie, own, program, modules)
+
+        # Browsers wait for their movies more than they compute.
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            rows = []
+            for movie, results in zip(INPUTS, pool.map(judge, range(len(INPUTS)), INPUTS)):
+                rows.append((movie, results))
+                print(f"{movie.name}:")
+                for (name, _), result in zip(JUDGES, results):
+                    print(f"  {name}: {result}", flush=True)
     table = markdown(rows)
-    print(table)
+    judges = f"Judged by {versions(modules)}."
+    print(f"{judges}\n\n{table}")
     if option(arguments, "--table"):
-        pathlib.Path(option(arguments, "--table")).write_text(table, encoding="utf-8")
+        pathlib.Path(option(arguments, "--table")).write_text(f"{judges}\n\n{table}",
+                                                              encoding="utf-8")
+    document = option(arguments, "--document")
+    if document and table not in pathlib.Path(document).read_text(encoding="utf-8"):
+        print(f"player_test.py: {document} does not hold this table")
+        return 1
     return 1 if "**no**" in table else 0
 
 

@@ -13,8 +13,8 @@ expect() { [ "$1" = "$2" ] || { echo "examples_test.sh: '$1' instead of '$2'" >&
 quietly cmake --install "$build" --prefix "$work/installed"
 # Away from the sources, so that no header is found there by chance.
 cp -r "$examples" "$work/examples"
-quietly cmake -S "$work/examples" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/installed" \
-  -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Werror"
+quietly cmake -S "$work/examples" -B "$work/build" -G Ninja \
+  -DCMAKE_PREFIX_PATH="$work/installed" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Werror"
 quietly cmake --build "$work/build"
 "$work/installed/bin/quarrypack" --help >/dev/null
 

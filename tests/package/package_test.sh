@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian package into a fresh Debian 12 root and uses it there as its users do. Needs
-# root, debootstrap and the network.
+# root, debootstrap, ffmpeg, lintian and the network (scripts/install_dependencies.sh package-tests).
 # usage: tests/package/package_test.sh PACKAGE.deb WORK_FOLDER
 set -euo pipefail
 package=$(realpath "$1")
@@ -9,10 +9,13 @@ work=$(realpath "$2")
 here=$(realpath "$(dirname "${BASH_SOURCE[0]}")")
 root=$work/root
 
-if [ "$(id -u)" -ne 0 ] || ! command -v debootstrap >/dev/null; then
-  echo "skipped: a fresh root needs debootstrap, and to be root"
+if [ "$(id -u)" -ne 0 ]; then
+  echo "skipped: a fresh root is made by root only"
   exit 77
 fi
+for tool in debootstrap ffmpeg lintian; do
+  command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }
+done
 
 step() { echo "== $1"; }
 inside() { chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
@@ -23,6 +26,9 @@ clean_up() {
   umount "$root/dev/pts" "$root/proc" 2>/dev/null || true
   rm -rf --one-file-system "$root"
 }
+
+step "it is as Debian wants it"
+quietly lintian --allow-root --fail-on error,warning "$package"
 
 step "a fresh root"
 clean_up
@@ -67,22 +73,41 @@ expect "$(inside man quarrypack)" "quarrypack $version"
 expect "$(inside man quarrypack-batch)" "quarrypack-batch"
 [ -z "$(inside sh -c 'man --warnings quarrypack quarrypack-batch 2>&1 >/dev/null')" ]
 
+step "its documents lead to each other"
+broken=$(inside sh -c 'cd /usr/share/doc/quarrypack && for page in *.md doc/*.md; do
+  grep -oE "\]\([^)#]+" "$page" | cut -c 3- | while read -r target; do
+    [ -e "$(dirname "$page")/$target" ] || echo "$page: $target"
+  done
+done')
+[ -z "$broken" ] || { echo "package_test.sh: no such page: $broken" >&2; exit 1; }
+expect "$(inside zcat /usr/share/doc/quarrypack/changelog.gz)" "quarrypack ($version)"
+example=/usr/share/doc/quarrypack/examples/quarrypack_config.xml
+expect "$(inside quarrypack --conf-file "$example" 2>&1 || true)" "File not found"
+cp "$movie" "$root/${example%/*}/clip.mov"
+quietly inside sh -c "cd /tmp && quarrypack --conf-file $example"
+cmp "$root/tmp/clip.mp4" "$root/movies/clip.mp4"
+rm "$root/${example%/*}/clip.mov"
+
 step "its completions complete"
 quietly inside apt-get install --yes --no-install-recommends bash-completion fish zsh
 expect "$(inside bash -c '. /usr/share/bash-completion/bash_completion; _completion_loader quarrypack
   COMP_WORDS=(quarrypack --in) COMP_CWORD=1; _quarrypack; echo "${COMPREPLY[@]}"')" --input-file
+expect "$(inside bash -c '. /usr/share/bash-completion/bash_completion; _completion_loader quarrypack
+  COMP_WORDS=(quarrypack --input-file = /mov) COMP_CWORD=3; _quarrypack; echo "${COMPREPLY[@]}"')" \
+  /movies
 expect "$(inside bash -c '. /usr/share/bash-completion/bash_completion
   _completion_loader quarrypack-batch
   COMP_WORDS=(quarrypack-batch --res) COMP_CWORD=1; _quarrypack_batch; echo "${COMPREPLY[@]}"')" \
   --resume
 expect "$(inside fish -c 'complete -C "quarrypack --in"')" --input-file
+expect "$(inside fish -c 'complete -C "quarrypack --input-file=/mov"')" /movies/
 expect "$(inside fish -c 'complete -C "quarrypack-batch --res"')" --resume
 cat >"$root/complete.zsh" <<'ZSH'
 zmodload zsh/zpty
 zpty shell zsh -f -i
 zpty -w shell "autoload -U compinit; compinit -u -D; PS1=; print rea''dy"
 zpty -r -m shell ignored '*ready*'
-zpty -w -n shell $'quarrypack --inp\t'
+zpty -w -n shell $'quarrypack --inp\t/mov\t'
 sleep 2
 while zpty -r -t shell part; do text+=$part; done
 print -r -- "$text"
@@ -93,7 +118,8 @@ mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
 ln -sf pts/ptmx "$root/dev/ptmx"
 completed=$(inside timeout 20 zsh -f /complete.zsh || true)
 umount --lazy "$root/dev/pts"
-expect "$completed" --input-file
+# Less what makes it bold, and what is written over.
+expect "$(sed -E 's/\x1b\[[0-9;?]*[A-Za-z]//g; s/.\x08//g' <<<"$completed")" --input-file=/movies/
 
 step "a program builds with it, by find_package and by pkg-config"
 quietly inside apt-get install --yes --no-install-recommends cmake g++ ninja-build pkg-config \
