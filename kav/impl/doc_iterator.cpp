@@ -25,8 +25,9 @@ class DelayedIterator final : public SampleIterator {
   bool hasNext() override { return samples_->hasNext(); }
   SamplePtr next() override {
     SamplePtr sample = samples_->next();
-    if (sample != nullptr)
+    if (sample != nullptr) {
       sample->info.decodingTime = wrappingAdd(sample->info.decodingTime, delay_);
+    }
     return sample;
   }
 
