@@ -42,11 +42,8 @@ corpus_of() {
 
 # fuzz TARGET: no input may take longer than 10 seconds, 600 MiB at once or 1500 MiB in all.
 fuzz() {
-  local target=$1 corpus dictionary=boxes.dict inputs
+  local target=$1 corpus dictionary=boxes.dict
   corpus=$(corpus_of "$target")
-  inputs=("$build/learned/$target" "$programs/seeds/$corpus")
-  # A kind of input for which nothing is stored has no folder.
-  [ ! -d "$source/corpus/$corpus" ] || inputs+=("$source/corpus/$corpus")
   [ "$target" != xml ] || dictionary=xml.dict
   mkdir -p "$build/learned/$target" "$build/found"
   ASAN_OPTIONS=strict_string_checks=1:detect_stack_use_after_return=1 \
@@ -54,7 +51,7 @@ fuzz() {
     "$programs/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=1500 \
       -malloc_limit_mb=600 -max_len=16384 -print_final_stats=1 \
       -dict="$source/$dictionary" -artifact_prefix="$build/found/$target-" \
-      "${inputs[@]}" \
+      "$build/learned/$target" "$programs/seeds/$corpus" "$source/corpus/$corpus" \
       >"$build/$target.log" 2>&1
 }
 
