@@ -5,15 +5,6 @@
 #include "config/config_exceptions.h"
 
 namespace orx::config {
-namespace {
-
-// Moves the nodes of a list to the end of another one.
-void moveInto(ConfigNode::List& target, ConfigNode::List& source) {
-  for (auto& node : source) target.push_back(std::move(node));
-  source.clear();
-}
-
-}  // namespace
 
 ConfigNode::ConfigNode(std::string nodeName, ConfigNode* enclosing)
     : parent(enclosing), name(std::move(nodeName)) {}
@@ -54,17 +45,24 @@ ConfigNode& ConfigNode::operator=(const ConfigNode& other) {
   return *this;
 }
 
-// A node that is destroyed inside the loop has given its own lists away, so its destructor finds
-// nothing to do and the depth of the calls does not grow with the depth of the tree.
+// A walk down to the leaves and back, which frees each node when it has become a leaf: the depth of
+// the calls does not grow with the depth of the tree, and nothing is allocated that could fail.
 ConfigNode::~ConfigNode() {
-  List doomed;
-  moveInto(doomed, children);
-  moveInto(doomed, attributes);
-  while (!doomed.empty()) {
-    const std::unique_ptr<ConfigNode> node = std::move(doomed.back());
-    doomed.pop_back();
-    moveInto(doomed, node->children);
-    moveInto(doomed, node->attributes);
+  ConfigNode* node = this;
+  for (;;) {
+    List& list = node->children.empty() ? node->attributes : node->children;
+    if (list.empty()) {
+      if (node == this) return;
+      node = node->parent;
+      continue;
+    }
+    ConfigNode* const last = list.back().get();
+    if (last->children.empty() && last->attributes.empty()) {
+      list.pop_back();
+    } else {
+      last->parent = node;
+      node = last;
+    }
   }
 }
 

@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <new>
 #include <sstream>
+#include <string_view>
 
+#include "config/config_document.h"
 #include "src/entry_point.h"
 #include "tests/faults/fault_runs.h"
 #include "tests/support/run_program.h"
@@ -146,6 +148,33 @@ TEST(AllocationFaults, LeaveTheWriterAsAnException) {
       return faultWasMet;
     });
   }
+}
+
+// The tree is freed while memory is still short.
+TEST(AllocationFaults, LeaveTheSettingsAsAnException) {
+  const TemporaryFolder folder;
+  const std::string name = (folder.path() / "settings.xml").string();
+  const std::string_view longText = "text that is longer than a string keeps in itself";
+  writeFile(name, text("<a><b c='" + std::string(longText) + "'/><d><e><f>" +
+                       std::string(longText) + "</f></e></d></a>"));
+  forEachFault("settings, allocations", [&](std::size_t k) {
+    bool isWhole = true;
+    {
+      const ShortMemory shortMemory(k);
+      try {
+        std::unique_ptr<orx::config::ConfigNode> root;
+        orx::config::ConfigDocument::load(root, name);
+        if (root != nullptr) {
+          isWhole = root->children.size() == 2 &&
+                    root->children[0]->attributes.at(0)->data == longText &&
+                    root->children[1]->children.at(0)->children.at(0)->data == longText;
+        }
+      } catch (const std::bad_alloc&) {
+      }
+    }
+    EXPECT_TRUE(isWhole) << "allocation " << k;
+    return faultWasMet;
+  });
 }
 
 // What the program says when it runs into something that it has no name for.
