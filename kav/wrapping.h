@@ -11,16 +11,19 @@ namespace norvik::kav {
 // same here. Every other sum in the project stays in range: a build that looks for unsigned
 // overflow excepts these functions and nothing else.
 
+// The sum, in the type of the first argument.
 template <std::unsigned_integral T>
 constexpr T wrappingAdd(T a, std::type_identity_t<T> b) {
   return a + b;
 }
 
+// The difference, in the type of the first argument.
 template <std::unsigned_integral T>
 constexpr T wrappingSubtract(T a, std::type_identity_t<T> b) {
   return a - b;
 }
 
+// The product, in the type of the first argument.
 template <std::unsigned_integral T>
 constexpr T wrappingMultiply(T a, std::type_identity_t<T> b) {
   return a * b;

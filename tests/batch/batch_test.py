@@ -122,6 +122,15 @@ class Batch(unittest.TestCase):
         self.assertEqual((run.returncode, run.err), (0, ""))
         self.assertEqual(set(self.outputs()), {"movie 01.mp4"})
 
+    def test_counts_processors_where_little_is_known_of_them(self):
+        """In a container there may be no /sys, of which lscpu complains."""
+        lscpu = self.folder / "lscpu"
+        lscpu.write_text('#!/bin/sh\necho "lscpu: failed to determine number of CPUs" >&2\nexit 1\n')
+        lscpu.chmod(0o755)
+        self.environment["PATH"] = f"{self.folder}:{self.environment['PATH']}"
+        run = self.run_batch("--output-dir", "out", "in/movie 01.mov")
+        self.assertEqual((run.returncode, run.err), (0, ""))
+
     def test_writes_beside_the_inputs_without_a_folder(self):
         run = self.run_batch("in/movie 01.mov", "in/second day")
         self.assertEqual(run.returncode, 0, run.err)

@@ -245,7 +245,19 @@ class Commands(unittest.TestCase):
     @unittest.skipIf("--quick" in sys.argv, "nothing is built")
     def test_installs_what_it_says(self):
         local = self.installed / "usr" / "local"
-        for name in ("bin/quarrypack", "bin/quarrypack-batch", "share/man/man1/quarrypack.1.gz"):
+        for name in ("bin/quarrypack", "bin/quarrypack-batch", "share/man/man1/quarrypack.1.gz",
+                     "share/man/man1/quarrypack-batch.1.gz", "lib/libquarrypack_kav.a",
+                     "lib/libquarrypack_kaf.a", "include/quarrypack/kav/reader.h",
+                     "include/quarrypack/kaf/kav_stream.h", "lib/pkgconfig/quarrypack.pc",
+                     "lib/cmake/quarrypack/quarrypackConfig.cmake",
+                     "share/bash-completion/completions/quarrypack",
+                     "share/bash-completion/completions/quarrypack-batch",
+                     "share/zsh/site-functions/_quarrypack",
+                     "share/fish/vendor_completions.d/quarrypack.fish",
+                     "share/fish/vendor_completions.d/quarrypack-batch.fish",
+                     "share/doc/quarrypack/LICENSE", "share/doc/quarrypack/README.md",
+                     "share/doc/quarrypack/doc/player-matrix.md",
+                     "share/doc/quarrypack/examples/quarrypack_config.xml"):
             self.assertTrue((local / name).exists(), name)
 
 
