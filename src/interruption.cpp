@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "src/progress_line.h"
+
 namespace quarrypack {
 namespace {
 
@@ -25,6 +27,7 @@ bool isTarget(const struct stat& status) {
 extern "C" void removeAndEnd(int signal) {
   struct stat status;
   if (lstat(target.path, &status) == 0 && isTarget(status)) unlink(target.path);
+  eraseProgressFromHandler();
   raise(signal);
 }
 

@@ -9,7 +9,8 @@ namespace quarrypack {
 
 // While it lives, SIGINT and SIGTERM remove the file that is being written before they end the
 // process as they always do: whoever stops a conversion is not left with half a movie that looks
-// like a whole one. Whoever waits for the process still sees which signal it was.
+// like a whole one, nor with a progress line on the terminal. Whoever waits for the process still
+// sees which signal it was.
 //
 // A signal that the program was started to ignore stays ignored. At most one object at a time.
 class RemovalOnInterruption {

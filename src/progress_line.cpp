@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -30,6 +31,10 @@ constexpr std::string_view kToLineStart = "\r";
 constexpr std::string_view kEraseLine = "\r\x1b[K";
 constexpr std::string_view kFaint = "\x1b[2m";
 constexpr std::string_view kPlain = "\x1b[0m";
+
+// Where a line stands, for a handler to find; kNowhere while there is none.
+constexpr std::sig_atomic_t kNowhere = -1;
+volatile std::sig_atomic_t shownOn = kNowhere;
 
 // A variable that is set to nothing counts as not set.
 std::string_view environment(const char* name) {
@@ -90,11 +95,15 @@ void ProgressTerminal::draw(const std::string& text) const {
   if (isColourful_) line += kFaint;
   line += text;
   if (isColourful_) line += kPlain;
+  shownOn = descriptor_;
   // One transfer, so that no half of a line is ever seen.
   send(line += kToLineStart);
 }
 
-void ProgressTerminal::erase() const { send(std::string(kEraseLine)); }
+void ProgressTerminal::erase() const {
+  send(std::string(kEraseLine));
+  shownOn = kNowhere;
+}
 
 // A terminal that is gone takes nothing; the conversion goes on without a viewer.
 void ProgressTerminal::send(const std::string& text) const {
@@ -105,6 +114,12 @@ void ProgressTerminal::send(const std::string& text) const {
     if (sent <= 0) return;
     rest.remove_prefix(static_cast<std::size_t>(sent));
   }
+}
+
+void eraseProgressFromHandler() {
+  if (shownOn == kNowhere) return;
+  // The process ends either way, so nothing is done about a terminal that takes nothing.
+  [[maybe_unused]] const ssize_t sent = ::write(shownOn, kEraseLine.data(), kEraseLine.size());
 }
 
 ProgressLine::ProgressLine(std::optional<ProgressTerminal> terminal, Clock::time_point (*now)())

@@ -44,6 +44,10 @@ class ProgressTerminal {
   bool isColourful_;
 };
 
+// Erases the line that stands on a terminal, if there is one: for the handler of a signal that ends
+// the process, by nothing but calls that are safe in one.
+void eraseProgressFromHandler();
+
 // Shows the progress of one conversion while it lives, on a terminal only, and only of a conversion
 // that takes longer than a second. The line is gone when the object is, whatever ends the
 // conversion, and it makes way for whatever is printed on standard output meanwhile.

@@ -4,15 +4,20 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <string>
 
+#include "src/interruption.h"
+#include "tests/support/bytes.h"
+#include "tests/support/run_program.h"
 #include "tests/unit/src/console.h"
 
 namespace quarrypack {
@@ -208,6 +213,33 @@ TEST_F(ProgressLineOnTerminal, IsErasedWhenTheConversionFails) {
     throw std::string("failed");
   } catch (const std::string&) {
     EXPECT_EQ(terminal_.sent(), "\r\x1b[K");
+  }
+}
+
+TEST_F(ProgressLineOnTerminal, IsErasedWhenASignalEndsTheConversion) {
+  const test::TemporaryFolder folder;
+  const std::string movie = (folder.path() / "clip.mp4").string();
+  for (const bool isDrawn : {true, false}) {
+    test::writeFile(movie, test::text("half a movie"));
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ProgressLine line(screen_, &now);
+      const RemovalOnInterruption removal(movie);
+      if (isDrawn) time_ = 2000ms;
+      writeSome(line);
+      ::raise(SIGINT);
+      ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    const std::string sent = terminal_.sent();
+    if (isDrawn) {
+      EXPECT_NE(sent.find("placed\r\r\x1b[K"), std::string::npos) << sent;
+      EXPECT_EQ(sent.substr(sent.size() - 4), "\r\x1b[K");
+    } else {
+      EXPECT_EQ(sent, "");
+    }
   }
 }
 
