@@ -8,7 +8,7 @@ install(PROGRAMS batch/quarrypack-batch DESTINATION "${CMAKE_INSTALL_BINDIR}")
 install(FILES README.md CHANGELOG.md ARCHITECTURE.md CONTRIBUTING.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES doc/api.md doc/batch.md doc/caption-data.md doc/output-format.md doc/performance.md
-              doc/player-matrix.md
+  doc/player-matrix.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/doc")
 install(FILES doc/quarrypack_config.example.xml
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" RENAME quarrypack_config.xml)
