@@ -253,6 +253,14 @@ TEST_F(InsertCaptionSei, LeavesAPairOfZerosUnescaped) {
             hex("00000015 060411b500314741393403c2ff fc0000 fc0000 ff80") + kSlice);
 }
 
+// The borrowed byte ends a triplet too, so that no third byte of a row of zeros can follow it.
+TEST_F(InsertCaptionSei, LeavesAZeroBorrowedBehindAZeroUnescaped) {
+  EXPECT_EQ(inserted(kSlice, atom("cdat", hex("00")) + atom("cdt2", hex("0000"))),
+            hex("00000015 060411b500314741393403c1ff fc0000 fd0000 ff80") + kSlice);
+  EXPECT_EQ(inserted(kSlice, atom("cdt2", hex("000000"))),
+            hex("00000015 060411b500314741393403c1ff fd0000 fd0000 ff80") + kSlice);
+}
+
 TEST_F(InsertCaptionSei, CountsNothingWithoutAtoms) {
   EXPECT_EQ(inserted(kSlice, {}), kUnit0 + kSlice);
   EXPECT_EQ(inserted(kSlice, hex("0000000c 636461")), kUnit0 + kSlice);

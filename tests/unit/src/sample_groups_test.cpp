@@ -56,6 +56,16 @@ TEST(FlushDecision, ArmsOnlyOnTheVideoTrack) {
   for (std::uint64_t i = 0; i < 10; ++i) EXPECT_FALSE(decision.flushesBefore(audio(i), i));
 }
 
+TEST(FlushDecision, DoesNotArmOnAnAudioSyncSampleBehindTheFirstKeyFrame) {
+  FlushDecision decision;
+  EXPECT_FALSE(decision.flushesBefore(video(0, true), 0));
+  EXPECT_FALSE(decision.flushesBefore(audio(0), 1));
+  EXPECT_FALSE(decision.flushesBefore(video(40, false), 2));
+  EXPECT_FALSE(decision.flushesBefore(video(80, true), 3));
+  EXPECT_TRUE(decision.flushesBefore(video(120, false), 4));
+  EXPECT_EQ(decision.groupLength(), 3u);
+}
+
 TEST(FlushDecision, GrowsWithSyncSamplesOfAnyTrackWhileArmed) {
   FlushDecision decision;
   EXPECT_FALSE(decision.flushesBefore(video(0, true), 0));
