@@ -1,3 +1,4 @@
+#include "tests/support/movie_builder.h"
 #include "tests/support/run_program.h"
 
 #include <gtest/gtest.h>
@@ -115,7 +116,8 @@ TEST_F(CommandLine, ShowsTheUsageTextWhenStartedWithoutAnyWord) {
 
 TEST_F(CommandLine, ConvertsNothingWithHelp) {
   write("a.mov", "a movie");
-  EXPECT_EQ(run({"--help", "--input-file=a.mov", "--output-file=o.mp4"}).status, 0);
+  expectEnd(run({"--help", "--input-file=a.mov", "--output-file=o.mp4"}), 0,
+            usageText("quarrypack", "quarrypack"), "");
   EXPECT_FALSE(std::filesystem::exists(path("o.mp4")));
 }
 
@@ -123,6 +125,11 @@ TEST_F(CommandLine, PutsAMalformedDefaultFileBeforeHelpAndBeforeTheUsageText) {
   write("quarrypack_config.xml", "<c>");
   expectEnd(run({"--help"}), 1, "", kInvalidSettings);
   expectEnd(run({}), 1, "", kInvalidSettings);
+}
+
+TEST_F(CommandLine, PutsAMalformedNamedFileBeforeHelp) {
+  write("c.xml", "<c>");
+  expectEnd(run({"--help", "--conf-file=c.xml"}), 1, "", kInvalidSettings);
 }
 
 TEST_F(CommandLine, RefusesUnknownOptionsMissingValuesAndBareWords) {
@@ -155,6 +162,20 @@ TEST_F(CommandLine, CountsAnInputOfAConfigurationFileFromItsFolder) {
   write("sub/a.mov", "a movie");
   expectInput("sub/a.mov", {"--conf-file=sub/c.xml"});
   expectInput(path("sub/a.mov"), {"--conf-file=" + path("sub/c.xml")});
+}
+
+TEST_F(CommandLine, WritesTheOutputOfAConfigurationFileIntoTheWorkingFolder) {
+  write("sub/c.xml", "<c><input-file>a.mov</input-file><output-file>out.mp4</output-file></c>");
+  writeFile(path("sub/a.mov"), MovieBuilder({videoTrack(), captionTrack(3)}).build());
+  expectEnd(run({"--conf-file=sub/c.xml"}), 0,
+            "Converting clcp(v608) data in file sub/a.mov to file out.mp4...\n", "");
+  EXPECT_TRUE(std::filesystem::exists(path("out.mp4")));
+  EXPECT_FALSE(std::filesystem::exists(path("sub/out.mp4")));
+}
+
+TEST_F(CommandLine, NeverShowsTheUsageTextForAConfigurationFile) {
+  write("quarrypack_config.xml", "<c><help>true</help></c>");
+  expectEnd(run({"--input-file=missing.mov"}), 1, "", kFileNotFound);
 }
 
 TEST_F(CommandLine, TakesPathsWithBackslashes) {

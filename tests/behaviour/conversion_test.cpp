@@ -177,6 +177,33 @@ TEST_F(CaptionPlacement, EndsTheFirstGroupEarlyWhenASoundSyncSampleComesFirst) {
   }
 }
 
+// The first picture of the second track is shown late. Only a group that ends before 400 gives it
+// the caption of 350, which else goes to the picture of that time.
+TEST_F(CaptionPlacement, EndsGroupsOnlyAtTheKeyPicturesOfTheFirstVideoTrack) {
+  const auto movieWith = [](std::size_t firstSyncEvery, std::size_t secondSyncEvery) {
+    MovieBuilder movie(
+        {tenPictures(firstSyncEvery), tenPictures(secondSyncEvery), captionsAt({350})});
+    movie.tracks[1].samples[0].compositionOffset = 500;
+    return movie;
+  };
+  {
+    const MovieBuilder movie = movieWith(10, 3);
+    const BoxWalk walk(converted(movie));
+    Samples first = movie.tracks[0].sampleBytes();
+    first[4] = inserted(first[4], 6, captionUnit(pairsOf(movie.tracks[2], 0)));
+    EXPECT_EQ(walk.track(1).sampleBytes(), first);
+    EXPECT_EQ(walk.track(2).sampleBytes(), movie.tracks[1].sampleBytes());
+  }
+  {
+    const MovieBuilder movie = movieWith(3, 10);
+    const BoxWalk walk(converted(movie));
+    Samples second = movie.tracks[1].sampleBytes();
+    second[0] = inserted(second[0], 26, captionUnit(pairsOf(movie.tracks[2], 0)));
+    EXPECT_EQ(walk.track(1).sampleBytes(), movie.tracks[0].sampleBytes());
+    EXPECT_EQ(walk.track(2).sampleBytes(), second);
+  }
+}
+
 struct CaptionBytes {
   const char* name;
   Bytes caption;
