@@ -177,6 +177,33 @@ TEST(OpenReader, AnswersWithTheCodeOfTheFailureAndLeavesTheHandleAlone) {
   EXPECT_EQ(Opened(movie).code, 14u);
 }
 
+TEST(OpenReader, AnswersWithTheCodeOfEveryKindOfBrokenTable) {
+  constexpr std::uint32_t kTooMany = 100'000'001;
+  const struct {
+    const char* table;
+    Bytes replacement;
+    std::uint32_t code;
+  } cases[] = {
+      {"stts", fullBox("stts", 0, 0, u32(kTooMany)), 9},
+      {"stts", fullBox("stts", 0, 0, u32(99)), 27},
+      {"stsc", fullBox("stsc", 0, 0, u32(1), u32List({2, 1, 1})), 23},
+      {"stss", fullBox("ctts", 0, 0, u32(2), u32List({0xFFFFFFF0, 0, 0x20, 0})), 30},
+      {"stss", fullBox("ctts", 0, 0, u32(kTooMany)), 9},
+      {"stss", fullBox("stss", 0, 0, u32(kTooMany)), 31},
+      {"stsz", fullBox("stsz", 0, 0, u32(7), u32(kTooMany)), 31},
+      {"stco", fullBox("stco", 0, 0, u32(kTooMany)), 31},
+      {"stco", fullBox("co64", 0, 0, u32(kTooMany)), 31},
+      {"stsd", fullBox("stsd", 0, 0, u32(kTooMany)), 31},
+  };
+  for (const auto& [table, replacement, code] : cases) {
+    MovieBuilder movie = smallMovie();
+    movie.replace(std::string("moov/trak[1]/mdia/minf/stbl/") + table, replacement);
+    const Opened opened(movie);
+    EXPECT_EQ(opened.code, code) << table;
+    EXPECT_EQ(opened.reader, nullptr) << table;
+  }
+}
+
 TEST(OpenReader, AnswersWithTheCodeOfAFailingStream) {
   const Bytes file = smallMovie().build();
   const Opened counted(file);

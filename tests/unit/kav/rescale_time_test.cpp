@@ -28,6 +28,8 @@ TEST(RescaleTime, RoundsToNearestAndDropsAnExactHalfOfAnEvenScale) {
       {1, 3, 1, 0},            //
       {2, 3, 1, 1},            //
       {1001, 30000, 600, 20},  // 20.02
+      {3, 2, 3, 4},            // 4.5
+      {1, 2, 3, 1},            // 1.5
       {1, 1, 0xFFFFFFFF, 0xFFFFFFFF},
   };
   for (const Case& c : cases) {

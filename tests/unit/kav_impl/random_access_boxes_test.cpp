@@ -49,6 +49,16 @@ TEST(MfraBox, EndsWithItsOwnLength) {
             fullBox("mfro", 0, 0, u32(kLength)));
 }
 
+TEST(MfraBox, NeedsExactlyOneEnd) {
+  for (const int ends : {0, 2}) {
+    TestFile file;
+    RootBox root(file.stream);
+    MfraBox box(file.stream);
+    for (int i = 0; i < ends; ++i) addNewChild<MfroBox>(box, file.stream);
+    EXPECT_EQ(failureOf([&] { root.readBody(box, true); }), 14u) << ends;
+  }
+}
+
 TEST(MfraBox, IsTheSameWhenItIsWrittenAgain) {
   TestFile file;
   MfraBox box(file.stream);

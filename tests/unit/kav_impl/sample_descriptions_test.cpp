@@ -4,6 +4,8 @@
 
 #include <bit>
 #include <string>
+#include <typeindex>
+#include <typeinfo>
 
 #include "kav/impl/file_boxes.h"
 #include "tests/support/box_builders.h"
@@ -184,6 +186,21 @@ TEST(StsdBox, ReadsTheEntryOfACaptionTrackWhole) {
   EXPECT_EQ(descriptor.info().handlerType, kCaptions);
   EXPECT_EQ(descriptor.info().dataReferenceIndex, 9u);
   EXPECT_EQ(headerBytesOf(descriptor), (Bytes{1, 2, 3, 4, 5}));
+}
+
+// The kind of an entry comes from the handler of its track, whatever the entry calls itself.
+TEST(StsdBox, TakesTheKindOfAnEntryFromTheHandlerOfItsTrack) {
+  const auto entryOf = [](FourCc handler) {
+    TestFile file(stsd(1, box("avc1", zeros(100))));
+    const OwnedBox<StsdBox> box = readStsd(file, handler);
+    const Box& entry = *box->children()[0];
+    return std::type_index(typeid(entry));
+  };
+  EXPECT_EQ(entryOf(kCaptions), typeid(KavSampleEntry));
+  EXPECT_EQ(entryOf(fourCc("text")), typeid(KavSampleEntry));
+  EXPECT_EQ(entryOf(kVideo), typeid(KavVideoSampleEntry));
+  EXPECT_EQ(entryOf(kSound), typeid(KavAudioSampleEntry));
+  EXPECT_EQ(entryOf(kHint), typeid(KavZeltSampleEntry));
 }
 
 TEST(StsdBox, KeepsTheHeaderAndCountAsItsFixedPart) {

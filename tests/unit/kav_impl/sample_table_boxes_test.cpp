@@ -395,6 +395,7 @@ TEST(SdtpBox, ReadsLiteralBytes) {
   sdtp->stream().seekTo(12);
   EXPECT_EQ(codeOf([&] { sdtp->readContent(); }), 27u);
   EXPECT_EQ(codeOf([&] { sdtp->setSampleCount(kTooMany); }), 31u);
+  EXPECT_EQ(codeOf([&] { sdtp->setSampleCount(kTooMany - 1); }), std::nullopt);
 }
 
 TEST(SdtpBox, WritesLiteralBytes) {
@@ -416,6 +417,26 @@ TEST(SampleTables, RefuseToBeBuiltForMoreSamplesThanAnyRealFileHas) {
   EXPECT_EQ(codeOf([&] { StssBox(kTooMany, output.stream); }), 31u);
   EXPECT_EQ(codeOf([&] { Co64Box(kTooMany, output.stream); }), 31u);
   EXPECT_EQ(codeOf([&] { StscBox(kTooMany, output.stream); }), std::nullopt);
+}
+
+TEST(SampleTables, AreBuiltForAsManySamplesAsAnyRealFileHas) {
+  constexpr std::uint32_t kMost = kTooMany - 1;
+  Output output;
+  EXPECT_EQ(SttsBox(kMost, 1, output.stream).getCurrentSize(), 16 + 8ull * kMost);
+  EXPECT_EQ(SdtpBox(kMost, output.stream).getCurrentSize(), 12ull + kMost);
+  EXPECT_EQ(StszBox(kMost, output.stream).getCurrentSize(), 20 + 4ull * kMost);
+  EXPECT_EQ(StssBox(kMost, output.stream).getCurrentSize(), 16 + 4ull * kMost);
+  EXPECT_EQ(Co64Box(kMost, output.stream).getCurrentSize(), 16 + 8ull * kMost);
+}
+
+// A count that a real file may have is measured against the bytes of its box.
+TEST(SampleTables, OfAPlausibleCountAreRefusedForTheirLength) {
+  const Bytes most = u32(kTooMany - 1);
+  EXPECT_EQ(codeOfReading<CttsBox>(fullBox("ctts", 0, 0, most)), 27u);
+  EXPECT_EQ(codeOfReading<StszBox>(fullBox("stsz", 0, 0, u32(0), most)), 27u);
+  EXPECT_EQ(codeOfReading<StcoBox>(fullBox("stco", 0, 0, most)), 27u);
+  EXPECT_EQ(codeOfReading<Co64Box>(fullBox("co64", 0, 0, most)), 27u);
+  EXPECT_EQ(codeOfReading<StssBox>(fullBox("stss", 0, 0, most)), 27u);
 }
 
 TEST(SampleTables, AreReadBehindHeadersOfEveryForm) {
