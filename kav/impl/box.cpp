@@ -63,7 +63,7 @@ void Box::writeHeader() {
   storeU32(bytes.data(), hasLargeSize_ ? 1 : compactSize(currentSize_));
   storeU32(bytes.data() + 4, type_);
   storeU64(bytes.data() + 8, currentSize_);
-  stream_.write(bytes.data(), hasLargeSize_ ? 16 : 8);
+  stream_.writeFully(bytes.data(), hasLargeSize_ ? 16 : 8);
 }
 
 std::uint64_t Box::getContentSize() const { return getSize() - headerLength(); }
@@ -156,7 +156,7 @@ std::uint64_t Box::bytesLeft() const {
 
 void Box::writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
   stream_.seekTo(offset);
-  stream_.write(bytes.data(), bytes.size());
+  stream_.writeFully(bytes.data(), bytes.size());
 }
 
 FullBox::FullBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
@@ -172,7 +172,7 @@ void FullBox::writeHeader() {
   Box::writeHeader();
   std::array<std::uint8_t, 4> word;
   storeU32(word.data(), static_cast<std::uint32_t>(version_) << 24 | flags_);
-  stream().write(word.data(), word.size());
+  stream().writeFully(word.data(), word.size());
 }
 
 void FullBox::readVersionAndFlags() {

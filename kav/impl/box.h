@@ -170,7 +170,7 @@ class Box : public KavBase {
   bool isWritten() const { return written_; }
   std::vector<BoxPtr>& ownedChildren() { return children_; }
 
-  // Writes bytes at an offset in the file.
+  // Writes bytes at an offset in the file; throws ioFailed when the stream does not take them all.
   void writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes);
 
  private:

@@ -84,7 +84,9 @@ std::uint64_t MdatBox::addSampleData(std::span<const std::uint8_t> bytes, Sample
 void MdatBox::writeContent() {
   if (pending_.empty()) return;
   stream().seekTo(payloadStart());
-  for (const SampleData& data : pending_) stream().write(data.bytes().data(), data.bytes().size());
+  for (const SampleData& data : pending_) {
+    stream().writeFully(data.bytes().data(), data.bytes().size());
+  }
 }
 
 SkipBox::SkipBox(std::uint64_t size, NorvikKavStream& stream, Fill fill, FourCc type)
@@ -102,7 +104,7 @@ void SkipBox::writeContent() {
   stream().seekTo(payloadStart());
   for (std::uint64_t left = getContentSize(); left > 0;) {
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, kZeros.size()));
-    stream().write(kZeros.data(), count);
+    stream().writeFully(kZeros.data(), count);
     left -= count;
   }
   contentWritten_ = true;
@@ -125,7 +127,7 @@ void UuidBox::setPayload(std::span<const std::uint8_t> bytes) {
 
 void UuidBox::writeHeader() {
   Box::writeHeader();
-  if (extendedType()) stream().write(extendedType()->data(), extendedType()->size());
+  if (extendedType()) stream().writeFully(extendedType()->data(), extendedType()->size());
 }
 
 void UuidBox::readContent() {
