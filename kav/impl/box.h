@@ -266,11 +266,11 @@ T* childAs(Box& child) {
   return dynamic_cast<T*>(&child);
 }
 
-// Keeps a view of the first child of a class. Where a container needs exactly one, its rules refuse
-// the second.
+// Keeps a view of a child of a class as it is added: where a container holds several of them, the
+// last one counts. Where exactly one is needed, the container's rules refuse the second.
 template <class T>
-void rememberFirst(T*& remembered, Box& child) {
-  if (remembered == nullptr) remembered = childAs<T>(child);
+void remember(T*& remembered, Box& child) {
+  if (T* found = childAs<T>(child)) remembered = found;
 }
 
 }  // namespace norvik::kav::impl

@@ -73,9 +73,9 @@ MdiaBox::MdiaBox(const TrackParameters& parameters, NorvikKavStream& stream)
 }
 
 void MdiaBox::addChild(BoxPtr child) {
-  rememberFirst(mdhd_, *child);
-  rememberFirst(hdlr_, *child);
-  rememberFirst(minf_, *child);
+  remember(mdhd_, *child);
+  remember(hdlr_, *child);
+  remember(minf_, *child);
   Box::addChild(std::move(child));
 }
 
@@ -153,9 +153,9 @@ MinfBox::MinfBox(const TrackParameters& parameters, NorvikKavStream& stream)
 }
 
 void MinfBox::addChild(BoxPtr child) {
-  if (mediaHeader_ == nullptr && isMediaHeader(child->type())) mediaHeader_ = child.get();
-  rememberFirst(dinf_, *child);
-  rememberFirst(stbl_, *child);
+  if (isMediaHeader(child->type())) mediaHeader_ = child.get();
+  remember(dinf_, *child);
+  remember(stbl_, *child);
   Box::addChild(std::move(child));
 }
 
