@@ -160,8 +160,15 @@ std::vector<TrackTotals> Reader::countSamples(std::uint64_t costLimit) {
   return totals;
 }
 
+XMPDataBox* Reader::findMetadata() {
+  if (hasNoMetadata_) return nullptr;
+  XMPDataBox* box = document_.root().readMetadata();
+  hasNoMetadata_ = box == nullptr;
+  return box;
+}
+
 std::span<const std::uint8_t> Reader::metadata() {
-  const XMPDataBox* box = document_.root().readMetadata();
+  const XMPDataBox* box = findMetadata();
   if (box == nullptr) return {};
   return box->payload();
 }

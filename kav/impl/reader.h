@@ -18,6 +18,7 @@ namespace norvik::kav::impl {
 class MdatBox;
 class MvhdBox;
 class SampleDescriptor;
+class XMPDataBox;
 
 struct ReaderOptions {
   bool ignoreEditLists = false;
@@ -67,11 +68,13 @@ class Reader {
   void addTrack(TrakBox& trak);
   std::vector<std::unique_ptr<SampleIterator>> createIterators();
   std::uint32_t movieTimescale() const;
+  XMPDataBox* findMetadata();
 
   ReaderOptions options_;
   KavDocument document_;
   std::vector<TrackRecord> tracks_;
   MdatBox* mediaData_ = nullptr;
+  bool hasNoMetadata_ = false;  // known once the file was read to its end
   std::optional<SampleReadCache> cache_;
 };
 

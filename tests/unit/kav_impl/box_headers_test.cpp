@@ -192,6 +192,24 @@ TEST(FindTopLevelBox, FindsNothingAndStandsAtTheEnd) {
   }
 }
 
+TEST(FindTopLevelBox, DoesNotDecodeAUuidForm) {
+  Document file(concat({uuidForm(box("moov", zeros(3))), box("moov")}));
+  const auto header = findTopLevelBox(file.stream, fourCc("moov"));
+  ASSERT_TRUE(header);
+  EXPECT_EQ(header->start, 27u);
+}
+
+TEST(FindTopLevelBox, NeedsNoMoreOfAUuidBoxThanItsSize) {
+  Document cutOff(concat({box("free"), claimingSize(24, box("uuid", zeros(5)))}));
+  EXPECT_FALSE(findTopLevelBox(cutOff.stream, fourCc("moov")));
+  EXPECT_EQ(cutOff.stream.tell(), 21u);
+
+  Document shorterThanItsType(concat({box("uuid", zeros(5)), box("moov")}));
+  const auto header = findTopLevelBox(shorterThanItsType.stream, fourCc("moov"));
+  ASSERT_TRUE(header);
+  EXPECT_EQ(header->start, 13u);
+}
+
 TEST(FindTopLevelBox, AsksAboutStrayBytes) {
   Document file(concat({box("free"), zeros(5)}));
   Handler strict(0);
