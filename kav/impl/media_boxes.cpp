@@ -112,10 +112,13 @@ FourCc HdlrBox::peekHandlerType() const {
   return loadU32(bytes.data());
 }
 
-void HdlrBox::writeHeader() {
-  // A name that was given its closing zero on reading is longer than in its file.
-  setSizes(headerLength() + 4 + recordSize<HdlrRecord>(kVersion0) + name_.size());
-  FullBox::writeHeader();
+bool HdlrBox::takeWrittenForm() {
+  const bool changed = FullBox::takeWrittenForm();
+  const std::uint64_t length =
+      headerLength() + 4 + recordSize<HdlrRecord>(kVersion0) + name_.size();
+  if (length == getSize()) return changed;
+  setSizes(length);
+  return true;
 }
 
 void HdlrBox::readContent() {
@@ -171,6 +174,10 @@ void SmhdBox::readContent() {
 }
 
 HmhdBox::HmhdBox(NorvikKavStream& stream) : RecordBox(fourCc("hmhd"), stream, 0, {}) {}
+
+NmhdBox::NmhdBox(BoxHeader header, NorvikKavStream& stream) : FullBox(std::move(header), stream) {
+  setSizes(headerLength() + 4);
+}
 
 NmhdBox::NmhdBox(NorvikKavStream& stream) : FullBox(fourCc("nmhd"), stream, 0, 0) {}
 

@@ -102,6 +102,11 @@ TEST(StblBox, FindsItsTablesBehindALargeHeader) {
   EXPECT_EQ(stbl->stsz()->sampleCount(), 3u);
 }
 
+TEST(StblBox, FindsItsTablesInUuidForm) {
+  const Parsed<StblBox> stbl(uuidForm(box("stbl", kStsd, kStts, kStsc, kStsz, kStco)));
+  EXPECT_EQ(stbl->stsz()->sampleCount(), 3u);
+}
+
 TEST(StblBox, TakesNoSamplesWhenItWasRead) {
   const Parsed<StblBox> stbl(box("stbl", kStsd, kStts, kStsc, kStsz, kStco));
   EXPECT_EQ(codeOf([&] { stbl->addSample({}); }), 17u);
