@@ -168,14 +168,19 @@ XMPDataBox* Reader::findMetadata() {
 }
 
 std::span<const std::uint8_t> Reader::metadata() {
-  const XMPDataBox* box = findMetadata();
+  XMPDataBox* box = findMetadata();
   if (box == nullptr) return {};
   return box->payload();
 }
 
+std::uint64_t Reader::metadataLength() {
+  const XMPDataBox* box = findMetadata();
+  return box == nullptr ? 0 : box->payloadLength();
+}
+
 void Reader::getMetadata(std::uint8_t* buffer) {
-  const std::span<const std::uint8_t> payload = metadata();
-  std::copy(payload.begin(), payload.end(), buffer);
+  const XMPDataBox* box = findMetadata();
+  if (box != nullptr) box->copyPayload(buffer);
 }
 
 void Reader::getSampleDescription(const SampleDescriptor& description, std::uint8_t* buffer) {

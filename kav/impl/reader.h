@@ -53,6 +53,9 @@ class Reader {
   // The payload of the XMP box; empty when there is none. The view lives as long as the reader.
   std::span<const std::uint8_t> metadata();
 
+  // The length of the same, without bringing it into memory.
+  std::uint64_t metadataLength();
+
   // Copies the header bytes of a description into a buffer of its header length.
   static void getSampleDescription(const SampleDescriptor& description, std::uint8_t* buffer);
 
