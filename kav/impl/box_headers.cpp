@@ -50,21 +50,20 @@ std::optional<BoxHeader> decodeSizeAndType(NorvikKavStream& stream) {
   return header;
 }
 
+// Reads the extended type of a uuid box. A box too short for one goes without and is passed over.
 void decodeExtendedType(NorvikKavStream& stream, BoxHeader& header) {
   ExtendedType extended;
   stream.readFully(extended.data(), extended.size());
+  if (header.size < header.headerLength() + extended.size()) return;
   header.extendedType = extended;
   if (std::equal(kFourCcUuidTail.begin(), kFourCcUuidTail.end(), extended.begin() + 4)) {
     header.type = loadU32(extended.data());
   }
 }
 
-// The same with the extended type of a uuid box.
 std::optional<BoxHeader> decodeHeader(NorvikKavStream& stream) {
   std::optional<BoxHeader> header = decodeSizeAndType(stream);
-  if (!header || header->type != fourCc("uuid")) return header;
-  decodeExtendedType(stream, *header);
-  if (header->size < header->headerLength()) return std::nullopt;
+  if (header && header->type == fourCc("uuid")) decodeExtendedType(stream, *header);
   return header;
 }
 

@@ -98,6 +98,13 @@ TEST(RootBox, LooksForTheMovieBeforeItReadsAFragmentInFrontOfIt) {
   EXPECT_EQ(codeOfReading(concat({brokenFragments[2], moov()})), 14u);
 }
 
+TEST(RootBox, PassesOverAUuidBoxTooShortForItsExtendedType) {
+  const Bytes tooShort = box("uuid", zeros(12));
+  Document file(concat({tooShort, box("moov", mvhd0(), tooShort, trak())}));
+  EXPECT_TRUE(file.read<UuidBox>().payload() == zeros(12));
+  EXPECT_EQ(file.read<MoovBox>().tracks().size(), 1u);
+}
+
 TEST(RootBox, LooksAtTheEndOfTheFileAnewInEachCall) {
   Document file(box("free", zeros(2)));
   ASSERT_NE(file.root.readNextBox(), nullptr);
