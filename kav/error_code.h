@@ -38,7 +38,7 @@ enum class ErrorCode : std::uint32_t {
   stoppedByHandler = 1028,       // the problem handler answered stop
   unsupportedVersion = 1029,     // a box version that this library does not know
   unknownTrack = 1280,           // a sample for a track that was not added
-  metadataTooLarge = 1282,       // more than 64 MiB of XMP metadata
+  metadataTooLarge = 1282,       // more than 64 MiB of XMP metadata to be written
   metadataWithoutTracks = 1287,  // XMP metadata before any track was added
   sampleTimeBackwards = 1288,    // in a fragmented movie, a decoding time below the one before it
   sampleTooLarge = 1289,         // a sample of more than 1 GiB for a fragmented movie

@@ -272,7 +272,7 @@ std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer,
                           std::size_t* length) noexcept {
   return guarded([&] {
     require(reader, length);
-    *length = reader->reader.metadata().size();
+    *length = reader->reader.metadataLength();
     if (buffer != nullptr) reader->reader.getMetadata(buffer);
   });
 }

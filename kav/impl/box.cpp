@@ -63,7 +63,7 @@ void Box::writeHeader() {
   storeU32(bytes.data(), hasLargeSize_ ? 1 : compactSize(currentSize_));
   storeU32(bytes.data() + 4, type_);
   storeU64(bytes.data() + 8, currentSize_);
-  stream_.write(bytes.data(), hasLargeSize_ ? 16 : 8);
+  stream_.writeFully(bytes.data(), hasLargeSize_ ? 16 : 8);
 }
 
 std::uint64_t Box::getContentSize() const { return getSize() - headerLength(); }
@@ -75,12 +75,49 @@ void Box::place(std::uint64_t start) {
     child->place(position);
     position += child->getCurrentSize();
   }
+  if (!fromFile_) return;
+  currentSize_ = position - start_;
+  end_ = position;
+}
+
+bool Box::wasReadWithin(const Box& parent) const {
+  if (!fromFile_ || &stream_ != &parent.stream_) return false;
+  // The file itself is no box that was read, but its boxes lie one after the other.
+  if (start_ == parent.start_ + parent.currentSize_) return true;
+  return parent.fromFile_ && start_ >= parent.start_ && end_ <= parent.end_;
+}
+
+bool Box::dropUuidForm() {
+  if (!extendedType_ || type_ == fourCc("uuid")) return false;
+  extendedType_.reset();
+  return true;
+}
+
+bool Box::takeWrittenForm() {
+  if (!dropUuidForm()) return false;
+  size_ -= sizeof(ExtendedType);
+  currentSize_ -= sizeof(ExtendedType);
+  return true;
+}
+
+bool Box::takeWrittenFormWithChildren() {
+  bool changed = takeWrittenForm();
+  for (const BoxPtr& child : children_) {
+    const std::uint64_t length = child->getCurrentSize();
+    if (!child->takeWrittenFormWithChildren()) continue;
+    changed = true;
+    currentSize_ += child->getCurrentSize() - length;
+  }
+  return changed;
 }
 
 void Box::addChild(BoxPtr child) {
-  // What was read stays where it is in its file. Placing it anew would lose the bytes between
-  // children that no box accounts for.
-  if (!child->fromFile_) child->place(start_ + currentSize_);
+  // Placing a child anew where it was read would lose the bytes between children that no box
+  // accounts for.
+  if (!child->wasReadWithin(*this)) {
+    child->takeWrittenFormWithChildren();
+    child->place(start_ + currentSize_);
+  }
   currentSize_ += child->fromFile_ ? child->end_ - child->start_ : child->getCurrentSize();
   children_.push_back(std::move(child));
 }
@@ -107,6 +144,7 @@ std::uint64_t Box::write() {
   if (written_) {
     updateContent();
   } else {
+    if (takeWrittenFormWithChildren()) place(start_);
     stream_.seekTo(start_);
     writeHeader();
     writeContent();
@@ -143,7 +181,10 @@ Box* Box::getChild(std::size_t index) {
   return index < children_.size() ? children_[index].get() : nullptr;
 }
 
-void Box::resetSize() { setSizes(headerLength()); }
+void Box::resetSize() {
+  dropUuidForm();
+  setSizes(hasLargeSize_ ? 16 : 8);
+}
 
 void Box::readChildren(RootBox& root, bool check) {
   for (const BoxPtr& child : children_) root.readBody(*child, check);
@@ -156,7 +197,7 @@ std::uint64_t Box::bytesLeft() const {
 
 void Box::writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
   stream_.seekTo(offset);
-  stream_.write(bytes.data(), bytes.size());
+  stream_.writeFully(bytes.data(), bytes.size());
 }
 
 FullBox::FullBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
@@ -172,7 +213,12 @@ void FullBox::writeHeader() {
   Box::writeHeader();
   std::array<std::uint8_t, 4> word;
   storeU32(word.data(), static_cast<std::uint32_t>(version_) << 24 | flags_);
-  stream().write(word.data(), word.size());
+  stream().writeFully(word.data(), word.size());
+}
+
+void FullBox::resetSize() {
+  Box::resetSize();
+  setSizes(kFullBoxHeaderSize);
 }
 
 void FullBox::readVersionAndFlags() {

@@ -93,12 +93,15 @@ class Box : public KavBase {
   // The length of the payload, children included.
   virtual std::uint64_t getContentSize() const;
 
-  // Appends a child. A built child, with everything in it, is placed at this box's current end; a
-  // child that was read keeps the place it has in its file.
+  // Appends a child and places it, with everything in it, at this box's current end. A child that
+  // was read as part of this box has its place already and keeps it; one that was read elsewhere
+  // takes the form in which it will be written. Of such a child only what its class holds in memory
+  // reaches the new place.
   virtual void addChild(BoxPtr child);
 
-  // Writes the box and its children; from the second time on only what may have changed since.
-  // Returns getCurrentSize().
+  // Writes the box and its children; from the second time on only what may have changed since. A
+  // box that was read in another form than it is written in takes that form first, in its place.
+  // Returns getCurrentSize(). Throws ioFailed when the stream does not take all bytes.
   virtual std::uint64_t write();
   virtual void writeContent() {}
   virtual void updateContent() {}
@@ -115,6 +118,9 @@ class Box : public KavBase {
   // The child at a 0-based index, or null past the end. Not const: the root reads its children on
   // demand.
   virtual Box* getChild(std::size_t index);
+
+  // Leaves nothing but the bare header, as of a box to be written; the extended type of a uuid box
+  // is not counted.
   virtual void resetSize();
 
   // Reads the body of every child, and of their children. With check, a child whose rules are
@@ -141,7 +147,8 @@ class Box : public KavBase {
   // and in a FullBox version and flags.
   virtual std::uint64_t contentStart() const { return payloadStart(); }
 
-  // Moves a built box, with everything in it.
+  // Gives the box, with everything in it, another place. One that was read ends with its last child
+  // from here on: bytes that no child accounts for are left out.
   void place(std::uint64_t start);
 
   // Gives up the room that is reserved and not filled, here and in everything below: from here on
@@ -170,10 +177,21 @@ class Box : public KavBase {
   bool isWritten() const { return written_; }
   std::vector<BoxPtr>& ownedChildren() { return children_; }
 
-  // Writes bytes at an offset in the file.
+  // Changes the box itself to the form in which it is written and returns whether that is another
+  // one than it had. Called before anything is written or moved, so that a class whose content is
+  // still in the file can fetch it. A type with a code of its own is written as that code and never
+  // as an extended type.
+  virtual bool takeWrittenForm();
+
+  // Writes bytes at an offset in the file; throws ioFailed when the stream does not take them all.
   void writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes);
 
  private:
+  // Brings the box and everything in it into the form in which it is written.
+  bool takeWrittenFormWithChildren();
+  bool wasReadWithin(const Box& parent) const;
+  bool dropUuidForm();
+
   friend struct BoxDeleter;
   template <class T, class... Args>
   friend BoxPtr makeBoxIn(BoxAllocator* allocator, Args&&... args);
@@ -206,7 +224,7 @@ class FullBox : public Box {
   // Takes off a compact header whatever form the header has.
   std::uint64_t getContentSize() const override { return getSize() - 12; }
   void readVersionAndFlags() override;
-  void resetSize() override { setSizes(12); }
+  void resetSize() override;
   std::uint64_t contentStart() const override { return payloadStart() + 4; }
 
   std::uint8_t version() const { return version_; }
@@ -266,11 +284,11 @@ T* childAs(Box& child) {
   return dynamic_cast<T*>(&child);
 }
 
-// Keeps a view of the first child of a class. Where a container needs exactly one, its rules refuse
-// the second.
+// Keeps a view of a child of a class as it is added: where a container holds several of them, the
+// last one counts. Where exactly one is needed, the container's rules refuse the second.
 template <class T>
-void rememberFirst(T*& remembered, Box& child) {
-  if (remembered == nullptr) remembered = childAs<T>(child);
+void remember(T*& remembered, Box& child) {
+  if (T* found = childAs<T>(child)) remembered = found;
 }
 
 }  // namespace norvik::kav::impl

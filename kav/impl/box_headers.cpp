@@ -27,34 +27,43 @@ bool roomForHeader(NorvikKavStream& stream, std::uint64_t position) {
   return false;
 }
 
-// Decodes the header at the stream's position. None for sizes that lead nowhere.
-std::optional<BoxHeader> decodeHeader(NorvikKavStream& stream) {
+// Decodes size and type at the stream's position. None for sizes that lead nowhere.
+std::optional<BoxHeader> decodeSizeAndType(NorvikKavStream& stream) {
   BoxHeader header;
   header.start = stream.tell();
-  std::array<std::uint8_t, 16> bytes;
-  stream.readFully(bytes.data(), 8);
+  std::array<std::uint8_t, 8> bytes;
+  stream.readFully(bytes.data(), bytes.size());
   header.size = loadU32(bytes.data());
   header.type = loadU32(bytes.data() + 4);
   if (header.size == 1) {
     header.hasLargeSize = true;
-    stream.readFully(bytes.data(), 8);
+    stream.readFully(bytes.data(), bytes.size());
     header.size = loadU64(bytes.data());
   } else if (header.size == 0) {
     header.extendsToEnd = true;
     header.size = stream.size() - header.start;
   }
-  if (header.size > std::numeric_limits<std::uint64_t>::max() - header.start) return std::nullopt;
-  header.end = header.start + header.size;
-  if (header.type == fourCc("uuid")) {
-    ExtendedType extended;
-    stream.readFully(extended.data(), extended.size());
-    header.extendedType = extended;
-    if (std::equal(kFourCcUuidTail.begin(), kFourCcUuidTail.end(), extended.begin() + 4)) {
-      header.type = loadU32(extended.data());
-    }
-  }
   // A size below its own header would put the next box inside this one, or stand still for ever.
   if (header.size < header.headerLength()) return std::nullopt;
+  if (header.size > std::numeric_limits<std::uint64_t>::max() - header.start) return std::nullopt;
+  header.end = header.start + header.size;
+  return header;
+}
+
+// Reads the extended type of a uuid box. A box too short for one goes without and is passed over.
+void decodeExtendedType(NorvikKavStream& stream, BoxHeader& header) {
+  ExtendedType extended;
+  stream.readFully(extended.data(), extended.size());
+  if (header.size < header.headerLength() + extended.size()) return;
+  header.extendedType = extended;
+  if (std::equal(kFourCcUuidTail.begin(), kFourCcUuidTail.end(), extended.begin() + 4)) {
+    header.type = loadU32(extended.data());
+  }
+}
+
+std::optional<BoxHeader> decodeHeader(NorvikKavStream& stream) {
+  std::optional<BoxHeader> header = decodeSizeAndType(stream);
+  if (header && header->type == fourCc("uuid")) decodeExtendedType(stream, *header);
   return header;
 }
 
@@ -88,7 +97,7 @@ std::optional<BoxHeader> readBoxHeader(NorvikKavStream& stream, const Box* paren
 
 std::optional<BoxHeader> findTopLevelBox(NorvikKavStream& stream, FourCc type) {
   while (roomForHeader(stream, stream.tell())) {
-    std::optional<BoxHeader> header = decodeHeader(stream);
+    std::optional<BoxHeader> header = decodeSizeAndType(stream);
     if (!header) break;
     if (header->type == type) {
       checkEnd(stream, *header);

@@ -18,8 +18,9 @@ void askHandler(NorvikKavStream& stream, Problem problem);
 // parent is the box being read, or null at the top level; a child is clamped to its parent's end.
 std::optional<BoxHeader> readBoxHeader(NorvikKavStream& stream, const Box* parent);
 
-// Looks for the first top-level box of a type from the stream's position on, without reading what
-// it passes. Returns none, with the stream at its end, when there is no such box.
+// Looks for the first top-level box of a type from the stream's position on. It reads sizes and
+// types only: a box whose code is written as an extended type is not found. Returns none, with the
+// stream at its end, when there is no such box.
 std::optional<BoxHeader> findTopLevelBox(NorvikKavStream& stream, FourCc type);
 
 class BoxFactory;

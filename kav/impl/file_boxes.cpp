@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "kav/exception.h"
 #include "kav/impl/big_endian.h"
@@ -84,7 +85,9 @@ std::uint64_t MdatBox::addSampleData(std::span<const std::uint8_t> bytes, Sample
 void MdatBox::writeContent() {
   if (pending_.empty()) return;
   stream().seekTo(payloadStart());
-  for (const SampleData& data : pending_) stream().write(data.bytes().data(), data.bytes().size());
+  for (const SampleData& data : pending_) {
+    stream().writeFully(data.bytes().data(), data.bytes().size());
+  }
 }
 
 SkipBox::SkipBox(std::uint64_t size, NorvikKavStream& stream, Fill fill, FourCc type)
@@ -102,7 +105,7 @@ void SkipBox::writeContent() {
   stream().seekTo(payloadStart());
   for (std::uint64_t left = getContentSize(); left > 0;) {
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, kZeros.size()));
-    stream().write(kZeros.data(), count);
+    stream().writeFully(kZeros.data(), count);
     left -= count;
   }
   contentWritten_ = true;
@@ -113,37 +116,51 @@ void SkipBox::updateContent() {
   writeHeader();
 }
 
+UuidBox::UuidBox(BoxHeader header, NorvikKavStream& stream)
+    : Box(std::move(header), stream), inFile_(Range{payloadStart(), getContentSize()}) {}
+
 UuidBox::UuidBox(NorvikKavStream& stream, bool largeSize) : Box(fourCc("uuid"), stream, largeSize) {
   setExtendedType(kXmpExtendedType);
   setSizes(headerLength());
 }
 
+const std::vector<std::uint8_t>& UuidBox::payload() {
+  if (inFile_) {
+    std::vector<std::uint8_t> bytes(inFile_->length);
+    copyPayload(bytes.data());
+    payload_ = std::move(bytes);
+    inFile_.reset();
+  }
+  return payload_;
+}
+
+void UuidBox::copyPayload(std::uint8_t* destination) const {
+  if (inFile_) {
+    stream().seekTo(inFile_->start);
+    stream().readFully(destination, inFile_->length);
+  } else {
+    std::copy(payload_.begin(), payload_.end(), destination);
+  }
+}
+
 void UuidBox::setPayload(std::span<const std::uint8_t> bytes) {
   payload_.assign(bytes.begin(), bytes.end());
+  inFile_.reset();
   setSizes(headerLength() + payload_.size());
+}
+
+bool UuidBox::takeWrittenForm() {
+  payload();
+  return Box::takeWrittenForm();
 }
 
 void UuidBox::writeHeader() {
   Box::writeHeader();
-  if (extendedType()) stream().write(extendedType()->data(), extendedType()->size());
-}
-
-void UuidBox::readContent() {
-  if (bytesLeft() <= kLargestMetadata) readPayload();
-}
-
-void UuidBox::readPayload() {
-  payload_.resize(bytesLeft());
-  stream().readFully(payload_.data(), payload_.size());
+  if (extendedType()) stream().writeFully(extendedType()->data(), extendedType()->size());
 }
 
 void UuidBox::writeContent() {
   if (!payload_.empty()) writeAt(contentStart(), payload_);
-}
-
-void XMPDataBox::readContent() {
-  if (bytesLeft() > kLargestMetadata) throw Exception(ErrorCode::metadataTooLarge);
-  readPayload();
 }
 
 }  // namespace norvik::kav::impl

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -123,40 +124,47 @@ class SkipBox final : public Box {
 inline constexpr ExtendedType kXmpExtendedType = {0xBE, 0x7A, 0xCF, 0xCB, 0x97, 0xA9, 0x42, 0xE8,
                                                   0x9C, 0x71, 0x99, 0x94, 0x91, 0xE3, 0xAF, 0xAC};
 
-// The most metadata that is read or written, in bytes.
+// The most metadata that is written, in bytes.
 inline constexpr std::uint64_t kLargestMetadata = 64U << 20;
 
 // A box whose type is a UUID, with its payload as opaque bytes. One that is built has the type of
-// XMP metadata.
+// XMP metadata. The payload of one that was read stays in its file, whatever its length, until it
+// is asked for or written.
 class UuidBox : public Box {
  public:
-  UuidBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {}
+  UuidBox(BoxHeader header, NorvikKavStream& stream);
   explicit UuidBox(NorvikKavStream& stream, bool largeSize = false);
 
-  const std::vector<std::uint8_t>& payload() const { return payload_; }
+  std::uint64_t payloadLength() const { return inFile_ ? inFile_->length : payload_.size(); }
+
+  // The payload, brought into memory. Moves the stream; throws shortRead when it ends before.
+  const std::vector<std::uint8_t>& payload();
+
+  // Copies the payload into a buffer of its length, without keeping it. Otherwise the same.
+  void copyPayload(std::uint8_t* destination) const;
+
   void setPayload(std::span<const std::uint8_t> bytes);
 
   void writeHeader() override;
-
-  // A payload longer than kLargestMetadata means nothing to this library and is passed over.
-  void readContent() override;
   void writeContent() override;
 
  protected:
-  void readPayload();
+  bool takeWrittenForm() override;
 
  private:
+  struct Range {
+    std::uint64_t start = 0;
+    std::uint64_t length = 0;
+  };
+
+  std::optional<Range> inFile_;  // where the payload lies, while it is not in memory
   std::vector<std::uint8_t> payload_;
 };
 
-// A uuid box with an XMP packet. More than kLargestMetadata is refused
-// (ErrorCode::metadataTooLarge): half a packet, or none, would be a silent loss to whoever asked
-// for it.
+// A uuid box with an XMP packet.
 class XMPDataBox final : public UuidBox {
  public:
   using UuidBox::UuidBox;
-
-  void readContent() override;
 };
 
 }  // namespace norvik::kav::impl

@@ -224,7 +224,7 @@ TrafBox::TrafBox(NorvikKavStream& stream) : Box(fourCc("traf"), stream) {}
 void TrafBox::addChild(BoxPtr child) {
   if (tfhd_ == nullptr) tfhd_ = childAs<TfhdBox>(*child);
   if (auto* run = childAs<TrunBox>(*child)) runs_.push_back(run);
-  rememberFirst(sdtp_, *child);
+  remember(sdtp_, *child);
   Box::addChild(std::move(child));
 }
 

@@ -73,9 +73,9 @@ MdiaBox::MdiaBox(const TrackParameters& parameters, NorvikKavStream& stream)
 }
 
 void MdiaBox::addChild(BoxPtr child) {
-  rememberFirst(mdhd_, *child);
-  rememberFirst(hdlr_, *child);
-  rememberFirst(minf_, *child);
+  remember(mdhd_, *child);
+  remember(hdlr_, *child);
+  remember(minf_, *child);
   Box::addChild(std::move(child));
 }
 
@@ -112,10 +112,13 @@ FourCc HdlrBox::peekHandlerType() const {
   return loadU32(bytes.data());
 }
 
-void HdlrBox::writeHeader() {
-  // A name that was given its closing zero on reading is longer than in its file.
-  setSizes(headerLength() + 4 + recordSize<HdlrRecord>(kVersion0) + name_.size());
-  FullBox::writeHeader();
+bool HdlrBox::takeWrittenForm() {
+  const bool changed = FullBox::takeWrittenForm();
+  const std::uint64_t length =
+      headerLength() + 4 + recordSize<HdlrRecord>(kVersion0) + name_.size();
+  if (length == getSize()) return changed;
+  setSizes(length);
+  return true;
 }
 
 void HdlrBox::readContent() {
@@ -153,9 +156,9 @@ MinfBox::MinfBox(const TrackParameters& parameters, NorvikKavStream& stream)
 }
 
 void MinfBox::addChild(BoxPtr child) {
-  if (mediaHeader_ == nullptr && isMediaHeader(child->type())) mediaHeader_ = child.get();
-  rememberFirst(dinf_, *child);
-  rememberFirst(stbl_, *child);
+  if (isMediaHeader(child->type())) mediaHeader_ = child.get();
+  remember(dinf_, *child);
+  remember(stbl_, *child);
   Box::addChild(std::move(child));
 }
 
@@ -171,6 +174,10 @@ void SmhdBox::readContent() {
 }
 
 HmhdBox::HmhdBox(NorvikKavStream& stream) : RecordBox(fourCc("hmhd"), stream, 0, {}) {}
+
+NmhdBox::NmhdBox(BoxHeader header, NorvikKavStream& stream) : FullBox(std::move(header), stream) {
+  setSizes(headerLength() + 4);
+}
 
 NmhdBox::NmhdBox(NorvikKavStream& stream) : FullBox(fourCc("nmhd"), stream, 0, 0) {}
 

@@ -129,11 +129,13 @@ class HdlrBox final : public FullBox {
   // Throws shortRead when the stream does not give what the box has.
   FourCc peekHandlerType() const;
 
-  void writeHeader() override;
-
   // Throws truncatedBox below the fixed part, implausibleCount for a name longer than any real one.
   void readContent() override;
   void writeContent() override;
+
+ protected:
+  // A name that was given its closing zero on reading is longer than in its file.
+  bool takeWrittenForm() override;
 
  private:
   HdlrRecord record_;
@@ -230,7 +232,7 @@ class HmhdBox final : public RecordBox<HmhdRecord, WrittenVersion<0>> {
 // The header of any other media: it has no fields.
 class NmhdBox final : public FullBox {
  public:
-  using FullBox::FullBox;
+  NmhdBox(BoxHeader header, NorvikKavStream& stream);
   explicit NmhdBox(NorvikKavStream& stream);
 };
 

@@ -38,8 +38,8 @@ MoovBox::MoovBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(head
 MoovBox::MoovBox(NorvikKavStream& stream) : Box(fourCc("moov"), stream) {}
 
 void MoovBox::addChild(BoxPtr child) {
-  rememberFirst(mvhd_, *child);
-  rememberFirst(mvex_, *child);
+  remember(mvhd_, *child);
+  remember(mvex_, *child);
   if (auto* track = childAs<TrakBox>(*child)) tracks_.push_back(track);
   Box::addChild(std::move(child));
 }
@@ -65,7 +65,7 @@ MvexBox::MvexBox(std::uint64_t fragmentDuration, NorvikKavStream& stream)
 }
 
 void MvexBox::addChild(BoxPtr child) {
-  rememberFirst(mehd_, *child);
+  remember(mehd_, *child);
   // One that comes from a file does not know its track before it is read.
   if (!child->isFromFile()) indexTrex(*child);
   Box::addChild(std::move(child));

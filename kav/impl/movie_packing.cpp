@@ -53,7 +53,7 @@ void moveForward(NorvikKavStream& stream, const Stretch& stretch,
     stream.seekTo(stretch.from + done);
     stream.readFully(buffer.data(), bytes);
     stream.seekTo(stretch.to + done);
-    stream.write(buffer.data(), bytes);
+    stream.writeFully(buffer.data(), bytes);
     done += bytes;
   }
 }
@@ -65,7 +65,7 @@ void writeZeros(NorvikKavStream& stream, std::uint64_t from, std::uint64_t to) {
   while (from < to) {
     const std::size_t bytes =
         static_cast<std::size_t>(std::min<std::uint64_t>(zeros.size(), to - from));
-    stream.write(zeros.data(), bytes);
+    stream.writeFully(zeros.data(), bytes);
     from += bytes;
   }
 }

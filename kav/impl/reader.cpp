@@ -160,15 +160,27 @@ std::vector<TrackTotals> Reader::countSamples(std::uint64_t costLimit) {
   return totals;
 }
 
+XMPDataBox* Reader::findMetadata() {
+  if (hasNoMetadata_) return nullptr;
+  XMPDataBox* box = document_.root().readMetadata();
+  hasNoMetadata_ = box == nullptr;
+  return box;
+}
+
 std::span<const std::uint8_t> Reader::metadata() {
-  const XMPDataBox* box = document_.root().readMetadata();
+  XMPDataBox* box = findMetadata();
   if (box == nullptr) return {};
   return box->payload();
 }
 
+std::uint64_t Reader::metadataLength() {
+  const XMPDataBox* box = findMetadata();
+  return box == nullptr ? 0 : box->payloadLength();
+}
+
 void Reader::getMetadata(std::uint8_t* buffer) {
-  const std::span<const std::uint8_t> payload = metadata();
-  std::copy(payload.begin(), payload.end(), buffer);
+  const XMPDataBox* box = findMetadata();
+  if (box != nullptr) box->copyPayload(buffer);
 }
 
 void Reader::getSampleDescription(const SampleDescriptor& description, std::uint8_t* buffer) {

@@ -18,6 +18,7 @@ namespace norvik::kav::impl {
 class MdatBox;
 class MvhdBox;
 class SampleDescriptor;
+class XMPDataBox;
 
 struct ReaderOptions {
   bool ignoreEditLists = false;
@@ -52,6 +53,9 @@ class Reader {
   // The payload of the XMP box; empty when there is none. The view lives as long as the reader.
   std::span<const std::uint8_t> metadata();
 
+  // The length of the same, without bringing it into memory.
+  std::uint64_t metadataLength();
+
   // Copies the header bytes of a description into a buffer of its header length.
   static void getSampleDescription(const SampleDescriptor& description, std::uint8_t* buffer);
 
@@ -67,11 +71,13 @@ class Reader {
   void addTrack(TrakBox& trak);
   std::vector<std::unique_ptr<SampleIterator>> createIterators();
   std::uint32_t movieTimescale() const;
+  XMPDataBox* findMetadata();
 
   ReaderOptions options_;
   KavDocument document_;
   std::vector<TrackRecord> tracks_;
   MdatBox* mediaData_ = nullptr;
+  bool hasNoMetadata_ = false;  // known once the file was read to its end
   std::optional<SampleReadCache> cache_;
 };
 

@@ -38,15 +38,6 @@ class RecordBox : public FullBox {
   const Record& record() const { return record_; }
   Record& record() { return record_; }
 
-  // A box that was read in another version takes up the room of the written one from here on.
-  void writeHeader() override {
-    if (isFromFile() && version() != Written::value) {
-      setVersion(Written::value);
-      setSizes(headerLength() + 4 + recordSize<Record>(writtenForm()));
-    }
-    FullBox::writeHeader();
-  }
-
   void readContent() override {
     const LayoutForm form{version(), flags()};
     const std::size_t needed = recordSize<Record>(form);
@@ -68,6 +59,16 @@ class RecordBox : public FullBox {
 
   // The fields of a header are brought up to date by writing them again.
   void updateContent() override { writeContent(); }
+
+ protected:
+  // A box that was read in another version takes up the room of the written one from here on.
+  bool takeWrittenForm() override {
+    const bool changed = FullBox::takeWrittenForm();
+    if (!isFromFile() || version() == Written::value) return changed;
+    setVersion(Written::value);
+    setSizes(headerLength() + 4 + recordSize<Record>(writtenForm()));
+    return true;
+  }
 
  private:
   LayoutForm writtenForm() const { return {Written::value, flags()}; }

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/box_headers.h"
 #include "kav/impl/file_boxes.h"
 #include "kav/impl/fragment_boxes.h"
 #include "kav/impl/movie_boxes.h"
@@ -44,21 +43,15 @@ void RootBox::readBody(Box& box, bool check) {
   seekToEnd(box.end());
 }
 
-BoxPtr RootBox::makeTree(BoxHeader header) {
-  BoxPtr box = factory_.createBox(stream(), std::move(header), childAllocator_);
-  if (box == nullptr) return nullptr;
-  readChildHeaders({stream(), factory_, childAllocator_}, *box);
-  return box;
-}
-
 void RootBox::fetchMovie(const Box& fragment) {
   const std::uint64_t position = stream().tell();
   stream().seekTo(fragment.end());
   std::optional<BoxHeader> header = findTopLevelBox(stream(), fourCc("moov"));
   if (!header) throw Exception(ErrorCode::noMovie);
-  BoxPtr box = makeTree(std::move(*header));
+  BoxPtr box = factory_.createBox(stream(), std::move(*header), childAllocator_);
   auto* movie = box == nullptr ? nullptr : childAs<MoovBox>(*box);
   if (movie == nullptr) throw Exception(ErrorCode::noMovie);
+  readChildHeaders(readContext(), *movie);
   readBody(*movie, true);
   waitingMovie_ = std::move(box);
   movie_ = movie;
@@ -66,13 +59,10 @@ void RootBox::fetchMovie(const Box& fragment) {
 }
 
 Box* RootBox::readNextBox() {
-  if (exhausted_) return nullptr;
+  stream().computeSize();
   seekToEnd(start() + getCurrentSize());
   std::optional<BoxHeader> header = readBoxHeader(stream(), nullptr);
-  if (!header) {
-    exhausted_ = true;
-    return nullptr;
-  }
+  if (!header) return nullptr;
   if (header->type == fourCc("moov") && movie_ != nullptr) {
     if (waitingMovie_ == nullptr || movie_->start() != header->start) {
       throw Exception(ErrorCode::secondMovie);
@@ -80,12 +70,11 @@ Box* RootBox::readNextBox() {
     addChild(std::move(waitingMovie_));
     return movie_;
   }
-  BoxPtr box = makeTree(std::move(*header));
-  if (box == nullptr) {
-    exhausted_ = true;
-    return nullptr;
-  }
+  BoxPtr box = factory_.createBox(stream(), std::move(*header), childAllocator_);
+  if (box == nullptr) return nullptr;
+  // A fragment makes no sense without its movie, so the movie's absence is reported first.
   if (box->type() == fourCc("moof") && movie_ == nullptr) fetchMovie(*box);
+  readChildHeaders(readContext(), *box);
   readBody(*box, true);
   addChild(std::move(box));
   return children().back().get();

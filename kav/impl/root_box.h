@@ -4,6 +4,7 @@
 
 #include "kav/impl/box.h"
 #include "kav/impl/box_factory.h"
+#include "kav/impl/box_headers.h"
 #include "kav/impl/box_iterators.h"
 #include "kav/impl/fragment_index.h"
 #include "kav/impl/fragment_places.h"
@@ -29,8 +30,10 @@ class RootBox final : public Box {
   Box* getChild(std::size_t index) override;
   void addChild(BoxPtr child) override;
 
-  // Reads, parses and adds the next top-level box; null at the end of the file. Throws noMovie,
-  // childRuleBroken, truncatedBox, secondMovie, and whatever the content of a box is refused for.
+  // Reads, parses and adds the next top-level box; null at the end of the file. The length of the
+  // file is measured anew each time, so a file that has grown since gives more boxes. Throws
+  // noMovie, childRuleBroken, truncatedBox, secondMovie, and whatever the content of a box is
+  // refused for.
   Box* readNextBox();
 
   // Reads top-level boxes until the moov box is there; null when the file ends without one.
@@ -48,7 +51,10 @@ class RootBox final : public Box {
   // The number of fragments read so far.
   std::size_t fragmentCount() const { return places_.count(); }
 
-  // Reads top-level boxes until the XMP box is there; null when the file ends without one.
+  // The last XMP box met so far, or null; reads nothing.
+  XMPDataBox* metadata() const { return metadata_; }
+
+  // Reads top-level boxes until an XMP box is there; null when the file ends without one.
   XMPDataBox* readMetadata();
 
   // The moov box, once it was met or fetched early.
@@ -63,7 +69,7 @@ class RootBox final : public Box {
  private:
   void seekToEnd(std::uint64_t end);
   void fetchMovie(const Box& fragment);
-  BoxPtr makeTree(BoxHeader header);
+  ReadContext readContext() { return {stream(), factory_, childAllocator_}; }
   void indexFragments();
 
   BoxFactory& factory_;
@@ -71,7 +77,6 @@ class RootBox final : public Box {
   MoovBox* movie_ = nullptr;
   XMPDataBox* metadata_ = nullptr;
   BoxPtr waitingMovie_;  // fetched early, not yet reached
-  bool exhausted_ = false;
 
   FragmentPlaces places_;    // of the children that are fragments
   FragmentIndex fragments_;  // of the children in front of nextToIndex_

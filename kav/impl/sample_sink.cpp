@@ -30,7 +30,7 @@ void MovieDraft::coverReserve(std::uint64_t from) {
   storeU32(header.data() + 4, fourCc("free"));
   storeU64(header.data() + 8, length);
   stream.seekTo(from);
-  stream.write(header.data(), largeSize ? 16 : 8);
+  stream.writeFully(header.data(), largeSize ? 16 : 8);
 }
 
 }  // namespace norvik::kav::impl

@@ -30,7 +30,7 @@ std::uint8_t dependenciesOf(std::uint32_t flags) {
 }  // namespace
 
 StblBox::StblBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  StblBox::resetSize();
+  setSizes(headerLength());
 }
 
 StblBox::StblBox(const TrackParameters& parameters, NorvikKavStream& stream)
@@ -47,15 +47,15 @@ StblBox::StblBox(const TrackParameters& parameters, NorvikKavStream& stream)
 }
 
 void StblBox::addChild(BoxPtr child) {
-  rememberFirst(stsd_, *child);
-  rememberFirst(stts_, *child);
-  rememberFirst(ctts_, *child);
-  rememberFirst(stsc_, *child);
-  rememberFirst(stsz_, *child);
-  rememberFirst(co64_, *child);
-  rememberFirst(stco_, *child);
-  rememberFirst(stss_, *child);
-  rememberFirst(sdtp_, *child);
+  remember(stsd_, *child);
+  remember(stts_, *child);
+  remember(ctts_, *child);
+  remember(stsc_, *child);
+  remember(stsz_, *child);
+  remember(co64_, *child);
+  remember(stco_, *child);
+  remember(stss_, *child);
+  remember(sdtp_, *child);
   Box::addChild(std::move(child));
 }
 

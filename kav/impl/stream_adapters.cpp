@@ -9,6 +9,10 @@ namespace norvik::kav::impl {
 
 std::size_t NorvikKavStream::write(const void* /*buffer*/, std::size_t /*count*/) { return 0; }
 
+void NorvikKavStream::writeFully(const void* buffer, std::size_t count) {
+  if (write(buffer, count) < count) throw Exception(ErrorCode::ioFailed);
+}
+
 void NorvikKavStream::readFully(void* buffer, std::size_t count) {
   if (read(buffer, count) < count) throw Exception(ErrorCode::shortRead);
 }
@@ -59,8 +63,7 @@ NorvikKavIOStream::NorvikKavIOStream(const boost::intrusive_ptr<NorvikIOStream>&
     : NorvikKavIStream(stream), output_(stream.get()) {}
 
 std::size_t NorvikKavIOStream::write(const void* buffer, std::size_t count) {
-  if (output_->write(buffer, count) < count) throw Exception(ErrorCode::ioFailed);
-  return count;
+  return output_->write(buffer, count);
 }
 
 void NorvikKavIOStream::setSize(std::uint64_t size) { output_->setSize(size); }

@@ -12,8 +12,8 @@
 namespace norvik::kav::impl {
 
 // The stream as the inside of the library sees it: a NorvikIStream or NorvikIOStream with exact
-// reads, a remembered size and the problem handler of the document being read. What a stream cannot
-// do is answered quietly by the defaults here: nothing is read, nothing is written.
+// reads and writes, a remembered size and the problem handler of the document being read. What a
+// stream cannot do is answered quietly by the defaults here: nothing is read, nothing is written.
 class NorvikKavStream : public KavBase {
  public:
   ~NorvikKavStream() override = default;
@@ -22,8 +22,12 @@ class NorvikKavStream : public KavBase {
   virtual void release() = 0;
   virtual void open() = 0;
 
-  // Writes count bytes at the current position and returns the number of bytes written.
-  virtual std::size_t write(const void* buffer, std::size_t count);
+  // Writes count bytes at the current position and returns the number of bytes that the stream
+  // took, which may be fewer.
+  [[nodiscard]] virtual std::size_t write(const void* buffer, std::size_t count);
+
+  // Writes exactly count bytes or throws ErrorCode::ioFailed.
+  void writeFully(const void* buffer, std::size_t count);
 
   // Reads exactly count bytes or throws ErrorCode::shortRead.
   virtual void readFully(void* buffer, std::size_t count);
@@ -75,13 +79,12 @@ class NorvikKavIStream : public NorvikKavStream {
   boost::intrusive_ptr<NorvikIStream> stream_;
 };
 
-// Reads and writes through a NorvikIOStream. A write that the stream takes only in part is a
-// failure (ErrorCode::ioFailed): no caller in the library could go on with half a field.
+// Reads and writes through a NorvikIOStream.
 class NorvikKavIOStream final : public NorvikKavIStream {
  public:
   explicit NorvikKavIOStream(const boost::intrusive_ptr<NorvikIOStream>& stream);
 
-  std::size_t write(const void* buffer, std::size_t count) override;
+  [[nodiscard]] std::size_t write(const void* buffer, std::size_t count) override;
   void setSize(std::uint64_t size) override;
 
  private:

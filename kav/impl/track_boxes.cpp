@@ -49,10 +49,10 @@ TrakBox::TrakBox(const TrackParameters& parameters, NorvikKavStream& stream)
 }
 
 void TrakBox::addChild(BoxPtr child) {
-  rememberFirst(tkhd_, *child);
-  rememberFirst(tref_, *child);
-  rememberFirst(mdia_, *child);
-  rememberFirst(edts_, *child);
+  remember(tkhd_, *child);
+  remember(tref_, *child);
+  remember(mdia_, *child);
+  remember(edts_, *child);
   Box::addChild(std::move(child));
 }
 
@@ -96,7 +96,7 @@ TrefBox::TrefBox(const std::vector<std::uint32_t>& hintedTrackIds, NorvikKavStre
 }
 
 void TrefBox::addChild(BoxPtr child) {
-  rememberFirst(hint_, *child);
+  remember(hint_, *child);
   Box::addChild(std::move(child));
 }
 
@@ -162,7 +162,7 @@ EdtsBox::EdtsBox(std::uint32_t gapCount, NorvikKavStream& stream) : Box(fourCc("
 }
 
 void EdtsBox::addChild(BoxPtr child) {
-  rememberFirst(elst_, *child);
+  remember(elst_, *child);
   Box::addChild(std::move(child));
 }
 

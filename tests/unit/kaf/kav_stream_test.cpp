@@ -157,7 +157,7 @@ TEST_F(KavStreamTest, TheAdapterReadsAFileExactly) {
 TEST_F(KavStreamTest, TheAdapterMeasuresBytesThatAreStillHeld) {
   norvik::kav::impl::NorvikKavIOStream stream(opened("o.mp4", kOutput));
   stream.seekTo(100);
-  stream.write("abc", 3);
+  stream.writeFully("abc", 3);
   stream.seekTo(7);
   EXPECT_EQ(stream.computeSize(), 103u);
   EXPECT_EQ(stream.tell(), 7u);

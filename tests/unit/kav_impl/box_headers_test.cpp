@@ -102,12 +102,19 @@ TEST(ReadBoxHeader, ASizeThatNoBoxCanHaveEndsTheBoxes) {
   for (std::uint64_t size = 0; size < 16; ++size) {
     EXPECT_FALSE(headerOf(claimingLargeSize(size, box("free", zeros(20))))) << size;
   }
-  for (std::uint32_t size = 8; size < 24; ++size) {
-    EXPECT_FALSE(headerOf(claimingSize(size, uuidBox(kXmpUuid, zeros(20))))) << size;
-  }
   Document file(concat({box("free"), claimingLargeSize(~std::uint64_t{0}, box("mdat"))}));
   file.stream.seekTo(8);
   EXPECT_FALSE(readBoxHeader(file.stream, nullptr)) << "the end is beyond 64 bits";
+}
+
+TEST(ReadBoxHeader, AUuidBoxTooShortForItsExtendedTypeHasNone) {
+  for (std::uint32_t size = 8; size < 24; ++size) {
+    const auto header = headerOf(claimingSize(size, uuidForm(box("moov", zeros(20)))));
+    ASSERT_TRUE(header) << size;
+    EXPECT_EQ(header->type, fourCc("uuid"));
+    EXPECT_FALSE(header->extendedType);
+    EXPECT_EQ(header->end, size);
+  }
 }
 
 TEST(ReadBoxHeader, AHeaderCutOffByTheEndIsAShortRead) {
@@ -190,6 +197,24 @@ TEST(FindTopLevelBox, FindsNothingAndStandsAtTheEnd) {
     EXPECT_FALSE(findTopLevelBox(file.stream, fourCc("moov")));
     EXPECT_EQ(file.stream.tell(), bytes.size());
   }
+}
+
+TEST(FindTopLevelBox, DoesNotDecodeAUuidForm) {
+  Document file(concat({uuidForm(box("moov", zeros(3))), box("moov")}));
+  const auto header = findTopLevelBox(file.stream, fourCc("moov"));
+  ASSERT_TRUE(header);
+  EXPECT_EQ(header->start, 27u);
+}
+
+TEST(FindTopLevelBox, NeedsNoMoreOfAUuidBoxThanItsSize) {
+  Document cutOff(concat({box("free"), claimingSize(24, box("uuid", zeros(5)))}));
+  EXPECT_FALSE(findTopLevelBox(cutOff.stream, fourCc("moov")));
+  EXPECT_EQ(cutOff.stream.tell(), 21u);
+
+  Document shorterThanItsType(concat({box("uuid", zeros(5)), box("moov")}));
+  const auto header = findTopLevelBox(shorterThanItsType.stream, fourCc("moov"));
+  ASSERT_TRUE(header);
+  EXPECT_EQ(header->start, 13u);
 }
 
 TEST(FindTopLevelBox, AsksAboutStrayBytes) {

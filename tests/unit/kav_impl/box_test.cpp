@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "kav/impl/box_factory.h"
+#include "kav/impl/box_headers.h"
 #include "kav/impl/record_box.h"
 #include "tests/unit/kav_impl/box_test_tools.h"
 
@@ -35,6 +37,21 @@ class ReservedBox final : public Box {
   int contentWrites = 0;
   int updates = 0;
 };
+
+// The tree of a box that is made where its file says, away from any root.
+BoxPtr treeAt(Document& file, std::uint64_t position) {
+  file.stream.seekTo(position);
+  auto header = readBoxHeader(file.stream, nullptr);
+  BoxPtr made = BoxFactory::defaultFactory().createBox(file.stream, std::move(*header), nullptr);
+  readChildHeaders({file.stream, BoxFactory::defaultFactory()}, *made);
+  file.root.readBody(*made, false);
+  return made;
+}
+
+Bytes bytesAt(const Document& file, std::uint64_t position, std::uint64_t length) {
+  const auto begin = file.memory->bytes().begin() + static_cast<std::ptrdiff_t>(position);
+  return {begin, begin + static_cast<std::ptrdiff_t>(length)};
+}
 
 TEST(Box, BuiltTakesUpItsHeader) {
   Document file;
@@ -81,8 +98,29 @@ TEST(Box, ResetSizeLeavesTheHeaderOnly) {
   EXPECT_EQ(full.getSize(), 12u);
 }
 
+TEST(Box, ResetSizeDoesNotCountAnExtendedType) {
+  const Bytes forms[] = {uuidBox(kXmpUuid, zeros(9)), largeForm(uuidBox(kXmpUuid, zeros(9))),
+                         uuidForm(box("abcd", zeros(9)))};
+  const std::uint64_t expected[] = {8, 16, 8};
+  for (std::size_t i = 0; i < std::size(forms); ++i) {
+    Document file(forms[i]);
+    Box& read = file.read<Box>();
+    read.resetSize();
+    EXPECT_EQ(read.getSize(), expected[i]);
+    EXPECT_EQ(read.getCurrentSize(), expected[i]);
+  }
+}
+
+TEST(Box, WithItsSizeResetIsWrittenAsABareHeader) {
+  Document file(uuidForm(box("abcd", zeros(9))));
+  Box& read = file.read<Box>();
+  read.resetSize();
+  EXPECT_EQ(read.write(), 8u);
+  EXPECT_EQ(bytesAt(file, 0, 8), box("abcd"));
+}
+
 TEST(FullBox, ContentSizeTakesOffACompactHeaderWhateverTheForm) {
-  Document file(largeForm(fullBox("nmhd", 0, 0, zeros(10))));
+  Document file(largeForm(fullBox("stss", 0, 0, u32(0), zeros(6))));
   EXPECT_EQ(file.read<FullBox>().getContentSize(), 18u);
 }
 
@@ -152,6 +190,78 @@ TEST(Box, AChildFromAFileKeepsItsPlaceAndAddsItsExtent) {
   EXPECT_EQ(edts.children()[0]->start(), 20u);
   EXPECT_EQ(edts.getSize(), 8u);
   EXPECT_EQ(edts.getCurrentSize(), 24u);
+}
+
+TEST(Box, PlacesAChildReadElsewhereWithEverythingInIt) {
+  const Bytes edits = fullBox("elst", 0, 0, u32(1), u32(5), u32(6), u16(1), u16(0));
+  const Bytes hints = box("tref", box("hint", u32(3)), box("hint", u32(4)));
+  Document file(concat({zeros(100), hints, box("edts", edits)}));
+  Box outer(fourCc("outr"), file.stream);
+  outer.addChild(treeAt(file, 100));
+  outer.addChild(treeAt(file, 132));
+  EXPECT_EQ(outer.getCurrentSize(), 8u + 32u + 36u);
+  EXPECT_EQ(outer.children()[0]->start(), 8u);
+  EXPECT_EQ(outer.children()[0]->end(), 40u);
+  EXPECT_EQ(outer.children()[0]->children()[0]->start(), 16u);
+  EXPECT_EQ(outer.children()[0]->children()[1]->start(), 28u);
+  EXPECT_EQ(outer.children()[1]->start(), 40u);
+  EXPECT_EQ(outer.children()[1]->children()[0]->start(), 48u);
+  EXPECT_EQ(outer.write(), 76u);
+  EXPECT_EQ(bytesAt(file, 0, 76), box("outr", hints, box("edts", edits)));
+}
+
+TEST(Box, PlacesAChildReadElsewhereInTheFormInWhichItIsWritten) {
+  const Bytes handler = fullBox("hdlr", 0, 0, u32(0), text("text"), zeros(12), text("ab"));
+  Document file(concat({zeros(200), uuidForm(box("abcd", zeros(4))), mdhd0(), handler}));
+  Box outer(fourCc("outr"), file.stream);
+  outer.addChild(treeAt(file, 228));
+  outer.addChild(treeAt(file, 260));
+  EXPECT_EQ(outer.children()[1]->start(), 8u + 44u);
+  EXPECT_EQ(outer.getCurrentSize(), 8u + 44u + 35u);
+  outer.write();
+  EXPECT_EQ(
+      bytesAt(file, 0, 87),
+      box("outr", fullBox("mdhd", 1, 0, u64(0), u64(0), u32(1000), u64(0), u16(0x55C4), u16(0)),
+          fullBox("hdlr", 0, 0, u32(0), text("text"), zeros(12), text("ab"), u8(0))));
+}
+
+TEST(Box, LeavesOutTheBytesBehindTheChildrenOfAChildReadElsewhere) {
+  Document file(concat({zeros(60), box("tref", box("hint", u32(3)), zeros(5))}));
+  Box outer(fourCc("outr"), file.stream);
+  outer.addChild(treeAt(file, 60));
+  addNewChild<Box>(outer, fourCc("last"), file.stream);
+  outer.write();
+  EXPECT_EQ(bytesAt(file, 0, 36), box("outr", box("tref", box("hint", u32(3))), box("last")));
+}
+
+TEST(Box, ReadInUuidFormIsWrittenWithoutIt) {
+  const Bytes elst = fullBox("elst", 0, 0, u32(1), u32(5), u32(6), u16(1), u16(0));
+  const Bytes handler = fullBox("hdlr", 0, 0, u32(0), text("text"), zeros(12), text("ab"), u8(0));
+  const Bytes mdhd1 = fullBox("mdhd", 1, 0, u64(0), u64(0), u32(1000), u64(0), u16(0x55C4), u16(0));
+  const std::pair<Bytes, Bytes> cases[] = {
+      {uuidForm(elst), elst},
+      {uuidForm(handler), handler},
+      {uuidForm(mdhd1), mdhd1},
+      {uuidForm(mdhd0()), mdhd1},
+      {uuidForm(box("hint", u32(7))), box("hint", u32(7))},
+      {uuidForm(box("edts", elst)), box("edts", elst)},
+      {box("edts", uuidForm(elst)), box("edts", elst)},
+      {uuidForm(box("edts", uuidForm(elst))), box("edts", elst)},
+      {box("tref", uuidForm(box("hint", u32(7))), box("hint", u32(8))),
+       box("tref", box("hint", u32(7)), box("hint", u32(8)))},
+      {uuidForm(dinf()), dinf()},
+      {uuidForm(box("ftyp", text("abcd"), u32(1), text("isom"))),
+       box("ftyp", text("abcd"), u32(1), text("isom"))},
+  };
+  for (const auto& [form, expected] : cases) {
+    Document file(concat({form, zeros(60)}));
+    Box& read = *file.root.readNextBox();
+    EXPECT_EQ(read.write(), expected.size()) << &form - &cases[0].first;
+    EXPECT_FALSE(read.extendedType());
+    EXPECT_EQ(bytesAt(file, 0, expected.size()), expected);
+    read.write();
+    EXPECT_EQ(bytesAt(file, 0, expected.size()), expected) << "written again";
+  }
 }
 
 TEST(Box, WritesItsChildrenAndPatchesItsSize) {

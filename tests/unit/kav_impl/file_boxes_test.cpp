@@ -228,20 +228,57 @@ TEST(UuidBox, BuiltWithALargeSizeCountsItsLongerHeader) {
   EXPECT_EQ(file.written(large), largeForm(uuidBox(kXmpUuid, text("ab"))));
 }
 
-TEST(XMPDataBox, OfExactlyTheLimitIsReadAndOneByteMoreIsRefused) {
-  Bytes bytes = uuidBox(kXmpUuid, zeros(kLargestMetadata));
-  {
-    Document file(bytes);
-    EXPECT_EQ(file.read<XMPDataBox>().payload().size(), kLargestMetadata);
-  }
-  bytes.push_back(0);
-  bytes = claimingSize(static_cast<std::uint32_t>(bytes.size()), bytes);
-  EXPECT_EQ(codeOfReading(bytes), 1282u);
+TEST(UuidBox, LeavesItsPayloadInTheFileUntilItIsAskedFor) {
+  Document file(concat({uuidBox(kXmpUuid, zeros(1000)), box("free")}));
+  file.memory->resetCalls();
+  UuidBox& read = file.read<UuidBox>();
+  EXPECT_EQ(file.memory->calls().read, 2u) << "size and type, and the extended type";
+  EXPECT_EQ(read.payloadLength(), 1000u);
+  EXPECT_EQ(file.memory->calls().read, 2u);
+  EXPECT_EQ(read.payload(), zeros(1000));
+  EXPECT_EQ(file.memory->calls().read, 3u);
+  EXPECT_EQ(read.payload(), zeros(1000));
+  EXPECT_EQ(file.memory->calls().read, 3u) << "it is kept";
+  EXPECT_EQ(read.payloadLength(), 1000u);
+  EXPECT_EQ(file.read<Box>().type(), fourCc("free"));
+}
 
-  // Any other uuid box of that length is nobody's loss.
-  bytes[23] ^= 1;
-  Document file(bytes);
-  EXPECT_TRUE(file.read<UuidBox>().payload().empty());
+TEST(UuidBox, CopiesItsPayloadFromTheFileAndFromMemory) {
+  Document file(uuidBox(kXmpUuid, text("packet")));
+  UuidBox& read = file.read<UuidBox>();
+  for (int i = 0; i < 2; ++i) {
+    Bytes copy(6);
+    read.copyPayload(copy.data());
+    EXPECT_EQ(copy, text("packet"));
+    read.payload();
+  }
+}
+
+TEST(UuidBox, WhosePayloadIsCutOffSinceItWasReadIsAShortRead) {
+  Document file(uuidBox(kXmpUuid, text("packet")));
+  UuidBox& read = file.read<UuidBox>();
+  file.memory->bytes().pop_back();
+  EXPECT_EQ(codeOf([&] { read.payload(); }), 5u);
+  EXPECT_EQ(read.payloadLength(), 6u);
+}
+
+TEST(UuidBox, TakesItsPayloadAlongToAnotherPlace) {
+  Document file(concat({zeros(20), uuidBox(kXmpUuid, text("packet"))}));
+  file.stream.seekTo(20);
+  Box outer(fourCc("outr"), file.stream);
+  outer.addChild(makeBox<UuidBox>(*readBoxHeader(file.stream, nullptr), file.stream));
+  outer.write();
+  EXPECT_EQ(Bytes(file.memory->bytes().begin(), file.memory->bytes().begin() + 38),
+            box("outr", uuidBox(kXmpUuid, text("packet"))));
+}
+
+TEST(XMPDataBox, IsReadWhateverItsLength) {
+  Bytes bytes = uuidBox(kXmpUuid, zeros(kLargestMetadata + 1));
+  bytes.back() = 7;
+  Document file(std::move(bytes));
+  const Bytes& payload = file.read<XMPDataBox>().payload();
+  ASSERT_EQ(payload.size(), kLargestMetadata + 1);
+  EXPECT_EQ(payload.back(), 7);
 }
 
 }  // namespace

@@ -180,14 +180,18 @@ TEST(SmhdBox, TooShortForABalanceHasItInTheCentre) {
 }
 
 TEST(MediaHeaders, ClaimTheirFixedPartOnly) {
-  Document file(concat({fullBox("vmhd", 0, 1, zeros(8), box("abcd")),
-                        fullBox("smhd", 0, 0, zeros(4), box("abcd"))}));
+  Document file(
+      concat({fullBox("vmhd", 0, 1, zeros(8), box("abcd")),
+              fullBox("smhd", 0, 0, zeros(4), box("abcd")), fullBox("nmhd", 0, 0, box("abcd"))}));
   const VmhdBox& vmhd = file.read<VmhdBox>();
   EXPECT_EQ(vmhd.getSize(), 20u);
   EXPECT_EQ(vmhd.children().size(), 1u);
   const SmhdBox& smhd = file.read<SmhdBox>();
   EXPECT_EQ(smhd.getSize(), 16u);
   EXPECT_EQ(smhd.children().size(), 1u);
+  const NmhdBox& nmhd = file.read<NmhdBox>();
+  EXPECT_EQ(nmhd.getSize(), 12u);
+  EXPECT_EQ(nmhd.children().size(), 1u);
 }
 
 TEST(MediaHeaders, BuiltAreAllZero) {

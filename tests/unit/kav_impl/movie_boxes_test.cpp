@@ -140,6 +140,11 @@ TEST(MvexBox, FindsTheFirstDefaultsOfATrack) {
   EXPECT_EQ(mvex.mehd()->record().fragmentDuration, 8u);
 }
 
+TEST(MvexBox, OfRepeatedDurationsTheLastCounts) {
+  Document file(box("mvex", fullBox("mehd", 0, 0, u32(8)), fullBox("mehd", 1, 0, u64(9))));
+  EXPECT_EQ(file.read<MvexBox>().mehd()->record().fragmentDuration, 9u);
+}
+
 TEST(MvexBox, IsValidWhateverItHolds) {
   EXPECT_EQ(codeOfReading(box("mvex")), std::nullopt);
   EXPECT_EQ(

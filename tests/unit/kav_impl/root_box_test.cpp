@@ -87,6 +87,37 @@ TEST(RootBox, AFragmentWithoutAMovieIsRefused) {
   EXPECT_EQ(codeOfReading(concat({moof(), box("mdat")})), 6u);
 }
 
+TEST(RootBox, LooksForTheMovieBeforeItReadsAFragmentInFrontOfIt) {
+  const Bytes brokenFragments[] = {
+      box("moof", fullBox("mfhd", 0, 0, u32(1)), claimingSize(1000, box("traf"))),
+      box("moof", box("mfhd")),
+      box("moof"),
+  };
+  for (const Bytes& fragment : brokenFragments) EXPECT_EQ(codeOfReading(fragment), 6u);
+  EXPECT_EQ(codeOfReading(concat({brokenFragments[1], moov()})), 28u);
+  EXPECT_EQ(codeOfReading(concat({brokenFragments[2], moov()})), 14u);
+}
+
+TEST(RootBox, PassesOverAUuidBoxTooShortForItsExtendedType) {
+  const Bytes tooShort = box("uuid", zeros(12));
+  Document file(concat({tooShort, box("moov", mvhd0(), tooShort, trak())}));
+  EXPECT_TRUE(file.read<UuidBox>().payload() == zeros(12));
+  EXPECT_EQ(file.read<MoovBox>().tracks().size(), 1u);
+}
+
+TEST(RootBox, LooksAtTheEndOfTheFileAnewInEachCall) {
+  Document file(box("free", zeros(2)));
+  ASSERT_NE(file.root.readNextBox(), nullptr);
+  EXPECT_EQ(file.root.readNextBox(), nullptr);
+  const Bytes more = box("skip", zeros(3));
+  Bytes& bytes = file.memory->bytes();
+  bytes.insert(bytes.end(), more.begin(), more.end());
+  EXPECT_EQ(file.read<SkipBox>().end(), 21u);
+  EXPECT_EQ(file.root.getChild(2), nullptr);
+  bytes.insert(bytes.end(), more.begin(), more.end());
+  EXPECT_NE(file.root.getChild(2), nullptr);
+}
+
 TEST(RootBox, AMovieFetchedEarlyIsCheckedLikeAnyOther) {
   EXPECT_EQ(codeOfReading(concat({moof(), box("moov", mvhd0())})), 14u);
   EXPECT_EQ(codeOfReading(concat({moof(), claimingSize(2000, moov())})), 27u);
@@ -141,6 +172,20 @@ TEST(RootBox, ReadsOnToTheMetadataAndNoFurther) {
   EXPECT_EQ(metadata->payload(), text("xmp"));
   EXPECT_EQ(file.root.loadedCount(), 2u);
   EXPECT_EQ(file.root.readMetadata(), metadata);
+}
+
+TEST(RootBox, ShowsTheMetadataThatItMetWithoutReadingOn) {
+  Document file(
+      concat({box("free"), uuidBox(kXmpUuid, text("one")), uuidBox(kXmpUuid, text("two"))}));
+  EXPECT_EQ(file.root.metadata(), nullptr);
+  file.root.readNextBox();
+  EXPECT_EQ(file.root.metadata(), nullptr);
+  EXPECT_EQ(file.root.loadedCount(), 1u);
+  EXPECT_EQ(file.root.metadata(), file.root.getChild(1));
+  EXPECT_EQ(file.root.metadata()->payload(), text("one"));
+  EXPECT_EQ(file.root.metadata(), file.root.getChild(1));
+  file.root.readNextBox();
+  EXPECT_EQ(file.root.metadata()->payload(), text("two")) << "of two the last counts";
 }
 
 TEST(RootBox, HasNoMetadataInAFileWithoutIt) {

@@ -36,6 +36,20 @@ TEST(StblBox, RemembersItsTables) {
   EXPECT_EQ(stbl->children().size(), 9u);
 }
 
+TEST(StblBox, OfRepeatedOptionalTablesTheLastCounts) {
+  const auto sync = [](std::uint32_t sample) { return fullBox("stss", 0, 0, u32(1), u32(sample)); };
+  const auto offsets = [](std::uint32_t offset) {
+    return fullBox("ctts", 0, 0, u32(1), u32List({3, offset}));
+  };
+  const Parsed<StblBox> stbl(box("stbl", offsets(10), sync(1), fullBox("sdtp", 0, 0, Bytes(3, 1)),
+                                 kStsd, kStts, kStsc, kStsz, kStco, offsets(20), sync(2),
+                                 fullBox("sdtp", 0, 0, Bytes(3, 2))));
+  EXPECT_EQ(stbl->ctts(), stbl->children()[8].get());
+  EXPECT_EQ(stbl->stss(), stbl->children()[9].get());
+  EXPECT_EQ(stbl->sdtp(), stbl->children()[10].get());
+  EXPECT_EQ(Bytes(stbl->sdtp()->bytes().begin(), stbl->sdtp()->bytes().end()), Bytes(3, 2));
+}
+
 TEST(StblBox, HasNoTablesThatAreNotThere) {
   const Parsed<StblBox> stbl(box("stbl", kStsd, kStts, kStsc, kStsz, kCo64));
   EXPECT_EQ(stbl->ctts(), nullptr);
@@ -85,6 +99,11 @@ TEST(StblBox, LeavesDependenciesOfNoSamplesUnread) {
 
 TEST(StblBox, FindsItsTablesBehindALargeHeader) {
   const Parsed<StblBox> stbl(largeForm(box("stbl", kStsd, kStts, kStsc, kStsz, kStco)));
+  EXPECT_EQ(stbl->stsz()->sampleCount(), 3u);
+}
+
+TEST(StblBox, FindsItsTablesInUuidForm) {
+  const Parsed<StblBox> stbl(uuidForm(box("stbl", kStsd, kStts, kStsc, kStsz, kStco)));
   EXPECT_EQ(stbl->stsz()->sampleCount(), 3u);
 }
 

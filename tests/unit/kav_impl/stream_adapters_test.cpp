@@ -116,6 +116,8 @@ TEST(NorvikKavStream, ByDefaultMovesNoBytesAndStandsAtZero) {
   EXPECT_EQ(stream.tell(), 0u);
   EXPECT_EQ(stream.computeSize(), 0u);
   EXPECT_EQ(codeOf([&] { stream.readFully(&byte, 1); }), 5u);
+  EXPECT_EQ(codeOf([&] { stream.writeFully(&byte, 1); }), 1u);
+  EXPECT_NO_THROW(stream.writeFully(&byte, 0));
 }
 
 TEST(NorvikKavIStream, HoldsOneShareOfItsStream) {
@@ -173,12 +175,22 @@ TEST(NorvikKavIOStream, WritesAndSetsTheSize) {
   EXPECT_EQ(memory->bytes(), (Bytes{0, 0, 'a'}));
 }
 
-TEST(NorvikKavIOStream, AWriteTakenInPartIsAFailure) {
+TEST(NorvikKavIOStream, TellsHowMuchOfAWriteWasTaken) {
   const MemoryStreamPtr memory = MemoryStream::create();
   NorvikKavIOStream stream(memory);
   memory->injectFault(1, MemoryStream::Fault::isShort);
-  EXPECT_EQ(codeOf([&] { stream.write("abcd", 4); }), 1u);
+  EXPECT_EQ(stream.write("abcd", 4), 2u);
+  EXPECT_EQ(memory->bytes(), (Bytes{'a', 'b'}));
+}
+
+TEST(NorvikKavIOStream, AFullWriteTakenInPartIsAFailure) {
+  const MemoryStreamPtr memory = MemoryStream::create();
+  NorvikKavIOStream stream(memory);
+  memory->injectFault(1, MemoryStream::Fault::isShort);
+  EXPECT_EQ(codeOf([&] { stream.writeFully("abcd", 4); }), 1u);
   EXPECT_TRUE(memory->faultWasMet());
+  stream.writeFully("ef", 2);
+  EXPECT_EQ(memory->bytes(), (Bytes{'a', 'b', 'e', 'f'}));
 }
 
 TEST(NorvikKavIOStream, EveryFailureOfTheStreamComesThrough) {
@@ -190,7 +202,7 @@ TEST(NorvikKavIOStream, EveryFailureOfTheStreamComesThrough) {
     stream.seekTo(1);
     stream.tell();
     stream.readFully(&byte, 1);
-    stream.write(&byte, 1);
+    stream.writeFully(&byte, 1);
     stream.setSize(10);
     stream.computeSize();
     stream.close();

@@ -235,6 +235,22 @@ TEST(TrakBox, RemembersItsPartsInAnyOrder) {
   EXPECT_EQ(track.findStbl(), track.mdia()->minf()->stbl());
 }
 
+TEST(TrakBox, OfRepeatedPartsTheLastCounts) {
+  const auto edits = [](std::uint32_t duration) {
+    return fullBox("elst", 0, 0, u32(1), u32(duration), u32(0), u16(1), u16(0));
+  };
+  Document file(box("trak", tkhd0(), box("edts", edits(1)), box("tref", box("hint", u32(5))),
+                    box("edts", edits(2), edits(3)), mdia(),
+                    box("tref", box("hint", u32(6)), box("hint", u32(7)))));
+  const TrakBox& track = file.read<TrakBox>();
+  EXPECT_EQ(track.edts(), track.children()[3].get());
+  ASSERT_NE(track.edts()->elst(), nullptr);
+  EXPECT_EQ(track.edts()->elst()->edits(), (std::vector<EditRecord>{{3, 0, 1, 0}}));
+  EXPECT_EQ(track.tref(), track.children()[5].get());
+  ASSERT_NE(track.tref()->hint(), nullptr);
+  EXPECT_EQ(track.tref()->hint()->trackIds(), (std::vector<std::uint32_t>{7}));
+}
+
 TEST(TrakBox, WithoutAWayToASampleTableHasNone) {
   Document file;
   const auto trackOf = [&](const Bytes& bytes) {

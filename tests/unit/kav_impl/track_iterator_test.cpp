@@ -181,8 +181,9 @@ class PickedTables {
     auto table = makeBox<T>(*readBoxHeader(stream_, nullptr), stream_);
     table->readContent();
     T& view = *table;
+    const std::uint64_t next = table->end();
     stbl_->addChild(std::move(table));
-    stream_.seekTo(view.end());
+    stream_.seekTo(next);
     return view;
   }
 
