@@ -162,7 +162,7 @@ TEST(AllocationFaults, LeaveTheSettingsAsAnException) {
     {
       const ShortMemory shortMemory(k);
       try {
-        std::unique_ptr<orx::config::ConfigNode> root;
+        orx::config::CurrentNode root;
         orx::config::ConfigDocument::load(root, name);
         if (root != nullptr) {
           isWhole = root->children.size() == 2 &&

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <thread>
+
 namespace quarrypack {
 namespace {
 
@@ -154,6 +158,33 @@ TEST_F(ParseSettings, FailsForAFileThatExistsButCannotBeRead) {
   // The superuser may read everything, so the file must be one that nobody can open.
   folder_.write("folder/file");
   EXPECT_EQ(parse({"--conf-file=folder"}), 5210);
+}
+
+TEST_F(ParseSettings, ReadsAPipeThatIsNamedToItsEnd) {
+  const std::string pipe = folder_.path("pipe.xml");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  std::thread writer(
+      [&] { std::ofstream(pipe) << "<c><output-file>from-the-pipe.mp4</output-file></c>"; });
+  EXPECT_EQ(parse({"--conf-file=" + pipe}), 0);
+  writer.join();
+  EXPECT_EQ(text("output-file"), "from-the-pipe.mp4");
+}
+
+TEST_F(ParseSettings, LeavesADefaultFileAloneThatIsNoRegularFile) {
+  const std::string name = folder_.path("quarrypack_config.xml");
+  ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
+  EXPECT_EQ(parse({"--output-file=o.mp4"}), 0);
+  std::filesystem::remove(name);
+  std::filesystem::create_directory(name);
+  EXPECT_EQ(parse({"--output-file=o.mp4"}), 0);
+  EXPECT_EQ(text("output-file"), "o.mp4");
+}
+
+TEST_F(ParseSettings, ReadsADefaultFileThroughALink) {
+  folder_.write("elsewhere.xml", "<c><output-file>linked.mp4</output-file></c>");
+  std::filesystem::create_symlink("elsewhere.xml", folder_.path("quarrypack_config.xml"));
+  EXPECT_EQ(parse({}), 0);
+  EXPECT_EQ(text("output-file"), "linked.mp4");
 }
 
 TEST_F(ParseSettings, FailsWithoutAWorkingDirectory) {
