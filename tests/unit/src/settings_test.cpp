@@ -243,6 +243,25 @@ TEST_F(ValidatePaths, NamesTheOutputAfterAnInputOnADrive) {
   EXPECT_EQ(paths_.outputPath, "C:/clips/Converted_a.mp4");
 }
 
+TEST_F(ValidatePaths, BringsValuesMadeByHandIntoTheGenericForm) {
+  folder_.write("d/a.mov");
+  folder_.write("d/c.xml");
+  const auto validated = [this](const char* conf, const char* input, const char* output) {
+    values_ = {{"conf-file", std::string(conf)},
+               {"input-file", std::string(input)},
+               {"output-file", std::string(output)}};
+    return validate();
+  };
+  const test::CapturedConsole console;
+  EXPECT_EQ(validated("d\\c.xml", "d\\a.mov", "d\\o.mp4"), 0);
+  EXPECT_EQ(paths_.inputPath, "d/a.mov");
+  EXPECT_EQ(paths_.outputPath, "d/o.mp4");
+  EXPECT_EQ(validated("", "d\\a.mov", ""), 0);
+  EXPECT_EQ(paths_.outputPath, "d/Converted_a.mp4");
+  EXPECT_EQ(validated("", "d\\a.mov", "d/a.mov"), 10002);
+  EXPECT_EQ(console.out(), "Input file and output file can not be same.\n");
+}
+
 TEST_F(ValidatePaths, RefusesEqualTexts) {
   folder_.write("a.mov");
   const test::CapturedConsole console;
