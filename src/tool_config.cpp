@@ -122,8 +122,7 @@ std::string buildUsageText(const std::string& programName, const std::string& to
   std::ostringstream text;
   text
       << "\n"
-      << (programName.empty() ? "quarrypack" : programName) << " version " << QUARRYPACK_VERSION
-      << " - "
+      << (programName.empty() ? "quarrypack" : programName) << " version 1.0 - "
       << (toolDescription.empty() ? "Tool to fragment content into kaf files." : toolDescription)
       << "\n"
       << "Copyright the quarrypack authors. Licensed under the Apache License, Version 2.0.\n"
