@@ -1,5 +1,8 @@
 #include "src/input_movie.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "kav/exception.h"
 
 namespace quarrypack {
@@ -22,10 +25,12 @@ kav::NorvikKavReader* openMovie(kav::NorvikIStream& stream) {
 }
 
 std::uint64_t costLimitOf(kav::NorvikIStream& stream) {
-  constexpr std::uint64_t kAllowance = 64 * 1024;
+  constexpr std::uint64_t kFactor = 16;
+  constexpr std::uint64_t kAllowance = 8u << 20;
+  constexpr std::uint64_t kLongest =
+      (std::numeric_limits<std::uint64_t>::max() - kAllowance) / kFactor;
   stream.seek(0, kav::kSeekFromEnd);
-  const std::uint64_t length = stream.tell();
-  return length + length / 10 + kAllowance;
+  return kFactor * std::min(stream.tell(), kLongest) + kAllowance;
 }
 
 kav::NorvikKavSampleDescInfo infoOf(const kav::NorvikKavSampleDescription* description) {

@@ -66,9 +66,9 @@ class InputMovie final : public ByteSource {
   InputDescription description(std::uint32_t track, std::uint32_t index) const;  // 1-based
   std::size_t descriptionLength(std::uint32_t track, std::uint32_t index) const;
 
-  // What the samples may come to, each at least kSmallestSampleCost bytes. An honest movie holds
-  // each byte for one sample; samples that overlap and edits that repeat could make a small file
-  // fill a disk.
+  // What the samples may come to, in bytes, each at least kSmallestSampleCost. Edits may show the
+  // same media again, and do so in real movies; the limit keeps a small file made for it from
+  // filling a disk.
   std::uint64_t costLimit() const { return costLimit_; }
 
   // The samples of each track and the gaps between them, up to the cost limit.

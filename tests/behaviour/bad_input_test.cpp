@@ -181,6 +181,17 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenTable{"DataInformationMissing", "moov/trak[2]/mdia/minf/dinf", {}}),
     [](const auto& param) { return param.param.name; });
 
+// 200 edits show the same 100000 bytes: far more than the file may come to.
+TEST_F(BadInput, MayBeSmallAndAskForADiskFull) {
+  MovieBuilder movie = usualMovie();
+  movie.tracks[1].samples[0].bytes.resize(100'000, 0x55);
+  movie.tracks[1].edits = std::vector<MovieEdit>(200, MovieEdit{600, 0});
+  const ProgramResult result = convert(movie).program;
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, kExceptionLines);
+  EXPECT_LT(fs::file_size(output()), 16u << 20);
+}
+
 class TablesBrokenLater : public BadInput, public testing::WithParamInterface<BrokenTable> {};
 
 TEST_P(TablesBrokenLater, FailWhereTheSampleIsRead) {
