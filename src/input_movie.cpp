@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include "kav/exception.h"
 
@@ -10,7 +11,9 @@ namespace {
 
 namespace kav = norvik::kav;
 
+// A lack of memory is no failure of the movie, so it goes on as what it was.
 void throwOnError(std::uint32_t code) {
+  if (code == static_cast<std::uint32_t>(kav::ErrorCode::outOfMemory)) throw std::bad_alloc();
   if (code != 0) throw kav::Exception(code);
 }
 

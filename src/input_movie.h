@@ -52,7 +52,8 @@ class SampleWalk {
   std::unique_ptr<norvik::kav::NorvikKavSampleIterator, Closer> iterator_;
 };
 
-// The movie that is converted: the library's reader, whose codes become exceptions here.
+// The movie that is converted: the library's reader, whose codes become exceptions here:
+// std::bad_alloc for a lack of memory, kav::Exception for all others.
 class InputMovie final : public ByteSource {
  public:
   // Opens the movie. The stream must outlive this object.
