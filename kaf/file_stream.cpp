@@ -3,8 +3,6 @@
 #include "kaf/io_stream_exception.h"
 #include "kaf/open_mode.h"
 
-#include <boost/filesystem/operations.hpp>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -56,6 +54,13 @@ int openFlags(std::uint32_t mode) {
   return flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 }
 
+// The system refuses an existing file only together with its creation. Like there, a symbolic link
+// counts as a file, wherever it leads.
+void refuseExistingFile(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) == 0) throw IOStreamException(EEXIST, path);
+}
+
 int openDescriptor(const std::string& path, std::uint32_t mode) {
   constexpr mode_t kReadAndWriteForAll = 0666;
   while (true) {
@@ -94,6 +99,7 @@ void FileStream::open() {
   position_ = 0;
   if (handle_ >= 0) return;
 
+  if ((mode_ & OpenMode::kExclusive) != 0) refuseExistingFile(path_);
   NewDescriptor descriptor(openDescriptor(path_, mode_));
   const FileHandle opened{descriptor.get(), path_};
   const struct stat status = statusOf(opened);
@@ -153,6 +159,7 @@ void FileStream::seek(std::int64_t offset, int origin) {
     throw IOStreamException(EINVAL, path_);
   }
   position_ = static_cast<std::uint64_t>(target);
+  readAhead_.forget();
 }
 
 std::uint64_t FileStream::tell() {
@@ -180,13 +187,10 @@ bool FileStream::isSameFile(const FileStream& other) const {
 }
 
 bool FileStream::removeIfOpenedHere() {
-  if (!hasChangedFile_) return false;
-  boost::system::error_code failure;
-  const boost::filesystem::path target = boost::filesystem::canonical(path_, failure);
   struct stat status {};
-  if (failure || lstat(target.c_str(), &status) != 0) return false;
+  if (!hasChangedFile_ || stat(path_.c_str(), &status) != 0) return false;
   if (status.st_dev != device_ || status.st_ino != inode_) return false;
-  return boost::filesystem::remove(target, failure);
+  return ::unlink(path_.c_str()) == 0;
 }
 
 bool FileStream::isWritable() const {

@@ -14,6 +14,7 @@ enum class ErrorCode : std::uint32_t {
   accessDenied = 4,      // no right to the file, it exists already, or too many files are open
   shortRead = 5,         // the stream ended before the bytes that were asked for
   noMovie = 6,           // no moov box
+  outOfMemory = 7,       // no memory was left
   implausibleCount = 9,  // a count or length beyond what any real file holds
   zeroTimescale = 10,    // a movie or track to be written has timescale 0
   incompleteSampleTable = 12,  // a track lacks stts, stsc, stsz or chunk offsets

@@ -42,6 +42,8 @@ std::uint32_t guarded(Operation operation) noexcept {
     return code(ErrorCode::success);
   } catch (const Exception& exception) {
     return exception.code();
+  } catch (const std::bad_alloc&) {
+    return code(ErrorCode::outOfMemory);
   } catch (...) {
     return code(ErrorCode::ioFailed);
   }

@@ -118,8 +118,9 @@ std::uint32_t getSampleDescriptionInfo(const NorvikKavSampleDescription* descrip
 std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description,
                                    std::uint8_t* buffer) noexcept;
 
-// What a sample costs at the least, however few bytes it has: in bytes.
-inline constexpr std::uint32_t kSmallestSampleCost = 1;
+// What a sample costs at the least, in bytes: however few it has, the tables of a copy grow with
+// it.
+inline constexpr std::uint32_t kSmallestSampleCost = 16;
 
 // Makes a description that was not read, for a movie to be written. info is the first part of the
 // record of its handler, which structSize tells the length of; header holds info->headerLength

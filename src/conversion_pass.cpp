@@ -9,6 +9,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <new>
 #include <span>
 #include <string>
 #include <vector>
@@ -23,6 +24,7 @@
 #include "src/interruption.h"
 #include "src/progress_line.h"
 #include "src/sample_groups.h"
+#include "tarn/error_strings.h"
 #include "tarn/stream_mode.h"
 
 namespace quarrypack {
@@ -336,18 +338,7 @@ void openStreams(KavStream& input, KavStream& output) {
   output.setSize(0);
 }
 
-}  // namespace
-
-bool convertMovie(kav::NorvikIStream& input, kav::NorvikIOStream& output,
-                  const std::string& announcement) {
-  ConversionPass pass(input, output);
-  if (!pass.setUpTracks()) return false;
-  std::cout << announcement << std::endl;
-  pass.copySamples();
-  return true;
-}
-
-int runConversion(const std::string& programName, const ConversionPaths& paths) {
+int convertFile(const std::string& programName, const ConversionPaths& paths) {
   using norvik::tarn::FileStream;
   const boost::intrusive_ptr<KavStream> input(
       new KavStream(paths.inputPath, FileStream::getStreamMode(false, false, true)));
@@ -372,6 +363,25 @@ int runConversion(const std::string& programName, const ConversionPaths& paths) 
   std::cout << programName << " failed! " << std::endl;
   output->removeIfOpenedHere();
   return kFailed;
+}
+
+}  // namespace
+
+bool convertMovie(kav::NorvikIStream& input, kav::NorvikIOStream& output,
+                  const std::string& announcement) {
+  ConversionPass pass(input, output);
+  if (!pass.setUpTracks()) return false;
+  std::cout << announcement << std::endl;
+  pass.copySamples();
+  return true;
+}
+
+int runConversion(const std::string& programName, const ConversionPaths& paths) {
+  try {
+    return convertFile(programName, paths);
+  } catch (const std::bad_alloc&) {
+    throw norvik::tarn::EErrorCode::outOfMemory;
+  }
 }
 
 }  // namespace quarrypack

@@ -158,6 +158,20 @@ TEST_F(Timing, RepeatsSamplesThatTwoEditsShow) {
   EXPECT_EQ(walk.track(2).sampleBytes(), expected);
 }
 
+TEST_F(Timing, RepeatsMediaAsOftenAsEditsShowIt) {
+  MovieTrack sound = tenSounds();
+  for (MovieSample& sample : sound.samples) sample.bytes.resize(100'000, 0x55);
+  sound.edits = std::vector<MovieEdit>(12, MovieEdit{600, 0});
+  const BoxWalk walk(converted(movieWith(sound)));
+  std::vector<Bytes> expected;
+  for (std::size_t i = 0; i < sound.edits->size(); ++i) {
+    for (const Bytes& bytes : bytesOf(sound, 0, 10)) expected.push_back(bytes);
+  }
+  EXPECT_TRUE(walk.track(2).sampleBytes() == expected);
+  ASSERT_EQ(walk.track(2).edits.size(), 1u);
+  EXPECT_EQ(walk.track(2).samples[119].decodingTime, 119u * 300);
+}
+
 TEST_F(Timing, KeepsTheKeyPictureThatAnEditSkipsOnlyForItsReordering) {
   // Encoders show reordered pictures one picture late and take that back with an edit list.
   MovieBuilder movie(

@@ -9,6 +9,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/box_builders.h"
@@ -236,13 +237,14 @@ class WildStream final : public NorvikIStream {
 };
 
 TEST(OpenReader, LetsNoExceptionOut) {
-  const std::vector<std::function<void()>> failures = {
-      [] { throw std::runtime_error("unexpected"); }, [] { throw std::bad_alloc(); },
-      [] { throw 42; }};
-  for (const auto& failure : failures) {
+  const std::vector<std::pair<std::function<void()>, std::uint32_t>> failures = {
+      {[] { throw std::runtime_error("unexpected"); }, 1},
+      {[] { throw std::bad_alloc(); }, 7},
+      {[] { throw 42; }, 1}};
+  for (const auto& [failure, code] : failures) {
     WildStream stream(failure);
     NorvikKavReader* reader = nullptr;
-    EXPECT_EQ(openReader(&stream, {}, &reader), 1u);
+    EXPECT_EQ(openReader(&stream, {}, &reader), code);
     EXPECT_EQ(reader, nullptr);
     EXPECT_EQ(stream.references, 0);
   }

@@ -199,11 +199,14 @@ TEST(Reader, CountsNothingWhereNothingCanBeIterated) {
   EXPECT_EQ(codeOf([&] { opened.reader.createDocIterator(); }), 25u);
 }
 
-TEST(Reader, CountsUpToALimitOfBytes) {
-  MovieBuilder movie({countingTrack(4), countingTrack(4)});  // 10 bytes each
+TEST(Reader, CountsUpToALimitOfBytesAndSixteenForASmallSample) {
+  MovieBuilder movie({countingTrack(4), countingTrack(4)});
+  movie.tracks[0].samples[0].bytes.resize(17);
   OpenedMovie opened(movie);
-  EXPECT_EQ(countsOf(opened, 20), (Column{4, 0, 4, 0}));
-  EXPECT_EQ(countsOf(opened, 9), (Column{3, 0, 0, 0}));
+  EXPECT_EQ(countsOf(opened, 17 + 7 * 16), (Column{4, 0, 4, 0}));
+  EXPECT_EQ(countsOf(opened, 17 + 7 * 16 - 1), (Column{4, 0, 3, 0}));
+  EXPECT_EQ(countsOf(opened, 17 + 2 * 16), (Column{3, 0, 0, 0}));
+  EXPECT_EQ(countsOf(opened, 16), (Column{0, 0, 0, 0}));
   EXPECT_EQ(countsOf(opened, 0), (Column{0, 0, 0, 0}));
 }
 

@@ -70,7 +70,7 @@ TEST_F(InputMovieTest, WalksAsManySamplesAsItCounts) {
 }
 
 TEST_F(InputMovieTest, LimitsTheCostOfItsSamples) {
-  EXPECT_EQ(movie.costLimit(), file.size() + file.size() / 10 + 65536);
+  EXPECT_EQ(movie.costLimit(), 16 * file.size() + (8u << 20));
 }
 
 TEST_F(InputMovieTest, NeedsItsBytesInTheFile) {
