@@ -337,6 +337,22 @@ TEST(Writer, TakesNoMoreThanWasAnnounced) {
   EXPECT_EQ(codeOf([&] { gaps.addSample(1, 1); }), 16u);
 }
 
+// Each gap but an open last one ends an edit and makes an empty one; one more shows what is left.
+TEST(Writer, WritesNoMoreThan255Edits) {
+  const auto write = [](std::uint32_t gaps) {
+    WrittenMovie movie;
+    movie.addTrack(trackOf(600, 1000, 1000));
+    for (std::uint32_t i = 0; i < gaps; ++i) {
+      movie.addSample(1, 20 * i);
+      movie.addGap(1, 20 * i + 10);
+    }
+    movie.addSample(1, 20 * gaps);
+    return movie.finished().track(1).edits.size();
+  };
+  EXPECT_EQ(write(127), 255u);
+  EXPECT_EQ(codeOf([&] { write(128); }), 16u);
+}
+
 TEST(Writer, RefusesTracksThatNoFileCanHold) {
   WrittenMovie movie;
   EXPECT_NE(codeOf([&] { movie.writer.addTrack(trackOf(600, 0xFFFFFFFF)); }), std::nullopt);
