@@ -73,11 +73,13 @@ std::uint32_t Writer::addTrack(const NorvikKavTrackConfiguration& configuration)
 
 void Writer::addSampleDescription(std::uint32_t trackNumber,
                                   const NorvikKavSampleDescription* description) {
+  impl_->requireOpen();
   if (description == nullptr) throw Exception(ErrorCode::missingArgument);
   impl_->addSampleDescription(trackNumber, *impl::fromHandle(description));
 }
 
 void Writer::addSample(const NorvikKavWriterSample& sample) {
+  impl_->requireOpen();
   if (sample.size != 0 && sample.data == nullptr) throw Exception(ErrorCode::missingArgument);
   impl_->addSample({.trackNumber = sample.trackNumber,
                     .descriptionIndex = sample.descriptionIndex,
@@ -88,6 +90,7 @@ void Writer::addSample(const NorvikKavWriterSample& sample) {
 }
 
 void Writer::setXMPMetadata(const void* bytes, std::size_t size) {
+  impl_->requireOpen();
   if (size != 0 && bytes == nullptr) throw Exception(ErrorCode::missingArgument);
   impl_->setXMPMetadata({static_cast<const std::uint8_t*>(bytes), size});
 }

@@ -96,28 +96,31 @@ class Writer {
 
   // Returns the number of the track, counting from 1. Throws zeroTimescale; tracksClosedBySamples
   // or tracksClosedByMetadata once samples or metadata were written; addTrackAfterFinish;
-  // implausibleCount or implausibleSampleCount for more than 100 million samples.
+  // implausibleCount or implausibleSampleCount for more than 100 million samples or descriptions.
   std::uint32_t addTrack(const NorvikKavTrackConfiguration& configuration);
 
-  // Adds a copy of a description that was read or made. Throws unknownTrack, missingArgument,
-  // unsupportedTrackType, writerNotOpen; tracksClosedBySamples once samples were written.
+  // Adds a copy of a description that was read or made. Throws writerNotOpen, missingArgument,
+  // unknownTrack, unsupportedTrackType; tracksClosedBySamples once samples were written.
   void addSampleDescription(std::uint32_t trackNumber,
                             const NorvikKavSampleDescription* description);
 
-  // Adds the next sample of a track. Throws writerNotOpen; unknownTrack; missingArgument;
-  // unknownDescription for an index that is 0
-  // or above the number of the track's descriptions (a track without any has samples of index 1);
-  // editListFull; sampleTableFull for more samples than were announced, in a regular movie;
-  // sampleTimeBackwards and sampleTooLarge (1 GiB), in a fragmented movie; and what the stream
-  // throws.
+  // Adds the next sample of a track. Throws writerNotOpen; missingArgument; unknownTrack;
+  // unknownDescription for an index that is 0 or above the number of the track's descriptions (a
+  // track without any has samples of index 1); editListFull for more gaps than were announced, or
+  // for an edit list of more than 255 edits, which 127 gaps fill; sampleTableFull for more samples
+  // than were announced, in a regular movie; sampleTimeBackwards and sampleTooLarge (1 GiB), in a
+  // fragmented movie; and what the stream throws.
   void addSample(const NorvikKavWriterSample& sample);
 
-  // Writes an XMP packet of at most 64 MiB where the file has got to; a fragment that is open ends.
-  // Throws metadataAfterFinish, missingArgument, metadataTooLarge, metadataWithoutTracks.
+  // Writes an XMP packet of at most 64 MiB where the file has got to. A fragment that is open ends
+  // with the samples that came so far; the last one of each track then lasts one tick of the movie,
+  // as at the end of the track, however much later the next one begins. A packet that comes before
+  // the first track waits, and is written before the first sample. Throws writerNotOpen,
+  // missingArgument, metadataTooLarge.
   void setXMPMetadata(const void* bytes, std::size_t size);
 
-  // Completes the movie and lets go of the stream, which is not closed. A second call throws
-  // writerNotOpen; what the stream throws comes through.
+  // Completes the movie and lets go of the stream, which is not closed. Throws writerNotOpen for a
+  // second call; editListFull, as addSample does; and what the stream throws.
   void finish();
 
  private:

@@ -114,13 +114,27 @@ void Writer::addSample(const SampleToWrite& sample) {
     throw Exception(ErrorCode::unknownDescription);
   }
   const std::uint64_t mediaTime = target.timeline.addSample(sample.decodingTime);
+  writeEarlyMetadata();
   samples_->addSample(target, sample, mediaTime);
 }
 
 void Writer::setXMPMetadata(std::span<const std::uint8_t> packet) {
-  if (!open_) throw Exception(ErrorCode::metadataAfterFinish);
+  requireOpen();
   if (packet.size() > kLargestMetadata) throw Exception(ErrorCode::metadataTooLarge);
-  if (movie_->tracks.empty()) throw Exception(ErrorCode::metadataWithoutTracks);
+  if (movie_->tracks.empty()) {
+    earlyMetadata_.emplace_back(packet.begin(), packet.end());
+    return;
+  }
+  writeEarlyMetadata();
+  writeMetadata(packet);
+}
+
+void Writer::writeEarlyMetadata() {
+  const std::vector<std::vector<std::uint8_t>> packets = std::exchange(earlyMetadata_, {});
+  for (const std::vector<std::uint8_t>& packet : packets) writeMetadata(packet);
+}
+
+void Writer::writeMetadata(std::span<const std::uint8_t> packet) {
   samples_->endMedia();
   auto& metadata = addNewChild<XMPDataBox>(*root_, *stream_);
   metadata.setPayload(packet);
@@ -146,6 +160,7 @@ void Writer::setDurations() {
 void Writer::finish() {
   requireOpen();
   open_ = false;
+  writeEarlyMetadata();
   setDurations();
   samples_->finish();
   samples_.reset();

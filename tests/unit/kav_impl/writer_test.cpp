@@ -298,7 +298,7 @@ TEST(Writer, TakesNothingOnceItIsFinished) {
   EXPECT_EQ(codeOf([&] { movie.writer.addSampleDescription(1, description); }), 48u);
   EXPECT_EQ(codeOf([&] { movie.addSample(1, 0); }), 48u);
   EXPECT_EQ(codeOf([&] { movie.addGap(1, 0); }), 48u);
-  EXPECT_EQ(codeOf([&] { movie.writer.setXMPMetadata(text("x")); }), 2053u);
+  EXPECT_EQ(codeOf([&] { movie.writer.setXMPMetadata(text("x")); }), 48u);
   EXPECT_EQ(codeOf([&] { movie.writer.finish(); }), 48u);
   EXPECT_EQ(movie.memory->bytes(), file);
 }
@@ -396,6 +396,29 @@ TEST(Writer, AcceptsMetadataOf64MebibytesAndNotAByteMore) {
   EXPECT_EQ(metadata.size(), kLargest);
   EXPECT_EQ(metadata.back(), 'x');
   EXPECT_EQ(file.back(), 'x');
+}
+
+TEST(Writer, KeepsMetadataThatComesBeforeTheFirstTrack) {
+  WrittenMovie movie;
+  movie.writer.setXMPMetadata(text("<x/>"));
+  movie.writer.setXMPMetadata(text("<second/>"));
+  EXPECT_EQ(movie.addTrack(trackOf(600)), 1u);
+  EXPECT_EQ(movie.addTrack(trackOf(600)), 2u);
+  movie.addSample(2, 0, text("a"));
+  EXPECT_EQ(codeOf([&] { movie.writer.addTrack(trackOf(600)); }), 32u);
+  const BoxWalk walk = movie.finished();
+  EXPECT_EQ(walk.topLevelTypes(),
+            (std::vector<std::string>{"ftyp", "moov", "free", "uuid", "uuid", "mdat"}));
+  EXPECT_EQ(walk.payload("uuid"), text("<x/>"));
+  EXPECT_EQ(walk.payload("uuid[2]"), text("<second/>"));
+  EXPECT_EQ(walk.track(2).sampleBytes(), (std::vector<Bytes>{text("a")}));
+}
+
+TEST(Writer, WritesMetadataOfAMovieWithoutTracks) {
+  WrittenMovie movie;
+  movie.writer.setXMPMetadata(text("<x/>"));
+  EXPECT_EQ(movie.finished().topLevelTypes(),
+            (std::vector<std::string>{"ftyp", "moov", "free", "uuid"}));
 }
 
 void writeSmallMovie(const MemoryStreamPtr& memory, const SampleDescriptor& description) {
