@@ -13,7 +13,8 @@ namespace norvik::kav::impl {
 // Order of calls: addGap and addSample in the order of their times, finish once.
 class EditTimeline {
  public:
-  // Edits are added to the list, which must have room for two for every gap and one more.
+  // Edits are added to the list: two for every gap and one more. addGap, addSample and finish throw
+  // editListFull when it has no room for them, or would grow beyond ElstBox::kMostWritten.
   EditTimeline(std::uint32_t timescale, std::uint32_t movieTimescale, ElstBox& edits);
 
   // A gap begins at a time. Within an open gap it changes nothing.

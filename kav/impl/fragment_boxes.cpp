@@ -32,10 +32,13 @@ struct TrunRecord {
 };
 static_assert(fullBoxSize<TrunRecord>({0, kWritten}) == 20);
 
+// Negative for a target before the origin.
 std::int32_t distance(std::uint64_t from, std::uint64_t to) {
   constexpr std::uint64_t kFarthest = std::numeric_limits<std::int32_t>::max();
-  if (to < from || to - from > kFarthest) throw Exception(ErrorCode::runTooLarge);
-  return static_cast<std::int32_t>(to - from);
+  const bool isBefore = to < from;
+  const std::uint64_t length = isBefore ? from - to : to - from;
+  if (length > kFarthest + (isBefore ? 1 : 0)) throw Exception(ErrorCode::runTooLarge);
+  return static_cast<std::int32_t>(isBefore ? -static_cast<std::int64_t>(length) : length);
 }
 
 // Hostile runs are long enough to sum up to more than 64 bits; the sum then stays at its end.
@@ -90,12 +93,13 @@ void TrunBox::setDataPosition(std::uint64_t mediaDataPosition, std::uint64_t fra
 
 void TrunBox::addSample(const Sample& sample) {
   if (sampleCount_ >= kMostSamples) throw Exception(ErrorCode::implausibleCount);
-  const std::array<std::uint32_t, 4> record = {sample.duration, sample.size, sample.flags,
-                                               sample.compositionOffset};
-  words_.insert(words_.end(), record.begin(), record.end());
+  if (has(kDuration)) words_.push_back(sample.duration);
+  if (has(kSize)) words_.push_back(sample.size);
+  if (has(kFlags)) words_.push_back(sample.flags);
+  if (has(kCompositionOffset)) words_.push_back(sample.compositionOffset);
   ++sampleCount_;
-  countIn(sample);
-  grow(sizeof(record));
+  if (holdsSums()) countIn(sample);
+  grow(recordWords() * 4);
 }
 
 void TrunBox::readContent() {
@@ -122,7 +126,7 @@ void TrunBox::readRecords() {
   words_.resize(sampleCount_ * recordWords());
   stream().readFully(words_.data(), length);
   for (std::uint32_t& word : words_) word = loadU32(reinterpret_cast<const std::uint8_t*>(&word));
-  if (!has(kDuration) && !has(kSize)) return;
+  if (!holdsSums()) return;
   for (Cursor cursor(*this); cursor.isValid(); cursor.next()) countIn(cursor.current());
 }
 

@@ -101,7 +101,8 @@ class TfdtBox final : public RecordBox<TfdtRecord, WrittenVersion<1>> {
 // The samples of a run, in decoding order.
 //
 // Read: setDefaults, once the fragment's defaults are known; then cursors. Built: addSample any
-// number of times, then into its fragment, which counts the length that the run has by then.
+// number of times, then into its fragment, which counts the length that the run has by then. A run
+// that was read takes further samples as well.
 //
 // A run may leave fields out of its records, and in the extreme all of them: then it is a count and
 // nothing else, and any number of samples takes the memory of one.
@@ -157,8 +158,8 @@ class TrunBox final : public FullBox {
 
   TrunBox(BoxHeader header, NorvikKavStream& stream) : FullBox(std::move(header), stream) {}
 
-  // A run to be written, with the distance from the start of the moof box to its samples. Throws
-  // runTooLarge for a distance beyond 31 bits.
+  // A run to be written, with the distance from the start of the moof box to its samples, negative
+  // for samples that lie before it. Throws runTooLarge for a distance beyond 32 bits with a sign.
   TrunBox(std::uint64_t mediaDataPosition, std::uint64_t fragmentStart, NorvikKavStream& stream);
 
   void setDefaults(const Defaults& defaults) { defaults_ = defaults; }
@@ -176,7 +177,9 @@ class TrunBox final : public FullBox {
 
   Cursor cursor() const { return Cursor(*this); }
 
-  // Throws implausibleCount for more samples than a run may have when it is read.
+  // Appends a sample. Its record has the fields that the flags of the run announce; what the run
+  // leaves out is taken from the defaults, for this sample as for the others. The dataOffset is not
+  // looked at. Throws implausibleCount for more samples than a run may have when it is read.
   void addSample(const Sample& sample);
 
   // For patching: the data offset, and where in the file it stands.
@@ -203,6 +206,9 @@ class TrunBox final : public FullBox {
   std::size_t recordWords() const;
   void readRecords();
   void countIn(const Sample& sample);
+
+  // Whether a sum needs the records; otherwise the defaults say everything.
+  bool holdsSums() const { return has(kDuration) || has(kSize); }
 
   // Sums over the samples in front of one.
   Sums sumsBefore(std::uint32_t index) const;

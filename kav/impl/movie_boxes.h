@@ -39,6 +39,10 @@ class MoovBox final : public Box {
   // In the order of the file.
   const std::vector<TrakBox*>& tracks() const { return tracks_; }
 
+  // Adds the defaults of a track to the extends box, which a built movie must have. Returns whether
+  // everything after it moved. What changed is still to be written.
+  bool addTrackDefaults(std::uint32_t trackId);
+
  private:
   MvhdBox* mvhd_ = nullptr;
   MvexBox* mvex_ = nullptr;
@@ -144,6 +148,13 @@ class MvexBox final : public Box {
 
   MehdBox* mehd() const { return mehd_; }
 
+  // Adds the defaults of a track to a built one. With many tracks there is room for more of them,
+  // so that not every track moves all others.
+  void addDefaults(std::uint32_t trackId);
+
+  // Covers the room that is left with a free box in the file.
+  void coverRoom();
+
   // The first trex of a track, once the children are read; throws noTrackDefaults without one.
   TrexBox& findTrex(std::uint32_t trackId) const;
 
@@ -152,6 +163,7 @@ class MvexBox final : public Box {
 
  private:
   void indexTrex(Box& child);
+  std::uint64_t filledSize() const;
 
   MehdBox* mehd_ = nullptr;
   // A movie may have thousands of tracks, and each of its fragments asks for the defaults of each.

@@ -114,7 +114,9 @@ void ElstBox::reserve(std::uint32_t gapCount) { setCurrentSize(getSize() + roomF
 
 void ElstBox::addEdit(std::uint64_t segmentDuration, std::int64_t mediaTime) {
   const std::uint64_t grown = getSize() + recordSize<EditRecord>(form());
-  if (grown > getCurrentSize()) throw Exception(ErrorCode::editListFull);
+  if (edits_.size() >= kMostWritten || grown > getCurrentSize()) {
+    throw Exception(ErrorCode::editListFull);
+  }
   edits_.push_back({.segmentDuration = segmentDuration, .mediaTime = mediaTime});
   setSize(grown);
 }
@@ -140,6 +142,7 @@ void ElstBox::readContent() {
 }
 
 void ElstBox::writeContent() {
+  if (edits_.size() > kMostWritten) throw Exception(ErrorCode::editListFull);
   std::vector<std::uint8_t> bytes(4 + edits_.size() * recordSize<EditRecord>(form()));
   storeU32(bytes.data(), static_cast<std::uint32_t>(edits_.size()));
   FieldWriter writer{std::span(bytes).subspan(4), form()};

@@ -158,6 +158,9 @@ class ElstBox final : public FullBox {
   using FullBox::FullBox;
   ElstBox(std::uint32_t gapCount, NorvikKavStream& stream);
 
+  // A longer list is read, but never written.
+  static constexpr std::size_t kMostWritten = 255;
+
   const std::vector<EditRecord>& edits() const { return edits_; }
 
   // The length of the edits that a number of gaps makes.
@@ -166,7 +169,8 @@ class ElstBox final : public FullBox {
   // Makes room again behind the edits that are there, after it was given up.
   void reserve(std::uint32_t gapCount);
 
-  // Appends an edit at normal rate; throws editListFull when the room is used up.
+  // Appends an edit at normal rate. Throws editListFull when the room is used up, and for more
+  // than kMostWritten edits whatever room there is.
   void addEdit(std::uint64_t segmentDuration, std::int64_t mediaTime);
 
   // Does nothing while there is no edit.
@@ -175,6 +179,8 @@ class ElstBox final : public FullBox {
   // Throws truncatedBox when the box is too short for its edits, implausibleCount for more of them
   // than any real file holds.
   void readContent() override;
+
+  // Throws editListFull for a list that was read with more than kMostWritten edits.
   void writeContent() override;
   void updateContent() override;
 

@@ -81,14 +81,8 @@ std::uint32_t Writer::addTrack(TrackParameters parameters) {
        .gapCapacity = parameters.editCapacity,
        .hasSampleDependencies = parameters.hasSampleDependencies,
        .timeline = EditTimeline(parameters.timescale, movieTimescale, *trak.edts()->elst())});
-  samples_->addTrack();
   moov.mvhd()->setNextTrackId(number + 1);
-
-  // Of the moov box only what is new or has changed is written: thousands of tracks would otherwise
-  // write each other again and again.
-  trak.write();
-  moov.mvhd()->write();
-  moov.patchSize();
+  samples_->addTrack();
   movie_->nextBox = moov.start() + moov.getCurrentSize();
   return number;
 }
@@ -114,13 +108,27 @@ void Writer::addSample(const SampleToWrite& sample) {
     throw Exception(ErrorCode::unknownDescription);
   }
   const std::uint64_t mediaTime = target.timeline.addSample(sample.decodingTime);
+  writeEarlyMetadata();
   samples_->addSample(target, sample, mediaTime);
 }
 
 void Writer::setXMPMetadata(std::span<const std::uint8_t> packet) {
-  if (!open_) throw Exception(ErrorCode::metadataAfterFinish);
+  requireOpen();
   if (packet.size() > kLargestMetadata) throw Exception(ErrorCode::metadataTooLarge);
-  if (movie_->tracks.empty()) throw Exception(ErrorCode::metadataWithoutTracks);
+  if (movie_->tracks.empty()) {
+    earlyMetadata_.emplace_back(packet.begin(), packet.end());
+    return;
+  }
+  writeEarlyMetadata();
+  writeMetadata(packet);
+}
+
+void Writer::writeEarlyMetadata() {
+  const std::vector<std::vector<std::uint8_t>> packets = std::exchange(earlyMetadata_, {});
+  for (const std::vector<std::uint8_t>& packet : packets) writeMetadata(packet);
+}
+
+void Writer::writeMetadata(std::span<const std::uint8_t> packet) {
   samples_->endMedia();
   auto& metadata = addNewChild<XMPDataBox>(*root_, *stream_);
   metadata.setPayload(packet);
@@ -146,6 +154,7 @@ void Writer::setDurations() {
 void Writer::finish() {
   requireOpen();
   open_ = false;
+  writeEarlyMetadata();
   setDurations();
   samples_->finish();
   samples_.reset();

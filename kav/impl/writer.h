@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "kav/impl/fragment_writer.h"
 #include "kav/impl/root_box.h"
@@ -27,24 +28,33 @@ class Writer final : public KavBase {
          const std::optional<FragmentParameters>& fragments = std::nullopt);
   ~Writer() override;
 
+  // Throws writerNotOpen once the movie is finished. That comes before anything else that could be
+  // wrong with a call.
+  void requireOpen() const;
+
   // Builds and writes a track. trackId, movieTimescale and lastSampleDuration are set here. Returns
   // its number.
   std::uint32_t addTrack(TrackParameters parameters);
   void addSampleDescription(std::uint32_t trackNumber, const SampleDescriptor& description);
   void addSample(const SampleToWrite& sample);
+
+  // Before the first track the packet waits: the movie box could not grow with another box after
+  // it.
   void setXMPMetadata(std::span<const std::uint8_t> packet);
   void finish();
 
  private:
-  void requireOpen() const;
   TrackDraft& track(std::uint32_t number);
+  void writeEarlyMetadata();
+  void writeMetadata(std::span<const std::uint8_t> packet);
   void setDurations();
 
   std::unique_ptr<NorvikKavIOStream> stream_;
   std::unique_ptr<RootBox, BoxDeleter> root_;
   std::optional<MovieDraft> movie_;
   std::unique_ptr<SampleSink> samples_;
-  bool hasMetadata_ = false;
+  std::vector<std::vector<std::uint8_t>> earlyMetadata_;  // packets that wait for the tracks
+  bool hasMetadata_ = false;                              // in the file
   bool open_ = true;
 };
 

@@ -135,12 +135,22 @@ TEST_P(WrittenMetadata, MayBe64MiBAndNoMore) {
   EXPECT_EQ(metadataOf(stream_->bytes()).bytes, packet);
 }
 
-TEST_P(WrittenMetadata, NeedsATrack) { EXPECT_EQ(codeOfSetting(text("x")), 1287u); }
+TEST_P(WrittenMetadata, MayComeBeforeAnyTrack) {
+  EXPECT_EQ(codeOfSetting(text("<x:xmpmeta/>")), 0u);
+  addTrack();
+  addTrack();
+  addSample(0);
+  writer_->finish();
+  EXPECT_EQ(metadataOf(stream_->bytes()).bytes, text("<x:xmpmeta/>"));
+  const BoxWalk walk(stream_->bytes());
+  EXPECT_EQ(walk.tracks().size(), 2u);
+  EXPECT_EQ(walk.track(1).sampleBytes(), std::vector<Bytes>(1, text("abc")));
+}
 
 TEST_P(WrittenMetadata, IsRefusedByAFinishedWriter) {
   addTrack();
   writer_->finish();
-  EXPECT_EQ(codeOfSetting(text("x")), 2053u);
+  EXPECT_EQ(codeOfSetting(text("x")), 48u);
 }
 
 TEST_P(WrittenMetadata, NeedsItsBytes) {

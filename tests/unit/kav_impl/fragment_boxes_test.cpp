@@ -309,7 +309,20 @@ TEST(TrunBox, RefusesADistanceThatItsFieldCannotHold) {
   TestFile file;
   EXPECT_EQ(failureOf([&] { TrunBox(0x7FFFFFFF, 0, file.stream); }), std::nullopt);
   EXPECT_EQ(failureOf([&] { TrunBox(0x80000000, 0, file.stream); }), 29u);
-  EXPECT_EQ(failureOf([&] { TrunBox(0, 1, file.stream); }), 29u);
+  EXPECT_EQ(failureOf([&] { TrunBox(0, 0x80000000, file.stream); }), std::nullopt);
+  EXPECT_EQ(failureOf([&] { TrunBox(0, 0x80000001, file.stream); }), 29u);
+  EXPECT_EQ(failureOf([&] { TrunBox(0, ~std::uint64_t{0}, file.stream); }), 29u);
+  EXPECT_EQ(failureOf([&] { TrunBox(~std::uint64_t{0}, 0, file.stream); }), 29u);
+}
+
+TEST(TrunBox, HoldsANegativeDistanceToSamplesBeforeItsFragment) {
+  TestFile file;
+  TrunBox run(4000, 5000, file.stream);
+  EXPECT_EQ(run.dataOffset(), -1000);
+  run.setDataPosition(10, 12);
+  EXPECT_EQ(run.dataOffset(), -2);
+  run.write();
+  EXPECT_EQ(file.bytes(), fullBox("trun", 0, 0xF01, u32(0), u32(0xFFFFFFFE)));
 }
 
 TEST(TrunBox, WritesItsSamples) {
@@ -335,6 +348,61 @@ TEST(TrunBox, BringsLaterSamplesAndOffsetsUpToDate) {
   run.write();
   EXPECT_EQ(file.bytes(),
             fullBox("trun", 0, 0xF01, u32(1), u32(0xFFFFFFFE), u32(1), u32(2), u32(3), u32(4)));
+}
+
+// A record has the fields that the flags of the run announce, whatever a new run would have.
+TEST(TrunBox, GivesAnAddedSampleTheFieldsOfTheRun) {
+  struct Case {
+    Bytes before;
+    Bytes after;
+    TrunBox::Sample added;  // as it is read again
+  };
+  const Case cases[] = {
+      {fullBox("trun", 0, 0x000301, u32(1), u32(40), u32(3), u32(5)),
+       fullBox("trun", 0, 0x000301, u32(2), u32(40), u32(3), u32(5), u32(11), u32(12)),
+       {11, 12, 93, 0, 45}},
+      {fullBox("trun", 1, 0x000A04, u32(1), u32(9), u32(1), u32(2)),
+       fullBox("trun", 1, 0x000A04, u32(2), u32(9), u32(1), u32(2), u32(12), u32(14)),
+       {91, 12, 93, 14, 1}},
+      {fullBox("trun", 0, 0x000400, u32(1), u32(7)),
+       fullBox("trun", 0, 0x000400, u32(2), u32(7), u32(13)),
+       {91, 92, 13, 0, 92}},
+      {fullBox("trun", 0, 0, u32(1)), fullBox("trun", 0, 0, u32(2)), {91, 92, 93, 0, 92}},
+      {fullBox("trun", 0, 0x000F00, u32(1), u32(1), u32(2), u32(3), u32(4)),
+       fullBox("trun", 0, 0x000F00, u32(2), u32(1), u32(2), u32(3), u32(4), u32(11), u32(12),
+               u32(13), u32(14)),
+       {11, 12, 13, 14, 2}},
+  };
+  for (const Case& c : cases) {
+    TestFile file(c.before);
+    const OwnedBox<TrunBox> run = file.read<TrunBox>();
+    run->setDefaults({91, 92, 93});
+    run->addSample({11, 12, 13, 14, 0});
+    EXPECT_EQ(run->getSize(), c.after.size());
+    EXPECT_EQ(run->totalDuration(), samplesOf(*run)[0].duration + c.added.duration);
+    EXPECT_EQ(run->totalSize(), samplesOf(*run)[0].size + c.added.size);
+    expectSample(samplesOf(*run).at(1), c.added);
+    run->write();
+    EXPECT_EQ(file.bytes(), c.after);
+    TestFile again(file.bytes());
+    const OwnedBox<TrunBox> read = again.read<TrunBox>();
+    read->setDefaults({91, 92, 93});
+    expectSample(samplesOf(*read).at(1), c.added);
+  }
+}
+
+// What is summed up for skipping goes on over the samples that are added.
+TEST(TrunBox, SkipsOverAddedSamples) {
+  for (const std::uint32_t flags : {0x000000u, 0x000100u, 0x000200u, 0x000F00u}) {
+    TestFile file(fullBox("trun", 0, flags, u32(0)));
+    const OwnedBox<TrunBox> run = file.read<TrunBox>();
+    run->setDefaults({2, 3, 0});
+    for (std::uint32_t i = 0; i < 200; ++i) run->addSample({2, 3, 0, 0, 0});
+    TrunBox::Cursor cursor = run->cursor();
+    EXPECT_EQ(cursor.skip(300), 300u);
+    EXPECT_EQ(cursor.index(), 150u);
+    EXPECT_EQ(cursor.current().dataOffset, 450);
+  }
 }
 
 TEST(TrunBox, WritesBackWhatItRead) {

@@ -201,15 +201,27 @@ TEST(ElstBox, HasNoLastSegmentWhileItIsEmpty) {
   EXPECT_TRUE(elst.edits().empty());
 }
 
-TEST(ElstBox, WritesMoreEditsThanAByteCanCount) {
+TEST(ElstBox, TakesNoMoreThan255EditsWhateverRoomItHas) {
   Document file;
   ElstBox elst(400, file.stream);
-  for (std::uint64_t i = 0; i < 801; ++i) elst.addEdit(i, static_cast<std::int64_t>(2 * i));
+  for (std::uint64_t i = 0; i < 255; ++i) elst.addEdit(i, static_cast<std::int64_t>(2 * i));
+  EXPECT_EQ(codeOf([&] { elst.addEdit(255, 510); }), 16u);
+  elst.releaseReserve();
   Document again(file.written(elst));
   const ElstBox& read = again.read<ElstBox>();
-  ASSERT_EQ(read.edits().size(), 801u);
-  for (std::uint64_t i = 0; i < 801; ++i) {
+  ASSERT_EQ(read.edits().size(), 255u);
+  for (std::uint64_t i = 0; i < 255; ++i) {
     ASSERT_EQ(read.edits()[i], (EditRecord{i, static_cast<std::int64_t>(2 * i), 1, 0}));
+  }
+}
+
+TEST(ElstBox, ReadsALongerListButDoesNotWriteIt) {
+  for (const std::uint32_t count : {255u, 256u}) {
+    Document file(fullBox("elst", 1, 0, u32(count), zeros(20 * count)));
+    ElstBox& elst = file.read<ElstBox>();
+    EXPECT_EQ(elst.edits().size(), count);
+    EXPECT_EQ(codeOf([&] { file.written(elst); }),
+              count == 255 ? std::nullopt : std::optional<std::uint32_t>(16));
   }
 }
 
