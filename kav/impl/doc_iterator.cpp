@@ -16,26 +16,6 @@ namespace {
 // Up to this many tracks the earliest head is found by asking every track in turn.
 constexpr std::size_t kMostScannedTracks = 16;
 
-// Delivers the samples of a track later.
-class DelayedIterator final : public SampleIterator {
- public:
-  DelayedIterator(std::unique_ptr<SampleIterator> samples, std::uint64_t delay)
-      : samples_(std::move(samples)), delay_(delay) {}
-
-  bool hasNext() override { return samples_->hasNext(); }
-  SamplePtr next() override {
-    SamplePtr sample = samples_->next();
-    if (sample != nullptr) {
-      sample->info.decodingTime = wrappingAdd(sample->info.decodingTime, delay_);
-    }
-    return sample;
-  }
-
- private:
-  std::unique_ptr<SampleIterator> samples_;
-  std::uint64_t delay_;
-};
-
 // The composition offset of the first sample of a track's media, where the edit list needs it.
 std::uint32_t firstCompositionOffset(MediaIterCreator& creator, const ElstBox& edits) {
   if (!hasShiftedMedia(edits)) return 0;
@@ -49,8 +29,6 @@ struct TrackPlan {
   std::unique_ptr<MediaIterCreator> creator;
   const ElstBox* edits;
   std::uint32_t firstOffset;
-
-  std::uint64_t lead() const { return edits == nullptr ? 0 : editLead(*edits, firstOffset); }
 };
 
 TrackPlan planTrack(const TrackRecord& track, const DocIteratorOptions& options) {
@@ -77,30 +55,17 @@ std::unique_ptr<SampleIterator> createTrackIterator(TrackPlan plan, std::uint32_
 std::vector<std::unique_ptr<SampleIterator>> createTrackIterators(
     std::span<const TrackRecord> tracks, std::uint32_t movieTimescale,
     const DocIteratorOptions& options) {
-  std::vector<TrackPlan> plans;
-  plans.reserve(tracks.size());
-  for (const TrackRecord& track : tracks) plans.push_back(planTrack(track, options));
-
-  const auto video = std::find_if(plans.begin(), plans.end(), [](const TrackPlan& plan) {
-    return plan.track.handlerType == fourCc("vide");
-  });
-  const std::uint64_t videoLead = video == plans.end() ? 0 : video->lead();
-  const std::uint32_t videoTimescale = video == plans.end() ? 0 : video->track.info.mediaTimescale;
-
   std::vector<std::unique_ptr<SampleIterator>> iterators;
-  iterators.reserve(plans.size());
-  for (TrackPlan& plan : plans) {
-    const bool isCaption = plan.track.handlerType == fourCc("clcp");
-    const std::uint64_t ahead =
-        isCaption ? rescaleTime(videoLead, videoTimescale, plan.track.info.mediaTimescale) : 0;
-    const std::uint64_t delay = ahead - std::min(ahead, plan.lead());
-    auto iterator = createTrackIterator(std::move(plan), movieTimescale, options);
-    if (delay != 0) {
-      iterator = std::make_unique<DelayedIterator>(std::move(iterator), delay);
-    }
-    iterators.push_back(std::move(iterator));
+  iterators.reserve(tracks.size());
+  for (const TrackRecord& track : tracks) {
+    iterators.push_back(createTrackIterator(planTrack(track, options), movieTimescale, options));
   }
   return iterators;
+}
+
+std::uint64_t editShift(const TrackRecord& track, const DocIteratorOptions& options) {
+  const TrackPlan plan = planTrack(track, options);
+  return plan.edits == nullptr ? 0 : editShift(*plan.edits, plan.firstOffset);
 }
 
 DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {

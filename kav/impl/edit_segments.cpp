@@ -33,7 +33,7 @@ std::vector<EditSegment> makeEditSegments(const ElstBox& edits,
   return segments;
 }
 
-std::uint64_t editLead(const ElstBox& edits, std::uint32_t firstCompositionOffset) {
+std::uint64_t editShift(const ElstBox& edits, std::uint32_t firstCompositionOffset) {
   for (const EditRecord& edit : edits.edits()) {
     const auto mediaTime = static_cast<std::uint64_t>(edit.mediaTime);
     if (mediaTime != kNoMedia) return std::min(mediaTime, usableOffset(firstCompositionOffset));

@@ -29,7 +29,7 @@ std::vector<EditSegment> makeEditSegments(const ElstBox& edits,
 
 // What makeEditSegments takes off the first media time of the list: the time by which the samples
 // of the track are then shown later than the list says, in the media timescale.
-std::uint64_t editLead(const ElstBox& edits, std::uint32_t firstCompositionOffset);
+std::uint64_t editShift(const ElstBox& edits, std::uint32_t firstCompositionOffset);
 
 // Whether any media time of the list is one that an offset could be taken off.
 bool hasShiftedMedia(const ElstBox& edits);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/behaviour/conversion_run.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
@@ -179,6 +181,55 @@ TEST_F(Timing, KeepsTheKeyPictureThatAnEditSkipsOnlyForItsReordering) {
     EXPECT_EQ(grown, at300   ? kUnitWithoutPairs + 3
                      : first ? kUnitWithoutPairs
                              : 0u)
+        << "sample " << i + 1;
+  }
+}
+
+// Eighteen pictures that are shown two pictures late, which their edit list takes back, twenty
+// milliseconds of sound in each packet, all of them key samples as in most fragmented movies, and a
+// caption for every picture.
+MovieBuilder reorderedFragments() {
+  MovieTrack video = videoTrack(
+      {.count = 18, .timescale = 1000, .duration = 100, .syncEvery = 6, .betweenAnchors = 1});
+  for (MovieSample& sample : video.samples) sample.compositionOffset += 100;
+  video.edits = {{0, 200}};
+  CaptionTrackOptions captions{.timescale = 1000, .duration = 100};
+  for (unsigned i = 0; i < 18; ++i) captions.samples.push_back(cdat(captionPairs(2, i)));
+  MovieBuilder movie({video,
+                      soundTrack({.count = 90, .timescale = 1000, .duration = 20, .allSync = true}),
+                      captionTrack(captions)});
+  return movie.splitIntoFragments({6, 30, 6});
+}
+
+// Sound that is all key samples ends a group of pictures soon after the key picture was read. A
+// caption of a picture that is shown later than that must have been read by then: a later one would
+// go to the first sample of the next group, which is sound.
+TEST_F(Timing, ReadsCaptionsBeforeTheGroupOfTheirPictureIsWritten) {
+  const MovieBuilder movie = reorderedFragments();
+  const BoxWalk walk(converted(movie));
+  EXPECT_EQ(walk.track(2).sampleBytes(), movie.tracks[1].sampleBytes());
+  ASSERT_EQ(walk.track(1).samples.size(), 18u);
+  for (std::size_t i = 0; i < 18; ++i) {
+    const WalkedSample& sample = walk.track(1).samples[i];
+    const auto number =
+        static_cast<unsigned>((sample.decodingTime + sample.compositionOffset - 200) / 100);
+    const Bytes triplet = concat({u8(0xFC), captionPairs(2, number)});
+    EXPECT_EQ(sample.size, movie.tracks[0].samples[i].bytes.size() + kUnitWithoutPairs + 3)
+        << "sample " << i + 1;
+    EXPECT_EQ(std::ranges::search(sample.bytes, triplet).size(), 3u) << "sample " << i + 1;
+  }
+}
+
+TEST_F(Timing, TakesTheShiftOfTheCaptionsThemselvesOffTheirDelay) {
+  MovieBuilder movie = reorderedFragments();
+  MovieTrack& captions = movie.tracks[2];
+  for (MovieSample& sample : captions.samples) sample.compositionOffset = 100;
+  captions.edits = {{0, 100}};
+  const BoxWalk walk(converted(movie));
+  EXPECT_EQ(walk.track(2).sampleBytes(), movie.tracks[1].sampleBytes());
+  for (std::size_t i = 0; i < 18; ++i) {
+    EXPECT_EQ(walk.track(1).samples[i].size,
+              movie.tracks[0].samples[i].bytes.size() + kUnitWithoutPairs + 3)
         << "sample " << i + 1;
   }
 }

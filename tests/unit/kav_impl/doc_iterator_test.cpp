@@ -218,48 +218,55 @@ MovieTrack captions(std::uint32_t timescale = 500) {
   return track;
 }
 
-TEST(TrackIterators, DeliverCaptionsLaterByTheLeadOfTheVideo) {
+TEST(TrackIterators, DeliverCaptionsAtTheirStoredTimes) {
   EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(), captions(), countingTrack(2)})),
-            (std::vector<Column>{{0, 10, 20}, {10, 20}, {0, 10}}));
+            (std::vector<Column>{{0, 10, 20}, {0, 10}, {0, 10}}));
   EXPECT_EQ(timesByTrack(MovieBuilder({captions(), reorderedVideo(), captions(1000)})),
-            (std::vector<Column>{{10, 20}, {0, 10, 20}, {20, 30}}));
+            (std::vector<Column>{{0, 10}, {0, 10, 20}, {0, 10}}));
 }
 
-TEST(TrackIterators, DeliverCaptionsWithAnEditListLaterToo) {
+TEST(TrackIterators, ApplyTheEditListOfCaptionsAsThatOfAnyTrack) {
   MovieBuilder movie({reorderedVideo(), captions()});
   movie.timescale = 100;
   movie.tracks[1].edits = {{4, kEmptyEdit}, {0, 0}};
-  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {10, 30, 40}}));
+  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {0, 20, 30}}));
 }
 
-TEST(TrackIterators, TakeTheLeadOfTheCaptionsThemselvesOffTheirDelay) {
-  MovieBuilder movie({reorderedVideo(), captions()});
-  for (MovieSample& sample : movie.tracks[1].samples) sample.compositionOffset = 4;
-  movie.tracks[1].edits = {{0, 10}};  // the segment begins at 6 then
-  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {4 + 6}}));
-  for (MovieSample& sample : movie.tracks[1].samples) sample.compositionOffset = 30;
-  movie.tracks[1].edits = {{0, 30}};  // more than the video's: nothing is left of the delay
-  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {0, 10}}));
+// The shift of the first track.
+std::uint64_t shiftOf(const MovieBuilder& movie, const DocIteratorOptions& options = {}) {
+  return editShift(OpenedMovie(movie).track(), options);
 }
 
-TEST(TrackIterators, CountOnlyWhatTheEditListOfTheVideoLost) {
-  // 15 of the 20 could be taken off; the first edit counts and the first video track.
-  MovieTrack video = reorderedVideo(15);
-  video.edits = {{1, kEmptyEdit}, {0, 15}};
-  MovieTrack second = reorderedVideo();
-  EXPECT_EQ(timesByTrack(MovieBuilder({video, second, captions(1000)}))[2], (Column{15, 25}));
+TEST(EditShift, IsWhatTheEditListOfATrackLost) {
+  EXPECT_EQ(shiftOf(MovieBuilder({reorderedVideo()})), 20u);
+  // 15 of the 20 could be taken off; the first edit that shows media counts.
+  MovieTrack video = reorderedVideo();
+  video.edits = {{1, kEmptyEdit}, {1, 15}, {0, 30}};
+  EXPECT_EQ(shiftOf(MovieBuilder({video})), 15u);
+  MovieBuilder fragmented({reorderedVideo()});
+  EXPECT_EQ(shiftOf(fragmented.splitIntoFragments({2})), 20u);
 }
 
-TEST(TrackIterators, LeaveCaptionsInTheirPlacesWithoutALead) {
+TEST(EditShift, IsNothingWhereNothingIsTakenOff) {
   MovieTrack plain = reorderedVideo();
   plain.edits.reset();
-  EXPECT_EQ(timesByTrack(MovieBuilder({plain, captions()}))[1], (Column{0, 10}));
-  EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(0), captions()}))[1], (Column{0, 10}));
-  EXPECT_EQ(timesByTrack(MovieBuilder({captions()}))[0], (Column{0, 10}));
+  EXPECT_EQ(shiftOf(MovieBuilder({plain})), 0u);
+  EXPECT_EQ(shiftOf(MovieBuilder({reorderedVideo(0)})), 0u);
+  MovieTrack late = countingTrack(3);
+  late.edits = {{0, 20}};
+  EXPECT_EQ(shiftOf(MovieBuilder({late})), 0u);
+  late.samples.clear();
+  EXPECT_EQ(shiftOf(MovieBuilder({late})), 0u);
   DocIteratorOptions options;
   options.ignoreEditLists = true;
-  EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(), captions()}), options)[1],
-            (Column{0, 10}));
+  EXPECT_EQ(shiftOf(MovieBuilder({reorderedVideo()}), options), 0u);
+}
+
+TEST(EditShift, FailsForATrackThatCannotBeWalked) {
+  MovieBuilder movie({reorderedVideo()});
+  movie.tracks[0].extends.reset();
+  movie.splitIntoFragments({2});
+  EXPECT_EQ(codeOf([&] { shiftOf(movie); }), 25u);
 }
 
 TEST(TrackIterators, KeepTheLeadingKeyPictureOfAReorderedTrack) {

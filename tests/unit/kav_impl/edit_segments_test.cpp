@@ -57,8 +57,8 @@ TEST(EditSegments, TakeNothingOffForANegativeOffset) {
   EXPECT_EQ(makeEditSegments(*edits, 0x80000000)[0].mediaTime, 0x7FFFFFFFu);
   EXPECT_EQ(makeEditSegments(*edits, 0xFFFFFFFF)[0].mediaTime, 0x7FFFFFFFu);
   EXPECT_EQ(makeEditSegments(*edits, 0x7FFFFFFF)[0].mediaTime, 0u);
-  EXPECT_EQ(editLead(*edits, 0x80000000), 0u);
-  EXPECT_EQ(editLead(*edits, 0x7FFFFFFF), 0x7FFFFFFFu);
+  EXPECT_EQ(editShift(*edits, 0x80000000), 0u);
+  EXPECT_EQ(editShift(*edits, 0x7FFFFFFF), 0x7FFFFFFFu);
 }
 
 TEST(EditSegments, BeginAgainAtZeroBehindTheLargestTime) {
@@ -72,16 +72,16 @@ TEST(EditSegments, BeginAgainAtZeroBehindTheLargestTime) {
   EXPECT_EQ(makeEditSegments(*three, 0)[2].presentationStart, 2u);
 }
 
-TEST(EditLead, IsWhatTheFirstMediaTimeLoses) {
+TEST(EditShift, IsWhatTheFirstMediaTimeLoses) {
   const Parsed<ElstBox> edits(editList({edit(60, kEmpty), edit(5, 30), edit(5, 500)}));
-  EXPECT_EQ(editLead(*edits, 100), 30u);
-  EXPECT_EQ(editLead(*edits, 20), 20u);
-  EXPECT_EQ(editLead(*edits, 0), 0u);
+  EXPECT_EQ(editShift(*edits, 100), 30u);
+  EXPECT_EQ(editShift(*edits, 20), 20u);
+  EXPECT_EQ(editShift(*edits, 0), 0u);
 }
 
-TEST(EditLead, IsNothingWithoutMedia) {
+TEST(EditShift, IsNothingWithoutMedia) {
   const Parsed<ElstBox> edits(editList({edit(60, kEmpty)}));
-  EXPECT_EQ(editLead(*edits, 100), 0u);
+  EXPECT_EQ(editShift(*edits, 100), 0u);
 }
 
 TEST(ShiftedMedia, IsAnyMediaTimeButZero) {
