@@ -24,6 +24,7 @@ class PresentationIter final : public SampleIterator {
  private:
   void nextSegment();
   void openSegment();
+  std::uint64_t endOf(const EditSegment& segment) const;  // media timescale
 
   // The next sample that the edit list lets through; null at the end.
   SamplePtr fetch();

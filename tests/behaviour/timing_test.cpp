@@ -185,6 +185,26 @@ TEST_F(Timing, KeepsTheKeyPictureThatAnEditSkipsOnlyForItsReordering) {
   }
 }
 
+// The edit begins earlier in decoding order by the reorder delay and ends where it ended: pictures
+// that are shown within it are decoded up to there.
+TEST_F(Timing, KeepsEveryPictureThatTheLastEditShows) {
+  MovieBuilder movie(
+      {videoTrack(
+           {.count = 12, .timescale = 1000, .duration = 100, .syncEvery = 12, .betweenAnchors = 1}),
+       captionTrack(1)});
+  movie.timescale = 1000;
+  movie.tracks[1].samples[0].compositionOffset = 1'000'000;  // after the last picture
+  movie.tracks[0].edits = {{1200, 100}};
+  EXPECT_EQ(BoxWalk(converted(movie)).track(1).sampleBytes(), movie.tracks[0].sampleBytes());
+  movie.tracks[0].edits = {{300, kEmptyEdit}, {600, 100}};
+  EXPECT_EQ(BoxWalk(converted(movie)).track(1).sampleBytes(), bytesOf(movie.tracks[0], 0, 7));
+  // Of several edits the last one that shows media; the others end where the next one begins.
+  movie.tracks[0].edits = {{300, 100}, {600, 400}, {100, kEmptyEdit}};
+  std::vector<Bytes> expected = bytesOf(movie.tracks[0], 0, 3);
+  for (const Bytes& bytes : bytesOf(movie.tracks[0], 3, 7)) expected.push_back(bytes);
+  EXPECT_EQ(BoxWalk(converted(movie)).track(1).sampleBytes(), expected);
+}
+
 // Eighteen pictures that are shown two pictures late, which their edit list takes back, twenty
 // milliseconds of sound in each packet, all of them key samples as in most fragmented movies, and a
 // caption for every picture.

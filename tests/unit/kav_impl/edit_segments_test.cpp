@@ -17,6 +17,8 @@ using quarrypack::test::fullBox;
 using quarrypack::test::u32;
 using quarrypack::test::u64;
 
+using Column = std::vector<std::uint64_t>;
+
 // {duration, media time, presentation start}
 using Row = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t>;
 
@@ -59,6 +61,24 @@ TEST(EditSegments, TakeNothingOffForANegativeOffset) {
   EXPECT_EQ(makeEditSegments(*edits, 0x7FFFFFFF)[0].mediaTime, 0u);
   EXPECT_EQ(editShift(*edits, 0x80000000), 0u);
   EXPECT_EQ(editShift(*edits, 0x7FFFFFFF), 0x7FFFFFFFu);
+}
+
+Column endDelaysOf(const std::vector<EditSegment>& segments) {
+  Column delays;
+  for (const EditSegment& segment : segments) delays.push_back(segment.endDelay);
+  return delays;
+}
+
+TEST(EditSegments, KeepTheEndOfTheLastMediaInItsPlace) {
+  const Parsed<ElstBox> edits(editList({edit(5, 500), edit(5, kEmpty), edit(5, 60)}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*edits, 100)), (Column{0, 0, 60}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*edits, 40)), (Column{0, 0, 40}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*edits, 0)), (Column{0, 0, 0}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*edits, 0x80000000)), (Column{0, 0, 0}));
+  const Parsed<ElstBox> emptyAtTheEnd(editList({edit(5, 500), edit(5, 200), edit(5, kEmpty)}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*emptyAtTheEnd, 100)), (Column{0, 100, 0}));
+  const Parsed<ElstBox> empty(editList({edit(5, kEmpty)}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*empty, 100)), (Column{0}));
 }
 
 TEST(EditSegments, BeginAgainAtZeroBehindTheLargestTime) {
