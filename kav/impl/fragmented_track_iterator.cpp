@@ -39,6 +39,15 @@ void FragmentedTrackIterator::begin() {
   settle();
 }
 
+// The samples of the movie may have ended for want of a description; so do all others then.
+void FragmentedTrackIterator::beginAfter(const Sample& lastOfMovie) {
+  if (lastOfMovie.description == nullptr) {
+    ended_ = true;
+  } else {
+    begin();
+  }
+}
+
 void FragmentedTrackIterator::openMovieSamples() {
   const StblBox* stbl = track_.stbl;
   if (stbl == nullptr || stbl->stsz() == nullptr || stbl->stsz()->sampleCount() == 0) return;
@@ -182,6 +191,7 @@ SamplePtr FragmentedTrackIterator::makeSample() const {
   sample->dependencies = dependenciesOf(entry.flags);
   sample->fileOffset = offsetFrom(runBase_, entry.dataOffset);
   sample->fragmentSequence = fragment_->sequenceNumber();
+  sample->isOfFragment = true;
   sample->description =
       track_.stsd == nullptr ? nullptr : track_.stsd->descriptor(descriptionIndex);
   if (sample->description != nullptr) sample->descriptionIndex = descriptionIndex;
@@ -195,12 +205,17 @@ SamplePtr FragmentedTrackIterator::next() {
     SamplePtr sample = movieSamples_->next();
     if (!movieSamples_->hasNext()) {
       movieSamples_.reset();
-      begin();
+      beginAfter(*sample);
     }
     return sample;
   }
   if (ended_) return nullptr;
   SamplePtr sample = makeSample();
+  if (sample->description == nullptr) {
+    // Without its description nothing after this sample can be understood.
+    ended_ = true;
+    return sample;
+  }
   decodingTime_ = wrappingAdd(decodingTime_, samples_->current().duration);
   samples_->next();
   settle();

@@ -16,6 +16,9 @@ namespace norvik::kav::impl {
 // The samples of a track in a fragmented movie: those of the movie's own sample tables, if it has
 // any, and then those of the fragments, in the order of the file. Fragments are read on demand.
 //
+// As in a movie without fragments, a sample whose description is not there is the last of its
+// track.
+//
 // A part that states the decoding time of its first sample is believed, so that a lost fragment
 // does not shift what follows; without it, times add up.
 class FragmentedTrackIterator final : public SampleIterator {
@@ -42,6 +45,7 @@ class FragmentedTrackIterator final : public SampleIterator {
 
   // Stands the iterator at the first sample of the fragments.
   void begin();
+  void beginAfter(const Sample& lastOfMovie);
 
   // Stands the iterator at the next sample within the range, or at the end.
   void settle();

@@ -30,7 +30,7 @@ std::unique_ptr<SampleIterator> MediaIterCreator::createMediaIterator(std::uint6
 }
 
 SamplePtr MediaIterCreator::createEmptySample(std::uint64_t time) {
-  // An empty edit comes from no fragment; in a fragmented file it is counted to the first.
+  // Without a sample before it an empty edit is counted to the first fragment.
   return makeEmptySample(track_, time, context_, fragmented_ ? 1 : 0);
 }
 

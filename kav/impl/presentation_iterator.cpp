@@ -51,18 +51,25 @@ SamplePtr PresentationIter::fetchFromMedia() {
     if (sample->info.decodingTime < mediaTime) continue;
     sample->info.decodingTime =
         wrappingAdd(sample->info.decodingTime, wrappingSubtract(segmentStart_, mediaTime));
-    if (sample->info.decodingTime < segmentEnd_) return sample;
-    break;
+    if (sample->info.decodingTime >= segmentEnd_) break;
+    if (sample->isOfFragment) fragmentSequence_ = sample->fragmentSequence;
+    return sample;
   }
   return nullptr;
+}
+
+SamplePtr PresentationIter::createEmptySample() const {
+  SamplePtr sample = creator_->createEmptySample(segmentStart_);
+  if (fragmentSequence_) sample->fragmentSequence = *fragmentSequence_;
+  return sample;
 }
 
 SamplePtr PresentationIter::fetch() {
   while (segment_ < segments_.size()) {
     if (segments_[segment_].isEmpty()) {
-      const std::uint64_t time = segmentStart_;
+      SamplePtr sample = createEmptySample();
       nextSegment();
-      return creator_->createEmptySample(time);
+      return sample;
     }
     // Media that runs out inside a segment goes on with the next one.
     if (SamplePtr sample = fetchFromMedia()) return sample;

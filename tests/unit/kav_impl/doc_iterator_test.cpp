@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/unit/kav_impl/fragment_fixtures.h"
 #include "tests/unit/kav_impl/opened_movie.h"
 
 namespace norvik::kav::impl {
@@ -200,6 +201,33 @@ TEST(TrackIterators, HandTheContextOn) {
   options.context = 12;
   const auto iterators = createTrackIterators(opened.reader.tracks(), 600, options);
   EXPECT_EQ(iterators[0]->next()->context, 12u);
+}
+
+// The sequence numbers of the samples of the first track.
+Column sequencesOfFirst(const OpenedMovie& opened) {
+  const auto iterators = createTrackIterators(opened.reader.tracks(), 100, {});
+  return sequencesOf(drain(*iterators[0]));
+}
+
+TEST(TrackIterators, CountAnEmptyEditToTheFragmentOfTheSampleBeforeIt) {
+  MovieTrack track = countingTrack(0);
+  track.edits = {{5, kEmptyEdit}, {2, 0}, {1, kEmptyEdit}, {2, 20}, {1, kEmptyEdit}};
+  const auto parts = [](std::uint32_t first, std::uint32_t second) {
+    return concat({moof(first, traf(tfhd(1), trun(2))), moof(second, traf(tfhd(1), trun(2)))});
+  };
+  EXPECT_EQ(sequencesOfFirst(FragmentedMovie({track}, trex(1), parts(7, 9)).opened),
+            (Column{1, 7, 7, 7, 9, 9, 9}));
+  EXPECT_EQ(sequencesOfFirst(FragmentedMovie({track}, trex(1), parts(0, 5)).opened),
+            (Column{1, 0, 0, 0, 5, 5, 5}));
+}
+
+TEST(TrackIterators, CountAnEmptyEditToTheFirstFragmentWhereThereIsNoOther) {
+  MovieTrack track = countingTrack(2);
+  track.edits = {{2, 0}, {1, kEmptyEdit}, {1, 20}};
+  const Bytes fragment = moof(7, traf(tfhd(1), trun(1)));
+  EXPECT_EQ(sequencesOfFirst(FragmentedMovie({track}, trex(1), fragment).opened),
+            (Column{0, 0, 1, 7}));
+  EXPECT_EQ(sequencesOfFirst(OpenedMovie(MovieBuilder({track}))), (Column{0, 0, 0}));
 }
 
 // A video track whose pictures are shown 20 thousandths late, which its edit list takes back.

@@ -132,20 +132,45 @@ TEST(FragmentedTrackIterator, TakesTheDescriptionOfThePartAndElseOfTheMovie) {
   EXPECT_EQ(samples[1]->description, movie.opened.track().stsd->descriptor(2));
 }
 
-TEST(FragmentedTrackIterator, GoesOnBehindSamplesWithoutDescription) {
-  const FragmentedMovie movie =
-      movieOf(concat({moof(1, traf(tfhd(1), trun(2)), traf(tfhd(1, 2, u32(9)), trun(1))),
-                      moof(2, traf(tfhd(1, 2, u32(0)), trun(1)), traf(tfhd(1), trun(1)))}));
-  const auto samples = samplesOf(movie.opened);
-  EXPECT_EQ(descriptionsOf(samples), (Column{1, 1, 0, 0, 1}));
-  EXPECT_EQ(samples[2]->description, nullptr);
+TEST(FragmentedTrackIterator, EndsAfterASampleWithoutDescription) {
+  for (const std::uint32_t index : {0u, 2u, 9u}) {
+    const FragmentedMovie movie =
+        movieOf(concat({moof(1, traf(tfhd(1), trun(2)), traf(tfhd(1, 2, u32(index)), trun(2))),
+                        moof(2, traf(tfhd(1), trun(1)))}));
+    const auto samples = samplesOf(movie.opened);
+    EXPECT_EQ(descriptionsOf(samples), (Column{1, 1, 0})) << index;
+    EXPECT_EQ(samples[2]->description, nullptr);
+  }
+}
+
+TEST(FragmentedTrackIterator, EndsAfterASampleOfTheMovieWithoutDescription) {
+  MovieTrack track = countingTrack(3);
+  track.samples[1].description = 2;
+  const FragmentedMovie movie({track}, trex(1), moof(1, traf(tfhd(1), trun(1))));
+  EXPECT_EQ(descriptionsOf(samplesOf(movie.opened)), (Column{1, 0}));
+}
+
+TEST(FragmentedTrackIterator, ReadsNoFragmentsAfterASampleWithoutDescription) {
+  const FragmentedMovie movie = movieOf(concat(
+      {moof(1, traf(tfhd(1, 2, u32(9)), trun(1))), moof(2, traf(tfhd(1), fullBox("trun", 0, 0)))}));
+  EXPECT_EQ(descriptionsOf(samplesOf(movie.opened)), (Column{0}));
 }
 
 TEST(FragmentedTrackIterator, CountsTheSequenceNumbersOfTheFile) {
   const FragmentedMovie movie =
       movieOf(concat({moof(7, traf(tfhd(1), trun(1))), moof(9, traf(tfhd(1), trun(1))),
                       moof(2, traf(tfhd(1), trun(1)))}));
-  EXPECT_EQ(sequencesOf(samplesOf(movie.opened)), (Column{7, 9, 2}));
+  const auto samples = samplesOf(movie.opened);
+  EXPECT_EQ(sequencesOf(samples), (Column{7, 9, 2}));
+  for (const SamplePtr& sample : samples) EXPECT_TRUE(sample->isOfFragment);
+}
+
+TEST(FragmentedTrackIterator, TellsTheSamplesOfTheMovieFromThoseOfFragments) {
+  const FragmentedMovie movie = movieOf(moof(0, traf(tfhd(1), trun(1))), 1);
+  const auto samples = samplesOf(movie.opened);
+  EXPECT_EQ(sequencesOf(samples), (Column{0, 0}));
+  EXPECT_FALSE(samples[0]->isOfFragment);
+  EXPECT_TRUE(samples[1]->isOfFragment);
 }
 
 TEST(FragmentedTrackIterator, MarksSamplesSyncThatAreNoOthersAndDependOnNone) {
