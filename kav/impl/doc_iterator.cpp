@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <optional>
 #include <utility>
 
 #include "kav/impl/edit_segments.h"
+#include "kav/impl/fragment_boxes.h"
 #include "kav/impl/media_iter_creator.h"
 #include "kav/impl/presentation_iterator.h"
 #include "kav/rescale_time.h"
@@ -15,6 +17,48 @@ namespace {
 
 // Up to this many tracks the earliest head is found by asking every track in turn.
 constexpr std::size_t kMostScannedTracks = 16;
+
+// Whether a time is earlier than another. Exact for all times, which their products would not be.
+bool isEarlier(const ScaledTime& a, const ScaledTime& b) {
+  const std::uint64_t seconds = a.time / a.timescale;
+  const std::uint64_t otherSeconds = b.time / b.timescale;
+  if (seconds != otherSeconds) return seconds < otherSeconds;
+  return a.time % a.timescale * b.timescale < b.time % b.timescale * a.timescale;
+}
+
+// As rescaleTime, seconds apart from their fraction: a stream that counts from 1970 in fine units
+// passes 64 bits otherwise.
+std::uint64_t inTimescale(const ScaledTime& time, std::uint32_t timescale) {
+  const std::uint64_t seconds = time.time / time.timescale;
+  const std::uint64_t fraction = time.time % time.timescale;
+  return wrappingAdd(wrappingMultiply(seconds, timescale),
+                     rescaleTime(fraction, time.timescale, timescale));
+}
+
+// The decoding time of the first sample of a track, as a movie with fragments states it; nothing
+// for a track without samples.
+std::optional<std::uint64_t> beginOf(const TrackRecord& track) {
+  if (track.hasSamplesInTables()) return 0;
+  const FragmentPlaces::Place* first = track.root->fragmentOf(track.info.trackId, 0);
+  if (first == nullptr) return std::nullopt;
+  return first->fragment->partsOf(track.info.trackId).front()->decodeTime().value_or(0);
+}
+
+// The time 0 of a movie: the earliest time at which one of its tracks begins. The fragments of an
+// excerpt keep the times of the whole, from which it is taken off. No more is read for it than for
+// the first samples of the tracks, which are wanted next.
+ScaledTime beginOf(std::span<const TrackRecord> tracks) {
+  std::optional<ScaledTime> earliest;
+  for (const TrackRecord& track : tracks) {
+    if (!track.isFragmented() || track.info.mediaTimescale == 0) continue;
+    const std::optional<std::uint64_t> begin = beginOf(track);
+    if (!begin) continue;
+    const ScaledTime time{*begin, track.info.mediaTimescale};
+    if (!earliest || isEarlier(time, *earliest)) earliest = time;
+    if (time.time == 0) break;
+  }
+  return earliest.value_or(kWholeFileStart);
+}
 
 // The composition offset of the first sample of a track's media, where the edit list needs it.
 std::uint32_t firstCompositionOffset(MediaIterCreator& creator, const ElstBox& edits) {
@@ -31,9 +75,10 @@ struct TrackPlan {
   std::uint32_t firstOffset;
 };
 
-TrackPlan planTrack(const TrackRecord& track, const DocIteratorOptions& options) {
-  auto creator =
-      std::make_unique<MediaIterCreator>(track, options.context, options.ignoreEditLists);
+TrackPlan planTrack(const TrackRecord& track, const DocIteratorOptions& options,
+                    const ScaledTime& begin) {
+  auto creator = std::make_unique<MediaIterCreator>(track, options.context, options.ignoreEditLists,
+                                                    inTimescale(begin, track.info.mediaTimescale));
   const ElstBox* edits = options.ignoreEditLists ? nullptr : track.edits();
   const std::uint32_t offset = edits == nullptr ? 0 : firstCompositionOffset(*creator, *edits);
   return {track, std::move(creator), edits, offset};
@@ -57,14 +102,17 @@ std::vector<std::unique_ptr<SampleIterator>> createTrackIterators(
     const DocIteratorOptions& options) {
   std::vector<std::unique_ptr<SampleIterator>> iterators;
   iterators.reserve(tracks.size());
+  const ScaledTime begin = beginOf(tracks);
   for (const TrackRecord& track : tracks) {
-    iterators.push_back(createTrackIterator(planTrack(track, options), movieTimescale, options));
+    iterators.push_back(
+        createTrackIterator(planTrack(track, options, begin), movieTimescale, options));
   }
   return iterators;
 }
 
 std::uint64_t editShift(const TrackRecord& track, const DocIteratorOptions& options) {
-  const TrackPlan plan = planTrack(track, options);
+  // The composition offset of the first sample does not depend on where the movie begins.
+  const TrackPlan plan = planTrack(track, options, kWholeFileStart);
   return plan.edits == nullptr ? 0 : editShift(*plan.edits, plan.firstOffset);
 }
 

@@ -28,7 +28,8 @@ struct DocIteratorOptions {
   std::uint64_t context = 0;  // handed on with every sample
 };
 
-// Makes the iterators of all tracks of a document, in their order, edit lists applied.
+// Makes the iterators of all tracks of a document, in their order, edit lists applied. The times of
+// a movie with fragments count from the earliest one at which a track begins.
 std::vector<std::unique_ptr<SampleIterator>> createTrackIterators(
     std::span<const TrackRecord> tracks, std::uint32_t movieTimescale,
     const DocIteratorOptions& options);

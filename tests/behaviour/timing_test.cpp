@@ -205,6 +205,22 @@ TEST_F(Timing, KeepsEveryPictureThatTheLastEditShows) {
   EXPECT_EQ(BoxWalk(converted(movie)).track(1).sampleBytes(), expected);
 }
 
+// A clip cut out of a longer movie keeps the times of the whole in its fragments.
+TEST_F(Timing, BeginsAnExcerptAtZero) {
+  MovieBuilder movie(
+      {videoTrack({.count = 10, .timescale = 1000, .duration = 100}),
+       soundTrack({.count = 20, .timescale = 500, .duration = 25}),
+       captionTrack(
+           {.samples = {cdat({}), cdat({0x94, 0x20})}, .timescale = 1000, .duration = 500})});
+  movie.timescale = 1000;
+  const Bytes whole = converted(MovieBuilder(movie).splitIntoFragments({10, 20, 2}));
+  movie.splitIntoFragments({10, 20, 2});
+  const std::uint64_t starts[] = {10'000, 5'000, 10'000};
+  for (TrackFragment& part : movie.fragments[0]) part.decodeTime = starts[part.track];
+  EXPECT_EQ(converted(movie), whole);
+  EXPECT_LT(BoxWalk(whole).movie().duration, 1000u);
+}
+
 // Eighteen pictures that are shown two pictures late, which their edit list takes back, twenty
 // milliseconds of sound in each packet, all of them key samples as in most fragmented movies, and a
 // caption for every picture.

@@ -203,6 +203,87 @@ TEST(TrackIterators, HandTheContextOn) {
   EXPECT_EQ(iterators[0]->next()->context, 12u);
 }
 
+Bytes tfdt(std::uint64_t time) { return fullBox("tfdt", 1, 0, u64(time)); }
+
+// What createTrackIterators makes of two tracks in thousandths and five hundredths, whose samples
+// last 10 units, and of their fragments.
+std::vector<Column> timesOfTwo(const Bytes& fragments, std::size_t samplesInTables = 0) {
+  const FragmentedMovie movie({countingTrack(samplesInTables, 1000), countingTrack(0, 500)},
+                              concat({trex(1), trex(2)}), fragments);
+  std::vector<Column> times;
+  for (const auto& iterator : createTrackIterators(movie.opened.reader.tracks(), 600, {})) {
+    times.push_back(timesOf(drain(*iterator)));
+  }
+  return times;
+}
+
+TEST(TrackIterators, BeginAtTheEarliestDecodingTimeOfTheFirstFragments) {
+  EXPECT_EQ(timesOfTwo(concat(
+                {moof(1, traf(tfhd(1), tfdt(7000), trun(2)), traf(tfhd(2), tfdt(3510), trun(2))),
+                 moof(2, traf(tfhd(1), tfdt(7500), trun(1)), traf(tfhd(2), trun(1)))})),
+            (std::vector<Column>{{0, 10, 500}, {10, 20, 30}}));
+  // The second track begins earlier, at 6.98 s, and only in a later fragment.
+  EXPECT_EQ(timesOfTwo(concat({moof(1, traf(tfhd(1), tfdt(7000), trun(2))),
+                               moof(2, traf(tfhd(2), tfdt(3490), trun(1)))})),
+            (std::vector<Column>{{20, 30}, {0}}));
+}
+
+TEST(TrackIterators, BeginAtTheFirstFragmentWhereOneTrackHasNone) {
+  EXPECT_EQ(timesOfTwo(moof(1, traf(tfhd(2), tfdt(3500), trun(2)))),
+            (std::vector<Column>{{}, {0, 10}}));
+}
+
+TEST(TrackIterators, BeginAtZeroWhereATrackDoes) {
+  // A first fragment without a time begins at 0, and so do samples in the movie itself.
+  EXPECT_EQ(timesOfTwo(moof(1, traf(tfhd(1), trun(1)), traf(tfhd(2), tfdt(3500), trun(1)))),
+            (std::vector<Column>{{0}, {3500}}));
+  EXPECT_EQ(timesOfTwo(
+                moof(1, traf(tfhd(1), tfdt(7000), trun(1)), traf(tfhd(2), tfdt(3500), trun(1))), 1),
+            (std::vector<Column>{{0, 7000}, {3500}}));
+}
+
+TEST(TrackIterators, LetNoTimeFallBelowZero) {
+  EXPECT_EQ(timesOfTwo(concat({moof(1, traf(tfhd(1), tfdt(7000), trun(2))),
+                               moof(2, traf(tfhd(1), tfdt(20), trun(2)))}))[0],
+            (Column{0, 10, 0, 10}));
+}
+
+TEST(TrackIterators, ConvertTheEarliestTimeWithoutOverflow) {
+  // 54 years in ten millionths of a second, as live streams count.
+  constexpr std::uint64_t kSeconds = 1'700'000'000;
+  const FragmentedMovie movie(
+      {countingTrack(0, 10'000'000), countingTrack(0, 48000)}, concat({trex(1), trex(2)}),
+      moof(1, traf(tfhd(1), tfdt(kSeconds * 10'000'000 + 5'000'000), trun(1)),
+           traf(tfhd(2), tfdt(kSeconds * 48000 + 48000), trun(1))));
+  const auto iterators = createTrackIterators(movie.opened.reader.tracks(), 600, {});
+  EXPECT_EQ(timesOf(drain(*iterators[0])), (Column{0}));
+  EXPECT_EQ(timesOf(drain(*iterators[1])), (Column{24000}));
+}
+
+TEST(TrackIterators, ApplyEditListsToTimesFromTheEarliestOn) {
+  MovieTrack track = countingTrack(0);
+  track.edits = {{2, kEmptyEdit}, {0, 10}};
+  const FragmentedMovie movie({track}, trex(1), moof(1, traf(tfhd(1), tfdt(7000), trun(3))));
+  const auto iterators = createTrackIterators(movie.opened.reader.tracks(), 100, {});
+  EXPECT_EQ(timesOf(drain(*iterators[0])), (Column{0, 20, 30}));
+}
+
+TEST(TrackIterators, ReadNoFurtherOnceATrackBeginsAtZero) {
+  const FragmentedMovie movie(
+      {countingTrack(0)}, trex(1),
+      concat({moof(1, traf(tfhd(1), tfdt(0), trun(2))), moof(2, traf(tfhd(1), trun(1)))}));
+  const auto iterators = createTrackIterators(movie.opened.reader.tracks(), 600, {});
+  EXPECT_EQ(movie.opened.track().root->fragmentCount(), 1u);
+}
+
+TEST(TrackIterators, BeginAtTheEarliestTimeOfFragmentsBeforeTheMovie) {
+  MovieBuilder builder({countingTrack(2), countingTrack(2)});
+  builder.splitIntoFragments({1, 1}, {.decodeTime = 500});
+  builder.fragments[1][0].decodeTime = builder.fragments[1][1].decodeTime = 540;
+  builder.fragmentsBeforeMoov = 1;
+  EXPECT_EQ(timesByTrack(builder), (std::vector<Column>{{0, 40}, {0, 40}}));
+}
+
 // The sequence numbers of the samples of the first track.
 Column sequencesOfFirst(const OpenedMovie& opened) {
   const auto iterators = createTrackIterators(opened.reader.tracks(), 100, {});

@@ -83,6 +83,22 @@ TEST(FragmentedTrackIterator, BelievesAStatedDecodingTime) {
             (Column{0, 10, 700, 710, 720, 0x100000000}));
 }
 
+TEST(FragmentedTrackIterator, CountsStatedTimesFromTheBeginningOfTheMovie) {
+  const FragmentedMovie movie =
+      movieOf(concat({moof(1, traf(tfhd(1), fullBox("tfdt", 0, 0, u32(700)), trun(2))),
+                      moof(2, traf(tfhd(1), trun(1))),
+                      moof(3, traf(tfhd(1), fullBox("tfdt", 0, 0, u32(800)), trun(1)))}));
+  const auto known = std::make_shared<PassedRuns>();
+  for (int walk = 0; walk < 2; ++walk) {
+    FragmentedTrackIterator iterator(movie.opened.track(), 0, 5, kEnd, known, 690);
+    EXPECT_EQ(timesOf(drain(iterator)), (Column{10, 20, 30, 110}));
+  }
+  // A look-up of a fragment goes by the times of the file.
+  auto* found = childAs<MoofBox>(*movie.opened.track().root->findFragment(1, 725).current());
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(found->sequenceNumber(), 2u);
+}
+
 TEST(FragmentedTrackIterator, AddsUpDurationsOfSamplesRunsAndFragments) {
   const FragmentedMovie movie =
       movieOf(concat({moof(1, traf(tfhd(1, 8, u32(3)), trun(2), trun(1, 0x100, u32(50)), trun(1)),
