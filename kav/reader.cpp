@@ -183,6 +183,14 @@ std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
   });
 }
 
+std::uint32_t getEditShift(NorvikKavReader* reader, std::uint32_t trackIndex,
+                           std::uint64_t* ticks) noexcept {
+  return guarded([&] {
+    require(ticks);
+    *ticks = reader->reader.editShift(trackAt(reader, trackIndex));
+  });
+}
+
 std::uint32_t countSamples(NorvikKavReader* reader, std::uint64_t costLimit,
                            NorvikKavTrackTotals* totals) noexcept {
   return guarded([&] {

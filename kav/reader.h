@@ -137,6 +137,15 @@ std::uint32_t closeSampleDescription(NorvikKavSampleDescription* description) no
 std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
                               std::uint32_t* trackIds, std::uint32_t* count) noexcept;
 
+// By how much the samples of a track are delivered later than its edit list says, in ticks of the
+// track. Edit lists count in presentation times and samples are picked by decoding time, so the
+// composition offset of the first sample is taken off the first media time, as far as it reaches:
+// the leading key picture of a track with reordered pictures would be lost otherwise. 0 for a track
+// without an edit list or without such an offset, and for a reader that ignores edit lists. May
+// read the first sample of the track, and fails as an iterator over it does.
+std::uint32_t getEditShift(NorvikKavReader* reader, std::uint32_t trackIndex,
+                           std::uint64_t* ticks) noexcept;
+
 // Counts what a sample iterator would deliver, track by track, without touching sample bytes.
 // totals has room for NorvikKavMovieInfo::trackCount records. Overlapping samples and repeated
 // edits let a small file deliver any amount, so the count ends once samples were counted that cost

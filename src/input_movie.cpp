@@ -99,6 +99,12 @@ std::vector<kav::NorvikKavTrackTotals> InputMovie::countSamples(std::size_t trac
   return totals;
 }
 
+std::uint64_t InputMovie::editShift(std::uint32_t track) const {
+  std::uint64_t ticks = 0;
+  throwOnError(kav::getEditShift(reader_.get(), track, &ticks));
+  return ticks;
+}
+
 void InputMovie::requireBytes(const InputSample& sample) const {
   if (sample.info.size == 0) return;
   throwOnError(kav::checkBytes(reader_.get(), sample.location.fileOffset, sample.info.size));

@@ -75,6 +75,9 @@ class InputMovie final : public ByteSource {
   // The samples of each track and the gaps between them, up to the cost limit.
   std::vector<norvik::kav::NorvikKavTrackTotals> countSamples(std::size_t trackCount) const;
 
+  // By how many ticks of the track its samples come later than its edit list says.
+  std::uint64_t editShift(std::uint32_t track) const;
+
   SampleWalk samples() const { return SampleWalk(reader_.get()); }
 
   // Throws shortRead for a sample that is not wholly in the file.

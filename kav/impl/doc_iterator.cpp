@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <optional>
 #include <utility>
 
 #include "kav/impl/edit_segments.h"
+#include "kav/impl/fragment_boxes.h"
 #include "kav/impl/media_iter_creator.h"
 #include "kav/impl/presentation_iterator.h"
 #include "kav/rescale_time.h"
@@ -16,25 +18,47 @@ namespace {
 // Up to this many tracks the earliest head is found by asking every track in turn.
 constexpr std::size_t kMostScannedTracks = 16;
 
-// Delivers the samples of a track later.
-class DelayedIterator final : public SampleIterator {
- public:
-  DelayedIterator(std::unique_ptr<SampleIterator> samples, std::uint64_t delay)
-      : samples_(std::move(samples)), delay_(delay) {}
+// Whether a time is earlier than another. Exact for all times, which their products would not be.
+bool isEarlier(const ScaledTime& a, const ScaledTime& b) {
+  const std::uint64_t seconds = a.time / a.timescale;
+  const std::uint64_t otherSeconds = b.time / b.timescale;
+  if (seconds != otherSeconds) return seconds < otherSeconds;
+  return a.time % a.timescale * b.timescale < b.time % b.timescale * a.timescale;
+}
 
-  bool hasNext() override { return samples_->hasNext(); }
-  SamplePtr next() override {
-    SamplePtr sample = samples_->next();
-    if (sample != nullptr) {
-      sample->info.decodingTime = wrappingAdd(sample->info.decodingTime, delay_);
-    }
-    return sample;
+// As rescaleTime, seconds apart from their fraction: a stream that counts from 1970 in fine units
+// passes 64 bits otherwise.
+std::uint64_t inTimescale(const ScaledTime& time, std::uint32_t timescale) {
+  const std::uint64_t seconds = time.time / time.timescale;
+  const std::uint64_t fraction = time.time % time.timescale;
+  return wrappingAdd(wrappingMultiply(seconds, timescale),
+                     rescaleTime(fraction, time.timescale, timescale));
+}
+
+// The decoding time of the first sample of a track, as a movie with fragments states it; nothing
+// for a track without samples.
+std::optional<std::uint64_t> beginOf(const TrackRecord& track) {
+  if (track.hasSamplesInTables()) return 0;
+  const FragmentPlaces::Place* first = track.root->fragmentOf(track.info.trackId, 0);
+  if (first == nullptr) return std::nullopt;
+  return first->fragment->partsOf(track.info.trackId).front()->decodeTime().value_or(0);
+}
+
+// The time 0 of a movie: the earliest time at which one of its tracks begins. The fragments of an
+// excerpt keep the times of the whole, from which it is taken off. No more is read for it than for
+// the first samples of the tracks, which are wanted next.
+ScaledTime beginOf(std::span<const TrackRecord> tracks) {
+  std::optional<ScaledTime> earliest;
+  for (const TrackRecord& track : tracks) {
+    if (!track.isFragmented() || track.info.mediaTimescale == 0) continue;
+    const std::optional<std::uint64_t> begin = beginOf(track);
+    if (!begin) continue;
+    const ScaledTime time{*begin, track.info.mediaTimescale};
+    if (!earliest || isEarlier(time, *earliest)) earliest = time;
+    if (time.time == 0) break;
   }
-
- private:
-  std::unique_ptr<SampleIterator> samples_;
-  std::uint64_t delay_;
-};
+  return earliest.value_or(kWholeFileStart);
+}
 
 // The composition offset of the first sample of a track's media, where the edit list needs it.
 std::uint32_t firstCompositionOffset(MediaIterCreator& creator, const ElstBox& edits) {
@@ -49,13 +73,12 @@ struct TrackPlan {
   std::unique_ptr<MediaIterCreator> creator;
   const ElstBox* edits;
   std::uint32_t firstOffset;
-
-  std::uint64_t lead() const { return edits == nullptr ? 0 : editLead(*edits, firstOffset); }
 };
 
-TrackPlan planTrack(const TrackRecord& track, const DocIteratorOptions& options) {
-  auto creator =
-      std::make_unique<MediaIterCreator>(track, options.context, options.ignoreEditLists);
+TrackPlan planTrack(const TrackRecord& track, const DocIteratorOptions& options,
+                    const ScaledTime& begin) {
+  auto creator = std::make_unique<MediaIterCreator>(track, options.context, options.ignoreEditLists,
+                                                    inTimescale(begin, track.info.mediaTimescale));
   const ElstBox* edits = options.ignoreEditLists ? nullptr : track.edits();
   const std::uint32_t offset = edits == nullptr ? 0 : firstCompositionOffset(*creator, *edits);
   return {track, std::move(creator), edits, offset};
@@ -77,30 +100,20 @@ std::unique_ptr<SampleIterator> createTrackIterator(TrackPlan plan, std::uint32_
 std::vector<std::unique_ptr<SampleIterator>> createTrackIterators(
     std::span<const TrackRecord> tracks, std::uint32_t movieTimescale,
     const DocIteratorOptions& options) {
-  std::vector<TrackPlan> plans;
-  plans.reserve(tracks.size());
-  for (const TrackRecord& track : tracks) plans.push_back(planTrack(track, options));
-
-  const auto video = std::find_if(plans.begin(), plans.end(), [](const TrackPlan& plan) {
-    return plan.track.handlerType == fourCc("vide");
-  });
-  const std::uint64_t videoLead = video == plans.end() ? 0 : video->lead();
-  const std::uint32_t videoTimescale = video == plans.end() ? 0 : video->track.info.mediaTimescale;
-
   std::vector<std::unique_ptr<SampleIterator>> iterators;
-  iterators.reserve(plans.size());
-  for (TrackPlan& plan : plans) {
-    const bool isCaption = plan.track.handlerType == fourCc("clcp");
-    const std::uint64_t ahead =
-        isCaption ? rescaleTime(videoLead, videoTimescale, plan.track.info.mediaTimescale) : 0;
-    const std::uint64_t delay = ahead - std::min(ahead, plan.lead());
-    auto iterator = createTrackIterator(std::move(plan), movieTimescale, options);
-    if (delay != 0) {
-      iterator = std::make_unique<DelayedIterator>(std::move(iterator), delay);
-    }
-    iterators.push_back(std::move(iterator));
+  iterators.reserve(tracks.size());
+  const ScaledTime begin = beginOf(tracks);
+  for (const TrackRecord& track : tracks) {
+    iterators.push_back(
+        createTrackIterator(planTrack(track, options, begin), movieTimescale, options));
   }
   return iterators;
+}
+
+std::uint64_t editShift(const TrackRecord& track, const DocIteratorOptions& options) {
+  // The composition offset of the first sample does not depend on where the movie begins.
+  const TrackPlan plan = planTrack(track, options, kWholeFileStart);
+  return plan.edits == nullptr ? 0 : editShift(*plan.edits, plan.firstOffset);
 }
 
 DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {

@@ -28,14 +28,16 @@ struct DocIteratorOptions {
   std::uint64_t context = 0;  // handed on with every sample
 };
 
-// Makes the iterators of all tracks of a document, in their order, edit lists applied.
-//
-// Moving media times to the decoding timeline shows the pictures of a track with B-frames later, by
-// the track's lead. The captions belong to those pictures: every caption track is delivered later
-// by the lead of the first video track, less what its own edit list was moved by.
+// Makes the iterators of all tracks of a document, in their order, edit lists applied. The times of
+// a movie with fragments count from the earliest one at which a track begins.
 std::vector<std::unique_ptr<SampleIterator>> createTrackIterators(
     std::span<const TrackRecord> tracks, std::uint32_t movieTimescale,
     const DocIteratorOptions& options);
+
+// By how much the samples of a track are delivered later than its edit list says, in the media
+// timescale: what was taken off the first media time, because samples are picked by decoding time;
+// see makeEditSegments. 0 where edit lists are ignored.
+std::uint64_t editShift(const TrackRecord& track, const DocIteratorOptions& options);
 
 // The samples of all tracks, merged by decoding time. Of samples at the same time, the one whose
 // track stands first in the file comes first.

@@ -13,6 +13,17 @@ std::uint64_t usableOffset(std::uint32_t compositionOffset) {
   return compositionOffset < kFirstNegativeOffset ? compositionOffset : 0;
 }
 
+// Gives the last media segment back at its end what was taken off its media time.
+void keepLastEnd(const ElstBox& edits, std::vector<EditSegment>& segments) {
+  for (std::size_t i = segments.size(); i > 0; --i) {
+    EditSegment& segment = segments[i - 1];
+    if (segment.isEmpty()) continue;
+    segment.endDelay =
+        static_cast<std::uint64_t>(edits.edits()[i - 1].mediaTime) - segment.mediaTime;
+    return;
+  }
+}
+
 }  // namespace
 
 std::vector<EditSegment> makeEditSegments(const ElstBox& edits,
@@ -30,10 +41,11 @@ std::vector<EditSegment> makeEditSegments(const ElstBox& edits,
     // and the segments in question select nothing.
     start = wrappingAdd(start, edit.segmentDuration);
   }
+  keepLastEnd(edits, segments);
   return segments;
 }
 
-std::uint64_t editLead(const ElstBox& edits, std::uint32_t firstCompositionOffset) {
+std::uint64_t editShift(const ElstBox& edits, std::uint32_t firstCompositionOffset) {
   for (const EditRecord& edit : edits.edits()) {
     const auto mediaTime = static_cast<std::uint64_t>(edit.mediaTime);
     if (mediaTime != kNoMedia) return std::min(mediaTime, usableOffset(firstCompositionOffset));

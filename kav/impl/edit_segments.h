@@ -15,6 +15,7 @@ struct EditSegment {
   std::uint64_t duration = 0;   // movie timescale; 0 with a media time: the rest of the media
   std::uint64_t mediaTime = 0;  // media timescale; kNoMedia where nothing is shown
   std::uint64_t presentationStart = 0;  // movie timescale
+  std::uint64_t endDelay = 0;  // media timescale: how much later than its duration says it ends
 
   bool isEmpty() const { return mediaTime == kNoMedia; }
 };
@@ -24,12 +25,16 @@ struct EditSegment {
 // composition offset of the track's first sample, is what lies between the two and is taken off
 // every media time. Without that the leading key frame of nearly every movie with B-frames would
 // fall in front of its own edit. An offset from 2^31 on is a negative one and takes nothing off.
+//
+// What is taken off the last media segment is its endDelay: its end keeps its place in the media.
+// It would otherwise cut off pictures that the list shows, since no segment after it has room to
+// show them.
 std::vector<EditSegment> makeEditSegments(const ElstBox& edits,
                                           std::uint32_t firstCompositionOffset);
 
 // What makeEditSegments takes off the first media time of the list: the time by which the samples
 // of the track are then shown later than the list says, in the media timescale.
-std::uint64_t editLead(const ElstBox& edits, std::uint32_t firstCompositionOffset);
+std::uint64_t editShift(const ElstBox& edits, std::uint32_t firstCompositionOffset);
 
 // Whether any media time of the list is one that an offset could be taken off.
 bool hasShiftedMedia(const ElstBox& edits);

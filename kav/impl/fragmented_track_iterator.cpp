@@ -1,5 +1,6 @@
 #include "kav/impl/fragmented_track_iterator.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -24,11 +25,13 @@ constexpr unsigned kDependencyShift = 20;
 
 FragmentedTrackIterator::FragmentedTrackIterator(const TrackRecord& track, std::uint64_t context,
                                                  std::uint64_t start, std::uint64_t end,
-                                                 std::shared_ptr<PassedRuns> passedRuns)
+                                                 std::shared_ptr<PassedRuns> passedRuns,
+                                                 std::uint64_t movieBegin)
     : track_(track),
       context_(context),
       start_(start),
       end_(end),
+      movieBegin_(movieBegin),
       passedRuns_(std::move(passedRuns)) {
   openMovieSamples();
   if (movieSamples_ == nullptr) begin();
@@ -39,11 +42,19 @@ void FragmentedTrackIterator::begin() {
   settle();
 }
 
+// The samples of the movie may have ended for want of a description; so do all others then.
+void FragmentedTrackIterator::beginAfter(const Sample& lastOfMovie) {
+  if (lastOfMovie.description == nullptr) {
+    ended_ = true;
+  } else {
+    begin();
+  }
+}
+
 void FragmentedTrackIterator::openMovieSamples() {
-  const StblBox* stbl = track_.stbl;
-  if (stbl == nullptr || stbl->stsz() == nullptr || stbl->stsz()->sampleCount() == 0) return;
+  if (!track_.hasSamplesInTables()) return;
   movieSamples_ = std::make_unique<TrackIterator>(track_, context_, start_, end_);
-  if (stbl->stts() != nullptr) decodingTime_ = stbl->stts()->endTime();
+  if (track_.stbl->stts() != nullptr) decodingTime_ = track_.stbl->stts()->endTime();
   if (!movieSamples_->hasNext()) movieSamples_.reset();
 }
 
@@ -73,8 +84,9 @@ bool FragmentedTrackIterator::openNextPart() {
   }
   TrafBox& part = *parts_.front();
   if (!part.layout().hasMovieDefaults) throw Exception(ErrorCode::noTrackDefaults);
-  if (part.decodeTime()) decodingTime_ = *part.decodeTime();
-  part.setStartTime(decodingTime_);
+  const std::uint64_t inFile = part.decodeTime().value_or(wrappingAdd(decodingTime_, movieBegin_));
+  decodingTime_ = inFile - std::min(inFile, movieBegin_);
+  part.setStartTime(inFile);
   runBase_ = part.layout().dataBase;
   run_ = 0;
   samplesOfPart_ = 0;
@@ -182,6 +194,7 @@ SamplePtr FragmentedTrackIterator::makeSample() const {
   sample->dependencies = dependenciesOf(entry.flags);
   sample->fileOffset = offsetFrom(runBase_, entry.dataOffset);
   sample->fragmentSequence = fragment_->sequenceNumber();
+  sample->isOfFragment = true;
   sample->description =
       track_.stsd == nullptr ? nullptr : track_.stsd->descriptor(descriptionIndex);
   if (sample->description != nullptr) sample->descriptionIndex = descriptionIndex;
@@ -195,12 +208,17 @@ SamplePtr FragmentedTrackIterator::next() {
     SamplePtr sample = movieSamples_->next();
     if (!movieSamples_->hasNext()) {
       movieSamples_.reset();
-      begin();
+      beginAfter(*sample);
     }
     return sample;
   }
   if (ended_) return nullptr;
   SamplePtr sample = makeSample();
+  if (sample->description == nullptr) {
+    // Without its description nothing after this sample can be understood.
+    ended_ = true;
+    return sample;
+  }
   decodingTime_ = wrappingAdd(decodingTime_, samples_->current().duration);
   samples_->next();
   settle();

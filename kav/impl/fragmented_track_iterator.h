@@ -16,15 +16,21 @@ namespace norvik::kav::impl {
 // The samples of a track in a fragmented movie: those of the movie's own sample tables, if it has
 // any, and then those of the fragments, in the order of the file. Fragments are read on demand.
 //
+// As in a movie without fragments, a sample whose description is not there is the last of its
+// track.
+//
 // A part that states the decoding time of its first sample is believed, so that a lost fragment
-// does not shift what follows; without it, times add up.
+// does not shift what follows; without it, times add up. Stated times count from the beginning of
+// the movie, which an excerpt of a longer one does not have at 0.
 class FragmentedTrackIterator final : public SampleIterator {
  public:
   // The samples from a decoding time on, ending before the first at or after another, both in the
-  // media timescale. Iterators of one track may share what they know of its runs. Throws
+  // media timescale. Iterators of one track may share what they know of its runs. movieBegin is the
+  // time 0 of the movie as its fragments state it, in the media timescale too. Throws
   // noTrackDefaults for a track with fragments and no trex.
   FragmentedTrackIterator(const TrackRecord& track, std::uint64_t context, std::uint64_t start,
-                          std::uint64_t end, std::shared_ptr<PassedRuns> passedRuns = nullptr);
+                          std::uint64_t end, std::shared_ptr<PassedRuns> passedRuns = nullptr,
+                          std::uint64_t movieBegin = 0);
 
   bool hasNext() override;
   SamplePtr next() override;
@@ -42,6 +48,7 @@ class FragmentedTrackIterator final : public SampleIterator {
 
   // Stands the iterator at the first sample of the fragments.
   void begin();
+  void beginAfter(const Sample& lastOfMovie);
 
   // Stands the iterator at the next sample within the range, or at the end.
   void settle();
@@ -58,6 +65,7 @@ class FragmentedTrackIterator final : public SampleIterator {
   std::uint64_t context_;
   std::uint64_t start_;
   std::uint64_t end_;
+  std::uint64_t movieBegin_;
 
   std::unique_ptr<SampleIterator> movieSamples_;  // until they are used up
   bool ended_ = false;

@@ -4,17 +4,17 @@
 #include <memory>
 
 #include "kav/impl/fragmented_track_iterator.h"
-#include "kav/impl/movie_boxes.h"
 #include "kav/impl/track_iterator.h"
 
 namespace norvik::kav::impl {
 
 MediaIterCreator::MediaIterCreator(const TrackRecord& track, std::uint64_t context,
-                                   bool ignoreEditLists)
+                                   bool ignoreEditLists, std::uint64_t movieBegin)
     : track_(track),
       context_(context),
       ignoreEditLists_(ignoreEditLists),
-      fragmented_(track.root->movie() != nullptr && track.root->movie()->mvex() != nullptr),
+      fragmented_(track.isFragmented()),
+      movieBegin_(movieBegin),
       passedRuns_(std::make_shared<PassedRuns>()) {}
 
 std::unique_ptr<SampleIterator> MediaIterCreator::createMediaIterator(std::uint64_t start) {
@@ -24,13 +24,14 @@ std::unique_ptr<SampleIterator> MediaIterCreator::createMediaIterator(std::uint6
 std::unique_ptr<SampleIterator> MediaIterCreator::createMediaIterator(std::uint64_t start,
                                                                       std::uint64_t end) {
   if (fragmented_) {
-    return std::make_unique<FragmentedTrackIterator>(track_, context_, start, end, passedRuns_);
+    return std::make_unique<FragmentedTrackIterator>(track_, context_, start, end, passedRuns_,
+                                                     movieBegin_);
   }
   return std::make_unique<TrackIterator>(track_, context_, start, end);
 }
 
 SamplePtr MediaIterCreator::createEmptySample(std::uint64_t time) {
-  // An empty edit comes from no fragment; in a fragmented file it is counted to the first.
+  // Without a sample before it an empty edit is counted to the first fragment.
   return makeEmptySample(track_, time, context_, fragmented_ ? 1 : 0);
 }
 

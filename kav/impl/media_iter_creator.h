@@ -22,10 +22,12 @@ class IMediaIterCreator {
   virtual SamplePtr createEmptySample(std::uint64_t time) = 0;
 };
 
-// The creator for one track of a document. It refers to the track and owns nothing.
+// The creator for one track of a document. It refers to the track and owns nothing. movieBegin is
+// the time 0 of the movie as its fragments state it, in the media timescale.
 class MediaIterCreator final : public IMediaIterCreator {
  public:
-  MediaIterCreator(const TrackRecord& track, std::uint64_t context, bool ignoreEditLists);
+  MediaIterCreator(const TrackRecord& track, std::uint64_t context, bool ignoreEditLists,
+                   std::uint64_t movieBegin = 0);
 
   std::unique_ptr<SampleIterator> createMediaIterator(std::uint64_t start) override;
   SamplePtr createEmptySample(std::uint64_t time) override;
@@ -41,6 +43,7 @@ class MediaIterCreator final : public IMediaIterCreator {
   std::uint64_t context_;
   bool ignoreEditLists_;
   bool fragmented_;
+  std::uint64_t movieBegin_;
   std::shared_ptr<PassedRuns> passedRuns_;  // shared by all iterators over fragments
 };
 

@@ -1,5 +1,6 @@
 #include "kav/impl/presentation_iterator.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -20,6 +21,15 @@ PresentationIter::PresentationIter(std::unique_ptr<IMediaIterCreator> creator,
   held_ = fetch();
 }
 
+// A segment without a duration shows the rest of the media.
+std::uint64_t PresentationIter::endOf(const EditSegment& segment) const {
+  constexpr std::uint64_t kLatest = std::numeric_limits<std::uint64_t>::max();
+  if (segment.duration == 0) return kLatest;
+  const std::uint64_t end = rescaleTime(wrappingAdd(segment.presentationStart, segment.duration),
+                                        movieTimescale_, mediaTimescale_);
+  return end + std::min(segment.endDelay, kLatest - end);
+}
+
 void PresentationIter::nextSegment() {
   ++segment_;
   openSegment();
@@ -31,10 +41,7 @@ void PresentationIter::openSegment() {
   const EditSegment& segment = segments_[segment_];
   segmentStart_ = rescaleTime(segment.presentationStart, movieTimescale_, mediaTimescale_);
   if (segment.isEmpty()) return;
-  segmentEnd_ = segment.duration == 0
-                    ? std::numeric_limits<std::uint64_t>::max()
-                    : rescaleTime(wrappingAdd(segment.presentationStart, segment.duration),
-                                  movieTimescale_, mediaTimescale_);
+  segmentEnd_ = endOf(segment);
   media_ = creator_->createMediaIterator(segment.mediaTime);
 }
 
@@ -44,18 +51,25 @@ SamplePtr PresentationIter::fetchFromMedia() {
     if (sample->info.decodingTime < mediaTime) continue;
     sample->info.decodingTime =
         wrappingAdd(sample->info.decodingTime, wrappingSubtract(segmentStart_, mediaTime));
-    if (sample->info.decodingTime < segmentEnd_) return sample;
-    break;
+    if (sample->info.decodingTime >= segmentEnd_) break;
+    if (sample->isOfFragment) fragmentSequence_ = sample->fragmentSequence;
+    return sample;
   }
   return nullptr;
+}
+
+SamplePtr PresentationIter::createEmptySample() const {
+  SamplePtr sample = creator_->createEmptySample(segmentStart_);
+  if (fragmentSequence_) sample->fragmentSequence = *fragmentSequence_;
+  return sample;
 }
 
 SamplePtr PresentationIter::fetch() {
   while (segment_ < segments_.size()) {
     if (segments_[segment_].isEmpty()) {
-      const std::uint64_t time = segmentStart_;
+      SamplePtr sample = createEmptySample();
       nextSegment();
-      return creator_->createEmptySample(time);
+      return sample;
     }
     // Media that runs out inside a segment goes on with the next one.
     if (SamplePtr sample = fetchFromMedia()) return sample;

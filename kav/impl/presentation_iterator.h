@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "kav/impl/edit_segments.h"
@@ -11,7 +12,8 @@
 namespace norvik::kav::impl {
 
 // A track as its edit list shows it: the samples of each segment's stretch of media, moved to where
-// the segment stands, and one empty-edit sample for each segment without media.
+// the segment stands, and one empty-edit sample for each segment without media, which is counted to
+// the fragment of the sample before it.
 class PresentationIter final : public SampleIterator {
  public:
   // end is the end of the requested range in the media timescale.
@@ -24,10 +26,12 @@ class PresentationIter final : public SampleIterator {
  private:
   void nextSegment();
   void openSegment();
+  std::uint64_t endOf(const EditSegment& segment) const;  // media timescale
 
   // The next sample that the edit list lets through; null at the end.
   SamplePtr fetch();
   SamplePtr fetchFromMedia();
+  SamplePtr createEmptySample() const;
 
   std::unique_ptr<IMediaIterCreator> creator_;
   std::vector<EditSegment> segments_;
@@ -38,6 +42,7 @@ class PresentationIter final : public SampleIterator {
   std::size_t segment_ = 0;
   std::uint64_t segmentStart_ = 0;  // media timescale
   std::uint64_t segmentEnd_ = 0;
+  std::optional<std::uint32_t> fragmentSequence_;  // of the latest sample, if it is of a fragment
   std::unique_ptr<SampleIterator> media_;
   SamplePtr held_;
 };

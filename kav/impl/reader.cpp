@@ -135,14 +135,22 @@ bool Reader::isFragmented() const {
   return movie != nullptr && movie->mvex() != nullptr;
 }
 
-std::vector<std::unique_ptr<SampleIterator>> Reader::createIterators() {
+DocIteratorOptions Reader::iteratorOptions() const {
   DocIteratorOptions options;
   options.ignoreEditLists = options_.ignoreEditLists;
-  return createTrackIterators(tracks_, movieTimescale(), options);
+  return options;
+}
+
+std::vector<std::unique_ptr<SampleIterator>> Reader::createIterators() {
+  return createTrackIterators(tracks_, movieTimescale(), iteratorOptions());
 }
 
 std::unique_ptr<DocIterator> Reader::createDocIterator() {
   return std::make_unique<DocIterator>(createIterators());
+}
+
+std::uint64_t Reader::editShift(const TrackRecord& track) const {
+  return impl::editShift(track, iteratorOptions());
 }
 
 std::vector<TrackTotals> Reader::countSamples(std::uint64_t costLimit) {

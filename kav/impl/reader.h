@@ -46,6 +46,9 @@ class Reader {
   // All samples of the file, edit lists applied unless the reader was told to ignore them.
   std::unique_ptr<DocIterator> createDocIterator();
 
+  // By how many ticks of a track its samples are delivered later than its edit list says.
+  std::uint64_t editShift(const TrackRecord& track) const;
+
   // What the track iterators behind createDocIterator would deliver, a record for each track, until
   // the samples cost more than the limit.
   std::vector<TrackTotals> countSamples(std::uint64_t costLimit);
@@ -69,6 +72,7 @@ class Reader {
 
  private:
   void addTrack(TrakBox& trak);
+  DocIteratorOptions iteratorOptions() const;
   std::vector<std::unique_ptr<SampleIterator>> createIterators();
   std::uint32_t movieTimescale() const;
   XMPDataBox* findMetadata();

@@ -19,6 +19,7 @@ struct Sample {
   std::uint64_t fileOffset = 0;
   std::uint32_t count = 1;                        // a record stands for one sample
   std::uint32_t fragmentSequence = 0;             // of the moof; 0 outside fragments
+  bool isOfFragment = false;                      // tells 0 outside from a moof with that number
   std::uint8_t dependencies = 0;                  // as in an sdtp byte, in every form of movie
   const SampleDescriptor* description = nullptr;  // null for an empty edit
   std::uint32_t descriptionIndex = 0;             // 1-based; 0 where description is null

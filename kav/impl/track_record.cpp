@@ -2,12 +2,24 @@
 
 #include <memory>
 
+#include "kav/impl/movie_boxes.h"
+#include "kav/impl/sample_table_boxes.h"
+#include "kav/impl/stbl_box.h"
+
 namespace norvik::kav::impl {
 
 const ElstBox* TrackRecord::edits() const {
   if (trak->edts() == nullptr || trak->edts()->elst() == nullptr) return nullptr;
   const ElstBox* elst = trak->edts()->elst();
   return elst->edits().empty() ? nullptr : elst;
+}
+
+bool TrackRecord::isFragmented() const {
+  return root->movie() != nullptr && root->movie()->mvex() != nullptr;
+}
+
+bool TrackRecord::hasSamplesInTables() const {
+  return stbl != nullptr && stbl->stsz() != nullptr && stbl->stsz()->sampleCount() != 0;
 }
 
 SamplePtr makeEmptySample(const TrackRecord& track, std::uint64_t time, std::uint64_t context,

@@ -27,6 +27,13 @@ struct TrackRecord {
 
   // The track's edit list; null when it has none, or one without edits, which means the same.
   const ElstBox* edits() const;
+
+  // Whether the movie announces fragments.
+  bool isFragmented() const;
+
+  // Whether the movie's own tables hold samples of the track, as those of a movie with fragments
+  // may.
+  bool hasSamplesInTables() const;
 };
 
 // The sample that stands for an empty edit of a track, at a time in the media timescale.

@@ -5,6 +5,8 @@
 
 #include "kav/error_code.h"
 #include "kav/exception.h"
+#include "kav/reader.h"
+#include "kav/sample_desc_info.h"
 #include "kav/sample_info.h"
 #include "kav/writer.h"
 #include "tests/library/remux.h"
@@ -246,13 +248,24 @@ class FragmentedWriter : public ::testing::Test {
 
   void addTo(std::uint32_t track, std::uint64_t time) { add(time, 1, text("abc"), 1, track); }
 
+  // A track with the one description that its samples name.
   std::uint32_t addTrack(std::uint32_t timescale = 3000, std::uint32_t gaps = 0,
                          std::uint32_t handler = 0x736F756E) {
     norvik::kav::NorvikKavTrackConfiguration track;
     track.info.mediaTimescale = timescale;
     track.handlerType = handler;
     track.gapCount = gaps;
-    return writer().addTrack(track);
+    track.descriptionCount = 1;
+    const std::uint32_t number = writer().addTrack(track);
+    norvik::kav::NorvikKavAudioSampleDescInfo info;
+    info.structSize = sizeof(info);
+    info.handlerType = handler;
+    info.codecType = 0x736F7774;  // "sowt"
+    norvik::kav::NorvikKavSampleDescription* description = nullptr;
+    EXPECT_EQ(makeSampleDescription(&info, nullptr, &description), 0u);
+    writer().addSampleDescription(number, description);
+    closeSampleDescription(description);
+    return number;
   }
 
   void add(std::uint64_t time, std::uint32_t flags = 1, const Bytes& bytes = text("abc"),

@@ -90,6 +90,7 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   const NorvikKavSampleDescription* newDescription = nullptr;
   NorvikKavSampleDescInfo descInfo;
   std::array<NorvikKavTrackTotals, 3> totals;
+  std::uint64_t ticks = 0;
   NorvikKavSampleIterator* newIterator = nullptr;
   NorvikKavSample* newSample = nullptr;
   NorvikKavSampleInfo info;
@@ -115,6 +116,9 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   EXPECT_EQ(getSampleDescriptionInfo(description, nullptr), kMissing);
   EXPECT_EQ(getSampleDescription(nullptr, buffer.data()), kMissing);
   EXPECT_EQ(getSampleDescription(description, nullptr), kMissing);
+  EXPECT_EQ(getEditShift(nullptr, 0, &ticks), kMissing);
+  EXPECT_EQ(getEditShift(reader, 0, nullptr), kMissing);
+  EXPECT_EQ(getEditShift(reader, 3, &ticks), kMissing);
   EXPECT_EQ(countSamples(nullptr, kNoLimit, totals.data()), kMissing);
   EXPECT_EQ(countSamples(reader, kNoLimit, nullptr), kMissing);
   EXPECT_EQ(createSampleIterator(nullptr, &newIterator), kMissing);
@@ -314,6 +318,30 @@ TEST(SampleDescriptions, AreToldByTrack) {
   ASSERT_EQ(getSampleDescriptionInfo(descriptionOf(opened.reader, 2, 2), &info), 0u);
   EXPECT_EQ(info.headerLength, 0u);
   EXPECT_EQ(info.codecType, 0x63373038u);
+}
+
+TEST(GetEditShift, TellsByWhatThePicturesOfATrackComeLater) {
+  MovieBuilder movie({soundTrack(), videoTrack({.count = 4, .betweenAnchors = 1})});
+  movie.tracks[1].edits = {{80, 1001}};
+  std::uint64_t ticks = 7;
+  ASSERT_EQ(getEditShift(Opened(movie).reader, 0, &ticks), 0u);
+  EXPECT_EQ(ticks, 0u);
+  ASSERT_EQ(getEditShift(Opened(movie).reader, 1, &ticks), 0u);
+  EXPECT_EQ(ticks, 1001u);
+  NorvikKavReaderOptions options;
+  options.ignoreEditLists = true;
+  ASSERT_EQ(getEditShift(Opened(movie, options).reader, 1, &ticks), 0u);
+  EXPECT_EQ(ticks, 0u);
+}
+
+TEST(GetEditShift, FailsForATrackThatCannotBeWalked) {
+  MovieBuilder movie({videoTrack({.count = 4, .betweenAnchors = 1})});
+  movie.tracks[0].edits = {{80, 1001}};
+  movie.tracks[0].extends.reset();
+  movie.splitIntoFragments({2});
+  std::uint64_t ticks = 7;
+  EXPECT_EQ(getEditShift(Opened(movie).reader, 0, &ticks), 25u);
+  EXPECT_EQ(ticks, 7u);
 }
 
 TEST(CountSamples, GivesARecordForEveryTrack) {

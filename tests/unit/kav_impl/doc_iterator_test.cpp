@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/unit/kav_impl/fragment_fixtures.h"
 #include "tests/unit/kav_impl/opened_movie.h"
 
 namespace norvik::kav::impl {
@@ -202,6 +203,114 @@ TEST(TrackIterators, HandTheContextOn) {
   EXPECT_EQ(iterators[0]->next()->context, 12u);
 }
 
+Bytes tfdt(std::uint64_t time) { return fullBox("tfdt", 1, 0, u64(time)); }
+
+// What createTrackIterators makes of two tracks in thousandths and five hundredths, whose samples
+// last 10 units, and of their fragments.
+std::vector<Column> timesOfTwo(const Bytes& fragments, std::size_t samplesInTables = 0) {
+  const FragmentedMovie movie({countingTrack(samplesInTables, 1000), countingTrack(0, 500)},
+                              concat({trex(1), trex(2)}), fragments);
+  std::vector<Column> times;
+  for (const auto& iterator : createTrackIterators(movie.opened.reader.tracks(), 600, {})) {
+    times.push_back(timesOf(drain(*iterator)));
+  }
+  return times;
+}
+
+TEST(TrackIterators, BeginAtTheEarliestDecodingTimeOfTheFirstFragments) {
+  EXPECT_EQ(timesOfTwo(concat(
+                {moof(1, traf(tfhd(1), tfdt(7000), trun(2)), traf(tfhd(2), tfdt(3510), trun(2))),
+                 moof(2, traf(tfhd(1), tfdt(7500), trun(1)), traf(tfhd(2), trun(1)))})),
+            (std::vector<Column>{{0, 10, 500}, {10, 20, 30}}));
+  // The second track begins earlier, at 6.98 s, and only in a later fragment.
+  EXPECT_EQ(timesOfTwo(concat({moof(1, traf(tfhd(1), tfdt(7000), trun(2))),
+                               moof(2, traf(tfhd(2), tfdt(3490), trun(1)))})),
+            (std::vector<Column>{{20, 30}, {0}}));
+}
+
+TEST(TrackIterators, BeginAtTheFirstFragmentWhereOneTrackHasNone) {
+  EXPECT_EQ(timesOfTwo(moof(1, traf(tfhd(2), tfdt(3500), trun(2)))),
+            (std::vector<Column>{{}, {0, 10}}));
+}
+
+TEST(TrackIterators, BeginAtZeroWhereATrackDoes) {
+  // A first fragment without a time begins at 0, and so do samples in the movie itself.
+  EXPECT_EQ(timesOfTwo(moof(1, traf(tfhd(1), trun(1)), traf(tfhd(2), tfdt(3500), trun(1)))),
+            (std::vector<Column>{{0}, {3500}}));
+  EXPECT_EQ(timesOfTwo(
+                moof(1, traf(tfhd(1), tfdt(7000), trun(1)), traf(tfhd(2), tfdt(3500), trun(1))), 1),
+            (std::vector<Column>{{0, 7000}, {3500}}));
+}
+
+TEST(TrackIterators, LetNoTimeFallBelowZero) {
+  EXPECT_EQ(timesOfTwo(concat({moof(1, traf(tfhd(1), tfdt(7000), trun(2))),
+                               moof(2, traf(tfhd(1), tfdt(20), trun(2)))}))[0],
+            (Column{0, 10, 0, 10}));
+}
+
+TEST(TrackIterators, ConvertTheEarliestTimeWithoutOverflow) {
+  // 54 years in ten millionths of a second, as live streams count.
+  constexpr std::uint64_t kSeconds = 1'700'000'000;
+  const FragmentedMovie movie(
+      {countingTrack(0, 10'000'000), countingTrack(0, 48000)}, concat({trex(1), trex(2)}),
+      moof(1, traf(tfhd(1), tfdt(kSeconds * 10'000'000 + 5'000'000), trun(1)),
+           traf(tfhd(2), tfdt(kSeconds * 48000 + 48000), trun(1))));
+  const auto iterators = createTrackIterators(movie.opened.reader.tracks(), 600, {});
+  EXPECT_EQ(timesOf(drain(*iterators[0])), (Column{0}));
+  EXPECT_EQ(timesOf(drain(*iterators[1])), (Column{24000}));
+}
+
+TEST(TrackIterators, ApplyEditListsToTimesFromTheEarliestOn) {
+  MovieTrack track = countingTrack(0);
+  track.edits = {{2, kEmptyEdit}, {0, 10}};
+  const FragmentedMovie movie({track}, trex(1), moof(1, traf(tfhd(1), tfdt(7000), trun(3))));
+  const auto iterators = createTrackIterators(movie.opened.reader.tracks(), 100, {});
+  EXPECT_EQ(timesOf(drain(*iterators[0])), (Column{0, 20, 30}));
+}
+
+TEST(TrackIterators, ReadNoFurtherOnceATrackBeginsAtZero) {
+  const FragmentedMovie movie(
+      {countingTrack(0)}, trex(1),
+      concat({moof(1, traf(tfhd(1), tfdt(0), trun(2))), moof(2, traf(tfhd(1), trun(1)))}));
+  const auto iterators = createTrackIterators(movie.opened.reader.tracks(), 600, {});
+  EXPECT_EQ(movie.opened.track().root->fragmentCount(), 1u);
+}
+
+TEST(TrackIterators, BeginAtTheEarliestTimeOfFragmentsBeforeTheMovie) {
+  MovieBuilder builder({countingTrack(2), countingTrack(2)});
+  builder.splitIntoFragments({1, 1}, {.decodeTime = 500});
+  builder.fragments[1][0].decodeTime = builder.fragments[1][1].decodeTime = 540;
+  builder.fragmentsBeforeMoov = 1;
+  EXPECT_EQ(timesByTrack(builder), (std::vector<Column>{{0, 40}, {0, 40}}));
+}
+
+// The sequence numbers of the samples of the first track.
+Column sequencesOfFirst(const OpenedMovie& opened) {
+  const auto iterators = createTrackIterators(opened.reader.tracks(), 100, {});
+  return sequencesOf(drain(*iterators[0]));
+}
+
+TEST(TrackIterators, CountAnEmptyEditToTheFragmentOfTheSampleBeforeIt) {
+  MovieTrack track = countingTrack(0);
+  track.edits = {{5, kEmptyEdit}, {2, 0}, {1, kEmptyEdit}, {2, 20}, {1, kEmptyEdit}};
+  const auto parts = [](std::uint32_t first, std::uint32_t second) {
+    return concat({moof(first, traf(tfhd(1), trun(2))), moof(second, traf(tfhd(1), trun(2)))});
+  };
+  EXPECT_EQ(sequencesOfFirst(FragmentedMovie({track}, trex(1), parts(7, 9)).opened),
+            (Column{1, 7, 7, 7, 9, 9, 9}));
+  EXPECT_EQ(sequencesOfFirst(FragmentedMovie({track}, trex(1), parts(0, 5)).opened),
+            (Column{1, 0, 0, 0, 5, 5, 5}));
+}
+
+TEST(TrackIterators, CountAnEmptyEditToTheFirstFragmentWhereThereIsNoOther) {
+  MovieTrack track = countingTrack(2);
+  track.edits = {{2, 0}, {1, kEmptyEdit}, {1, 20}};
+  const Bytes fragment = moof(7, traf(tfhd(1), trun(1)));
+  EXPECT_EQ(sequencesOfFirst(FragmentedMovie({track}, trex(1), fragment).opened),
+            (Column{0, 0, 1, 7}));
+  EXPECT_EQ(sequencesOfFirst(OpenedMovie(MovieBuilder({track}))), (Column{0, 0, 0}));
+}
+
 // A video track whose pictures are shown 20 thousandths late, which its edit list takes back.
 MovieTrack reorderedVideo(std::int64_t mediaTime = 20) {
   MovieTrack track = countingTrack(3);
@@ -218,48 +327,55 @@ MovieTrack captions(std::uint32_t timescale = 500) {
   return track;
 }
 
-TEST(TrackIterators, DeliverCaptionsLaterByTheLeadOfTheVideo) {
+TEST(TrackIterators, DeliverCaptionsAtTheirStoredTimes) {
   EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(), captions(), countingTrack(2)})),
-            (std::vector<Column>{{0, 10, 20}, {10, 20}, {0, 10}}));
+            (std::vector<Column>{{0, 10, 20}, {0, 10}, {0, 10}}));
   EXPECT_EQ(timesByTrack(MovieBuilder({captions(), reorderedVideo(), captions(1000)})),
-            (std::vector<Column>{{10, 20}, {0, 10, 20}, {20, 30}}));
+            (std::vector<Column>{{0, 10}, {0, 10, 20}, {0, 10}}));
 }
 
-TEST(TrackIterators, DeliverCaptionsWithAnEditListLaterToo) {
+TEST(TrackIterators, ApplyTheEditListOfCaptionsAsThatOfAnyTrack) {
   MovieBuilder movie({reorderedVideo(), captions()});
   movie.timescale = 100;
   movie.tracks[1].edits = {{4, kEmptyEdit}, {0, 0}};
-  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {10, 30, 40}}));
+  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {0, 20, 30}}));
 }
 
-TEST(TrackIterators, TakeTheLeadOfTheCaptionsThemselvesOffTheirDelay) {
-  MovieBuilder movie({reorderedVideo(), captions()});
-  for (MovieSample& sample : movie.tracks[1].samples) sample.compositionOffset = 4;
-  movie.tracks[1].edits = {{0, 10}};  // the segment begins at 6 then
-  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {4 + 6}}));
-  for (MovieSample& sample : movie.tracks[1].samples) sample.compositionOffset = 30;
-  movie.tracks[1].edits = {{0, 30}};  // more than the video's: nothing is left of the delay
-  EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 10, 20}, {0, 10}}));
+// The shift of the first track.
+std::uint64_t shiftOf(const MovieBuilder& movie, const DocIteratorOptions& options = {}) {
+  return editShift(OpenedMovie(movie).track(), options);
 }
 
-TEST(TrackIterators, CountOnlyWhatTheEditListOfTheVideoLost) {
-  // 15 of the 20 could be taken off; the first edit counts and the first video track.
-  MovieTrack video = reorderedVideo(15);
-  video.edits = {{1, kEmptyEdit}, {0, 15}};
-  MovieTrack second = reorderedVideo();
-  EXPECT_EQ(timesByTrack(MovieBuilder({video, second, captions(1000)}))[2], (Column{15, 25}));
+TEST(EditShift, IsWhatTheEditListOfATrackLost) {
+  EXPECT_EQ(shiftOf(MovieBuilder({reorderedVideo()})), 20u);
+  // 15 of the 20 could be taken off; the first edit that shows media counts.
+  MovieTrack video = reorderedVideo();
+  video.edits = {{1, kEmptyEdit}, {1, 15}, {0, 30}};
+  EXPECT_EQ(shiftOf(MovieBuilder({video})), 15u);
+  MovieBuilder fragmented({reorderedVideo()});
+  EXPECT_EQ(shiftOf(fragmented.splitIntoFragments({2})), 20u);
 }
 
-TEST(TrackIterators, LeaveCaptionsInTheirPlacesWithoutALead) {
+TEST(EditShift, IsNothingWhereNothingIsTakenOff) {
   MovieTrack plain = reorderedVideo();
   plain.edits.reset();
-  EXPECT_EQ(timesByTrack(MovieBuilder({plain, captions()}))[1], (Column{0, 10}));
-  EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(0), captions()}))[1], (Column{0, 10}));
-  EXPECT_EQ(timesByTrack(MovieBuilder({captions()}))[0], (Column{0, 10}));
+  EXPECT_EQ(shiftOf(MovieBuilder({plain})), 0u);
+  EXPECT_EQ(shiftOf(MovieBuilder({reorderedVideo(0)})), 0u);
+  MovieTrack late = countingTrack(3);
+  late.edits = {{0, 20}};
+  EXPECT_EQ(shiftOf(MovieBuilder({late})), 0u);
+  late.samples.clear();
+  EXPECT_EQ(shiftOf(MovieBuilder({late})), 0u);
   DocIteratorOptions options;
   options.ignoreEditLists = true;
-  EXPECT_EQ(timesByTrack(MovieBuilder({reorderedVideo(), captions()}), options)[1],
-            (Column{0, 10}));
+  EXPECT_EQ(shiftOf(MovieBuilder({reorderedVideo()}), options), 0u);
+}
+
+TEST(EditShift, FailsForATrackThatCannotBeWalked) {
+  MovieBuilder movie({reorderedVideo()});
+  movie.tracks[0].extends.reset();
+  movie.splitIntoFragments({2});
+  EXPECT_EQ(codeOf([&] { shiftOf(movie); }), 25u);
 }
 
 TEST(TrackIterators, KeepTheLeadingKeyPictureOfAReorderedTrack) {

@@ -17,6 +17,8 @@ using quarrypack::test::fullBox;
 using quarrypack::test::u32;
 using quarrypack::test::u64;
 
+using Column = std::vector<std::uint64_t>;
+
 // {duration, media time, presentation start}
 using Row = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t>;
 
@@ -57,8 +59,26 @@ TEST(EditSegments, TakeNothingOffForANegativeOffset) {
   EXPECT_EQ(makeEditSegments(*edits, 0x80000000)[0].mediaTime, 0x7FFFFFFFu);
   EXPECT_EQ(makeEditSegments(*edits, 0xFFFFFFFF)[0].mediaTime, 0x7FFFFFFFu);
   EXPECT_EQ(makeEditSegments(*edits, 0x7FFFFFFF)[0].mediaTime, 0u);
-  EXPECT_EQ(editLead(*edits, 0x80000000), 0u);
-  EXPECT_EQ(editLead(*edits, 0x7FFFFFFF), 0x7FFFFFFFu);
+  EXPECT_EQ(editShift(*edits, 0x80000000), 0u);
+  EXPECT_EQ(editShift(*edits, 0x7FFFFFFF), 0x7FFFFFFFu);
+}
+
+Column endDelaysOf(const std::vector<EditSegment>& segments) {
+  Column delays;
+  for (const EditSegment& segment : segments) delays.push_back(segment.endDelay);
+  return delays;
+}
+
+TEST(EditSegments, KeepTheEndOfTheLastMediaInItsPlace) {
+  const Parsed<ElstBox> edits(editList({edit(5, 500), edit(5, kEmpty), edit(5, 60)}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*edits, 100)), (Column{0, 0, 60}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*edits, 40)), (Column{0, 0, 40}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*edits, 0)), (Column{0, 0, 0}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*edits, 0x80000000)), (Column{0, 0, 0}));
+  const Parsed<ElstBox> emptyAtTheEnd(editList({edit(5, 500), edit(5, 200), edit(5, kEmpty)}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*emptyAtTheEnd, 100)), (Column{0, 100, 0}));
+  const Parsed<ElstBox> empty(editList({edit(5, kEmpty)}));
+  EXPECT_EQ(endDelaysOf(makeEditSegments(*empty, 100)), (Column{0}));
 }
 
 TEST(EditSegments, BeginAgainAtZeroBehindTheLargestTime) {
@@ -72,16 +92,16 @@ TEST(EditSegments, BeginAgainAtZeroBehindTheLargestTime) {
   EXPECT_EQ(makeEditSegments(*three, 0)[2].presentationStart, 2u);
 }
 
-TEST(EditLead, IsWhatTheFirstMediaTimeLoses) {
+TEST(EditShift, IsWhatTheFirstMediaTimeLoses) {
   const Parsed<ElstBox> edits(editList({edit(60, kEmpty), edit(5, 30), edit(5, 500)}));
-  EXPECT_EQ(editLead(*edits, 100), 30u);
-  EXPECT_EQ(editLead(*edits, 20), 20u);
-  EXPECT_EQ(editLead(*edits, 0), 0u);
+  EXPECT_EQ(editShift(*edits, 100), 30u);
+  EXPECT_EQ(editShift(*edits, 20), 20u);
+  EXPECT_EQ(editShift(*edits, 0), 0u);
 }
 
-TEST(EditLead, IsNothingWithoutMedia) {
+TEST(EditShift, IsNothingWithoutMedia) {
   const Parsed<ElstBox> edits(editList({edit(60, kEmpty)}));
-  EXPECT_EQ(editLead(*edits, 100), 0u);
+  EXPECT_EQ(editShift(*edits, 100), 0u);
 }
 
 TEST(ShiftedMedia, IsAnyMediaTimeButZero) {

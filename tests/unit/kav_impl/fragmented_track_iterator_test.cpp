@@ -83,6 +83,22 @@ TEST(FragmentedTrackIterator, BelievesAStatedDecodingTime) {
             (Column{0, 10, 700, 710, 720, 0x100000000}));
 }
 
+TEST(FragmentedTrackIterator, CountsStatedTimesFromTheBeginningOfTheMovie) {
+  const FragmentedMovie movie =
+      movieOf(concat({moof(1, traf(tfhd(1), fullBox("tfdt", 0, 0, u32(700)), trun(2))),
+                      moof(2, traf(tfhd(1), trun(1))),
+                      moof(3, traf(tfhd(1), fullBox("tfdt", 0, 0, u32(800)), trun(1)))}));
+  const auto known = std::make_shared<PassedRuns>();
+  for (int walk = 0; walk < 2; ++walk) {
+    FragmentedTrackIterator iterator(movie.opened.track(), 0, 5, kEnd, known, 690);
+    EXPECT_EQ(timesOf(drain(iterator)), (Column{10, 20, 30, 110}));
+  }
+  // A look-up of a fragment goes by the times of the file.
+  auto* found = childAs<MoofBox>(*movie.opened.track().root->findFragment(1, 725).current());
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(found->sequenceNumber(), 2u);
+}
+
 TEST(FragmentedTrackIterator, AddsUpDurationsOfSamplesRunsAndFragments) {
   const FragmentedMovie movie =
       movieOf(concat({moof(1, traf(tfhd(1, 8, u32(3)), trun(2), trun(1, 0x100, u32(50)), trun(1)),
@@ -132,20 +148,45 @@ TEST(FragmentedTrackIterator, TakesTheDescriptionOfThePartAndElseOfTheMovie) {
   EXPECT_EQ(samples[1]->description, movie.opened.track().stsd->descriptor(2));
 }
 
-TEST(FragmentedTrackIterator, GoesOnBehindSamplesWithoutDescription) {
-  const FragmentedMovie movie =
-      movieOf(concat({moof(1, traf(tfhd(1), trun(2)), traf(tfhd(1, 2, u32(9)), trun(1))),
-                      moof(2, traf(tfhd(1, 2, u32(0)), trun(1)), traf(tfhd(1), trun(1)))}));
-  const auto samples = samplesOf(movie.opened);
-  EXPECT_EQ(descriptionsOf(samples), (Column{1, 1, 0, 0, 1}));
-  EXPECT_EQ(samples[2]->description, nullptr);
+TEST(FragmentedTrackIterator, EndsAfterASampleWithoutDescription) {
+  for (const std::uint32_t index : {0u, 2u, 9u}) {
+    const FragmentedMovie movie =
+        movieOf(concat({moof(1, traf(tfhd(1), trun(2)), traf(tfhd(1, 2, u32(index)), trun(2))),
+                        moof(2, traf(tfhd(1), trun(1)))}));
+    const auto samples = samplesOf(movie.opened);
+    EXPECT_EQ(descriptionsOf(samples), (Column{1, 1, 0})) << index;
+    EXPECT_EQ(samples[2]->description, nullptr);
+  }
+}
+
+TEST(FragmentedTrackIterator, EndsAfterASampleOfTheMovieWithoutDescription) {
+  MovieTrack track = countingTrack(3);
+  track.samples[1].description = 2;
+  const FragmentedMovie movie({track}, trex(1), moof(1, traf(tfhd(1), trun(1))));
+  EXPECT_EQ(descriptionsOf(samplesOf(movie.opened)), (Column{1, 0}));
+}
+
+TEST(FragmentedTrackIterator, ReadsNoFragmentsAfterASampleWithoutDescription) {
+  const FragmentedMovie movie = movieOf(concat(
+      {moof(1, traf(tfhd(1, 2, u32(9)), trun(1))), moof(2, traf(tfhd(1), fullBox("trun", 0, 0)))}));
+  EXPECT_EQ(descriptionsOf(samplesOf(movie.opened)), (Column{0}));
 }
 
 TEST(FragmentedTrackIterator, CountsTheSequenceNumbersOfTheFile) {
   const FragmentedMovie movie =
       movieOf(concat({moof(7, traf(tfhd(1), trun(1))), moof(9, traf(tfhd(1), trun(1))),
                       moof(2, traf(tfhd(1), trun(1)))}));
-  EXPECT_EQ(sequencesOf(samplesOf(movie.opened)), (Column{7, 9, 2}));
+  const auto samples = samplesOf(movie.opened);
+  EXPECT_EQ(sequencesOf(samples), (Column{7, 9, 2}));
+  for (const SamplePtr& sample : samples) EXPECT_TRUE(sample->isOfFragment);
+}
+
+TEST(FragmentedTrackIterator, TellsTheSamplesOfTheMovieFromThoseOfFragments) {
+  const FragmentedMovie movie = movieOf(moof(0, traf(tfhd(1), trun(1))), 1);
+  const auto samples = samplesOf(movie.opened);
+  EXPECT_EQ(sequencesOf(samples), (Column{0, 0}));
+  EXPECT_FALSE(samples[0]->isOfFragment);
+  EXPECT_TRUE(samples[1]->isOfFragment);
 }
 
 TEST(FragmentedTrackIterator, MarksSamplesSyncThatAreNoOthersAndDependOnNone) {

@@ -90,6 +90,14 @@ TEST(PresentationIter, EndsASegmentBeforeTheFirstSampleAtItsEnd) {
   EXPECT_EQ(timesOf(Presentation({0, 10, 19, 30}, {{2, 0, 0}}).samples), (Column{0, 10, 19}));
 }
 
+TEST(PresentationIter, EndsASegmentLaterByTheDelayOfItsEnd) {
+  EXPECT_EQ(timesOf(Presentation({0, 10, 20, 30, 40}, {{2, 0, 0, 15}}).samples),
+            (Column{0, 10, 20, 30}));
+  EXPECT_EQ(timesOf(Presentation({0, 10, 20, 30}, {{2, 0, 0, 10}}).samples), (Column{0, 10, 20}));
+  EXPECT_EQ(timesOf(Presentation({0, 10}, {{2, 0, 0, ~std::uint64_t{0}}}).samples), (Column{0, 10}))
+      << "the end stays within 64 bits";
+}
+
 TEST(PresentationIter, DeliversSamplesAgainThatTwoSegmentsShow) {
   const Presentation shown({0, 10, 20}, {{2, 0, 0}, {2, 10, 2}});
   EXPECT_EQ(timesOf(shown.samples), (Column{0, 10, 20, 30}));

@@ -30,6 +30,15 @@ TEST(TrackRecord, HasNoEditsInAnEmptyEditList) {
   EXPECT_EQ(opened.track(2).edits(), nullptr);
 }
 
+TEST(TrackRecord, TellsWhetherItsSamplesLieInFragments) {
+  const OpenedMovie regular(MovieBuilder({countingTrack(2)}));
+  EXPECT_FALSE(regular.track().isFragmented());
+  EXPECT_TRUE(regular.track().hasSamplesInTables());
+  const OpenedMovie fragmented(MovieBuilder({countingTrack(2)}).splitIntoFragments({1}));
+  EXPECT_TRUE(fragmented.track().isFragmented());
+  EXPECT_FALSE(fragmented.track().hasSamplesInTables());
+}
+
 TEST(EmptySample, CarriesNoMedia) {
   MovieBuilder movie({countingTrack(2)});
   movie.tracks[0].id = 7;
