@@ -37,6 +37,7 @@ class Writer final : public KavBase {
 
  private:
   void requireOpen() const;
+  void moveTables();
   TrackDraft& track(std::uint32_t number);
   void setDurations();
 
