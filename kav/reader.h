@@ -131,10 +131,14 @@ std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const s
 // Closes a description that makeSampleDescription made, and no other.
 std::uint32_t closeSampleDescription(NorvikKavSampleDescription* description) noexcept;
 
-// The ids of the tracks that a hint track gives hints for. count receives their number, 0 for a
-// track that gives none; trackIds, unless null, receives the ids.
+// Counts the tracks that a hint track gives hints for; 0 for a track that gives none.
+std::uint32_t getHintedTrackCount(NorvikKavReader* reader, std::uint32_t trackIndex,
+                                  std::uint32_t* count) noexcept;
+
+// Copies the ids of the tracks that a hint track gives hints for: as many as getHintedTrackCount
+// tells.
 std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
-                              std::uint32_t* trackIds, std::uint32_t* count) noexcept;
+                              std::uint32_t* trackIds) noexcept;
 
 // Counts what a sample iterator would deliver, track by track, without touching sample bytes.
 // totals has room for NorvikKavMovieInfo::trackCount records. Overlapping samples and repeated
@@ -181,9 +185,11 @@ std::uint32_t peekBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::
 std::uint32_t checkBytes(NorvikKavReader* reader, std::uint64_t fileOffset,
                          std::uint64_t length) noexcept;
 
-// The XMP metadata of the movie. Reads on through the top-level boxes until it is found. length
-// receives the number of bytes, 0 without metadata; buffer, unless null, receives the bytes.
-std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer,
-                          std::size_t* length) noexcept;
+// The length of the movie's XMP metadata in bytes, 0 without any. Reads on through the top-level
+// boxes until the metadata is found.
+std::uint32_t getMetadataLength(NorvikKavReader* reader, std::size_t* length) noexcept;
+
+// Copies the XMP metadata of the movie: as many bytes as getMetadataLength tells.
+std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer) noexcept;
 
 }  // namespace norvik::kav

@@ -88,9 +88,9 @@ void readSamples(kav::NorvikKavReader* reader) {
 
 void readMetadata(kav::NorvikKavReader* reader) {
   std::size_t length = 0;
-  if (kav::getMetadata(reader, nullptr, &length) != 0) return;
+  if (kav::getMetadataLength(reader, &length) != 0) return;
   std::vector<std::uint8_t> bytes(length + 1);
-  check(kav::getMetadata(reader, bytes.data(), &length) == 0, "metadata stays what it was");
+  check(kav::getMetadata(reader, bytes.data()) == 0, "metadata stays what it was");
 }
 
 void readThroughFacade(const MemoryStreamPtr& file, const kav::NorvikKavReaderOptions& options) {

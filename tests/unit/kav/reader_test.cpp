@@ -133,8 +133,14 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   EXPECT_EQ(peekBytes(nullptr, 0, buffer.data(), 1), kMissing);
   EXPECT_EQ(peekBytes(reader, 0, nullptr, 1), kMissing);
   EXPECT_EQ(checkBytes(nullptr, 0, 1), kMissing);
-  EXPECT_EQ(getMetadata(nullptr, buffer.data(), &length), kMissing);
-  EXPECT_EQ(getMetadata(reader, buffer.data(), nullptr), kMissing);
+  EXPECT_EQ(getHintedTrackCount(nullptr, 0, &number), kMissing);
+  EXPECT_EQ(getHintedTrackCount(reader, 0, nullptr), kMissing);
+  EXPECT_EQ(getHintedTracks(nullptr, 0, &number), kMissing);
+  EXPECT_EQ(getHintedTracks(reader, 0, nullptr), kMissing);
+  EXPECT_EQ(getMetadataLength(nullptr, &length), kMissing);
+  EXPECT_EQ(getMetadataLength(reader, nullptr), kMissing);
+  EXPECT_EQ(getMetadata(nullptr, buffer.data()), kMissing);
+  EXPECT_EQ(getMetadata(reader, nullptr), kMissing);
   EXPECT_EQ(closeSample(sample), 0u);
 }
 
@@ -444,16 +450,17 @@ TEST(Metadata, TellsItsLengthAndItsBytes) {
   movie.tail = uuidBox(kXmpUuid, text("<x/>"));
   Opened opened(movie);
   std::size_t length = 99;
-  ASSERT_EQ(getMetadata(opened.reader, nullptr, &length), 0u);
+  ASSERT_EQ(getMetadataLength(opened.reader, &length), 0u);
   ASSERT_EQ(length, 4u);
   Bytes bytes(length);
-  ASSERT_EQ(getMetadata(opened.reader, bytes.data(), &length), 0u);
+  ASSERT_EQ(getMetadata(opened.reader, bytes.data()), 0u);
   EXPECT_EQ(bytes, text("<x/>"));
   Opened none(smallMovie());
-  ASSERT_EQ(getMetadata(none.reader, bytes.data(), &length), 0u);
+  ASSERT_EQ(getMetadataLength(none.reader, &length), 0u);
   EXPECT_EQ(length, 0u);
   EXPECT_EQ(bytes, text("<x/>"));
 }
 
 }  // namespace
 }  // namespace norvik::kav
+  ASSERT_EQ(getMetadata(none.reader, bytes.data()), 0u);
