@@ -58,6 +58,14 @@ const impl::TrackRecord& trackAt(NorvikKavReader* reader, std::uint32_t index) {
   return reader->reader.tracks()[index];
 }
 
+template <class Info>
+void copyRecord(const NorvikKavSampleDescription* description, Info* info) {
+  require(description, info);
+  const auto* found = dynamic_cast<const impl::DescriptorOf<Info>*>(impl::fromHandle(description));
+  if (found == nullptr) throw Exception(ErrorCode::unsupportedTrackType);
+  *info = found->info();
+}
+
 std::span<const std::uint32_t> hintedTracks(const impl::TrackRecord& track) {
   const impl::TrefBox* references = track.trak->tref();
   const impl::HintBox* hint = references == nullptr ? nullptr : references->hint();
@@ -151,7 +159,18 @@ std::uint32_t getSampleDescriptionInfo(const NorvikKavSampleDescription* descrip
   return guarded([&] {
     require(description, info);
     *info = impl::fromHandle(description)->info();
+    info->structSize = sizeof(*info);
   });
+}
+
+std::uint32_t getVideoSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                            NorvikKavVideoSampleDescInfo* info) noexcept {
+  return guarded([&] { copyRecord(description, info); });
+}
+
+std::uint32_t getAudioSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                            NorvikKavAudioSampleDescInfo* info) noexcept {
+  return guarded([&] { copyRecord(description, info); });
 }
 
 std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description,
@@ -167,6 +186,14 @@ std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const s
   return guarded([&] {
     require(info, description);
     *description = impl::toHandle(impl::makeDescriptor(*info, header).release());
+  });
+}
+
+std::uint32_t copySampleDescription(const NorvikKavSampleDescription* description,
+                                    NorvikKavSampleDescription** copy) noexcept {
+  return guarded([&] {
+    require(description, copy);
+    *copy = impl::toHandle(impl::fromHandle(description)->clone().release());
   });
 }
 

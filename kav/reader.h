@@ -110,9 +110,21 @@ std::uint32_t getSampleDescriptionHandle(NorvikKavReader* reader, std::uint32_t 
                                          std::uint32_t descriptionIndex,
                                          const NorvikKavSampleDescription** description) noexcept;
 
-// Copies what every kind of description has: the base of its record.
+// Copies what every kind of description has: the base of its record, and no more of a longer one.
+// structSize is that of the base, so makeSampleDescription takes the copy only where the base is
+// the whole record.
 std::uint32_t getSampleDescriptionInfo(const NorvikKavSampleDescription* description,
                                        NorvikKavSampleDescInfo* info) noexcept;
+
+// Copies the whole record of a description of pictures. Fails with unsupportedTrackType (15) for
+// one of another kind.
+std::uint32_t getVideoSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                            NorvikKavVideoSampleDescInfo* info) noexcept;
+
+// Copies the whole record of a description of sound. Fails with unsupportedTrackType (15) for one
+// of another kind.
+std::uint32_t getAudioSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                            NorvikKavAudioSampleDescInfo* info) noexcept;
 
 // Copies the header bytes of a description: NorvikKavSampleDescInfo::headerLength bytes.
 std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description,
@@ -124,11 +136,16 @@ inline constexpr std::uint32_t kSmallestSampleCost = 1;
 // Makes a description that was not read, for a movie to be written. info is the first part of the
 // record of its handler, which structSize tells the length of; header holds info->headerLength
 // bytes. Fails with unsupportedTrackType (15) for a record of another length than its handler's. It
-// belongs to the caller, who closes it; only such a one is closed.
+// belongs to the caller, who closes it.
 std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const std::uint8_t* header,
                                     NorvikKavSampleDescription** description) noexcept;
 
-// Closes a description that makeSampleDescription made, and no other.
+// Makes a copy of a description, read or made, with everything in it. It belongs to the caller, who
+// closes it, and may outlive the reader.
+std::uint32_t copySampleDescription(const NorvikKavSampleDescription* description,
+                                    NorvikKavSampleDescription** copy) noexcept;
+
+// Closes a description that makeSampleDescription or copySampleDescription made, and no other.
 std::uint32_t closeSampleDescription(NorvikKavSampleDescription* description) noexcept;
 
 // Counts the tracks that a hint track gives hints for; 0 for a track that gives none.

@@ -88,6 +88,9 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   char* const name = reinterpret_cast<char*>(buffer.data());
   const NorvikKavSampleDescription* newDescription = nullptr;
   NorvikKavSampleDescInfo descInfo;
+  NorvikKavVideoSampleDescInfo videoInfo;
+  NorvikKavAudioSampleDescInfo audioInfo;
+  NorvikKavSampleDescription* copy = nullptr;
   std::array<NorvikKavTrackTotals, 3> totals;
   NorvikKavSampleIterator* newIterator = nullptr;
   NorvikKavSample* newSample = nullptr;
@@ -112,6 +115,12 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   EXPECT_EQ(getSampleDescriptionHandle(reader, 0, 1, nullptr), kMissing);
   EXPECT_EQ(getSampleDescriptionInfo(nullptr, &descInfo), kMissing);
   EXPECT_EQ(getSampleDescriptionInfo(description, nullptr), kMissing);
+  EXPECT_EQ(getVideoSampleDescriptionInfo(nullptr, &videoInfo), kMissing);
+  EXPECT_EQ(getVideoSampleDescriptionInfo(description, nullptr), kMissing);
+  EXPECT_EQ(getAudioSampleDescriptionInfo(nullptr, &audioInfo), kMissing);
+  EXPECT_EQ(getAudioSampleDescriptionInfo(description, nullptr), kMissing);
+  EXPECT_EQ(copySampleDescription(nullptr, &copy), kMissing);
+  EXPECT_EQ(copySampleDescription(description, nullptr), kMissing);
   EXPECT_EQ(getSampleDescription(nullptr, buffer.data()), kMissing);
   EXPECT_EQ(getSampleDescription(description, nullptr), kMissing);
   EXPECT_EQ(countSamples(nullptr, kNoLimit, totals.data()), kMissing);
@@ -458,9 +467,9 @@ TEST(Metadata, TellsItsLengthAndItsBytes) {
   Opened none(smallMovie());
   ASSERT_EQ(getMetadataLength(none.reader, &length), 0u);
   EXPECT_EQ(length, 0u);
+  ASSERT_EQ(getMetadata(none.reader, bytes.data()), 0u);
   EXPECT_EQ(bytes, text("<x/>"));
 }
 
 }  // namespace
 }  // namespace norvik::kav
-  ASSERT_EQ(getMetadata(none.reader, bytes.data()), 0u);
