@@ -49,7 +49,9 @@ std::size_t WriteWindows::firstBehind(std::uint64_t position) const {
 }
 
 void WriteWindows::write(FileHandle file, std::uint64_t position, ByteRun run) {
-  if (!continueHinted(position, run)) writeAnywhere(file, position, run);
+  const bool isSmall = run.size < kWrittenThrough;
+  if (isSmall && continueHinted(position, run)) return;
+  writeAnywhere(file, position, run);
 }
 
 // Appends to the window that the place continues, if the hint still leads to it and nothing has to
