@@ -139,9 +139,9 @@ std::size_t FileStream::write(const void* buffer, std::size_t count) {
   if (count == 0 || buffer == nullptr) return 0;
   requireOpen();
   // Said at once, because a held byte would meet this refusal only when it is flushed.
-  if (!isWritable()) throw IOStreamException(EBADF, path_);
+  if (!isWritable()) fail(EBADF);
   if ((mode_ & OpenMode::kAppend) != 0) position_ = length();
-  if (count > kLargestOffset - position_) throw IOStreamException(EFBIG, path_);
+  if (count > kLargestOffset - position_) fail(EFBIG);
   hasChangedFile_ = true;
   readAhead_.forget();
   windows_.write(file(), position_, {static_cast<const std::uint8_t*>(buffer), count});
@@ -155,9 +155,7 @@ void FileStream::seek(std::int64_t offset, int origin) {
   if (origin == SEEK_SET) base = 0;
   if (origin == SEEK_END) base = length();
   std::int64_t target = 0;
-  if (__builtin_add_overflow(base, offset, &target) || target < 0) {
-    throw IOStreamException(EINVAL, path_);
-  }
+  if (__builtin_add_overflow(base, offset, &target) || target < 0) fail(EINVAL);
   position_ = static_cast<std::uint64_t>(target);
   readAhead_.forget();
 }
@@ -197,9 +195,8 @@ bool FileStream::isWritable() const {
   return (mode_ & (OpenMode::kWriteOnly | OpenMode::kReadWrite)) != 0;
 }
 
-void FileStream::requireOpen() const {
-  if (handle_ < 0) throw IOStreamException(EBADF, path_);
-}
+// Out of the way of the calls that succeed: a movie is written by millions of small ones.
+void FileStream::fail(int systemError) const { throw IOStreamException(systemError, path_); }
 
 // The length of the file with the bytes that are still held.
 std::uint64_t FileStream::length() const {

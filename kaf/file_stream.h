@@ -5,6 +5,7 @@
 #include "kaf/streams.h"
 #include "kaf/write_windows.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -70,9 +71,12 @@ class FileStream final : public IOStream {
 
  private:
   bool isWritable() const;
-  void requireOpen() const;
+  void requireOpen() const {
+    if (handle_ < 0) fail(EBADF);
+  }
+  [[noreturn]] void fail(int systemError) const;
   FileHandle file() const { return {static_cast<int>(handle_), path_}; }
-  std::uint64_t length() const;
+  [[gnu::noinline]] std::uint64_t length() const;
 
   std::string path_;
   std::uint32_t mode_;

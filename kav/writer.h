@@ -42,7 +42,8 @@ struct NorvikKavTrackConfiguration {
 
   std::vector<std::uint32_t> hintedTracks;  // of a hint track: the numbers of the tracks it hints
 
-  // Room is reserved ahead of the media data, so the most that is to come is said beforehand.
+  // Room is reserved ahead of the media data, so the most that is to come is said beforehand. Only
+  // descriptions may exceed it, at the cost of writing the head of the movie anew.
   std::uint32_t sampleCount = 0;        // samples with media; no room in a fragmented movie
   std::uint32_t gapCount = 0;           // gaps between them
   std::uint32_t descriptionCount = 0;   // sample descriptions

@@ -122,6 +122,15 @@ void Box::addChild(BoxPtr child) {
   children_.push_back(std::move(child));
 }
 
+void Box::layOut() {
+  if (children_.empty()) return;
+  currentSize_ = getSize();
+  for (const BoxPtr& child : children_) {
+    child->layOut();
+    currentSize_ += child->getCurrentSize();
+  }
+}
+
 void Box::releaseReserve() {
   currentSize_ = getSize();
   for (const BoxPtr& child : children_) {

@@ -151,6 +151,10 @@ class Box : public KavBase {
   // from here on: bytes that no child accounts for are left out.
   void place(std::uint64_t start);
 
+  // Takes up the room that the children need by now, here and in everything below: for a built box
+  // with a child that has grown. Nothing is moved before the next place.
+  void layOut();
+
   // Gives up the room that is reserved and not filled, here and in everything below: from here on
   // the box takes up what is really in it. Nothing is moved.
   void releaseReserve();

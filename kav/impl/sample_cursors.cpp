@@ -15,7 +15,7 @@ const T* entryOf(std::span<const T> entries, std::uint32_t number) {
 }  // namespace
 
 TimeCursor::TimeCursor(const TimeRuns& runs, std::uint64_t time)
-    : run_(runs.findTime(time)), end_(runs.runs().data() + runs.runs().size()) {
+    : run_(runs.findTime(time)), end_(runs.filled().data() + runs.filled().size()) {
   if (!isValid()) return;
   if (run_->startTime < time) {
     // A run that begins before the time and reaches it has a duration above 0, and the quotient is
@@ -29,9 +29,7 @@ TimeCursor::TimeCursor(const TimeRuns& runs, std::uint64_t time)
 
 CompositionCursor::CompositionCursor(std::span<const OffsetRun> runs, std::uint32_t sampleNumber)
     : run_(findRun(runs, sampleNumber)), end_(runs.empty() ? nullptr : runs.data() + runs.size()) {
-  if (!isValid()) return;
-  index_ = wrappingSubtract(sampleNumber, run_->firstSample);
-  if (index_ >= run_->sampleCount) run_ = end_;
+  if (isValid()) index_ = wrappingSubtract(sampleNumber, run_->firstSample);
 }
 
 ChunkCursor::ChunkCursor(std::span<const ChunkRun> runs, std::uint32_t sampleNumber)

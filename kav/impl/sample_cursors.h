@@ -13,12 +13,12 @@ namespace norvik::kav::impl {
 // What walks the sample tables of a track, one sample or chunk at a time. Cursors and iterators
 // refer to a table and own nothing: the table must outlive them.
 
-// Walks decoding times. It stands at a sample or, behind the last one, is not valid.
+// Walks decoding times. It is at a sample or, past the last one, not valid.
 class TimeCursor {
  public:
   TimeCursor() = default;
 
-  // Stands at the first sample with a decoding time at or after a time.
+  // Starts at the first sample with a decoding time at or after a time.
   TimeCursor(const TimeRuns& runs, std::uint64_t time);
 
   bool isValid() const { return run_ != end_; }
@@ -47,11 +47,13 @@ class TimeCursor {
   std::uint64_t decodingTime_ = 0;
 };
 
-// Walks composition offsets. A table may hold fewer samples than the track: behind its end, and for
-// a track without one, the offset is 0.
+// Walks composition offsets. A table may hold fewer samples than the track: once the walk has left
+// its last run, and for a track without a table, the offset is 0.
 class CompositionCursor {
  public:
   CompositionCursor() = default;
+
+  // runs: filled ones. A sample past the last run starts in that run, and has its offset.
   CompositionCursor(std::span<const OffsetRun> runs, std::uint32_t sampleNumber);
 
   bool isValid() const { return run_ != end_; }
@@ -76,7 +78,7 @@ class ChunkCursor {
  public:
   ChunkCursor() = default;
 
-  // Throws badChunkRun when the sample lies in a run of chunks without samples.
+  // runs: filled ones. Throws badChunkRun when the sample lies in a run of chunks without samples.
   ChunkCursor(std::span<const ChunkRun> runs, std::uint32_t sampleNumber);
 
   bool isValid() const { return run_ != end_; }

@@ -290,7 +290,9 @@ AudioSampleDescriptor portableForm(const AudioSampleDescriptor& descriptor) {
 
 KavSampleEntry::KavSampleEntry(BoxHeader header, NorvikKavStream& stream,
                                std::unique_ptr<SampleDescriptor> descriptor)
-    : Box(std::move(header), stream), descriptor_(std::move(descriptor)) {}
+    : Box(std::move(header), stream), descriptor_(std::move(descriptor)) {
+  if (extendedType()) descriptor_->setExtendedType(*extendedType());
+}
 
 KavSampleEntry::KavSampleEntry(std::unique_ptr<SampleDescriptor> descriptor,
                                NorvikKavStream& stream)
@@ -299,7 +301,13 @@ KavSampleEntry::KavSampleEntry(std::unique_ptr<SampleDescriptor> descriptor,
 KavSampleEntry::KavSampleEntry(std::unique_ptr<SampleDescriptor> descriptor,
                                NorvikKavStream& stream, std::size_t fixedSize)
     : Box(descriptor->codecType(), stream), descriptor_(std::move(descriptor)) {
-  setSizes(fixedSize + descriptor_->headerBytes().size());
+  if (type() == fourCc("uuid")) setExtendedType(descriptor_->extendedType());
+  setSizes(headerLength() + (fixedSize - kBoxHeaderSize) + descriptor_->headerBytes().size());
+}
+
+void KavSampleEntry::writeHeader() {
+  Box::writeHeader();
+  if (extendedType()) stream().write(extendedType()->data(), extendedType()->size());
 }
 
 void KavSampleEntry::readContent() {
@@ -450,7 +458,10 @@ void StsdBox::readContent() {
 }
 
 void StsdBox::readEntries(std::uint32_t count) {
-  while (entryCount() < count && bytesLeft() >= kBoxHeaderSize) {
+  while (entryCount() < count) {
+    const std::uint64_t left = bytesLeft();
+    if (left > 0 && left < kBoxHeaderSize) askHandler(stream(), Problem::trailingBytes);
+    if (left < kBoxHeaderSize) return;
     std::optional<BoxHeader> header = readBoxHeader(stream(), this);
     if (!header) return;
     if (header->size > end() - header->start) {
@@ -471,12 +482,6 @@ void StsdBox::readEntries(std::uint32_t count) {
 }
 
 OwnedBox<KavSampleEntry> StsdBox::makeEntry(BoxHeader header) const {
-  // The type of an entry names a coding. One that reads uuid has nothing else to it: the bytes
-  // behind it are the prefix of the entry as always.
-  if (header.extendedType) {
-    header.extendedType.reset();
-    header.type = fourCc("uuid");
-  }
   switch (handlerType_) {
     case fourCc("vide"):
       return makeBox<KavVideoSampleEntry>(std::move(header), stream());

@@ -40,6 +40,10 @@ class SampleDescriptor {
   void setHeaderBytes(std::vector<std::uint8_t> bytes);
   void setDataReferenceIndex(std::uint16_t index) { mutableInfo().dataReferenceIndex = index; }
 
+  // The UUID of an entry whose type is uuid.
+  const ExtendedType& extendedType() const { return extendedType_; }
+  void setExtendedType(const ExtendedType& type) { extendedType_ = type; }
+
  protected:
   // Throws missingArgument for a length without bytes.
   SampleDescriptor(const std::uint8_t* bytes, std::uint32_t length);
@@ -50,6 +54,7 @@ class SampleDescriptor {
 
  private:
   std::vector<std::uint8_t> headerBytes_;
+  ExtendedType extendedType_{};
 };
 
 // The descriptor of one kind of record.
@@ -105,6 +110,8 @@ class KavSampleEntry : public Box {
 
   const SampleDescriptor& descriptor() const { return *descriptor_; }
 
+  void writeHeader() override;
+
   // Throws truncatedBox for an entry that is shorter than its fields.
   void readContent() override;
   void writeContent() override;
@@ -159,7 +166,8 @@ class KavZeltSampleEntry final : public KavSampleEntry {
 // Read: the class of an entry follows the handler of the track, which the media box tells through
 // setHandlerType before readContent. An entry that runs past the box ends the list.
 //
-// Built: room for the announced entries is reserved; then addSampleEntry any number of times.
+// Built: room for the announced entries is reserved; then addSampleEntry any number of times. An
+// entry that finds no room makes the box longer.
 class StsdBox final : public VariableSizeBox {
  public:
   // It claims its whole length, because its entries are read by itself.
@@ -176,9 +184,9 @@ class StsdBox final : public VariableSizeBox {
   // Lets readContent stop behind the count: for documents whose descriptions nobody asks for.
   void leaveEntriesUnread() { readsEntries_ = false; }
 
-  // Adds an entry for a track of a type. Throws unsupportedTrackType for a descriptor of another
-  // kind than the track's, secondZeltEntry for a second entry on a zelt track, sampleTableFull for
-  // an entry beyond the reserved room.
+  // Adds an entry for a track of a type, as insertChild adds a child. Throws unsupportedTrackType
+  // for a descriptor of another kind than the track's, secondZeltEntry for a second entry on a zelt
+  // track.
   void addSampleEntry(FourCc trackType, const SampleDescriptor& descriptor);
 
   std::uint32_t entryCount() const { return static_cast<std::uint32_t>(entries_.size()); }

@@ -8,8 +8,8 @@
 namespace norvik::kav::impl {
 namespace {
 
-// The decoding time of the last sample of a run. Unlike the start of the run behind it, which is a
-// sum of wrapped products, it is exact: samples inside a run are counted on without a wrap.
+// The decoding time of the last sample of a filled run. Unlike the start of the next run, which is
+// a sum of wrapped products, it is exact: samples inside a run are counted on without a wrap.
 std::uint64_t lastTimeOf(const TimeRun& run) {
   const std::uint64_t length = std::uint64_t{run.sampleCount - 1} * run.sampleDelta;
   constexpr std::uint64_t kLastTime = std::numeric_limits<std::uint64_t>::max();
@@ -19,47 +19,45 @@ std::uint64_t lastTimeOf(const TimeRun& run) {
 }  // namespace
 
 void TimeRuns::add(std::uint32_t sampleCount, std::uint32_t sampleDelta) {
-  if (sampleCount == 0) return;
-  runs_.push_back({nextStartTime_, nextFirstSample_, sampleCount, sampleDelta});
+  runs_.add({nextStartTime_, nextFirstSample_, sampleCount, sampleDelta}, sampleCount > 0);
   nextStartTime_ = wrappingAdd(nextStartTime_, wrappingMultiply(sampleCount, sampleDelta));
   nextFirstSample_ = wrappingAdd(nextFirstSample_, sampleCount);
 }
 
 void TimeRuns::finish() {
-  lastTimes_.build(runs_.size(), [&](std::size_t i) { return lastTimeOf(runs_[i]); });
+  const std::span<const TimeRun> runs = filled();
+  lastTimes_.build(runs.size(), [&](std::size_t i) { return lastTimeOf(runs[i]); });
 }
 
 const TimeRun* TimeRuns::findTime(std::uint64_t time) const {
-  return runs_.data() + lastTimes_.firstReaching(runs_.size(), time, [&](std::size_t i) {
-    return lastTimeOf(runs_[i]);
-  });
+  const std::span<const TimeRun> runs = filled();
+  return runs.data() + lastTimes_.firstReaching(runs.size(), time,
+                                                [&](std::size_t i) { return lastTimeOf(runs[i]); });
 }
 
 void OffsetRuns::add(std::uint32_t sampleCount, std::uint32_t sampleOffset) {
-  if (sampleCount == 0) return;
-  runs_.push_back({sampleCount, sampleOffset, nextFirstSample_});
+  runs_.add({sampleCount, sampleOffset, nextFirstSample_}, sampleCount > 0);
   nextFirstSample_ = wrappingAdd(nextFirstSample_, sampleCount);
   if (nextFirstSample_ < sampleCount) throw Exception(ErrorCode::sampleNumberOverflow);
 }
 
 void ChunkRuns::add(std::uint32_t firstChunk, std::uint32_t samplesPerChunk,
                     std::uint32_t descriptionIndex) {
-  if (runs_.empty()) {
+  std::uint32_t firstSample = 1;
+  if (!last_) {
     if (firstChunk != 1) throw Exception(ErrorCode::badChunkRun);
   } else {
-    ChunkRun& previous = runs_.back();
-    if (firstChunk < previous.firstChunk) throw Exception(ErrorCode::badChunkRun);
-    previous.chunkCount = firstChunk - previous.firstChunk;
-    nextFirstSample_ = wrappingAdd(nextFirstSample_,
-                                   wrappingMultiply(previous.samplesPerChunk, previous.chunkCount));
-    if (previous.chunkCount == 0) runs_.pop_back();
+    if (firstChunk < last_->firstChunk) throw Exception(ErrorCode::badChunkRun);
+    last_->chunkCount = firstChunk - last_->firstChunk;
+    firstSample = wrappingAdd(last_->firstSample,
+                              wrappingMultiply(last_->samplesPerChunk, last_->chunkCount));
+    runs_.add(*last_, last_->chunkCount > 0);
   }
-  runs_.push_back(
-      {firstChunk, ChunkRun::kOpenEnded, samplesPerChunk, descriptionIndex, nextFirstSample_});
+  last_ = {firstChunk, ChunkRun::kOpenEnded, samplesPerChunk, descriptionIndex, firstSample};
 }
 
 void ChunkRuns::finish() {
-  if (runs_.empty()) runs_.push_back({1, ChunkRun::kOpenEnded, 0, 1, 1});
+  runs_.add(last_.value_or(ChunkRun{1, ChunkRun::kOpenEnded, 0, 1, 1}), true);
 }
 
 }  // namespace norvik::kav::impl

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -10,8 +11,8 @@ namespace norvik::kav::impl {
 // The run-length tables of a track as they are held in memory: the entries of a file with the sums
 // that turn a sample number or a time into an entry. Sample and chunk numbers count from 1.
 //
-// An entry that stands for no samples, or for no chunks, adds nothing to any sum and nothing can be
-// found in it, so it leaves no run. No walk over runs then has to step over empty ones.
+// An entry of no samples, or of no chunks, has a run as every other entry has. It adds nothing to
+// any sum and nothing can be found in it: look-ups and walks go over the filled runs alone.
 
 // Samples of equal duration, in decoding order.
 struct TimeRun {
@@ -58,22 +59,49 @@ class RisingIndex {
   std::vector<std::uint32_t> rises_;  // only for a list in disorder
 };
 
+// The runs of a table, in its order.
+template <class Run>
+class RunList {
+ public:
+  void reserve(std::size_t count) { all_.reserve(count); }
+
+  // isFilled: whether the run has samples or chunks.
+  void add(const Run& run, bool isFilled) {
+    if (!isFilled && !hasEmpty_) {
+      filled_ = all_;
+      hasEmpty_ = true;
+    }
+    all_.push_back(run);
+    if (isFilled && hasEmpty_) filled_.push_back(run);
+  }
+
+  std::span<const Run> all() const { return all_; }
+  std::span<const Run> filled() const { return hasEmpty_ ? filled_ : all_; }
+
+ private:
+  std::vector<Run> all_;
+  std::vector<Run> filled_;  // only once there is an empty run
+  bool hasEmpty_ = false;
+};
+
 // The runs of stts.
 class TimeRuns {
  public:
   void reserve(std::size_t count) { runs_.reserve(count); }
   void add(std::uint32_t sampleCount, std::uint32_t sampleDelta);
 
-  // Called once behind the last add, before any search.
+  // Called once after the last add, before any search.
   void finish();
 
-  std::span<const TimeRun> runs() const { return runs_; }
+  std::span<const TimeRun> runs() const { return runs_.all(); }
+  std::span<const TimeRun> filled() const { return runs_.filled(); }
 
-  // The first run with a sample at or after a time; the end of the runs when there is none.
+  // The first filled run with a sample at or after a time; the end of the filled runs when there is
+  // none.
   const TimeRun* findTime(std::uint64_t time) const;
 
  private:
-  std::vector<TimeRun> runs_;
+  RunList<TimeRun> runs_;
   RisingIndex lastTimes_;
   std::uint64_t nextStartTime_ = 0;
   std::uint32_t nextFirstSample_ = 1;
@@ -87,10 +115,11 @@ class OffsetRuns {
   // Throws sampleNumberOverflow when the sample numbers leave 32 bits.
   void add(std::uint32_t sampleCount, std::uint32_t sampleOffset);
 
-  std::span<const OffsetRun> runs() const { return runs_; }
+  std::span<const OffsetRun> runs() const { return runs_.all(); }
+  std::span<const OffsetRun> filled() const { return runs_.filled(); }
 
  private:
-  std::vector<OffsetRun> runs_;
+  RunList<OffsetRun> runs_;
   std::uint32_t nextFirstSample_ = 1;
 };
 
@@ -99,19 +128,21 @@ class ChunkRuns {
  public:
   void reserve(std::size_t count) { runs_.reserve(count); }
 
-  // Throws badChunkRun when the first run does not start at chunk 1 or a run starts before the one
-  // in front of it.
+  // Throws badChunkRun when the first run does not start at chunk 1 or a run starts before the
+  // previous one.
   void add(std::uint32_t firstChunk, std::uint32_t samplesPerChunk, std::uint32_t descriptionIndex);
 
-  // Called once behind the last add. A table without entries becomes one run of chunks without
-  // samples, so that a look-up in it fails as one in any other run without samples does.
+  // Called once after the last add, before the runs are asked for. A table without entries becomes
+  // one run of chunks without samples, so that a look-up in it fails as one in any other run
+  // without samples does.
   void finish();
 
-  std::span<const ChunkRun> runs() const { return runs_; }
+  std::span<const ChunkRun> runs() const { return runs_.all(); }
+  std::span<const ChunkRun> filled() const { return runs_.filled(); }
 
  private:
-  std::vector<ChunkRun> runs_;
-  std::uint32_t nextFirstSample_ = 1;
+  RunList<ChunkRun> runs_;
+  std::optional<ChunkRun> last_;  // until the next run tells how many chunks it has
 };
 
 // The last run that begins at or before a sample; the first run for a sample before all of them;

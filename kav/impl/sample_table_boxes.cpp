@@ -43,10 +43,7 @@ void SttsBox::readContent() {
   runs_.finish();
 }
 
-void SttsBox::writeContent() {
-  flush();
-  writeFixedNumber(0, entryCount());
-}
+void SttsBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void SttsBox::updateContent() {
   takeBackFinal();
@@ -80,8 +77,8 @@ void SttsBox::addSampleTime(std::uint64_t decodingTime) {
 }
 
 std::uint64_t SttsBox::endTime() const {
-  if (runs().empty()) return 0;
-  const TimeRun& last = runs().back();
+  if (runs_.filled().empty()) return 0;
+  const TimeRun& last = runs_.filled().back();
   return last.startTime + std::uint64_t{last.sampleCount} * last.sampleDelta;
 }
 
@@ -101,10 +98,7 @@ void CttsBox::readContent() {
   });
 }
 
-void CttsBox::writeContent() {
-  flush();
-  writeFixedNumber(0, entryCount());
-}
+void CttsBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void CttsBox::updateContent() {
   takeBackFinal();
@@ -140,10 +134,7 @@ void StscBox::readEntries(std::uint32_t count) {
   runs_.finish();
 }
 
-void StscBox::writeContent() {
-  flush();
-  writeFixedNumber(0, entryCount());
-}
+void StscBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void StscBox::updateContent() { writeContent(); }
 
@@ -197,10 +188,7 @@ void StszBox::writeContent() {
   updateContent();
 }
 
-void StszBox::updateContent() {
-  flush();
-  writeFixedNumber(4, entryCount());
-}
+void StszBox::updateContent() { writeFixedNumber(4, entryCount()); }
 
 void StszBox::addSampleSize(std::uint32_t size) { append(NumberEntry{size}); }
 
@@ -216,10 +204,7 @@ Co64Box::Co64Box(std::uint32_t capacity, NorvikKavStream& stream)
     : ChunkOffsetTable(fourCc("co64"), stream, kWideOffsetTable,
                        plausibleCapacity(capacity, ErrorCode::implausibleSampleCount)) {}
 
-void Co64Box::writeContent() {
-  flush();
-  writeFixedNumber(0, entryCount());
-}
+void Co64Box::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void Co64Box::updateContent() { writeContent(); }
 
@@ -241,10 +226,7 @@ void StssBox::readContent() {
   risingNumbers_.build(sampleNumbers_.size(), [this](std::size_t i) { return sampleNumbers_[i]; });
 }
 
-void StssBox::writeContent() {
-  flush();
-  writeFixedNumber(0, entryCount());
-}
+void StssBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void StssBox::updateContent() { writeContent(); }
 
@@ -271,12 +253,8 @@ void SdtpBox::readContent() {
   const std::uint32_t count = entryCount();
   if (bytesLeft() < count) throw Exception(ErrorCode::truncatedBox);
   bytes_.resize(count);
-  stream().readFully(bytes_.data(), count);
+  bytes_.resize(stream().read(bytes_.data(), count));
 }
-
-void SdtpBox::writeContent() { flush(); }
-
-void SdtpBox::updateContent() { flush(); }
 
 void SdtpBox::addSampleDependencies(std::uint8_t dependencies) {
   append(DependencyEntry{dependencies});

@@ -144,7 +144,7 @@ class CttsBox final : public TableBox {
   bool isEmptyTable() const { return isEmptyTable_; }
   std::span<const OffsetRun> runs() const { return runs_.runs(); }
   CompositionCursor getCompositionCursor(std::uint32_t sampleNumber) const {
-    return {runs_.runs(), sampleNumber};
+    return {runs_.filled(), sampleNumber};
   }
 
  private:
@@ -169,7 +169,7 @@ class StscBox final : public TableBox {
 
   // Stands at the first sample of the chunk that holds the sample.
   virtual ChunkCursor getChunkCursor(std::uint32_t sampleNumber) const {
-    return {runs_.runs(), sampleNumber};
+    return {runs_.filled(), sampleNumber};
   }
   virtual void readEntries(std::uint32_t count);
 
@@ -309,8 +309,6 @@ class SdtpBox final : public TableBox {
   SdtpBox(std::uint32_t capacity, NorvikKavStream& stream);
 
   void readContent() override;
-  void writeContent() override;
-  void updateContent() override;
 
   // The number of bytes to read. Throws implausibleSampleCount for one that no real file has.
   void setSampleCount(std::uint32_t count);

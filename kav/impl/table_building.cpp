@@ -18,24 +18,17 @@ TableBox::TableBox(FourCc type, NorvikKavStream& stream, const TableShape& shape
 }
 
 void TableBox::takeBackFinal() {
-  flush();
   setSize(Box::getSize() - std::uint64_t{finalCount_} * entryLength_);
   entryCount_ -= finalCount_;
   finalCount_ = 0;
 }
 
-void TableBox::flush() {
-  if (tailLength_ == 0) return;
-  writeAt(start() + Box::getSize() - tailLength_, std::span(tail_).first(tailLength_));
-  tailLength_ = 0;
-}
-
-void TableBox::makeTailRoom() {
-  if (tail_.size() < kLongestTail) {
-    tail_.resize(std::max(kShortestTail, tail_.size() * 2));
-  } else {
-    flush();
-  }
+void TableBox::appendToFile(std::span<const std::uint8_t> bytes) {
+  const std::uint64_t filled = Box::getSize();
+  if (Box::getCurrentSize() - filled < bytes.size()) throw Exception(ErrorCode::sampleTableFull);
+  writeAt(start() + filled, bytes);
+  setSize(filled + bytes.size());
+  ++entryCount_;
 }
 
 void TableBox::writeFixedNumber(std::uint32_t offset, std::uint32_t value) {

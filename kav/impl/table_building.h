@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -13,7 +14,7 @@
 
 namespace norvik::kav::impl {
 
-// Where the entries of a table stand and how long one is.
+// Where the entries of a table are and how long one is.
 struct TableShape {
   std::uint32_t fixedLength = 0;  // bytes between version and flags and the first entry
   std::uint32_t entryLength = 0;
@@ -21,11 +22,11 @@ struct TableShape {
 
 // A full box that is a list of entries of equal length, read or built.
 //
-// Built: it is constructed with room reserved for a number of entries, entries are appended in
-// order, and at the end the table is completed. getCurrentSize is the room, getSize what is filled;
-// behind what is filled nothing is ever written, and nothing is appended behind the room. Appended
-// entries wait in a small buffer, so that millions of them cost few calls of the stream; flush
-// writes it out, and a failure of the stream may show as late as that.
+// Built: it is constructed with room reserved for a number of entries and placed; then entries are
+// appended in order, and at the end the table is completed. getCurrentSize is the room, getSize the
+// filled part. An entry is written at the end of the filled part as soon as it is appended, and
+// never past the room. The table holds no entry in memory: gathering small writes into large ones
+// is up to the stream.
 //
 // Completing may add final entries that are only known for the time being. They are taken back when
 // the table is completed again or an entry is appended after all, so that a table can be brought up
@@ -59,9 +60,6 @@ class TableBox : public FullBox {
   }
   void takeBackFinal();
 
-  // Writes out the entries that wait in memory.
-  void flush();
-
   // Writes a number among the fixed bytes.
   void writeFixedNumber(std::uint32_t offset, std::uint32_t value);
 
@@ -71,11 +69,10 @@ class TableBox : public FullBox {
   // Reads the number of entries. Throws truncatedBox when the box ends before it.
   std::uint32_t readCount();
 
-  // Reads entries at the stream's position and hands each to use, as many as lie in front of the
-  // end of the stream. The length of all of them is a product in 32 bits. Throws shortRead when the
-  // stream gives less than it has: a table that breaks off in the middle would pass for a movie
-  // with fewer samples. A table is read at once, a very long one in
-  // large pieces: its bytes are needed only until they are decoded.
+  // Reads entries at the stream's position and hands each to use. The length of all of them is a
+  // product in 32 bits. A stream that delivers fewer bytes yields fewer entries: the whole ones
+  // among those bytes. A table is read at once, a very long one in large pieces: its bytes are
+  // needed only until they are decoded.
   template <class Entry, class Use>
   void decodeEntries(std::uint32_t count, Use use);
 
@@ -84,40 +81,23 @@ class TableBox : public FullBox {
   void requireEntries(std::uint32_t count, std::uint32_t entryLength, ErrorCode limitError) const;
 
  private:
-  // Long enough that the calls of the stream do not count, short enough that a thousand tracks may
-  // have several each.
-  static constexpr std::size_t kShortestTail = 64;
-  static constexpr std::size_t kLongestTail = 4096;
   static constexpr std::size_t kReadLength = std::size_t{1} << 20;
 
   template <class Entry>
   void appendBytes(const Entry& entry) {
-    constexpr std::size_t kLength = recordSize<Entry>(kVersion0);
-    FieldWriter writer(takeRoom(kLength), kVersion0);
+    std::array<std::uint8_t, recordSize<Entry>(kVersion0)> bytes;
+    FieldWriter writer(bytes, kVersion0);
     Entry::layout(writer, entry);
+    appendToFile(bytes);
   }
 
-  std::span<std::uint8_t> takeRoom(std::size_t length) {
-    const std::uint64_t filled = Box::getSize();
-    if (Box::getCurrentSize() - filled < length) throw Exception(ErrorCode::sampleTableFull);
-    if (tail_.size() - tailLength_ < length) makeTailRoom();
-    const std::span<std::uint8_t> room(tail_.data() + tailLength_, length);
-    tailLength_ += length;
-    setSize(filled + length);
-    ++entryCount_;
-    return room;
-  }
-
-  // Lengthens the buffer, or writes it out once it is as long as it gets.
-  void makeTailRoom();
+  void appendToFile(std::span<const std::uint8_t> bytes);
 
   std::uint64_t bytesToRead(std::uint64_t wanted) const;
 
   std::uint32_t entryLength_ = 0;
   std::uint32_t entryCount_ = 0;
   std::uint32_t finalCount_ = 0;
-  std::vector<std::uint8_t> tail_;  // begins with the last bytes of what is filled
-  std::size_t tailLength_ = 0;      // how many
 };
 
 // No real file has more entries in a table, or asks for more to be written.
@@ -133,13 +113,14 @@ void TableBox::decodeEntries(std::uint32_t count, Use use) {
   std::vector<std::uint8_t> bytes(std::min<std::uint64_t>(left, kReadLength / kLength * kLength));
   while (left >= kLength) {
     const std::size_t wanted = std::min<std::uint64_t>(left, bytes.size());
-    stream().readFully(bytes.data(), wanted);
-    for (std::size_t i = 0; i + kLength <= wanted; i += kLength) {
+    const std::size_t delivered = stream().read(bytes.data(), wanted);
+    for (std::size_t i = 0; i + kLength <= delivered; i += kLength) {
       Entry entry;
       FieldReader reader({bytes.data() + i, kLength}, kVersion0);
       Entry::layout(reader, entry);
       use(entry);
     }
+    if (delivered < wanted) return;
     left -= wanted;
   }
 }

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "kav/exception.h"
 #include "kav/impl/file_boxes.h"
 #include "kav/impl/record.h"
 
@@ -20,13 +19,16 @@ void VariableSizeBox::reserve(std::uint64_t bytes) {
 void VariableSizeBox::insertChild(BoxPtr child) {
   const std::uint64_t length = child->getCurrentSize();
   const std::uint64_t room = roomLeft();
-  if (length > room) throw Exception(ErrorCode::sampleTableFull);
-
+  if (padding_ == nullptr || length > room) {
+    dropPadding();
+    addChild(std::move(child));
+    return;
+  }
   child->place(padding_->start());
   padding_->place(padding_->start() + length);
   padding_->resize(room - length);
   ownedChildren().insert(ownedChildren().end() - 1, std::move(child));
-  // A rest too short for a box of its own stays behind the last child until the room is given up.
+  // A rest too short for a box of its own stays after the last child until the room is given up.
   if (room - length < kBoxHeaderSize) removePaddingChild();
 }
 

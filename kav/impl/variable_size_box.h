@@ -8,18 +8,19 @@ namespace norvik::kav::impl {
 
 class SkipBox;
 
-// A box to be written whose children come later than the boxes behind it are placed: it reserves
+// A box to be written whose children come later than the boxes after it are placed: it reserves
 // room for them by a padding child at its end.
 //
 // Order of calls: reserve once; insertChild any number of times; dropPadding once, when everything
-// behind the box can still move. In between the length of the box does not change.
+// after the box can still move. In between the length of the box changes only when its room does
+// not suffice.
 class VariableSizeBox : public FullBox {
  public:
   using FullBox::FullBox;
 
-  // Adds a child in front of the padding, which shrinks by the child's length. Throws
-  // sampleTableFull when the child needs more room than is left: what stands behind the box is
-  // placed already, and must not be written over.
+  // Adds a child before the padding, which shrinks by the child's length. With too little padding,
+  // or none, the box grows instead: then nothing may lie after it in the file that has to stay, and
+  // the caller lays out again what was placed after it.
   virtual void insertChild(BoxPtr child);
 
   // Takes the padding away, so that the box ends with its last child.

@@ -91,8 +91,22 @@ void Writer::addSampleDescription(std::uint32_t trackNumber, const SampleDescrip
   requireOpen();
   TrackDraft& target = track(trackNumber);
   if (movie_->isHeadClosed()) throw Exception(ErrorCode::tracksClosedBySamples);
-  target.stbl->stsd()->addSampleEntry(target.handlerType, description);
+  StsdBox& descriptions = *target.stbl->stsd();
+  const std::uint64_t room = descriptions.getCurrentSize();
+  descriptions.addSampleEntry(target.handlerType, description);
   ++target.descriptionCount;
+  if (descriptions.getCurrentSize() != room) moveTables();
+}
+
+// Writes the movie box anew, with everything in it moved past what has grown. Nothing follows it
+// yet, and its tables are empty.
+void Writer::moveTables() {
+  MoovBox& moov = movie_->moov;
+  moov.layOut();
+  moov.place(moov.start());
+  moov.forgetWritten();
+  moov.write();
+  movie_->nextBox = moov.start() + moov.getCurrentSize();
 }
 
 void Writer::addSample(const SampleToWrite& sample) {

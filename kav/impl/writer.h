@@ -44,6 +44,7 @@ class Writer final : public KavBase {
   void finish();
 
  private:
+  void moveTables();
   TrackDraft& track(std::uint32_t number);
   void writeEarlyMetadata();
   void writeMetadata(std::span<const std::uint8_t> packet);

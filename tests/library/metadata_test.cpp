@@ -28,9 +28,9 @@ Metadata metadataOf(const Bytes& movie) {
   if (const std::uint32_t code = openReader(stream.get(), {}, &reader)) return {code, {}};
   Metadata metadata;
   std::size_t length = 0;
-  metadata.code = getMetadata(reader, nullptr, &length);
+  metadata.code = getMetadataLength(reader, &length);
   metadata.bytes.resize(length);
-  if (metadata.code == 0) metadata.code = getMetadata(reader, metadata.bytes.data(), &length);
+  if (length > 0) metadata.code = getMetadata(reader, metadata.bytes.data());
   closeReader(reader);
   return metadata;
 }

@@ -89,6 +89,9 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   char* const name = reinterpret_cast<char*>(buffer.data());
   const NorvikKavSampleDescription* newDescription = nullptr;
   NorvikKavSampleDescInfo descInfo;
+  NorvikKavVideoSampleDescInfo videoInfo;
+  NorvikKavAudioSampleDescInfo audioInfo;
+  NorvikKavSampleDescription* copy = nullptr;
   std::array<NorvikKavTrackTotals, 3> totals;
   std::uint64_t ticks = 0;
   NorvikKavSampleIterator* newIterator = nullptr;
@@ -114,6 +117,12 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   EXPECT_EQ(getSampleDescriptionHandle(reader, 0, 1, nullptr), kMissing);
   EXPECT_EQ(getSampleDescriptionInfo(nullptr, &descInfo), kMissing);
   EXPECT_EQ(getSampleDescriptionInfo(description, nullptr), kMissing);
+  EXPECT_EQ(getVideoSampleDescriptionInfo(nullptr, &videoInfo), kMissing);
+  EXPECT_EQ(getVideoSampleDescriptionInfo(description, nullptr), kMissing);
+  EXPECT_EQ(getAudioSampleDescriptionInfo(nullptr, &audioInfo), kMissing);
+  EXPECT_EQ(getAudioSampleDescriptionInfo(description, nullptr), kMissing);
+  EXPECT_EQ(copySampleDescription(nullptr, &copy), kMissing);
+  EXPECT_EQ(copySampleDescription(description, nullptr), kMissing);
   EXPECT_EQ(getSampleDescription(nullptr, buffer.data()), kMissing);
   EXPECT_EQ(getSampleDescription(description, nullptr), kMissing);
   EXPECT_EQ(getEditShift(nullptr, 0, &ticks), kMissing);
@@ -138,8 +147,14 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   EXPECT_EQ(peekBytes(nullptr, 0, buffer.data(), 1), kMissing);
   EXPECT_EQ(peekBytes(reader, 0, nullptr, 1), kMissing);
   EXPECT_EQ(checkBytes(nullptr, 0, 1), kMissing);
-  EXPECT_EQ(getMetadata(nullptr, buffer.data(), &length), kMissing);
-  EXPECT_EQ(getMetadata(reader, buffer.data(), nullptr), kMissing);
+  EXPECT_EQ(getHintedTrackCount(nullptr, 0, &number), kMissing);
+  EXPECT_EQ(getHintedTrackCount(reader, 0, nullptr), kMissing);
+  EXPECT_EQ(getHintedTracks(nullptr, 0, &number), kMissing);
+  EXPECT_EQ(getHintedTracks(reader, 0, nullptr), kMissing);
+  EXPECT_EQ(getMetadataLength(nullptr, &length), kMissing);
+  EXPECT_EQ(getMetadataLength(reader, nullptr), kMissing);
+  EXPECT_EQ(getMetadata(nullptr, buffer.data()), kMissing);
+  EXPECT_EQ(getMetadata(reader, nullptr), kMissing);
   EXPECT_EQ(closeSample(sample), 0u);
 }
 
@@ -474,14 +489,15 @@ TEST(Metadata, TellsItsLengthAndItsBytes) {
   movie.tail = uuidBox(kXmpUuid, text("<x/>"));
   Opened opened(movie);
   std::size_t length = 99;
-  ASSERT_EQ(getMetadata(opened.reader, nullptr, &length), 0u);
+  ASSERT_EQ(getMetadataLength(opened.reader, &length), 0u);
   ASSERT_EQ(length, 4u);
   Bytes bytes(length);
-  ASSERT_EQ(getMetadata(opened.reader, bytes.data(), &length), 0u);
+  ASSERT_EQ(getMetadata(opened.reader, bytes.data()), 0u);
   EXPECT_EQ(bytes, text("<x/>"));
   Opened none(smallMovie());
-  ASSERT_EQ(getMetadata(none.reader, bytes.data(), &length), 0u);
+  ASSERT_EQ(getMetadataLength(none.reader, &length), 0u);
   EXPECT_EQ(length, 0u);
+  ASSERT_EQ(getMetadata(none.reader, bytes.data()), 0u);
   EXPECT_EQ(bytes, text("<x/>"));
 }
 

@@ -91,7 +91,7 @@ TEST(CompositionCursor, WalksFromASampleOverAllRuns) {
   const OffsetRuns runs = offsetRuns({{2, 100}, {0, 1}, {1, 200}, {3, 0}, {1, 0xFFFFFFFE}});
   const std::vector<std::uint32_t> offsets = {100, 100, 200, 0, 0, 0, 0xFFFFFFFE};
   for (std::uint32_t first = 1; first <= offsets.size(); ++first) {
-    CompositionCursor cursor(runs.runs(), first);
+    CompositionCursor cursor(runs.filled(), first);
     for (std::size_t i = first; i <= offsets.size(); ++i) {
       EXPECT_TRUE(cursor.isValid());
       EXPECT_EQ(cursor.compositionOffset(), offsets[i - 1]) << "sample " << i << " from " << first;
@@ -103,13 +103,22 @@ TEST(CompositionCursor, WalksFromASampleOverAllRuns) {
 
 TEST(CompositionCursor, GivesZeroBehindTheTable) {
   const OffsetRuns runs = offsetRuns({{2, 100}});
-  CompositionCursor cursor(runs.runs(), 2);
+  CompositionCursor cursor(runs.filled(), 2);
   cursor.advance();
   EXPECT_FALSE(cursor.isValid());
   EXPECT_EQ(cursor.compositionOffset(), 0u);
   cursor.advance();
   EXPECT_EQ(cursor.compositionOffset(), 0u);
-  EXPECT_EQ(CompositionCursor(runs.runs(), 3).compositionOffset(), 0u);
+}
+
+TEST(CompositionCursor, GivesTheLastOffsetToASampleBehindTheTableThatItStartsAt) {
+  const OffsetRuns runs = offsetRuns({{2, 100}, {1, 200}, {0, 300}});
+  for (const std::uint32_t sample : {4u, 5u, 0xFFFFFFFFu}) {
+    CompositionCursor cursor(runs.filled(), sample);
+    EXPECT_EQ(cursor.compositionOffset(), 200u) << sample;
+    cursor.advance();
+    EXPECT_EQ(cursor.compositionOffset(), 0u) << sample;
+  }
 }
 
 TEST(CompositionCursor, GivesZeroWithoutATable) {
@@ -131,7 +140,7 @@ ChunkRuns chunkRuns(const std::vector<Chunks>& entries) {
 
 TEST(ChunkCursor, BeginsAtTheFirstSampleOfTheChunk) {
   const ChunkRuns runs = chunkRuns({{1, 2, 1}, {3, 5, 1}});
-  const ChunkCursor cursor(runs.runs(), 6);
+  const ChunkCursor cursor(runs.filled(), 6);
   EXPECT_TRUE(cursor.isValid());
   EXPECT_EQ(cursor.chunkNumber(), 3u);
   EXPECT_EQ(cursor.sampleNumber(), 5u);
@@ -142,7 +151,7 @@ TEST(ChunkCursor, BeginsAtTheFirstSampleOfTheChunk) {
 
 TEST(ChunkCursor, CountsTheChunksOfTheRunInFrontOfTheSample) {
   const ChunkRuns runs = chunkRuns({{1, 3, 4}, {5, 1, 1}});
-  const ChunkCursor cursor(runs.runs(), 8);
+  const ChunkCursor cursor(runs.filled(), 8);
   EXPECT_EQ(cursor.chunkNumber(), 3u);
   EXPECT_EQ(cursor.sampleNumber(), 7u);
   EXPECT_EQ(cursor.chunksLeftInRun(), 2u);
@@ -153,7 +162,7 @@ TEST(ChunkCursor, WalksOverChunksAndRuns) {
   const ChunkRuns runs = chunkRuns({{1, 2, 1}, {3, 9, 9}, {3, 1, 2}, {4, 3, 3}});
   const std::vector<std::uint32_t> chunks = {1, 1, 2, 2, 3, 4, 4, 4, 5, 5};
   const std::vector<std::uint32_t> descriptions = {1, 1, 1, 1, 2, 3, 3, 3, 3, 3};
-  ChunkCursor cursor(runs.runs(), 1);
+  ChunkCursor cursor(runs.filled(), 1);
   for (std::uint32_t i = 0; i < chunks.size(); ++i) {
     EXPECT_EQ(cursor.sampleNumber(), i + 1);
     EXPECT_EQ(cursor.chunkNumber(), chunks[i]);
@@ -164,7 +173,7 @@ TEST(ChunkCursor, WalksOverChunksAndRuns) {
 
 TEST(ChunkCursor, SkipsWithinItsChunk) {
   const ChunkRuns runs = chunkRuns({{1, 5, 1}, {2, 1, 1}});
-  ChunkCursor cursor(runs.runs(), 4);
+  ChunkCursor cursor(runs.filled(), 4);
   cursor.advanceWithinChunk(3);
   EXPECT_EQ(cursor.sampleNumber(), 4u);
   EXPECT_EQ(cursor.samplesLeftInChunk(), 2u);
@@ -174,15 +183,15 @@ TEST(ChunkCursor, SkipsWithinItsChunk) {
 }
 
 TEST(ChunkCursor, RefusesASampleInChunksWithoutSamples) {
-  EXPECT_EQ(codeOf([] { ChunkCursor(chunkRuns({}).runs(), 1); }), 23u);
+  EXPECT_EQ(codeOf([] { ChunkCursor(chunkRuns({}).filled(), 1); }), 23u);
   const ChunkRuns runs = chunkRuns({{1, 2, 1}, {2, 0, 1}});
-  EXPECT_EQ(codeOf([&] { ChunkCursor(runs.runs(), 3); }), 23u);
-  EXPECT_EQ(codeOf([&] { ChunkCursor(runs.runs(), 2); }), std::nullopt);
+  EXPECT_EQ(codeOf([&] { ChunkCursor(runs.filled(), 3); }), 23u);
+  EXPECT_EQ(codeOf([&] { ChunkCursor(runs.filled(), 2); }), std::nullopt);
 }
 
 TEST(ChunkCursor, RefusesToWalkIntoChunksWithoutSamples) {
   const ChunkRuns runs = chunkRuns({{1, 2, 1}, {2, 0, 1}});
-  ChunkCursor cursor(runs.runs(), 1);
+  ChunkCursor cursor(runs.filled(), 1);
   cursor.advance();
   EXPECT_EQ(codeOf([&] { cursor.advance(); }), 23u);
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <typeindex>
 #include <typeinfo>
+#include <vector>
 
 #include "kav/impl/file_boxes.h"
 #include "tests/support/box_builders.h"
@@ -32,6 +33,23 @@ OwnedBox<StsdBox> readStsd(TestFile& file, FourCc handlerType) {
   box->readContent();
   return box;
 }
+
+constexpr Uuid kSomeUuid = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+
+// A problem handler that gives one answer to all and keeps what it was asked.
+struct Answers {
+  int answer = 1;
+  std::vector<Problem> asked;
+
+  ProblemHandler handler() {
+    return {[](void* context, Problem problem) {
+              auto& self = *static_cast<Answers*>(context);
+              self.asked.push_back(problem);
+              return self.answer;
+            },
+            this};
+  }
+};
 
 Bytes genericEntry(std::string_view type, const Bytes& rest, unsigned reference = 1) {
   return box(type, zeros(6), u16(reference), rest);
@@ -83,7 +101,7 @@ Bytes copied(FourCc handlerType, const Bytes& entry) {
   const OwnedBox<StsdBox> source = readStsd(input, handlerType);
   TestFile output;
   StsdBox built(handlerType, 1, static_cast<std::uint32_t>(entry.size()), output.stream);
-  built.addSampleEntry(handlerType, *source->descriptor(1));
+  built.addSampleEntry(handlerType, *source->descriptor(1)->clone());
   built.dropPadding();
   built.write();
   EXPECT_EQ(built.getCurrentSize(), output.bytes().size());
@@ -289,20 +307,40 @@ TEST(StsdBox, KeepsTheEntriesBeforeOneThatOverrunsIt) {
 TEST(StsdBox, AsksTheHandlerAboutAnEntryThatOverrunsIt) {
   TestFile file(
       concat({stsd(1, claimingSize(18, genericEntry("bbbb", {2}))), box("free", zeros(100))}));
-  Problem asked{};
-  file.stream.setProblemHandler({[](void* context, Problem problem) {
-                                   *static_cast<Problem*>(context) = problem;
-                                   return 0;
-                                 },
-                                 &asked});
+  Answers answers{0, {}};
+  file.stream.setProblemHandler(answers.handler());
   EXPECT_EQ(failureOf([&] { readStsd(file, kCaptions); }), 1028u);
-  EXPECT_EQ(asked, Problem::childPastParent);
+  EXPECT_EQ(answers.asked, std::vector<Problem>{Problem::childPastParent});
 }
 
-TEST(StsdBox, EndsQuietlyWithItsLastEntryWhateverFollowsIt) {
-  TestFile file(concat({stsd(5, genericEntry("aaaa", {1}), zeros(3)), box("free", zeros(100))}));
-  file.stream.setProblemHandler({[](void*, Problem) { return 0; }, nullptr});
-  EXPECT_EQ(readStsd(file, kCaptions)->entryCount(), 1u);
+TEST(StsdBox, AsksTheHandlerAboutStrayBytesInPlaceOfAnEntry) {
+  for (const std::size_t stray : {1u, 7u}) {
+    const Bytes bytes =
+        concat({stsd(5, genericEntry("aaaa", {1}), zeros(stray)), box("free", zeros(100))});
+    for (const int answer : {0, 1}) {
+      TestFile file(bytes);
+      Answers answers{answer, {}};
+      file.stream.setProblemHandler(answers.handler());
+      if (answer == 0) {
+        EXPECT_EQ(failureOf([&] { readStsd(file, kCaptions); }), 1028u) << stray;
+      } else {
+        EXPECT_EQ(readStsd(file, kCaptions)->entryCount(), 1u) << stray;
+      }
+      EXPECT_EQ(answers.asked, std::vector<Problem>{Problem::trailingBytes}) << stray;
+    }
+  }
+}
+
+TEST(StsdBox, EndsQuietlyWithItsLastEntry) {
+  for (const std::uint32_t count : {1u, 5u}) {
+    const Bytes entries =
+        count == 1 ? concat({genericEntry("aaaa", {1}), zeros(3)}) : genericEntry("aaaa", {1});
+    TestFile file(concat({stsd(count, entries), box("free", zeros(100))}));
+    Answers answers{0, {}};
+    file.stream.setProblemHandler(answers.handler());
+    EXPECT_EQ(readStsd(file, kCaptions)->entryCount(), 1u);
+    EXPECT_TRUE(answers.asked.empty());
+  }
 }
 
 TEST(StsdBox, StopsAtASizeThatLeadsNowhere) {
@@ -374,9 +412,28 @@ TEST(StsdBox, CopiesGenericEntriesByteForByte) {
   EXPECT_EQ(copied(kCaptions, empty), empty);
 }
 
-TEST(StsdBox, CopiesAnEntryWhoseTypeReadsUuid) {
-  const Bytes entry = genericEntry("uuid", text("sixteen bytes and"));
-  EXPECT_EQ(copied(kCaptions, entry), entry);
+TEST(StsdBox, ReadsAnEntryWithAUuidBehindItsWholeHeader) {
+  const Bytes entry = uuidBox(kSomeUuid, concat({zeros(6), u16(3), text("rest")}));
+  TestFile file(stsd(1, entry));
+  const OwnedBox<StsdBox> box = readStsd(file, kCaptions);
+  ASSERT_EQ(box->entryCount(), 1u);
+  EXPECT_EQ(box->descriptor(1)->codecType(), fourCc("uuid"));
+  EXPECT_EQ(box->descriptor(1)->info().dataReferenceIndex, 3u);
+  EXPECT_EQ(headerBytesOf(*box->descriptor(1)), text("rest"));
+}
+
+TEST(StsdBox, CopiesAnEntryWithItsUuid) {
+  for (const FourCc handler : {kCaptions, kVideo, kSound}) {
+    const Bytes entry = uuidBox(kSomeUuid, concat({zeros(6), u16(1), zeros(100)}));
+    EXPECT_EQ(copied(handler, entry), entry);
+  }
+}
+
+TEST(StsdBox, TakesTheCodingOfAnEntryInUuidForm) {
+  const Bytes entry = genericEntry("c608", {1, 2});
+  EXPECT_EQ(copied(kCaptions, uuidForm(entry)), entry);
+  const Bytes picture = videoEntry("avc1", {});
+  EXPECT_EQ(copied(kVideo, uuidForm(picture)), copied(kVideo, picture));
 }
 
 TEST(StsdBox, WritesLargeFormEntriesInTheOrdinaryForm) {
@@ -551,9 +608,23 @@ TEST(StsdBox, WritesEntriesInFrontOfItsPadding) {
   EXPECT_EQ(Bytes(file.bytes().begin(), file.bytes().begin() + 56),
             concat({u32(60), text("stsd"), u32(0), u32(2), genericEntry("c608", bytes),
                     genericEntry("c608", bytes)}));
-  EXPECT_EQ(failureOf([&] { box.addSampleEntry(kCaptions, descriptor); }), 17u);
   EXPECT_EQ(box.entryCount(), 2u);
   EXPECT_EQ(box.descriptor(2)->codecType(), fourCc("c608"));
+}
+
+TEST(StsdBox, GrowsByAnEntryThatFindsTooLittleRoom) {
+  const Bytes bytes = {1, 2, 3, 4};
+  GenericSampleDescriptor descriptor(4, fourCc("c608"), kCaptions, bytes.data());
+  descriptor.setDataReferenceIndex(1);
+  const Bytes entry = genericEntry("c608", bytes);
+  for (const std::uint32_t announced : {0u, 1u, 2u}) {
+    TestFile file;
+    StsdBox box(kCaptions, announced, 3, file.stream);
+    for (int i = 0; i < 3; ++i) box.addSampleEntry(kCaptions, descriptor);
+    EXPECT_EQ(box.getCurrentSize(), 76u);
+    box.write();
+    EXPECT_EQ(file.bytes(), stsd(3, entry, entry, entry)) << announced;
+  }
 }
 
 TEST(StsdBox, RefusesADescriptorOfAnotherKindThanTheTrack) {

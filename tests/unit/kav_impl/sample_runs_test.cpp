@@ -54,10 +54,26 @@ TEST(TimeRuns, WrapSampleNumbersSilently) {
   EXPECT_EQ(runs.runs()[2].firstSample, 5u);
 }
 
-TEST(TimeRuns, EntriesWithoutSamplesLeaveNoRun) {
+TEST(TimeRuns, OfNoSamplesAreKeptAndNeverFound) {
   const TimeRuns runs = timeRuns({{0, 9}, {2, 10}, {0, 99}, {1, 5}, {0, 1}});
-  ASSERT_EQ(runs.runs().size(), 2u);
-  expectRun(runs.runs()[1], 20, 3, 1, 5);
+  ASSERT_EQ(runs.runs().size(), 5u);
+  expectRun(runs.runs()[0], 0, 1, 0, 9);
+  expectRun(runs.runs()[1], 0, 1, 2, 10);
+  expectRun(runs.runs()[2], 20, 3, 0, 99);
+  expectRun(runs.runs()[3], 20, 3, 1, 5);
+  expectRun(runs.runs()[4], 25, 4, 0, 1);
+  ASSERT_EQ(runs.filled().size(), 2u);
+  expectRun(runs.filled()[1], 20, 3, 1, 5);
+  EXPECT_EQ(runs.findTime(0), &runs.filled()[0]);
+  EXPECT_EQ(runs.findTime(11), &runs.filled()[1]);
+  EXPECT_EQ(runs.findTime(21), runs.filled().data() + 2);
+}
+
+TEST(TimeRuns, OfNoSamplesAloneHoldNoTime) {
+  const TimeRuns runs = timeRuns({{0, 9}, {0, 8}});
+  EXPECT_EQ(runs.runs().size(), 2u);
+  EXPECT_TRUE(runs.filled().empty());
+  EXPECT_EQ(runs.findTime(0), runs.filled().data());
 }
 
 // The answer by definition: run after run.
@@ -111,12 +127,17 @@ OffsetRuns offsetRuns(const Pairs& entries) {
 
 TEST(OffsetRuns, NumberTheirSamples) {
   const OffsetRuns runs = offsetRuns({{2, 100}, {0, 50}, {3, 200}});
-  ASSERT_EQ(runs.runs().size(), 2u);
+  ASSERT_EQ(runs.runs().size(), 3u);
   EXPECT_EQ(runs.runs()[0].firstSample, 1u);
   EXPECT_EQ(runs.runs()[0].sampleOffset, 100u);
   EXPECT_EQ(runs.runs()[1].firstSample, 3u);
-  EXPECT_EQ(runs.runs()[1].sampleCount, 3u);
-  EXPECT_EQ(runs.runs()[1].sampleOffset, 200u);
+  EXPECT_EQ(runs.runs()[1].sampleCount, 0u);
+  EXPECT_EQ(runs.runs()[1].sampleOffset, 50u);
+  EXPECT_EQ(runs.runs()[2].firstSample, 3u);
+  EXPECT_EQ(runs.runs()[2].sampleCount, 3u);
+  EXPECT_EQ(runs.runs()[2].sampleOffset, 200u);
+  ASSERT_EQ(runs.filled().size(), 2u);
+  EXPECT_EQ(runs.filled()[1].sampleOffset, 200u);
 }
 
 TEST(OffsetRuns, RefuseSampleNumbersBeyond32Bits) {
@@ -167,11 +188,16 @@ TEST(ChunkRuns, MustNotGoBackwards) {
   EXPECT_EQ(codeOf([] { chunkRuns({{1, 4, 1}, {5, 1, 1}, {4, 1, 1}}); }), 23u);
 }
 
-TEST(ChunkRuns, OfNoChunksAreAcceptedAndLeaveNoRun) {
+TEST(ChunkRuns, OfNoChunksAreKeptAndNotFilled) {
   const ChunkRuns runs = chunkRuns({{1, 9, 1}, {1, 4, 2}, {3, 7, 1}, {3, 1, 1}});
-  ASSERT_EQ(runs.runs().size(), 2u);
-  expectRun(runs.runs()[0], 1, 2, 4, 2, 1);
-  expectRun(runs.runs()[1], 3, 0xFFFFFFFF, 1, 1, 9);
+  ASSERT_EQ(runs.runs().size(), 4u);
+  expectRun(runs.runs()[0], 1, 0, 9, 1, 1);
+  expectRun(runs.runs()[1], 1, 2, 4, 2, 1);
+  expectRun(runs.runs()[2], 3, 0, 7, 1, 9);
+  expectRun(runs.runs()[3], 3, 0xFFFFFFFF, 1, 1, 9);
+  ASSERT_EQ(runs.filled().size(), 2u);
+  expectRun(runs.filled()[0], 1, 2, 4, 2, 1);
+  expectRun(runs.filled()[1], 3, 0xFFFFFFFF, 1, 1, 9);
 }
 
 TEST(ChunkRuns, WrapSampleNumbersIn32Bits) {

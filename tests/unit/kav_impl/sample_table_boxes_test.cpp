@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <type_traits>
 #include <vector>
 
 #include "tests/unit/kav_impl/table_fixtures.h"
@@ -37,6 +39,12 @@ TEST(SttsBox, FindsTimes) {
   const Parsed<SttsBox> stts(fullBox("stts", 0, 0, u32(2), u32List({3, 1000, 2, 500})));
   EXPECT_EQ(stts->getTimeCursor(3001).sampleNumber(), 5u);
   EXPECT_FALSE(stts->getTimeCursor(3501).isValid());
+}
+
+TEST(SttsBox, WithoutSamplesInItsLastEntriesEndsWhereItsSamplesDo) {
+  const Parsed<SttsBox> stts(fullBox("stts", 0, 0, u32(3), u32List({3, 0x80000000, 0, 7, 0, 9})));
+  EXPECT_EQ(stts->runs().size(), 3u);
+  EXPECT_EQ(stts->endTime(), 0x180000000u);
 }
 
 TEST(SttsBox, RefusesMoreEntriesThanThereAreBytes) {
@@ -120,7 +128,7 @@ TEST(CttsBox, ReadsLiteralBytes) {
   EXPECT_EQ(ctts->runs()[1].sampleOffset, 0xFFFFFFFEu);
   EXPECT_EQ(ctts->runs()[1].firstSample, 2u);
   EXPECT_EQ(ctts->getCompositionCursor(5).compositionOffset(), 0xFFFFFFFEu);
-  EXPECT_EQ(ctts->getCompositionCursor(6).compositionOffset(), 0u);
+  EXPECT_EQ(ctts->getCompositionCursor(6).compositionOffset(), 0xFFFFFFFEu);
 }
 
 TEST(CttsBox, WithoutEntriesGivesCursorsThatAreNotValid) {
@@ -437,6 +445,62 @@ TEST(SampleTables, OfAPlausibleCountAreRefusedForTheirLength) {
   EXPECT_EQ(codeOfReading<StcoBox>(fullBox("stco", 0, 0, most)), 27u);
   EXPECT_EQ(codeOfReading<Co64Box>(fullBox("co64", 0, 0, most)), 27u);
   EXPECT_EQ(codeOfReading<StssBox>(fullBox("stss", 0, 0, most)), 27u);
+}
+
+// A table, read from a stream that delivers half of what is asked last: the entries.
+template <class T>
+class HalfDelivered {
+ public:
+  explicit HalfDelivered(const Bytes& file) : memory_(MemoryStream::create(file)) {
+    stream_.computeSize();
+    BoxHeader header;
+    header.size = header.end = file.size();
+    stream_.seekTo(8);
+    T whole(header, stream_);
+    const std::size_t calls = read(whole);
+    stream_.seekTo(8);
+    box_.emplace(header, stream_);
+    read(*box_, calls);
+  }
+
+  T* operator->() { return &*box_; }
+
+ private:
+  // Returns the number of calls that reading takes.
+  std::size_t read(T& table, std::size_t shortCall = 0) {
+    if constexpr (std::is_same_v<T, SdtpBox>) table.setSampleCount(4);
+    stream_.seekTo(12);
+    memory_->resetCalls();
+    memory_->injectFault(shortCall, MemoryStream::Fault::isShort);
+    table.readContent();
+    return memory_->calls().all();
+  }
+
+  MemoryStreamPtr memory_;
+  NorvikKavIStream stream_{memory_};
+  std::optional<T> box_;
+};
+
+TEST(SampleTables, HaveTheWholeEntriesThatTheStreamDelivers) {
+  const Bytes pairs = u32List({1, 2, 3, 4, 5, 6});
+  HalfDelivered<SttsBox> stts(fullBox("stts", 0, 0, u32(3), pairs));
+  EXPECT_EQ(stts->runs().size(), 1u);
+  HalfDelivered<CttsBox> ctts(fullBox("ctts", 0, 0, u32(3), pairs));
+  EXPECT_EQ(ctts->runs().size(), 1u);
+  HalfDelivered<StscBox> stsc(fullBox("stsc", 0, 0, u32(2), u32List({1, 2, 1, 3, 4, 1})));
+  EXPECT_EQ(stsc->runs().size(), 1u);
+  HalfDelivered<StszBox> stsz(fullBox("stsz", 0, 0, u32(0), u32(3), u32List({7, 8, 9})));
+  EXPECT_EQ(stsz->sampleCount(), 3u);
+  EXPECT_EQ(Numbers(stsz->sizes().begin(), stsz->sizes().end()), (Numbers{7}));
+  HalfDelivered<StcoBox> stco(fullBox("stco", 0, 0, u32(3), u32List({7, 8, 9})));
+  EXPECT_EQ(stco->offsets().size(), 1u);
+  HalfDelivered<Co64Box> co64(fullBox("co64", 0, 0, u32(3), u64(7), u64(8), u64(9)));
+  EXPECT_EQ(co64->offsets().size(), 1u);
+  HalfDelivered<StssBox> stss(fullBox("stss", 0, 0, u32(3), u32List({7, 8, 9})));
+  EXPECT_EQ(stss->sampleNumbers().size(), 1u);
+  EXPECT_TRUE(stss->getSyncSampleCursor(8).isAtEnd());
+  HalfDelivered<SdtpBox> sdtp(fullBox("sdtp", 0, 0, u32(0x08182028)));
+  EXPECT_EQ(Bytes(sdtp->bytes().begin(), sdtp->bytes().end()), (Bytes{0x08, 0x18}));
 }
 
 TEST(SampleTables, AreReadBehindHeadersOfEveryForm) {

@@ -99,14 +99,36 @@ TEST(TrackIterator, DeliversTheDependencyBytesFromTheFirstOnWhateverTheStart) {
   EXPECT_EQ(flagsOf(samplesOf(opened, 20)), (Column{0x2000, 0x2100}));
 }
 
-TEST(TrackIterator, DeliversCompositionOffsetsAndZeroBehindTheirEnd) {
+// A walk that starts past the table has the last offset for its first sample.
+TEST(TrackIterator, DeliversCompositionOffsetsAndZeroOnceItLeavesThem) {
   MovieBuilder movie({countingTrack(4)});
   movie.addBehind(kTables + "stts",
                   fullBox("ctts", 0, 0, u32(2), u32(2), u32(5), u32(1), u32(0xFFFFFFFE)));
   const OpenedMovie opened(movie);
   EXPECT_EQ(compositionOffsetsOf(samplesOf(opened)), (Column{5, 5, 0xFFFFFFFE, 0}));
   EXPECT_EQ(compositionOffsetsOf(samplesOf(opened, 10)), (Column{5, 0xFFFFFFFE, 0}));
-  EXPECT_EQ(compositionOffsetsOf(samplesOf(opened, 30)), (Column{0}));
+  EXPECT_EQ(compositionOffsetsOf(samplesOf(opened, 30)), (Column{0xFFFFFFFE}));
+}
+
+TEST(TrackIterator, PassesEntriesOfNoSamplesAndOfNoChunks) {
+  MovieBuilder movie({countingTrack(4)});
+  const OpenedMovie plain(movie);
+  movie.replace(kTables + "stts",
+                fullBox("stts", 0, 0, u32(4), u32List({0, 7, 3, 10, 0, 99, 1, 10})));
+  movie.addBehind(kTables + "stts",
+                  fullBox("ctts", 0, 0, u32(4), u32List({0, 9, 2, 5, 0, 8, 2, 6})));
+  movie.replace(kTables + "stsc",
+                fullBox("stsc", 0, 0, u32(4), u32List({1, 9, 1, 1, 2, 1, 2, 8, 1, 2, 1, 1})));
+  OpenedMovie opened(movie);
+  EXPECT_EQ(opened.track().stbl->stts()->runs().size(), 4u);
+  EXPECT_EQ(opened.track().stbl->ctts()->runs().size(), 4u);
+  EXPECT_EQ(timesOf(samplesOf(opened)), timesOf(samplesOf(plain)));
+  EXPECT_EQ(compositionOffsetsOf(samplesOf(opened)), (Column{5, 5, 6, 6}));
+  EXPECT_EQ(compositionOffsetsOf(samplesOf(opened, 20)), (Column{6, 6}));
+  const auto samples = samplesOf(opened);
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    EXPECT_EQ(opened.bytesOf(*samples[i]), movie.tracks[0].samples[i].bytes);
+  }
 }
 
 TEST(TrackIterator, EndsWithTheShorterOfTimesAndSizes) {
