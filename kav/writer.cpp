@@ -11,8 +11,6 @@
 namespace norvik::kav {
 namespace {
 
-constexpr std::uint64_t kDefaultFragmentSeconds = 2;
-
 impl::MovieParameters movieParameters(const NorvikKavWriterConfiguration& configuration) {
   impl::MovieParameters movie;
   movie.creationTime = configuration.creationTime;
@@ -27,9 +25,7 @@ std::optional<impl::FragmentParameters> fragmentParameters(
     const NorvikKavWriterConfiguration& configuration) {
   if (!configuration.fragmented) return std::nullopt;
   impl::FragmentParameters fragments;
-  fragments.duration = configuration.fragmentDuration != 0
-                           ? configuration.fragmentDuration
-                           : kDefaultFragmentSeconds * configuration.timescale;
+  fragments.duration = configuration.fragmentDuration;
   fragments.hasRandomAccess = configuration.randomAccess;
   return fragments;
 }

@@ -28,7 +28,7 @@ struct NorvikKavWriterConfiguration {
 
   // Write movie fragments instead of one block of media data; see Writer.
   bool fragmented = false;
-  std::uint64_t fragmentDuration = 0;  // units of timescale; 0 stands for two seconds
+  std::uint64_t fragmentDuration = 0;  // units of timescale; with 0 fragments last two seconds
   bool randomAccess = false;           // end the file with a list of its sync samples
 };
 
@@ -43,7 +43,7 @@ struct NorvikKavTrackConfiguration {
   std::vector<std::uint32_t> hintedTracks;  // of a hint track: the numbers of the tracks it hints
 
   // Room is reserved ahead of the media data, so the most that is to come is said beforehand.
-  std::uint32_t sampleCount = 0;        // samples with media; not used in a fragmented movie
+  std::uint32_t sampleCount = 0;        // samples with media; no room in a fragmented movie
   std::uint32_t gapCount = 0;           // gaps between them
   std::uint32_t descriptionCount = 0;   // sample descriptions
   std::uint32_t descriptionLength = 0;  // header bytes of one of them on average, rounded up
@@ -62,20 +62,22 @@ struct NorvikKavWriterSample {
 
 // Writes a movie. Order of calls: construct; addTrack for each track, followed by its
 // addSampleDescription; addSample, in decoding order within each track; finish.
-// setXMPMetadata may stand anywhere between the last addTrack and finish.
+// setXMPMetadata may come anywhere before finish, but once the first track is added only after the
+// last one.
 //
 // A regular movie is laid out as ftyp, moov, mdat: the moov box is given room for the announced
 // samples ahead of the media data, and finish moves its tables together and covers what is left
 // with a free box.
 //
 // A fragmented movie is laid out as ftyp, moov, then moof and mdat for each fragment, then, with
-// random access, mfra. The samples of a fragment wait in memory until it is complete. It ends in
-// front of a sync sample of the first video track, once it has lasted for the fragment duration in
-// that track; in a movie without a video track, in front of the first sample with which any track
-// has. Before that it ends when its samples come to 64 MiB, and where a track goes on with another
-// sample description. The moov box is written with the first sample and once more, with its
-// durations and edit lists, at the finish: room for the edits of the announced gaps is kept behind
-// it.
+// random access, mfra. The samples of a fragment wait in memory until it is complete. It ends
+// before a sync sample of the first video track, once it has lasted for the fragment duration in
+// that track; in a movie without a video track, before the first sample with which any track has.
+// Earlier than that it ends when its samples come to 64 MiB, where a track goes on with another
+// sample description, and where metadata is set. Every fragment has a part for every track. The
+// moov box is written with every track, with the first sample, and once more, with its durations
+// and edit lists, at the finish: room for the edits of the announced gaps is kept after it. Until
+// the finish it says that the fragments last as long as the configured fragment duration.
 //
 // Every failure is thrown as Exception; after one the movie is incomplete and only
 // destruction makes sense.

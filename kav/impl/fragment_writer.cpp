@@ -3,16 +3,21 @@
 #include <algorithm>
 #include <limits>
 #include <span>
+#include <utility>
 
 #include "kav/exception.h"
 #include "kav/impl/file_boxes.h"
 #include "kav/impl/sample_descriptions.h"
 #include "kav/impl/sample_table_boxes.h"
 #include "kav/impl/stbl_box.h"
+#include "kav/impl/table_building.h"
 #include "kav/sample_info.h"
+#include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
 namespace {
+
+constexpr std::uint64_t kDefaultFragmentSeconds = 2;
 
 constexpr std::uint64_t kLongestDuration = std::numeric_limits<std::uint32_t>::max();
 
@@ -54,16 +59,42 @@ const TrackDraft* firstVideoTrack(const std::vector<TrackDraft>& tracks) {
 FragmentWriter::FragmentWriter(MovieDraft& movie, const FragmentParameters& parameters)
     : movie_(movie), parameters_(parameters) {
   addNewChild<MvexBox>(movie_.moov, parameters_.duration, movie_.stream);
+  if (parameters_.duration == 0) {
+    parameters_.duration = kDefaultFragmentSeconds * movie_.parameters.timescale;
+  }
 }
 
 void FragmentWriter::prepareTrack(TrackParameters& parameters) const {
+  plausibleCapacity(parameters.sampleCapacity, ErrorCode::implausibleCount);
   parameters.sampleCapacity = 0;
 }
 
+// The defaults of the track lie before all tracks, which move unless there is room for them. The
+// file ends with the movie box, although that holds room to which nothing was written.
 void FragmentWriter::addTrack() {
   waiting_.emplace_back();
-  const auto trackId = static_cast<std::uint32_t>(waiting_.size());
-  addNewChild<TrexBox>(*movie_.moov.mvex(), trackId, movie_.stream);
+  MoovBox& moov = movie_.moov;
+  if (moov.addTrackDefaults(static_cast<std::uint32_t>(waiting_.size()))) {
+    moov.forgetWritten();
+    moov.write();
+  } else {
+    moov.mvex()->children().back()->write();
+    moov.mvhd()->write();
+    movie_.tracks.back().trak->write();
+    moov.patchSize();
+  }
+  coverRoomForDefaults();
+  movie_.stream.setSize(moov.start() + moov.getCurrentSize());
+}
+
+void FragmentWriter::coverRoomForDefaults() {
+  const MvexBox& extends = *movie_.moov.mvex();
+  const std::uint64_t filled = extends.filledSize();
+  const std::uint64_t room = extends.getCurrentSize() - filled;
+  if (room == 0) return;
+  SkipBox cover(room, movie_.stream, SkipBox::Fill::hole, fourCc("free"));
+  cover.place(extends.start() + filled);
+  cover.write();
 }
 
 FragmentWriter::Waiting& FragmentWriter::waitingOf(const TrackDraft& track) {
@@ -80,7 +111,7 @@ void FragmentWriter::writeMovieBox() {
   moov.write();
 }
 
-// What stands here is a whole movie without edits, so that the file can be played although its
+// From here on the file holds a whole movie without edits, so that it can be played although its
 // writer never gets to the finish. Only the edit lists are still to grow.
 void FragmentWriter::openHead() {
   writeMovieBox();
@@ -93,6 +124,7 @@ void FragmentWriter::openHead() {
   movie_.nextBox = end;
   movie_.closeHead(room);
   movie_.coverReserve(end);
+  movie_.stream.setSize(movie_.nextBox);
 }
 
 bool FragmentWriter::endsFragment(const TrackDraft& track, const SampleToWrite& sample,
@@ -108,8 +140,18 @@ void FragmentWriter::completeHeld(Waiting& waiting, std::uint32_t duration) {
   const std::uint64_t length = kRecordLength + waiting.samples.back().size;
   if (completeLength_ + length > kMostBytes) writeFragment();
   waiting.samples.back().duration = duration;
+  waiting.reached->endTime = wrappingAdd(waiting.reached->mediaTime, duration);
   waiting.holdsLast = false;
   completeLength_ += length;
+}
+
+// With no next sample to tell, a sample lasts as long as the last one of a track does.
+void FragmentWriter::completeAllHeld() {
+  for (std::size_t i = 0; i < waiting_.size(); ++i) {
+    if (!waiting_[i].holdsLast) continue;
+    const std::uint32_t timescale = movie_.tracks[i].timescale;
+    completeHeld(waiting_[i], ticksPerMovieTick(timescale, movie_.parameters.timescale));
+  }
 }
 
 void FragmentWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
@@ -117,14 +159,15 @@ void FragmentWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
   if (sample.data.size() > kLongestSample) throw Exception(ErrorCode::sampleTooLarge);
   if (!movie_.isHeadClosed()) openHead();
   Waiting& waiting = waitingOf(track);
+  if (waiting.reached && (sample.decodingTime < waiting.reached->presentationTime ||
+                          mediaTime < waiting.reached->mediaTime)) {
+    throw Exception(ErrorCode::sampleTimeBackwards);
+  }
   if (waiting.holdsLast) {
-    const WaitingSample held = waiting.samples.back();
-    if (sample.decodingTime < held.presentationTime || mediaTime < held.mediaTime) {
-      throw Exception(ErrorCode::sampleTimeBackwards);
-    }
-    const std::uint64_t lasts = mediaTime - held.mediaTime;
+    const std::uint32_t heldDescription = waiting.samples.back().descriptionIndex;
+    const std::uint64_t lasts = mediaTime - waiting.reached->mediaTime;
     completeHeld(waiting, static_cast<std::uint32_t>(std::min(lasts, kLongestDuration)));
-    if (lasts > kLongestDuration || held.descriptionIndex != sample.descriptionIndex ||
+    if (lasts > kLongestDuration || heldDescription != sample.descriptionIndex ||
         endsFragment(track, sample, mediaTime)) {
       writeFragment();
     }
@@ -137,43 +180,31 @@ void FragmentWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
                              .descriptionIndex = sample.descriptionIndex});
   waiting.bytes.insert(waiting.bytes.end(), sample.data.begin(), sample.data.end());
   waiting.holdsLast = true;
+  if (!waiting.reached) waiting.reached.emplace();
+  waiting.reached->mediaTime = mediaTime;
+  waiting.reached->presentationTime = sample.decodingTime;
 }
 
-TrunBox& FragmentWriter::addPart(MoofBox& fragment, std::size_t track, std::uint32_t partNumber) {
-  Waiting& waiting = waiting_[track];
-  const bool hasDependencies = movie_.tracks[track].hasSampleDependencies;
-  const std::span samples(waiting.samples.data(), waiting.completeCount());
+// A part without samples says no more than where its track has got to, and not even that as long as
+// it is not known.
+TrunBox* FragmentWriter::addPart(MoofBox& fragment, std::size_t track) {
+  const Waiting& waiting = waiting_[track];
+  const std::span samples = waiting.complete();
   NorvikKavStream& stream = movie_.stream;
-
-  auto run = makeBox<TrunBox>(fragment.start(), fragment.start(), stream);
-  bool needsDependencyBytes = false;
-  for (std::uint32_t i = 0; i < samples.size(); ++i) {
-    const WaitingSample& sample = samples[i];
-    run->addSample({.duration = sample.duration,
-                    .size = sample.size,
-                    .flags = fragmentFlags(sample.flags, hasDependencies),
-                    .compositionOffset = sample.compositionOffset});
-    if (hasDependencies && needsDependencyByte(sample.flags)) needsDependencyBytes = true;
-    if (parameters_.hasRandomAccess && isSync(sample.flags)) {
-      waiting.syncSamples.push_back({.time = sample.presentationTime,
-                                     .moofOffset = fragment.start(),
-                                     .trafNumber = partNumber,
-                                     .trunNumber = 1,
-                                     .sampleNumber = i + 1});
-    }
-  }
-
   auto part = makeBox<TrafBox>(stream);
-  addNewChild<TfhdBox>(*part, TfhdRecord::kBaseIsMoof | TfhdRecord::kDescriptionIndex,
-                       TfhdRecord{.trackId = static_cast<std::uint32_t>(track + 1),
-                                  .descriptionIndex = samples.front().descriptionIndex},
-                       stream);
-  addNewChild<TfdtBox>(*part, samples.front().mediaTime, stream);
-  TrunBox& view = *run;
-  part->addChild(std::move(run));
+  TfhdRecord header{.trackId = static_cast<std::uint32_t>(track + 1)};
+  std::uint32_t flags = TfhdRecord::kBaseIsMoof;
+  if (!samples.empty()) {
+    flags |= TfhdRecord::kDescriptionIndex;
+    header.descriptionIndex = samples.front().descriptionIndex;
+  }
+  addNewChild<TfhdBox>(*part, flags, header, stream);
+  if (waiting.reached) addNewChild<TfdtBox>(*part, waiting.startTime(), stream);
+  TrunBox* run = samples.empty() ? nullptr : &addRun(*part, fragment, track);
   SdtpBox* dependencies = nullptr;
-  if (needsDependencyBytes) {
-    dependencies = &addNewChild<SdtpBox>(*part, view.sampleCount(), stream);
+  if (movie_.tracks[track].hasSampleDependencies &&
+      std::ranges::any_of(samples, needsDependencyByte, &WaitingSample::flags)) {
+    dependencies = &addNewChild<SdtpBox>(*part, run->sampleCount(), stream);
   }
   fragment.addChild(std::move(part));
   if (dependencies != nullptr) {
@@ -181,7 +212,35 @@ TrunBox& FragmentWriter::addPart(MoofBox& fragment, std::size_t track, std::uint
       dependencies->addSampleDependencies(dependenciesOf(sample.flags));
     }
   }
-  return view;
+  return run;
+}
+
+TrunBox& FragmentWriter::addRun(TrafBox& part, const MoofBox& fragment, std::size_t track) {
+  const bool hasDependencies = movie_.tracks[track].hasSampleDependencies;
+  auto run = makeBox<TrunBox>(fragment.start(), fragment.start(), movie_.stream);
+  for (const WaitingSample& sample : waiting_[track].complete()) {
+    run->addSample({.duration = sample.duration,
+                    .size = sample.size,
+                    .flags = fragmentFlags(sample.flags, hasDependencies),
+                    .compositionOffset = sample.compositionOffset});
+  }
+  TrunBox& added = *run;
+  part.addChild(std::move(run));
+  return added;
+}
+
+void FragmentWriter::noteSyncSamples(std::size_t track, std::uint64_t fragmentStart) {
+  Waiting& waiting = waiting_[track];
+  std::uint32_t number = 0;
+  for (const WaitingSample& sample : waiting.complete()) {
+    ++number;
+    if (!isSync(sample.flags)) continue;
+    waiting.syncSamples.push_back({.time = sample.presentationTime,
+                                   .moofOffset = fragmentStart,
+                                   .trafNumber = static_cast<std::uint32_t>(track + 1),
+                                   .trunNumber = 1,
+                                   .sampleNumber = number});
+  }
 }
 
 void FragmentWriter::removeWritten(Waiting& waiting) {
@@ -196,19 +255,18 @@ void FragmentWriter::writeFragment() {
   const OwnedBox<MoofBox> fragment = makeBox<MoofBox>(movie_.stream);
   fragment->place(movie_.nextBox);
   addNewChild<MfhdBox>(*fragment, ++lastSequenceNumber_, movie_.stream);
-  std::vector<TrunBox*> runs;
+  std::vector<TrunBox*> runs;  // by track
   for (std::size_t i = 0; i < waiting_.size(); ++i) {
-    if (waiting_[i].completeCount() == 0) continue;
-    runs.push_back(&addPart(*fragment, i, static_cast<std::uint32_t>(runs.size() + 1)));
+    runs.push_back(addPart(*fragment, i));
+    if (parameters_.hasRandomAccess) noteSyncSamples(i, fragment->start());
   }
 
   MdatBox mediaData(movie_.stream, MdatBox::Mode::buffered);
   mediaData.place(fragment->start() + fragment->getCurrentSize());
-  auto run = runs.begin();
-  for (const Waiting& waiting : waiting_) {
-    if (waiting.completeCount() == 0) continue;
-    const std::span bytes(waiting.bytes.data(), waiting.completeBytes());
-    (*run++)->setDataPosition(mediaData.addSampleData(bytes), fragment->start());
+  for (std::size_t i = 0; i < waiting_.size(); ++i) {
+    if (runs[i] == nullptr) continue;
+    const std::span bytes(waiting_[i].bytes.data(), waiting_[i].completeBytes());
+    runs[i]->setDataPosition(mediaData.addSampleData(bytes), fragment->start());
   }
   fragment->write();
   mediaData.write();
@@ -219,16 +277,12 @@ void FragmentWriter::writeFragment() {
 
 void FragmentWriter::endMedia() {
   if (!movie_.isHeadClosed()) openHead();
+  completeAllHeld();
   writeFragment();
 }
 
 void FragmentWriter::finish() {
-  for (std::size_t i = 0; i < waiting_.size(); ++i) {
-    const std::uint32_t timescale = movie_.tracks[i].timescale;
-    if (waiting_[i].holdsLast) {
-      completeHeld(waiting_[i], ticksPerMovieTick(timescale, movie_.parameters.timescale));
-    }
-  }
+  completeAllHeld();
   writeFragment();
   MoovBox& moov = movie_.moov;
   moov.mvex()->mehd()->setFragmentDuration(moov.mvhd()->record().duration);

@@ -5,8 +5,17 @@
 #include "kav/impl/root_box.h"
 #include "kav/impl/sample_descriptions.h"
 #include "kav/impl/stbl_box.h"
+#include "kav/impl/track_boxes.h"
 
 namespace norvik::kav::impl {
+
+// Of the movie box only what is new or has changed is written: thousands of tracks would otherwise
+// write each other again and again.
+void MediaDataWriter::addTrack() {
+  movie_.tracks.back().trak->write();
+  movie_.moov.mvhd()->write();
+  movie_.moov.patchSize();
+}
 
 void MediaDataWriter::beginMedia() {
   if (!movie_.isHeadClosed()) movie_.closeHead(0);

@@ -14,8 +14,9 @@ class MediaDataWriter final : public SampleSink {
  public:
   MediaDataWriter(MovieDraft& movie, RootBox& root) : movie_(movie), root_(root) {}
 
+  // The tables of the track refuse an announced number that is too large.
   void prepareTrack(TrackParameters&) const override {}
-  void addTrack() override {}
+  void addTrack() override;
   void addSample(TrackDraft& track, const SampleToWrite& sample, std::uint64_t mediaTime) override;
   void endMedia() override;
   void finish() override;

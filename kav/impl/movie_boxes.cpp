@@ -23,6 +23,9 @@ MvhdRecord recordFrom(const MovieParameters& parameters) {
   return record;
 }
 
+// Up to here the tracks are few enough to move them all for every new one.
+constexpr std::size_t kFewTracks = 16;
+
 TrexRecord trexRecordOf(std::uint32_t trackId) {
   TrexRecord record;
   record.trackId = trackId;
@@ -49,6 +52,16 @@ std::span<const ChildRule> MoovBox::getChildRules() const { return kMoovRules; }
 MvhdBox::MvhdBox(const MovieParameters& parameters, NorvikKavStream& stream)
     : RecordBox(fourCc("mvhd"), stream, 0, recordFrom(parameters)) {}
 
+bool MoovBox::addTrackDefaults(std::uint32_t trackId) {
+  const std::uint64_t before = mvex_->getCurrentSize();
+  mvex_->addDefaults(trackId);
+  const std::uint64_t grown = mvex_->getCurrentSize() - before;
+  if (grown == 0) return false;
+  setCurrentSize(getCurrentSize() + grown);
+  place(start());
+  return true;
+}
+
 MehdBox::MehdBox(std::uint64_t fragmentDuration, NorvikKavStream& stream)
     : RecordBox(fourCc("mehd"), stream, 0, MehdRecord{fragmentDuration}) {}
 
@@ -69,6 +82,24 @@ void MvexBox::addChild(BoxPtr child) {
   // One that comes from a file does not know its track before it is read.
   if (!child->isFromFile()) indexTrex(*child);
   Box::addChild(std::move(child));
+}
+
+void MvexBox::addDefaults(std::uint32_t trackId) {
+  const std::uint64_t room = getCurrentSize();
+  setCurrentSize(filledSize());
+  addNewChild<TrexBox>(*this, trackId, stream());
+  const std::uint64_t filled = getCurrentSize();
+  if (filled <= room) {
+    setCurrentSize(room);
+  } else if (trexById_.size() > kFewTracks) {
+    setCurrentSize(filled + trexById_.size() * fullBoxSize<TrexRecord>(kVersion0));
+  }
+}
+
+std::uint64_t MvexBox::filledSize() const {
+  if (children().empty()) return getSize();
+  const Box& last = *children().back();
+  return last.start() + last.getCurrentSize() - start();
 }
 
 void MvexBox::readChildren(RootBox& root, bool check) {

@@ -39,6 +39,10 @@ class MoovBox final : public Box {
   // In the order of the file.
   const std::vector<TrakBox*>& tracks() const { return tracks_; }
 
+  // Adds the defaults of a track to the extends box, which a built movie must have. Returns whether
+  // everything after it moved. What changed is still to be written.
+  bool addTrackDefaults(std::uint32_t trackId);
+
  private:
   MvhdBox* mvhd_ = nullptr;
   MvexBox* mvex_ = nullptr;
@@ -143,6 +147,14 @@ class MvexBox final : public Box {
   void readChildren(RootBox& root, bool check) override;
 
   MehdBox* mehd() const { return mehd_; }
+
+  // Adds the defaults of a track to a built one. With many tracks there is room for more of them,
+  // so that not every track moves all others.
+  void addDefaults(std::uint32_t trackId);
+
+  // The length up to the end of the last child. The room from there on is the caller's to cover; it
+  // is a multiple of what the defaults of a track take, and so fits a box.
+  std::uint64_t filledSize() const;
 
   // The first trex of a track, once the children are read; throws noTrackDefaults without one.
   TrexBox& findTrex(std::uint32_t trackId) const;

@@ -61,22 +61,24 @@ struct MovieDraft {
 // Where the samples of a movie go: the difference between a regular and a fragmented one.
 //
 // Order of calls: prepareTrack and addTrack for each track, addSample in decoding order within each
-// track, finish. endMedia may stand anywhere before finish.
+// track, finish. endMedia may come anywhere before finish.
 class SampleSink {
  public:
   virtual ~SampleSink() = default;
 
-  // Says what room the sample tables of a track get.
+  // Says what room the sample tables of a track get. Throws implausibleCount for more samples than
+  // any real file has.
   virtual void prepareTrack(TrackParameters& parameters) const = 0;
 
-  // The movie has a new last track.
+  // The movie has a new last track, and its header is up to date. Brings the movie box in the file
+  // up to date with both.
   virtual void addTrack() = 0;
 
   // Takes a sample with its decoding time in the media, in which gaps do not count.
   virtual void addSample(TrackDraft& track, const SampleToWrite& sample,
                          std::uint64_t mediaTime) = 0;
 
-  // Completes the media written so far, so that another top-level box can be placed behind it.
+  // Completes the media that came so far, so that another top-level box can be placed after it.
   virtual void endMedia() = 0;
 
   // Completes the file. The edit lists and durations of the tracks are final.

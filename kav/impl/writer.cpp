@@ -81,14 +81,8 @@ std::uint32_t Writer::addTrack(TrackParameters parameters) {
        .gapCapacity = parameters.editCapacity,
        .hasSampleDependencies = parameters.hasSampleDependencies,
        .timeline = EditTimeline(parameters.timescale, movieTimescale, *trak.edts()->elst())});
-  samples_->addTrack();
   moov.mvhd()->setNextTrackId(number + 1);
-
-  // Of the moov box only what is new or has changed is written: thousands of tracks would otherwise
-  // write each other again and again.
-  trak.write();
-  moov.mvhd()->write();
-  moov.patchSize();
+  samples_->addTrack();
   movie_->nextBox = moov.start() + moov.getCurrentSize();
   return number;
 }

@@ -122,6 +122,57 @@ TEST(Writer, LeavesAReadableMovieBehindEveryTrack) {
   }
 }
 
+TEST(Writer, WritesTheMovieBoxOfAFragmentedMovieAgainWithEveryTrack) {
+  const WrittenMovie descriptions;
+  const MemoryStreamPtr memory = MemoryStream::create();
+  Writer writer(memory, movieOf(600), FragmentParameters{.duration = 1234});
+  for (std::uint32_t track = 1; track <= 3; ++track) {
+    writer.addTrack(trackOf(1000 + track, 10, track));
+    const OpenedMovie written(memory->bytes());
+    const MoovBox& movie = *written.track().root->movie();
+    EXPECT_EQ(movie.start(), 28u);
+    EXPECT_EQ(movie.end(), memory->bytes().size());
+    EXPECT_EQ(movie.mvhd()->record().nextTrackId, track + 1);
+    EXPECT_EQ(movie.mvex()->mehd()->record().fragmentDuration, 1234u);
+    ASSERT_EQ(written.reader.tracks().size(), track);
+    for (std::uint32_t id = 1; id <= track; ++id) {
+      EXPECT_NE(movie.mvex()->lookUpTrex(id), nullptr);
+      EXPECT_EQ(written.track(id).info.trackId, id);
+      EXPECT_EQ(written.track(id).info.mediaTimescale, 1000 + id);
+      EXPECT_EQ(written.track(id).stsd->entryCount(), id < track ? 1u : 0u);
+    }
+    writer.addSampleDescription(track, *descriptions.source.track().stsd->descriptor(1));
+  }
+}
+
+// Not every one of many tracks moves all others, and none of them is lost over it.
+TEST(Writer, KeepsTheMovieBoxOfFragmentsWholeOverManyTracks) {
+  const MemoryStreamPtr memory = MemoryStream::create();
+  Writer writer(memory, movieOf(600), FragmentParameters{});
+  for (std::uint32_t track = 1; track <= 70; ++track) {
+    writer.addTrack(trackOf(1000 + track));
+    const OpenedMovie written(memory->bytes());
+    const MoovBox& movie = *written.track().root->movie();
+    EXPECT_EQ(movie.end(), memory->bytes().size());
+    EXPECT_EQ(movie.mvhd()->record().nextTrackId, track + 1);
+    ASSERT_EQ(written.reader.tracks().size(), track);
+    for (std::uint32_t id = 1; id <= track; ++id) {
+      EXPECT_NE(movie.mvex()->lookUpTrex(id), nullptr);
+      EXPECT_EQ(written.track(id).info.mediaTimescale, 1000 + id);
+    }
+  }
+  const Bytes sample = text("sample");
+  writer.addSample({70, 1, 0, 0, 1, sample});
+  writer.finish();
+  const BoxWalk walk(memory->bytes());
+  EXPECT_EQ(walk.topLevelTypes(),
+            (std::vector<std::string>{"ftyp", "moov", "free", "moof", "mdat"}));
+  std::vector<std::string> expected(70, "trex");
+  expected.insert(expected.begin(), "mehd");
+  EXPECT_EQ(walk.childTypes("moov/mvex"), expected);
+  EXPECT_EQ(walk.track(70).sampleBytes(), (std::vector<Bytes>{sample}));
+}
+
 TEST(Writer, PutsSamplesIntoOneLargeMediaDataBoxBehindTheMovie) {
   WrittenMovie movie;
   movie.addTrack(trackOf(600));
