@@ -83,8 +83,18 @@ void FragmentWriter::addTrack() {
     movie_.tracks.back().trak->write();
     moov.patchSize();
   }
-  moov.mvex()->coverRoom();
+  coverRoomForDefaults();
   movie_.stream.setSize(moov.start() + moov.getCurrentSize());
+}
+
+void FragmentWriter::coverRoomForDefaults() {
+  const MvexBox& extends = *movie_.moov.mvex();
+  const std::uint64_t filled = extends.filledSize();
+  const std::uint64_t room = extends.getCurrentSize() - filled;
+  if (room == 0) return;
+  SkipBox cover(room, movie_.stream, SkipBox::Fill::hole, fourCc("free"));
+  cover.place(extends.start() + filled);
+  cover.write();
 }
 
 FragmentWriter::Waiting& FragmentWriter::waitingOf(const TrackDraft& track) {

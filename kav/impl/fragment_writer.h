@@ -91,6 +91,7 @@ class FragmentWriter final : public SampleSink {
   };
 
   Waiting& waitingOf(const TrackDraft& track);
+  void coverRoomForDefaults();
   void openHead();
   void writeMovieBox();
   bool endsFragment(const TrackDraft& track, const SampleToWrite& sample,

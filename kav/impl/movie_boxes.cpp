@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "kav/impl/file_boxes.h"
 #include "kav/impl/track_boxes.h"
 
 namespace norvik::kav::impl {
@@ -101,16 +100,6 @@ std::uint64_t MvexBox::filledSize() const {
   if (children().empty()) return getSize();
   const Box& last = *children().back();
   return last.start() + last.getCurrentSize() - start();
-}
-
-// The room is a multiple of what the defaults of a track take, and so fits a box.
-void MvexBox::coverRoom() {
-  const std::uint64_t filled = filledSize();
-  const std::uint64_t room = getCurrentSize() - filled;
-  if (room == 0) return;
-  SkipBox cover(room, stream(), SkipBox::Fill::hole, fourCc("free"));
-  cover.place(start() + filled);
-  cover.write();
 }
 
 void MvexBox::readChildren(RootBox& root, bool check) {

@@ -152,8 +152,9 @@ class MvexBox final : public Box {
   // so that not every track moves all others.
   void addDefaults(std::uint32_t trackId);
 
-  // Covers the room that is left with a free box in the file.
-  void coverRoom();
+  // The length up to the end of the last child. The room from there on is the caller's to cover; it
+  // is a multiple of what the defaults of a track take, and so fits a box.
+  std::uint64_t filledSize() const;
 
   // The first trex of a track, once the children are read; throws noTrackDefaults without one.
   TrexBox& findTrex(std::uint32_t trackId) const;
