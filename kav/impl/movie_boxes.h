@@ -164,7 +164,6 @@ class MvexBox final : public Box {
 
  private:
   void indexTrex(Box& child);
-  std::uint64_t filledSize() const;
 
   MehdBox* mehd_ = nullptr;
   // A movie may have thousands of tracks, and each of its fragments asks for the defaults of each.
