@@ -49,18 +49,17 @@ std::size_t WriteWindows::firstBehind(std::uint64_t position) const {
 }
 
 void WriteWindows::write(FileHandle file, std::uint64_t position, ByteRun run) {
-  const bool isSmall = run.size < kWrittenThrough;
-  if (isSmall && continueHinted(position, run)) return;
-  writeAnywhere(file, position, run);
+  if (!continueHinted(position, run)) writeAnywhere(file, position, run);
 }
 
-// Appends to the window that the place continues, if the hint still leads to it and nothing has to
-// go to the file for it.
+// Appends a small run to the window that the place continues, if the hint still leads to it and
+// nothing has to go to the file for it.
 bool WriteWindows::continueHinted(std::uint64_t position, ByteRun run) {
   const std::size_t index = hints_[hintOf(position)];
   if (index >= windows_.size()) return false;
   Window& window = windows_[index];
-  if (window.end() != position || run.size > window.room()) return false;
+  if (window.end() != position || run.size >= kWrittenThrough) return false;
+  if (run.size > window.room()) return false;
   if (index + 1 < windows_.size() && windows_[index + 1].start < position + run.size) return false;
   window.lastUse = ++clock_;
   window.append(run);
