@@ -9,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 seconds=${1:?usage: scripts/fuzz.sh SECONDS [TARGET...]}
 shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(conversion reader caption xml avcc)
+[ ${#targets[@]} -gt 0 ] || targets=(conversion reader caption xml avcc sei)
 
 build=build/fuzz
 programs=$build/tests/fuzz

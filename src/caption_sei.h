@@ -37,14 +37,4 @@ void attachCaptionSample(SortedGroup& sortedGroup, std::unique_ptr<CaptionSample
 void insertCaptionSei(SampleBytes& videoSampleBytes, PendingSample& videoSampleRecord,
                       std::span<const std::uint8_t> captionBytes);
 
-// Escapes what could be taken for a start code. Three bytes that end in 0x03 are let through.
-void applyEmulationPrevention(std::vector<std::uint8_t>& buffer);
-
-// Inserts the number of bytes behind a position at that position, in the form of an SEI payload
-// size. Returns the number of bytes that it took.
-std::size_t appendSeiPayloadSize(std::vector<std::uint8_t>& buffer, std::size_t position);
-
-// Inserts the length of the buffer in front of it. What does not fit into lengthSize bytes is lost.
-void prependNalLength(std::vector<std::uint8_t>& buffer, std::uint8_t lengthSize);
-
 }  // namespace quarrypack

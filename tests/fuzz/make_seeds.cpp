@@ -1,6 +1,7 @@
 // Writes the inputs that fuzzing starts from: one small file for each thing that the targets know.
 //
-//     make_seeds FOLDER      fills FOLDER/movies, FOLDER/captions, FOLDER/avcc and FOLDER/xml
+//     make_seeds FOLDER      fills FOLDER/movies, FOLDER/captions, FOLDER/sei, FOLDER/avcc and
+//                            FOLDER/xml
 
 #include <exception>
 #include <filesystem>
@@ -130,6 +131,31 @@ void addCaptions(const Seeds& seeds) {
   seed("cut_off", 4, Bytes{0, 0, 0}, {cdat(captionPairs(4))});
 }
 
+void addPictures(const Seeds& seeds) {
+  constexpr std::uint8_t kHevc = 4;
+  const Bytes captions = hex("0411 b50031 47413934 03 c2ff fc9420 fd1525 ff");
+  const Bytes others = hex("0501aa ff0103000003");
+  const auto seed = [&](const std::string& name, std::uint8_t codec, unsigned lengthSize,
+                        const std::vector<Bytes>& units, std::uint8_t outsideMemory = 0) {
+    const Bytes head{static_cast<std::uint8_t>(codec | (lengthSize - 1)), outsideMemory};
+    seeds.add(name, concat({head, accessUnit(units, lengthSize)}));
+  };
+  const auto sei = [](const Bytes& header, const std::vector<Bytes>& messages) {
+    return concat({header, concat(messages), hex("80")});
+  };
+  const Bytes slice = nal(kKeySlice, text("slice"));
+  seed("h264", 0, 4,
+       {accessUnitDelimiter(), sequenceParameters(), sei(hex("06"), {captions}), slice});
+  seed("h264_mixed", 0, 2, {sei(hex("06"), {others, captions, others}), slice});
+  seed("h264_leading", 0, 1, {sei(hex("06"), {hex("000180")}), slice}, 3);
+  seed("hevc", kHevc, 4, {hex("460150"), sei(hex("4e01"), {captions}), hex("2601aabb")});
+  seed("hevc_leading", kHevc, 3, {sei(hex("4e01"), {hex("8101aa")}), hex("2601aabb")});
+  seed("broken_sei", 0, 4, {hex("06ffffff"), hex("0604ff"), hex("06")});
+  seeds.add("avcC", concat({hex("0000 01 42c01e fd e1 0003 670102 01 0002 696a")}));
+  seeds.add("hvcC", hex("0000 01 01 60000000 900000000000 5d f000 fc fd f8 f8 1900 0f 00"));
+  seeds.add("atoms", concat({hex("0000"), cdat(captionPairs(5)), cdt2(captionPairs(4))}));
+}
+
 void addConfigurations(const Seeds& seeds) {
   seeds.add("whole", avcConfiguration());
   seeds.add("in_entry", avcEntry(2));
@@ -155,6 +181,7 @@ void addDocuments(const Seeds& seeds) {
 void makeSeeds(const fs::path& folder) {
   addMovies(Seeds(folder / "movies"));
   addCaptions(Seeds(folder / "captions"));
+  addPictures(Seeds(folder / "sei"));
   addConfigurations(Seeds(folder / "avcc"));
   addDocuments(Seeds(folder / "xml"));
 }
