@@ -67,9 +67,9 @@ FAMILY_CHILDREN = {
 
 # The sources that look upwards: a box does not know what its children are, so the tree is read with
 # the help of the factory and of the document. Their headers only name these classes.
-UPWARD_SOURCES = {("kav/impl/box.cpp", "root_box"), ("kav/impl/box_headers.cpp", "box_factory"),
-                  ("kav/impl/stbl_box.cpp", "root_box"),
-                  ("kav/impl/fragment_boxes.cpp", "root_box")}
+UPWARD_SOURCES = {("kav/impl/model/box.cpp", "root_box"), ("kav/impl/model/box_headers.cpp", "box_factory"),
+                  ("kav/impl/boxes/stbl_box.cpp", "root_box"),
+                  ("kav/impl/boxes/fragment_boxes.cpp", "root_box")}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
 
@@ -159,37 +159,37 @@ def self_test():
         ("tarn/stream_mode.h", "kaf/open_mode.h"),
         ("tarn/error_strings.cpp", "kav/error_code.h"),
         ("kaf/kav_stream.h", "kav/streams.h"),
-        ("kav/reader.cpp", "kav/impl/reader.h"),
-        ("kav/impl/record.h", "kav/error_code.h"),
-        ("kav/impl/record.h", "kav/impl/big_endian.h"),
-        ("kav/impl/box.cpp", "kav/impl/box.h"),
-        ("kav/impl/box.cpp", "kav/impl/root_box.h"),
-        ("kav/impl/movie_boxes.h", "kav/impl/track_boxes.h"),
-        ("kav/impl/box_factory.cpp", "kav/impl/fragment_boxes.h"),
-        ("kav/impl/doc_iterator.h", "kav/impl/presentation_iterator.h"),
-        ("kav/impl/writer.cpp", "kav/impl/root_box.h"),
+        ("kav/reader.cpp", "kav/impl/reading/reader.h"),
+        ("kav/impl/bytes/field_layout.h", "kav/error_code.h"),
+        ("kav/impl/bytes/field_layout.h", "kav/big_endian.h"),
+        ("kav/impl/model/box.cpp", "kav/impl/model/box.h"),
+        ("kav/impl/model/box.cpp", "kav/impl/tree/root_box.h"),
+        ("kav/impl/boxes/movie_boxes.h", "kav/impl/boxes/track_boxes.h"),
+        ("kav/impl/model/box_factory.cpp", "kav/impl/boxes/fragment_boxes.h"),
+        ("kav/impl/reading/doc_iterator.h", "kav/impl/reading/presentation_iterator.h"),
+        ("kav/impl/writing/writer.cpp", "kav/impl/tree/root_box.h"),
     ]
     forbidden = [
-        ("src/conversion_pass.cpp", "kav/impl/reader.h"),
+        ("src/conversion_pass.cpp", "kav/impl/reading/reader.h"),
         ("config/config_document.cpp", "kav/error_code.h"),
         ("config/config_document.h", "src/settings.h"),
         ("tarn/error_strings.h", "kav/streams.h"),
         ("tarn/stream_mode.cpp", "kaf/file_stream.h"),
         ("kaf/file_stream.cpp", "kav/reader.h"),
         ("kaf/kav_stream.cpp", "tarn/stream_mode.h"),
-        ("kaf/kav_stream.cpp", "kav/impl/box.h"),
-        ("kav/reader.h", "kav/impl/reader.h"),
+        ("kaf/kav_stream.cpp", "kav/impl/model/box.h"),
+        ("kav/reader.h", "kav/impl/reading/reader.h"),
         ("kav/reader.cpp", "kaf/file_stream.h"),
-        ("kav/impl/reader.cpp", "src/settings.h"),
-        ("kav/impl/stream_adapters.cpp", "kaf/kav_stream.h"),
-        ("kav/impl/box.h", "kav/impl/movie_boxes.h"),
-        ("kav/impl/box.h", "kav/impl/root_box.h"),
-        ("kav/impl/big_endian.h", "kav/impl/record.h"),
-        ("kav/impl/movie_boxes.cpp", "kav/impl/fragment_boxes.h"),
-        ("kav/impl/track_boxes.h", "kav/impl/movie_boxes.h"),
-        ("kav/impl/track_iterator.h", "kav/impl/doc_iterator.h"),
-        ("kav/impl/doc_iterator.h", "kav/impl/reader.h"),
-        ("kav/impl/nobody.h", "kav/impl/box.h"),
+        ("kav/impl/reading/reader.cpp", "src/settings.h"),
+        ("kav/impl/bytes/stream_adapters.cpp", "kaf/kav_stream.h"),
+        ("kav/impl/model/box.h", "kav/impl/boxes/movie_boxes.h"),
+        ("kav/impl/model/box.h", "kav/impl/tree/root_box.h"),
+        ("kav/big_endian.h", "kav/impl/bytes/field_layout.h"),
+        ("kav/impl/boxes/movie_boxes.cpp", "kav/impl/boxes/fragment_boxes.h"),
+        ("kav/impl/boxes/track_boxes.h", "kav/impl/boxes/movie_boxes.h"),
+        ("kav/impl/reading/track_iterator.h", "kav/impl/reading/doc_iterator.h"),
+        ("kav/impl/reading/doc_iterator.h", "kav/impl/reading/reader.h"),
+        ("kav/impl/nobody.h", "kav/impl/model/box.h"),
         ("src/main.cpp", "settings.h"),
     ]
     wrong = [f"refused, though allowed: {path} -> {header}: {judge(path, header)}"
@@ -200,7 +200,7 @@ def self_test():
     with tempfile.TemporaryDirectory() as folder:
         root = pathlib.Path(folder)
         (root / "kav" / "impl").mkdir(parents=True)
-        (root / "kav/impl/box.cpp").write_text('#include "kav/impl/box.h"\n  # include "src/x.h"\n')
+        (root / "kav/impl/model/box.cpp").write_text('#include "kav/impl/model/box.h"\n  # include "src/x.h"\n')
         lines, complaints = check_tree(root)
         if lines != 2 or len(complaints) != 1 or "box.cpp:2" not in complaints[0]:
             wrong.append(f"the walk over a folder saw {lines} lines and said {complaints}")
