@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace norvik::kav::impl {
+namespace norvik::kav {
 
 // Every number in a file of this format is big-endian. The callers own the range checks.
 
@@ -40,4 +40,4 @@ constexpr void storeU64(std::uint8_t* bytes, std::uint64_t value) {
   storeBigEndian<8>(bytes, value);
 }
 
-}  // namespace norvik::kav::impl
+}  // namespace norvik::kav

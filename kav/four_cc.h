@@ -2,15 +2,16 @@
 
 #include <cstdint>
 
-namespace norvik::kav::impl {
+namespace norvik::kav {
 
-// A four-character code as the number that stands in a file: first character in the highest byte.
+// A four-character code as the number that a file holds: first character in the highest byte.
 using FourCc = std::uint32_t;
 
+// The code of four characters, for example fourCc("moov").
 consteval FourCc fourCc(const char (&text)[5]) {
   FourCc code = 0;
   for (int i = 0; i < 4; ++i) code = code << 8 | static_cast<unsigned char>(text[i]);
   return code;
 }
 
-}  // namespace norvik::kav::impl
+}  // namespace norvik::kav

@@ -9,10 +9,10 @@
 #include <string_view>
 #include <utility>
 
-#include "kav/exception.h"
 #include "kav/big_endian.h"
-#include "kav/impl/model/box_headers.h"
+#include "kav/exception.h"
 #include "kav/impl/bytes/field_layout.h"
+#include "kav/impl/model/box_headers.h"
 
 namespace norvik::kav::impl {
 namespace {

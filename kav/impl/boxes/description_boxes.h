@@ -6,9 +6,9 @@
 #include <span>
 #include <vector>
 
-#include "kav/impl/model/box.h"
 #include "kav/four_cc.h"
 #include "kav/impl/boxes/variable_size_box.h"
+#include "kav/impl/model/box.h"
 #include "kav/sample_desc_info.h"
 
 // moov

@@ -5,9 +5,8 @@
 #include <bit>
 #include <limits>
 
-#include "kav/exception.h"
 #include "kav/big_endian.h"
-#include "kav/impl/tree/root_box.h"
+#include "kav/exception.h"
 #include "kav/impl/boxes/table_boxes.h"
 
 namespace norvik::kav::impl {
@@ -250,7 +249,7 @@ void TrafBox::readDependencies(RootBox& root, bool check) {
   for (const TrunBox* run : runs_) samples += run->sampleCount();
   if (samples > sdtp_->end() - sdtp_->contentStart()) return;
   sdtp_->setSampleCount(static_cast<std::uint32_t>(samples));
-  root.readBody(*sdtp_, check);
+  sdtp_->readBody(root, check);
 }
 
 std::span<const std::uint8_t> TrafBox::dependencies() const {

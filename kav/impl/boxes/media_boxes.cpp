@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "kav/exception.h"
 #include "kav/big_endian.h"
+#include "kav/exception.h"
 #include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 

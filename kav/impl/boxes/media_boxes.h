@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "kav/impl/model/record_box.h"
 #include "kav/impl/model/build_parameters.h"
+#include "kav/impl/model/record_box.h"
 
 // The media of a track, down to its sample table:
 //

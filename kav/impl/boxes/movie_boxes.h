@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "kav/impl/model/record_box.h"
 #include "kav/impl/model/build_parameters.h"
+#include "kav/impl/model/record_box.h"
 
 // The boxes that describe a movie as a whole:
 //

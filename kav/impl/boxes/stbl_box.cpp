@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/tree/root_box.h"
 #include "kav/impl/boxes/description_boxes.h"
 
 namespace norvik::kav::impl {
@@ -68,12 +67,12 @@ const IChunkOffsetBox* StblBox::chunkOffsets() const {
 
 void StblBox::readChildren(RootBox& root, bool check) {
   for (const BoxPtr& child : children()) {
-    if (child->type() != fourCc("sdtp")) root.readBody(*child, check);
+    if (child->type() != fourCc("sdtp")) child->readBody(root, check);
   }
   // Its length is known by the other tables only, which may stand behind it.
   if (sdtp_ == nullptr || stsz_ == nullptr) return;
   sdtp_->setSampleCount(stsz_->sampleCount());
-  root.readBody(*sdtp_, check);
+  sdtp_->readBody(root, check);
 }
 
 void StblBox::addSample(const WrittenSample& sample) {

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <span>
 
-#include "kav/impl/model/box.h"
 #include "kav/impl/boxes/table_boxes.h"
+#include "kav/impl/model/box.h"
 #include "kav/impl/model/build_parameters.h"
 
 namespace norvik::kav::impl {

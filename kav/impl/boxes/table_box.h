@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "kav/exception.h"
-#include "kav/impl/model/box.h"
 #include "kav/impl/bytes/field_layout.h"
+#include "kav/impl/model/box.h"
 #include "kav/wrapping.h"
 
 namespace norvik::kav::impl {

@@ -5,9 +5,9 @@
 #include <span>
 #include <vector>
 
+#include "kav/impl/boxes/table_box.h"
 #include "kav/impl/tables/sample_cursors.h"
 #include "kav/impl/tables/sample_runs.h"
-#include "kav/impl/boxes/table_box.h"
 
 namespace norvik::kav::impl {
 

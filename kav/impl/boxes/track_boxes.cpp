@@ -3,8 +3,8 @@
 #include <array>
 #include <utility>
 
-#include "kav/exception.h"
 #include "kav/big_endian.h"
+#include "kav/exception.h"
 #include "kav/impl/boxes/media_boxes.h"
 #include "kav/rescale_time.h"
 

@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "kav/impl/model/record_box.h"
 #include "kav/impl/model/build_parameters.h"
+#include "kav/impl/model/record_box.h"
 
 // A track, down to its media and its edits:
 //

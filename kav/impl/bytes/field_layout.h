@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <span>
 
-#include "kav/date_time.h"
 #include "kav/big_endian.h"
+#include "kav/date_time.h"
 
 namespace norvik::kav::impl {
 

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "kav/exception.h"
 #include "kav/big_endian.h"
+#include "kav/exception.h"
 #include "kav/impl/bytes/field_layout.h"
-#include "kav/impl/tree/root_box.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -196,7 +195,16 @@ void Box::resetSize() {
 }
 
 void Box::readChildren(RootBox& root, bool check) {
-  for (const BoxPtr& child : children_) root.readBody(*child, check);
+  for (const BoxPtr& child : children_) child->readBody(root, check);
+}
+
+void Box::readBody(RootBox& root, bool check) {
+  if (check && !validate()) throw Exception(ErrorCode::childRuleBroken);
+  stream_.seekTo(payloadStart());
+  readVersionAndFlags();
+  readContent();
+  readChildren(root, check);
+  stream_.seekTo(std::min(end_, stream_.size()));
 }
 
 std::uint64_t Box::bytesLeft() const {

@@ -127,6 +127,10 @@ class Box : public KavBase {
   // broken is refused with ErrorCode::childRuleBroken.
   virtual void readChildren(RootBox& root, bool check);
 
+  // Reads the body of this box, whose header is in the tree: rules, content, children. Leaves the
+  // stream at the end of the box, or of the data when that comes first.
+  void readBody(RootBox& root, bool check);
+
   FourCc type() const { return type_; }
   std::uint64_t start() const { return start_; }
   std::uint64_t end() const { return end_; }

@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
-#include "kav/exception.h"
 #include "kav/big_endian.h"
+#include "kav/exception.h"
 #include "kav/impl/model/box_factory.h"
 
 namespace norvik::kav::impl {

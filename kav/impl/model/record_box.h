@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/model/box.h"
 #include "kav/impl/bytes/field_layout.h"
+#include "kav/impl/model/box.h"
 
 namespace norvik::kav::impl {
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <utility>
 
-#include "kav/impl/reading/edit_segments.h"
 #include "kav/impl/boxes/fragment_boxes.h"
+#include "kav/impl/reading/edit_segments.h"
 #include "kav/impl/reading/media_iter_creator.h"
 #include "kav/impl/reading/presentation_iterator.h"
 #include "kav/rescale_time.h"

@@ -5,12 +5,12 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/tree/fragment_layout.h"
-#include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/description_boxes.h"
-#include "kav/impl/boxes/table_boxes.h"
+#include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
+#include "kav/impl/boxes/table_boxes.h"
 #include "kav/impl/reading/track_iterator.h"
+#include "kav/impl/tree/fragment_layout.h"
 
 namespace norvik::kav::impl {
 namespace {

@@ -1,8 +1,14 @@
 #pragma once
 
-#include "kav/impl/reading/sample_iterator.h"
 #include "kav/impl/boxes/description_boxes.h"
-#include "kav/reader.h"
+#include "kav/impl/reading/sample_iterator.h"
+
+namespace norvik::kav {
+
+struct NorvikKavSample;
+struct NorvikKavSampleDescription;
+
+}  // namespace norvik::kav
 
 namespace norvik::kav::impl {
 

@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "kav/exception.h"
+#include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/file_boxes.h"
 #include "kav/impl/boxes/media_boxes.h"
 #include "kav/impl/boxes/movie_boxes.h"
-#include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
-#include "kav/reader.h"
 #include "kav/rescale_time.h"
+#include "kav/sample_info.h"
 
 namespace norvik::kav::impl {
 namespace {

@@ -8,10 +8,10 @@
 #include <span>
 #include <vector>
 
-#include "kav/impl/reading/doc_iterator.h"
-#include "kav/impl/tree/kav_document.h"
 #include "kav/impl/bytes/sample_read_cache.h"
+#include "kav/impl/reading/doc_iterator.h"
 #include "kav/impl/reading/track_record.h"
+#include "kav/impl/tree/kav_document.h"
 
 namespace norvik::kav::impl {
 

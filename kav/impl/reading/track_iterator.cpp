@@ -6,8 +6,8 @@
 
 #include "kav/exception.h"
 #include "kav/impl/boxes/description_boxes.h"
-#include "kav/impl/boxes/table_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
+#include "kav/impl/boxes/table_boxes.h"
 #include "kav/rescale_time.h"
 #include "kav/wrapping.h"
 

@@ -7,8 +7,8 @@
 
 #include "kav/impl/reading/edit_segments.h"
 #include "kav/impl/reading/sample_iterator.h"
-#include "kav/impl/tables/sample_cursors.h"
 #include "kav/impl/reading/track_record.h"
+#include "kav/impl/tables/sample_cursors.h"
 
 namespace norvik::kav::impl {
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "kav/impl/boxes/movie_boxes.h"
-#include "kav/impl/boxes/table_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
+#include "kav/impl/boxes/table_boxes.h"
 
 namespace norvik::kav::impl {
 

@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "kav/four_cc.h"
-#include "kav/impl/tree/root_box.h"
-#include "kav/impl/reading/sample_iterator.h"
 #include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/reading/sample_iterator.h"
+#include "kav/impl/tree/root_box.h"
 #include "kav/track_info.h"
 
 namespace norvik::kav::impl {

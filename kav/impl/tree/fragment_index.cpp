@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <limits>
 
-#include "kav/impl/tree/fragment_layout.h"
 #include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/tree/fragment_layout.h"
 
 namespace norvik::kav::impl {
 namespace {

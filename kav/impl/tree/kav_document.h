@@ -2,8 +2,8 @@
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 
-#include "kav/impl/tree/root_box.h"
 #include "kav/impl/bytes/stream_adapters.h"
+#include "kav/impl/tree/root_box.h"
 
 namespace norvik::kav::impl {
 

@@ -7,12 +7,13 @@
 #include "kav/impl/boxes/file_boxes.h"
 #include "kav/impl/boxes/fragment_boxes.h"
 #include "kav/impl/boxes/movie_boxes.h"
+#include "kav/impl/tree/known_boxes.h"
 
 namespace norvik::kav::impl {
 
 RootBox::RootBox(NorvikKavStream& stream, BoxFactory* factory, BoxAllocator* allocator)
     : Box(fourCc("root"), stream),
-      factory_(factory != nullptr ? *factory : BoxFactory::defaultFactory()),
+      factory_(factory != nullptr ? *factory : knownBoxes()),
       childAllocator_(allocator) {
   setSizes(0);
 }
@@ -34,15 +35,6 @@ void RootBox::addChild(BoxPtr child) {
 // Media data may claim an end that no stream can reach.
 void RootBox::seekToEnd(std::uint64_t end) { stream().seekTo(std::min(end, stream().size())); }
 
-void RootBox::readBody(Box& box, bool check) {
-  if (check && !box.validate()) throw Exception(ErrorCode::childRuleBroken);
-  stream().seekTo(box.payloadStart());
-  box.readVersionAndFlags();
-  box.readContent();
-  box.readChildren(*this, check);
-  seekToEnd(box.end());
-}
-
 void RootBox::fetchMovie(const Box& fragment) {
   const std::uint64_t position = stream().tell();
   stream().seekTo(fragment.end());
@@ -52,7 +44,7 @@ void RootBox::fetchMovie(const Box& fragment) {
   auto* movie = box == nullptr ? nullptr : childAs<MoovBox>(*box);
   if (movie == nullptr) throw Exception(ErrorCode::noMovie);
   readChildHeaders(readContext(), *movie);
-  readBody(*movie, true);
+  movie->readBody(*this, true);
   waitingMovie_ = std::move(box);
   movie_ = movie;
   stream().seekTo(position);
@@ -75,7 +67,7 @@ Box* RootBox::readNextBox() {
   // A fragment makes no sense without its movie, so the movie's absence is reported first.
   if (box->type() == fourCc("moof") && movie_ == nullptr) fetchMovie(*box);
   readChildHeaders(readContext(), *box);
-  readBody(*box, true);
+  box->readBody(*this, true);
   addChild(std::move(box));
   return children().back().get();
 }

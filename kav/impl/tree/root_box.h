@@ -63,9 +63,6 @@ class RootBox final : public Box {
   // The number of top-level boxes read so far.
   std::size_t loadedCount() const { return children().size(); }
 
-  // Reads the body of a box whose header is in the tree: rules, content, children.
-  void readBody(Box& box, bool check);
-
  private:
   void seekToEnd(std::uint64_t end);
   void fetchMovie(const Box& fragment);

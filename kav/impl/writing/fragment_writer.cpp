@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/boxes/file_boxes.h"
 #include "kav/impl/boxes/description_boxes.h"
-#include "kav/impl/boxes/table_boxes.h"
+#include "kav/impl/boxes/file_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/table_box.h"
+#include "kav/impl/boxes/table_boxes.h"
 #include "kav/sample_info.h"
 #include "kav/wrapping.h"
 

@@ -1,11 +1,11 @@
 #include "kav/impl/writing/media_data_writer.h"
 
-#include "kav/impl/boxes/file_boxes.h"
-#include "kav/impl/writing/movie_packing.h"
-#include "kav/impl/tree/root_box.h"
 #include "kav/impl/boxes/description_boxes.h"
+#include "kav/impl/boxes/file_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/tree/root_box.h"
+#include "kav/impl/writing/movie_packing.h"
 
 namespace norvik::kav::impl {
 

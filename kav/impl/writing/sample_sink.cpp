@@ -3,8 +3,8 @@
 #include <array>
 #include <limits>
 
-#include "kav/exception.h"
 #include "kav/big_endian.h"
+#include "kav/exception.h"
 
 namespace norvik::kav::impl {
 namespace {

@@ -4,10 +4,10 @@
 #include <span>
 #include <vector>
 
-#include "kav/impl/writing/edit_timeline.h"
 #include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/bytes/stream_adapters.h"
 #include "kav/impl/model/build_parameters.h"
+#include "kav/impl/writing/edit_timeline.h"
 
 namespace norvik::kav::impl {
 

@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "kav/exception.h"
+#include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/file_boxes.h"
 #include "kav/impl/boxes/media_boxes.h"
-#include "kav/impl/writing/media_data_writer.h"
 #include "kav/impl/boxes/movie_boxes.h"
-#include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/writing/media_data_writer.h"
 #include "kav/sample_info.h"
 
 namespace norvik::kav::impl {

@@ -7,11 +7,11 @@
 #include <span>
 #include <vector>
 
-#include "kav/impl/writing/fragment_writer.h"
-#include "kav/impl/tree/root_box.h"
-#include "kav/impl/writing/sample_sink.h"
 #include "kav/impl/bytes/stream_adapters.h"
 #include "kav/impl/model/build_parameters.h"
+#include "kav/impl/tree/root_box.h"
+#include "kav/impl/writing/fragment_writer.h"
+#include "kav/impl/writing/sample_sink.h"
 #include "kav/kav_base.h"
 
 namespace norvik::kav::impl {

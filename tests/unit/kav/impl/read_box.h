@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "kav/exception.h"
+#include "kav/impl/bytes/stream_adapters.h"
 #include "kav/impl/model/box.h"
 #include "kav/impl/model/box_headers.h"
-#include "kav/impl/bytes/stream_adapters.h"
 #include "tests/support/bytes.h"
 #include "tests/support/memory_stream.h"
 

@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 #include "kav/exception.h"
-#include "kav/impl/tree/root_box.h"
 #include "kav/impl/bytes/stream_adapters.h"
+#include "kav/impl/tree/root_box.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/bytes.h"
 #include "tests/support/code_of.h"

@@ -1,4 +1,5 @@
 #include "kav/impl/boxes/fragment_boxes.h"
+#include "kav/impl/tree/known_boxes.h"
 
 #include <gtest/gtest.h>
 
@@ -38,10 +39,10 @@ struct FragmentFile : TestFile {
 
   MoofBox& readFragment() {
     stream.seekTo(0);
-    BoxFactory& factory = BoxFactory::defaultFactory();
+    BoxFactory& factory = knownBoxes();
     box = factory.createBox(stream, *readBoxHeader(stream, nullptr), nullptr);
     readChildHeaders({stream, factory}, *box);
-    root.readBody(*box, true);
+    box->readBody(root, true);
     return dynamic_cast<MoofBox&>(*box);
   }
 

@@ -1,4 +1,5 @@
 #include "kav/impl/boxes/random_access_boxes.h"
+#include "kav/impl/tree/known_boxes.h"
 
 #include <gtest/gtest.h>
 
@@ -55,7 +56,7 @@ TEST(MfraBox, NeedsExactlyOneEnd) {
     RootBox root(file.stream);
     MfraBox box(file.stream);
     for (int i = 0; i < ends; ++i) addNewChild<MfroBox>(box, file.stream);
-    EXPECT_EQ(failureOf([&] { root.readBody(box, true); }), 14u) << ends;
+    EXPECT_EQ(failureOf([&] { box.readBody(root, true); }), 14u) << ends;
   }
 }
 
@@ -167,8 +168,7 @@ TEST(AfraBox, UpdatesItsCountAndEntriesOnly) {
 
 TEST(AfraBox, IsKnownToTheFactoryAndPassedOver) {
   TestFile file(fullBox("afra", 0, 0, u8(0xC0), u32(600), u32(1), u64(1), u64(2)));
-  BoxPtr box = BoxFactory::defaultFactory().createBox(
-      file.stream, *readBoxHeader(file.stream, nullptr), nullptr);
+  BoxPtr box = knownBoxes().createBox(file.stream, *readBoxHeader(file.stream, nullptr), nullptr);
   auto* afra = childAs<AfraBox>(*box);
   ASSERT_NE(afra, nullptr);
   afra->readContent();
@@ -179,8 +179,7 @@ TEST(AfraBox, IsKnownToTheFactoryAndPassedOver) {
 TEST(BoxFactory, MakesPlainBoxesOfTheRandomAccessBoxes) {
   for (const std::string_view type : {"mfra", "tfra", "mfro"}) {
     TestFile file(fullBox(type, 0, 0, u32(0)));
-    BoxPtr box = BoxFactory::defaultFactory().createBox(
-        file.stream, *readBoxHeader(file.stream, nullptr), nullptr);
+    BoxPtr box = knownBoxes().createBox(file.stream, *readBoxHeader(file.stream, nullptr), nullptr);
     EXPECT_EQ(typeid(*box), typeid(Box)) << type;
   }
 }

@@ -1,8 +1,9 @@
 #include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/tree/known_boxes.h"
 
-#include "kav/impl/model/box_headers.h"
 #include "kav/impl/boxes/media_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
+#include "kav/impl/model/box_headers.h"
 #include "tests/unit/kav/impl/box_test_tools.h"
 
 namespace norvik::kav::impl {
@@ -270,8 +271,8 @@ TEST(TrakBox, WithoutAWayToASampleTableHasNone) {
     file.stream.computeSize();
     file.stream.seekTo(0);
     auto header = readBoxHeader(file.stream, nullptr);
-    BoxPtr track = BoxFactory::defaultFactory().createBox(file.stream, *header, nullptr);
-    readChildHeaders({file.stream, BoxFactory::defaultFactory()}, *track);
+    BoxPtr track = knownBoxes().createBox(file.stream, *header, nullptr);
+    readChildHeaders({file.stream, knownBoxes()}, *track);
     return track;
   };
   for (const Bytes& bytes :

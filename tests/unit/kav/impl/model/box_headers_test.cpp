@@ -1,15 +1,16 @@
 #include "kav/impl/model/box_headers.h"
+#include "kav/impl/tree/known_boxes.h"
 
 #include <optional>
 
-#include "kav/impl/model/box_factory.h"
+#include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/file_boxes.h"
 #include "kav/impl/boxes/media_boxes.h"
 #include "kav/impl/boxes/movie_boxes.h"
-#include "kav/impl/boxes/description_boxes.h"
-#include "kav/impl/boxes/table_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
+#include "kav/impl/boxes/table_boxes.h"
 #include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/model/box_factory.h"
 #include "tests/unit/kav/impl/box_test_tools.h"
 
 namespace norvik::kav::impl {
@@ -305,7 +306,7 @@ TEST(BoxFactory, MakesTheClassOfEveryType) {
     Document file(box(c.type, zeros(40)));
     auto header = readBoxHeader(file.stream, nullptr);
     ASSERT_TRUE(header);
-    const BoxPtr made = BoxFactory::defaultFactory().createBox(file.stream, *header, nullptr);
+    const BoxPtr made = knownBoxes().createBox(file.stream, *header, nullptr);
     EXPECT_TRUE(c.isRight(*made)) << c.type;
   }
 }

@@ -1,4 +1,5 @@
 #include "kav/impl/model/box.h"
+#include "kav/impl/tree/known_boxes.h"
 
 #include <cstdlib>
 #include <utility>
@@ -42,9 +43,9 @@ class ReservedBox final : public Box {
 BoxPtr treeAt(Document& file, std::uint64_t position) {
   file.stream.seekTo(position);
   auto header = readBoxHeader(file.stream, nullptr);
-  BoxPtr made = BoxFactory::defaultFactory().createBox(file.stream, std::move(*header), nullptr);
-  readChildHeaders({file.stream, BoxFactory::defaultFactory()}, *made);
-  file.root.readBody(*made, false);
+  BoxPtr made = knownBoxes().createBox(file.stream, std::move(*header), nullptr);
+  readChildHeaders({file.stream, knownBoxes()}, *made);
+  made->readBody(file.root, false);
   return made;
 }
 

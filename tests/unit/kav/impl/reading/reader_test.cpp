@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/file_boxes.h"
 #include "kav/impl/boxes/movie_boxes.h"
-#include "kav/impl/boxes/description_boxes.h"
 #include "tests/unit/kav/impl/opened_movie.h"
 
 namespace norvik::kav::impl {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "kav/impl/model/box_headers.h"
 #include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
+#include "kav/impl/model/box_headers.h"
 #include "tests/unit/kav/impl/opened_movie.h"
 
 namespace norvik::kav::impl {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "kav/impl/model/box_iterators.h"
 #include "kav/impl/boxes/fragment_boxes.h"
+#include "kav/impl/model/box_iterators.h"
 #include "kav/impl/tree/root_box.h"
 #include "tests/unit/kav/impl/fragment_fixtures.h"
 

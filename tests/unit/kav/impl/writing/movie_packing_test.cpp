@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/description_boxes.h"
+#include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/track_boxes.h"
 #include "tests/support/box_walk.h"
