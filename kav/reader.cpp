@@ -9,10 +9,10 @@
 
 #include "kav/error_code.h"
 #include "kav/exception.h"
-#include "kav/impl/handles.h"
-#include "kav/impl/movie_boxes.h"
-#include "kav/impl/reader.h"
-#include "kav/impl/track_boxes.h"
+#include "kav/impl/boxes/movie_boxes.h"
+#include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/reading/handles.h"
+#include "kav/impl/reading/reader.h"
 
 namespace norvik::kav {
 

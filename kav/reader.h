@@ -130,10 +130,6 @@ std::uint32_t getAudioSampleDescriptionInfo(const NorvikKavSampleDescription* de
 std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description,
                                    std::uint8_t* buffer) noexcept;
 
-// What a sample costs at the least, in bytes: however few it has, the tables of a copy grow with
-// it.
-inline constexpr std::uint32_t kSmallestSampleCost = 16;
-
 // Makes a description that was not read, for a movie to be written. info is the first part of the
 // record of its handler, which structSize tells the length of; header holds info->headerLength
 // bytes. Fails with unsupportedTrackType (15) for a record of another length than its handler's. It

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/handles.h"
-#include "kav/impl/writer.h"
+#include "kav/impl/reading/handles.h"
+#include "kav/impl/writing/writer.h"
 
 namespace norvik::kav {
 namespace {

@@ -6,15 +6,15 @@
 #include <vector>
 
 #include "kav/exception.h"
-#include "kav/impl/box_headers.h"
-#include "kav/impl/box_iterators.h"
-#include "kav/impl/doc_iterator.h"
-#include "kav/impl/fragment_boxes.h"
-#include "kav/impl/kav_document.h"
-#include "kav/impl/movie_boxes.h"
-#include "kav/impl/random_access_boxes.h"
-#include "kav/impl/reader.h"
-#include "kav/impl/track_iterator.h"
+#include "kav/impl/boxes/fragment_boxes.h"
+#include "kav/impl/boxes/movie_boxes.h"
+#include "kav/impl/boxes/random_access_boxes.h"
+#include "kav/impl/model/box_headers.h"
+#include "kav/impl/model/box_iterators.h"
+#include "kav/impl/reading/doc_iterator.h"
+#include "kav/impl/reading/reader.h"
+#include "kav/impl/reading/track_iterator.h"
+#include "kav/impl/tree/kav_document.h"
 #include "kav/reader.h"
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/support/memory_stream.h"
@@ -162,7 +162,7 @@ void readRandomAccess(impl::NorvikKavStream& stream, impl::RootBox& root, const 
     position = header->end;
     if (header->type != impl::fourCc("tfra")) continue;
     impl::TfraBox table(std::move(*header), stream);
-    root.readBody(table, true);
+    table.readBody(root, true);
   }
 }
 

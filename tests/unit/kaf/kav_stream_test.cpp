@@ -2,7 +2,7 @@
 
 #include "kaf/open_mode.h"
 #include "kav/exception.h"
-#include "kav/impl/stream_adapters.h"
+#include "kav/impl/bytes/stream_adapters.h"
 #include "tests/support/run_program.h"
 #include "tests/unit/kaf/ordinary_user.h"
 #include "tests/unit/kaf/system_calls.h"
