@@ -16,14 +16,16 @@ ROOMS = {
     "src/": ["config/", "tarn/", "kaf/", "kav/"],
     "config/": [],
     "captions/": [],
+    "captions/formats/": ["captions/"],
     "tarn/": ["kaf/open_mode.h", "kav/error_code.h"],
     "kaf/": ["kav/streams.h", "kav/exception.h", "kav/error_code.h", "kav/problem_handler.h"],
     "kav/": [],
     "kav/impl/": ["kav/"],
 }
 
-# The facades are the only files of the public room that know the implementation.
-FACADE_EXTRA = {"kav/": ["kav/impl/"]}
+# The facades are the only files of the public room that know the implementation; the table of formats
+# is the only caption file that knows each of them.
+FACADE_EXTRA = {"kav/": ["kav/impl/"], "captions/": ["captions/formats/"]}
 
 # The levels of kav/impl from the bottom. A file may include files of its own level only where the
 # table says so, and any file of a lower level.
@@ -158,6 +160,8 @@ def self_test():
         ("src/conversion_pass.cpp", "kaf/kav_stream.h"),
         ("config/config_document.cpp", "config/config_document.h"),
         ("captions/decoder608.cpp", "captions/channel608.h"),
+        ("captions/formats.cpp", "captions/formats/scc.h"),
+        ("captions/formats/scc.h", "captions/timecode.h"),
         ("tarn/stream_mode.h", "kaf/open_mode.h"),
         ("tarn/error_strings.cpp", "kav/error_code.h"),
         ("kaf/kav_stream.h", "kav/streams.h"),
@@ -176,7 +180,8 @@ def self_test():
         ("config/config_document.cpp", "kav/error_code.h"),
         ("config/config_document.h", "src/settings.h"),
         ("captions/cue.h", "kav/four_cc.h"),
-        ("captions/cue.cpp", "config/config_node.h"),
+        ("captions/cue.h", "captions/formats/srt.h"),
+        ("captions/formats/srt.cpp", "config/config_node.h"),
         ("kav/reader.cpp", "captions/cue.h"),
         ("tarn/error_strings.h", "kav/streams.h"),
         ("tarn/stream_mode.cpp", "kaf/file_stream.h"),
