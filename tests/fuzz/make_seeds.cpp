@@ -1,7 +1,6 @@
 // Writes the inputs that fuzzing starts from: one small file for each thing that the targets know.
 //
-//     make_seeds FOLDER      fills FOLDER/movies, FOLDER/captions, FOLDER/sei, FOLDER/avcc and
-//                            FOLDER/xml
+//     make_seeds FOLDER      fills FOLDER/movies, captions, sei, avcc, xml, decoder608 and scc
 
 #include <exception>
 #include <filesystem>
@@ -178,12 +177,47 @@ void addDocuments(const Seeds& seeds) {
   seed("not_closed", "<a><b></a>");
 }
 
+// The words of an SCC file, each of them the pair of one frame.
+void addPairs(const Seeds& seeds) {
+  const auto seed = [&](const std::string& name, unsigned field, const std::string& words) {
+    Bytes bytes;
+    for (std::size_t i = 0; i + 4 <= words.size(); i += 5) {
+      const unsigned pair = static_cast<unsigned>(std::stoul(words.substr(i, 4), nullptr, 16));
+      append(bytes, concat({u8(4 << 1 | field), u16(pair)}));
+    }
+    seeds.add(name, bytes);
+  };
+  seed("pop_on", 0,
+       "9420 9420 9452 9452 97a2 97a2 c8e9 91ae 91ae 91b9 9232 9232 942f 942f 8080 942c");
+  seed("roll_up", 0, "9425 94ad 9470 61e9 94ad 13d0 62ea 9426 94ad 61e9 9425 94ad 94ad 94ad 942c");
+  seed("paint_on", 0, "9429 91d0 61e9 9429 9470 62ea 94a1 94a4 9429 9470 1020 97ae 9428 61e9 942c");
+  seed("second_channel", 0, "1c20 1c70 61e9 1c2f 9420 9470 62ea 942f 1cae 1c2c 942c");
+  seed("field_2", 1, "1520 15d0 61e9 0131 61e9 62ea 8f1d 1520 62ea 152f 9d29 9d70 61e9 152c 9d2c");
+  seed("text", 0, "942a 61e9 94ad 942b 62ea 9420 9470 61e9 942f");
+  seed("damaged", 0, "9420 9470 e161 6161 0000 94af 942f 9460 9060 0131 942c");
+}
+
+void addSccFiles(const Seeds& seeds) {
+  const auto seed = [&](const std::string& name, const std::string& lines) {
+    seeds.add(name + ".scc", text(std::string(1, '\3') + lines));
+  };
+  seed("usual",
+       "Scenarist_SCC V1.0\r\n\r\n00:00:01;00\t9420 9420 9470 9470 61e9 942f 942f\r\n\r\n"
+       "00:00:03;10\t942c 942c\r\n");
+  seed("odd",
+       "\xEF\xBB\xBFScenarist_SCC V1.0\n00:01:00;00 9420 1470 61E9 8080 "
+       "942f\n942c\n00:00:59:45\t942c x\n");
+  seed("no_times", "\t9420 9470\n\t6161 6161\n00:00:xx:00\t942f\n");
+}
+
 void makeSeeds(const fs::path& folder) {
   addMovies(Seeds(folder / "movies"));
   addCaptions(Seeds(folder / "captions"));
   addPictures(Seeds(folder / "sei"));
   addConfigurations(Seeds(folder / "avcc"));
   addDocuments(Seeds(folder / "xml"));
+  addPairs(Seeds(folder / "decoder608"));
+  addSccFiles(Seeds(folder / "scc"));
 }
 
 }  // namespace
