@@ -224,7 +224,7 @@ std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
 std::uint32_t getEditShift(NorvikKavReader* reader, std::uint32_t trackIndex,
                            std::uint64_t* ticks) noexcept {
   return guarded([&] {
-    require(ticks);
+    require(reader, ticks);
     *ticks = reader->reader.editShift(trackAt(reader, trackIndex));
   });
 }
