@@ -17,8 +17,8 @@ constexpr std::size_t kSizeField = 4;  // before the four-character code
   throw norvik::kav::Exception(norvik::kav::ErrorCode::avcConfigurationOverrun);
 }
 
-// Where the code of the box stands, or the size of the description if there is none. A code that
-// ends the description has no record, and one without room for a size in front of it is no box.
+// Where the code of the box lies, or the size of the description if there is none. A code that ends
+// the description has no record, and one without room for a size before it is no box.
 std::size_t findAvcC(std::span<const std::uint8_t> description) {
   for (std::size_t i = kSizeField; i + kAvcC.size() < description.size(); ++i) {
     if (std::equal(kAvcC.begin(), kAvcC.end(),

@@ -69,14 +69,14 @@ struct InsertionPoint {
   bool holdsFromNowOn() const { return nextSearch.position == position; }
 };
 
-// Walks the NAL units of a sample up to the first that captions go in front of, or to the end.
+// Walks the NAL units of a sample up to the first that captions are inserted before, or to the end.
 //
-// The walk may begin where an earlier one left its mark: on the last NAL unit looked at, since all
-// that led there stands in front of any place of insertion from now on, and so stays what it is.
-// Only behind an empty NAL unit this is not so, because its header is the first byte of the unit
-// behind it. Then the mark is left on the empty unit. The one in front of that cannot be empty too:
-// its header would be the first byte of a length 0, which is no type to skip. Marks never go back,
-// so however many captions go into a sample, its NAL units are walked once.
+// The walk may begin where an earlier one left its mark: on the last NAL unit looked at. All units
+// that led there lie before any later place of insertion, and so stay what they are. After an empty
+// NAL unit this is not so, because its header is the first byte of the next unit. Then the mark is
+// left on the empty unit. The unit before that cannot be empty too: its header would be the first
+// byte of a length 0, which is no type to skip. Marks never go back, so however many captions go
+// into a sample, its NAL units are walked once.
 InsertionPoint findInsertionPoint(const SampleBytes& sample) {
   constexpr std::uint8_t kSequenceParameterSet = 7;
   constexpr std::uint8_t kPictureParameterSet = 8;
