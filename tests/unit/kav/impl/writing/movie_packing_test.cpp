@@ -49,14 +49,12 @@ struct Movie {
     std::uint64_t offset = kDataStart;
     for (std::uint32_t i = 0; i < count; ++i) {
       for (TrakBox* trak : moov->tracks()) {
-        Sample sample;
-        sample.info.decodingTime = std::uint64_t{i} * i;
-        sample.info.size = i + 1;
-        sample.info.compositionOffset = i * 2;
-        sample.info.flags = 0x0701;
-        sample.fileOffset = offset;
-        sample.descriptionIndex = 1;
-        trak->findStbl()->addSample(sample);
+        trak->findStbl()->addSample({.info = {.size = i + 1,
+                                              .decodingTime = std::uint64_t{i} * i,
+                                              .compositionOffset = i * 2,
+                                              .flags = 0x0701},
+                                     .fileOffset = offset,
+                                     .descriptionIndex = 1});
         offset += i + 1;
       }
     }
