@@ -26,7 +26,8 @@ namespace quarrypack::test {
 //     EXPECT_EQ(film.written(box), expected);                   // what the file then holds
 //     Film(movieBuilder).reader().tracks()                      // as a movie
 //
-// The tree, single boxes and the reader share the stream of the film; a test uses one of them.
+// The tree, single boxes and the reader share the stream of the film; a test uses one of them. The
+// calls of the stream count from the end of the construction.
 class Film {
  public:
   using Box = norvik::kav::impl::Box;
@@ -37,6 +38,7 @@ class Film {
         stream(memory),
         root(stream, factory, allocator) {
     stream.computeSize();
+    memory->resetCalls();
   }
   explicit Film(const MovieBuilder& movie) : Film(movie.build()) {}
 
