@@ -11,7 +11,7 @@
 #include "tests/support/box_walk.h"
 #include "tests/support/expect_code.h"
 #include "tests/support/film.h"
-#include "tests/unit/kav/impl/opened_movie.h"
+#include "tests/unit/kav/impl/sample_columns.h"
 
 namespace norvik::kav::impl {
 namespace {
