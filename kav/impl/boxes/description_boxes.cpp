@@ -302,7 +302,7 @@ KavSampleEntry::KavSampleEntry(std::unique_ptr<SampleDescriptor> descriptor,
                                NorvikKavStream& stream, std::size_t fixedSize)
     : Box(descriptor->codecType(), stream), descriptor_(std::move(descriptor)) {
   if (type() == fourCc("uuid")) setExtendedType(descriptor_->extendedType());
-  setSizes(headerLength() + (fixedSize - kBoxHeaderSize) + descriptor_->headerBytes().size());
+  setLengths(headerLength() + (fixedSize - kBoxHeaderSize) + descriptor_->headerBytes().size());
 }
 
 void KavSampleEntry::writeHeader() {
@@ -439,7 +439,7 @@ StsdBox::StsdBox(BoxHeader header, NorvikKavStream& stream)
 StsdBox::StsdBox(FourCc handlerType, std::uint32_t expectedEntries, std::uint32_t expectedTrailing,
                  NorvikKavStream& stream)
     : VariableSizeBox(fourCc("stsd"), stream, 0, 0), handlerType_(handlerType) {
-  setSizes(kFullBoxHeaderSize + 4);
+  setLengths(kFullBoxHeaderSize + 4);
   reserve(reservedLength(handlerType, expectedEntries, expectedTrailing));
 }
 
@@ -449,7 +449,7 @@ void StsdBox::readContent() {
   stream().readFully(bytes.data(), bytes.size());
   const std::uint32_t count = loadU32(bytes.data());
   if (count > kMostEntries) throw Exception(ErrorCode::implausibleSampleCount);
-  setSizes(headerLength() + 8);
+  setLengths(headerLength() + 8);
   if (readsEntries_) {
     readEntries(count);
   } else if (bytesLeft() / kGenericEntrySize < count) {

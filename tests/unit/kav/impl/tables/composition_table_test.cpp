@@ -43,7 +43,8 @@ TEST(OffsetRuns, RefuseSampleNumbersBeyond32Bits) {
 }
 
 TEST(CompositionCursor, WalksFromASampleOverAllRuns) {
-  const CompositionTable table = compositionTable({{2, 100}, {0, 1}, {1, 200}, {3, 0}, {1, 0xFFFFFFFE}});
+  const CompositionTable table =
+      compositionTable({{2, 100}, {0, 1}, {1, 200}, {3, 0}, {1, 0xFFFFFFFE}});
   const std::vector<std::uint32_t> offsets = {100, 100, 200, 0, 0, 0, 0xFFFFFFFE};
   for (std::uint32_t first = 1; first <= offsets.size(); ++first) {
     CompositionCursor cursor(table, first);
