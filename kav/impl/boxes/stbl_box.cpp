@@ -75,16 +75,17 @@ void StblBox::readChildren(RootBox& root, bool check) {
   sdtp_->readBody(root, check);
 }
 
-void StblBox::addSample(const WrittenSample& sample) {
+void StblBox::addSample(const Sample& sample) {
   if (samplesAdded_ >= capacity_) throw Exception(ErrorCode::sampleTableFull);
   ++samplesAdded_;
-  stts_->addSampleTime(sample.decodingTime);
-  ctts_->addCompositionOffset(sample.compositionOffset);
-  stsz_->addSampleSize(sample.size);
-  const auto closed = chunks_.add(sample.offset, sample.size, sample.descriptionIndex);
+  const NorvikKavSampleInfo& info = sample.info;
+  stts_->addSampleTime(info.decodingTime);
+  ctts_->addCompositionOffset(info.compositionOffset);
+  stsz_->addSampleSize(info.size);
+  const auto closed = chunks_.add(sample.fileOffset, info.size, sample.descriptionIndex);
   if (closed) writeChunk(*closed);
-  if (isSync(sample.flags)) stss_->addSyncSample(stsz_->sampleCount());
-  if (sdtp_ != nullptr) sdtp_->addSampleDependencies(dependenciesOf(sample.flags));
+  if (isSync(info.flags)) stss_->addSyncSample(stsz_->sampleCount());
+  if (sdtp_ != nullptr) sdtp_->addSampleDependencies(dependenciesOf(info.flags));
 }
 
 void StblBox::writeChunk(const ChunkTableBuilder::Chunk& chunk) {

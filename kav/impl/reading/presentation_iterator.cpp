@@ -8,22 +8,28 @@
 #include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
+namespace {
+
+constexpr std::uint64_t kLatest = std::numeric_limits<std::uint64_t>::max();
+
+}  // namespace
 
 PresentationIter::PresentationIter(std::unique_ptr<IMediaIterCreator> creator,
                                    std::vector<EditSegment> segments, std::uint32_t movieTimescale,
-                                   std::uint32_t mediaTimescale, std::uint64_t end)
+                                   std::uint32_t mediaTimescale, std::uint64_t start,
+                                   std::uint64_t end)
     : creator_(std::move(creator)),
       segments_(std::move(segments)),
       movieTimescale_(movieTimescale),
       mediaTimescale_(mediaTimescale),
+      start_(start),
       end_(end) {
   openSegment();
-  held_ = fetch();
+  fetch();
 }
 
 // A segment without a duration shows the rest of the media.
 std::uint64_t PresentationIter::endOf(const EditSegment& segment) const {
-  constexpr std::uint64_t kLatest = std::numeric_limits<std::uint64_t>::max();
   if (segment.duration == 0) return kLatest;
   const std::uint64_t end = rescaleTime(wrappingAdd(segment.presentationStart, segment.duration),
                                         movieTimescale_, mediaTimescale_);
@@ -35,56 +41,65 @@ void PresentationIter::nextSegment() {
   openSegment();
 }
 
+// Goes to the first segment, from segment_ on, of which anything may lie in the range.
 void PresentationIter::openSegment() {
   media_.reset();
-  if (segment_ == segments_.size()) return;
-  const EditSegment& segment = segments_[segment_];
-  segmentStart_ = rescaleTime(segment.presentationStart, movieTimescale_, mediaTimescale_);
-  if (segment.isEmpty()) return;
-  segmentEnd_ = endOf(segment);
-  media_ = creator_->createMediaIterator(segment.mediaTime);
-}
-
-SamplePtr PresentationIter::fetchFromMedia() {
-  const std::uint64_t mediaTime = segments_[segment_].mediaTime;
-  while (SamplePtr sample = media_->next()) {
-    if (sample->info.decodingTime < mediaTime) continue;
-    sample->info.decodingTime =
-        wrappingAdd(sample->info.decodingTime, wrappingSubtract(segmentStart_, mediaTime));
-    if (sample->info.decodingTime >= segmentEnd_) break;
-    if (sample->isOfFragment) fragmentSequence_ = sample->fragmentSequence;
-    return sample;
+  for (; segment_ != segments_.size(); ++segment_) {
+    const EditSegment& segment = segments_[segment_];
+    segmentStart_ = rescaleTime(segment.presentationStart, movieTimescale_, mediaTimescale_);
+    if (segment.isEmpty()) {
+      if (segmentStart_ >= start_) return;
+      continue;
+    }
+    segmentEnd_ = endOf(segment);
+    const std::uint64_t skipped = start_ - std::min(start_, segmentStart_);
+    if (skipped > kLatest - segment.mediaTime || (skipped != 0 && segmentEnd_ <= start_)) continue;
+    firstTime_ = segment.mediaTime + skipped;
+    media_ = creator_->createMediaIterator(firstTime_);
+    return;
   }
-  return nullptr;
 }
 
-SamplePtr PresentationIter::createEmptySample() const {
-  SamplePtr sample = creator_->createEmptySample(segmentStart_);
-  if (fragmentSequence_) sample->fragmentSequence = *fragmentSequence_;
-  return sample;
+bool PresentationIter::fetchFromMedia() {
+  const std::uint64_t mediaTime = segments_[segment_].mediaTime;
+  while (media_->take(held_)) {
+    if (held_.info.decodingTime < firstTime_) continue;
+    held_.info.decodingTime =
+        wrappingAdd(held_.info.decodingTime, wrappingSubtract(segmentStart_, mediaTime));
+    if (held_.info.decodingTime >= segmentEnd_) break;
+    if (held_.isOfFragment) fragmentSequence_ = held_.fragmentSequence;
+    return true;
+  }
+  return false;
 }
 
-SamplePtr PresentationIter::fetch() {
-  while (segment_ < segments_.size()) {
+void PresentationIter::holdEmptySample() {
+  held_ = *creator_->createEmptySample(segmentStart_);
+  if (fragmentSequence_) held_.fragmentSequence = *fragmentSequence_;
+}
+
+void PresentationIter::fetch() {
+  holds_ = false;
+  while (!holds_ && segment_ < segments_.size()) {
     if (segments_[segment_].isEmpty()) {
-      SamplePtr sample = createEmptySample();
+      holdEmptySample();
       nextSegment();
-      return sample;
+      holds_ = true;
+      return;
     }
     // Media that runs out inside a segment goes on with the next one.
-    if (SamplePtr sample = fetchFromMedia()) return sample;
-    nextSegment();
+    holds_ = fetchFromMedia();
+    if (!holds_) nextSegment();
   }
-  return nullptr;
 }
 
-bool PresentationIter::hasNext() { return held_ != nullptr && held_->info.decodingTime < end_; }
+bool PresentationIter::hasNext() { return holds_ && held_.info.decodingTime < end_; }
 
-SamplePtr PresentationIter::next() {
-  if (!hasNext()) return nullptr;
-  SamplePtr current = std::move(held_);
-  held_ = fetch();
-  return current;
+bool PresentationIter::take(Sample& sample) {
+  if (!hasNext()) return false;
+  sample = held_;
+  fetch();
+  return true;
 }
 
 }  // namespace norvik::kav::impl
