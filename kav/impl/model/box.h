@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "kav/four_cc.h"
+#include "kav/impl/bytes/field_layout.h"
 #include "kav/impl/bytes/stream_adapters.h"
 #include "kav/kav_base.h"
 
@@ -26,8 +26,6 @@ class BoxAllocator {
   virtual void* allocate(std::size_t size) = 0;
   virtual void free(void* block) = 0;
 };
-
-using ExtendedType = std::array<std::uint8_t, 16>;
 
 // The header of a box as it was read: what the factory builds a box from.
 struct BoxHeader {
