@@ -21,7 +21,7 @@ void BM_AddSample(benchmark::State& state) {
     StblBox table(parameters, stream);
     table.place(0);
     for (std::uint32_t i = 0; i < parameters.sampleCapacity; ++i) {
-      // Every fourth sample lies elsewhere and opens a chunk, every third is shown later.
+      // Every fourth sample lies elsewhere and opens a chunk; every third is shown later.
       table.addSample({.offset = std::uint64_t{i} * 1000 + i / 4,
                        .decodingTime = std::uint64_t{i} * 1001,
                        .size = 1000,
