@@ -16,10 +16,10 @@ struct WrittenVersion {
   static constexpr std::uint8_t value = kVersion;
 };
 
-// Lets a box that was read claim its fixed part only, so that bytes behind it are read as children.
+// Lets a box that was read claim only its fixed part, so that bytes past it are read as children.
 struct KeepsFixedPartOnly {};
 
-// A full box whose payload is a record and nothing else. The class of a box adds constructors.
+// A full box whose payload is only a record. The class of a box adds constructors.
 template <class Record, class Written>
 class RecordBox : public FullBox {
  public:
@@ -57,11 +57,11 @@ class RecordBox : public FullBox {
     writeAt(contentStart(), bytes);
   }
 
-  // The fields of a header are brought up to date by writing them again.
+  // Rewrites the fields, which brings them up to date.
   void updateContent() override { writeContent(); }
 
  protected:
-  // A box that was read in another version takes up the room of the written one from here on.
+  // A box that was read in another version takes the room of the written one from here on.
   bool takeWrittenForm() override {
     const bool changed = FullBox::takeWrittenForm();
     if (!isFromFile() || version() == Written::value) return changed;
@@ -73,7 +73,7 @@ class RecordBox : public FullBox {
  private:
   LayoutForm writtenForm() const { return {Written::value, flags()}; }
 
-  // No record grows when a field is left out, so all flags in the wide form is the longest.
+  // A record never grows when a field is left out, so it is longest with all flags and wide fields.
   using Buffer = std::array<std::uint8_t, recordSize<Record>(LayoutForm{1, 0xFFFFFF})>;
 
   Record record_;

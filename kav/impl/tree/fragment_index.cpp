@@ -54,8 +54,8 @@ std::int32_t FragmentIndex::find(std::uint32_t trackId, std::uint64_t time) cons
   const std::vector<Entry>& entries = track->second.entries;
   auto end = entries.end();
   if (track->second.isRising) {
-    // Of the parts that begin in time the last one also ends last: it covers the time, or none
-    // does.
+    // Of the parts that begin before or at the time, the last one also ends last: it covers the
+    // time, or none does.
     end = std::ranges::upper_bound(entries, time, {},
                                    [](const Entry& entry) { return entry.part->startTime(); });
     if (end == entries.begin()) return -1;

@@ -11,15 +11,15 @@ namespace norvik::kav::impl {
 
 class MoovBox;
 
-// Which fragments hold which decoding times, track by track. Fragments are added in the order of
-// the file and worked out once; a look-up is then a binary search, except in a file whose fragments
-// do not stand in the order of their times.
+// Which fragments hold which decoding times, track by track. Fragments are added in file order and
+// resolved once. A look-up is then a binary search, except in a file whose fragments are not sorted
+// by time.
 class FragmentIndex {
  public:
   // A fragment of a movie that has been read, and its place among the boxes of the file.
   void add(MoofBox& fragment, std::size_t place, const MoovBox& movie);
 
-  // The place of the last fragment with a part for the track that covers the time; -1 without one.
+  // The place of the last fragment whose part for the track covers the time; -1 if there is none.
   std::int32_t find(std::uint32_t trackId, std::uint64_t time) const;
 
  private:
@@ -31,12 +31,12 @@ class FragmentIndex {
   struct Track {
     std::vector<Entry> entries;
     bool isRising = true;        // starts and ends
-    std::uint64_t nextTime = 0;  // where a part begins that does not say so
+    std::uint64_t nextTime = 0;  // where a part without a start time begins
   };
 
   void beginTracks(const MoovBox& movie);
 
-  // Ordered, because the numbers come from the file: they could be chosen to collide in a hash.
+  // Ordered, because the numbers come from the file and could be chosen to collide in a hash.
   std::map<std::uint32_t, Track> tracks_;
   bool isBegun_ = false;
 };

@@ -6,7 +6,7 @@ void FragmentPlaces::add(MoofBox& fragment) {
   const std::size_t number = count_++;
   for (const TrafBox* part : fragment.parts()) {
     std::vector<Place>& places = byTrack_[part->trackId()];
-    // Several parts of one track are one place.
+    // Several parts of one track count as one place.
     if (places.empty() || places.back().number != number) places.push_back({&fragment, number});
   }
 }
