@@ -161,7 +161,7 @@ void readRandomAccess(impl::NorvikKavStream& stream, impl::RootBox& root, const 
     auto header = impl::readBoxHeader(stream, &box);
     if (!header) return;
     position = header->end;
-    if (header->type != impl::fourCc("tfra")) continue;
+    if (header->type != kav::fourCc("tfra")) continue;
     impl::TfraBox table(std::move(*header), stream);
     table.readBody(root, true);
   }
@@ -180,11 +180,11 @@ void readInside(const MemoryStreamPtr& file) {
   impl::KavDocument document(file, {});
   impl::RootBox& root = document.root();
   for (std::size_t i = 0; impl::Box* box = root.getChild(i); ++i) {
-    if (box->type() == impl::fourCc("mfra")) readRandomAccess(document.stream(), root, *box);
+    if (box->type() == kav::fourCc("mfra")) readRandomAccess(document.stream(), root, *box);
     auto* fragment = impl::childAs<impl::MoofBox>(*box);
     if (fragment != nullptr) walkParts(*fragment, 1);
   }
-  impl::BoxIteratorByType movies(root, impl::fourCc("moov"));
+  impl::BoxIteratorByType movies(root, kav::fourCc("moov"));
   check(movies.current() == root.movie(), "the movie is the first box of its type");
 }
 

@@ -370,7 +370,7 @@ TEST(RegularWriter, RefusesUnknownTracksAndDescriptionsButNotOldTimes) {
   NorvikKavWriterConfiguration configuration;
   configuration.timescale = 600;
   Writer writer(stream.get(), configuration);
-  const auto codeOf = [&](const NorvikKavWriterSample& sample) -> std::uint32_t {
+  const auto codeOf = [&](const SampleToWrite& sample) -> std::uint32_t {
     try {
       writer.addSample(sample);
     } catch (const Exception& exception) {
@@ -378,8 +378,7 @@ TEST(RegularWriter, RefusesUnknownTracksAndDescriptionsButNotOldTimes) {
     }
     return 0;
   };
-  NorvikKavWriterSample sample{
-      .trackNumber = 1, .decodingTime = 100, .flags = 1, .size = 3, .data = "abc"};
+  SampleToWrite sample{.trackNumber = 1, .decodingTime = 100, .flags = 1, .size = 3, .data = "abc"};
   EXPECT_EQ(codeOf(sample), 1280u);
   NorvikKavTrackConfiguration track;
   track.info.mediaTimescale = 1000;

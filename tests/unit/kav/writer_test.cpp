@@ -1,4 +1,5 @@
 #include "kav/writer.h"
+#include "kav/reader.h"
 
 #include <gtest/gtest.h>
 
@@ -51,8 +52,8 @@ NorvikKavTrackConfiguration trackConfiguration() {
   return track;
 }
 
-NorvikKavWriterSample sampleOf(const Bytes& bytes, std::uint64_t time) {
-  NorvikKavWriterSample sample;
+SampleToWrite sampleOf(const Bytes& bytes, std::uint64_t time) {
+  SampleToWrite sample;
   sample.trackNumber = 1;
   sample.decodingTime = time;
   sample.size = static_cast<std::uint32_t>(bytes.size());
@@ -83,11 +84,11 @@ TEST(WriterFacade, WritesWhatItIsGiven) {
   writer.addSampleDescription(1, source.description);
   const Bytes first = text("first");
   const Bytes second = text("the second");
-  NorvikKavWriterSample sample = sampleOf(first, 0);
+  SampleToWrite sample = sampleOf(first, 0);
   sample.flags = 0x2001;
   sample.compositionOffset = 1001;
   writer.addSample(sample);
-  NorvikKavWriterSample gap;
+  SampleToWrite gap;
   gap.trackNumber = 1;
   gap.decodingTime = 3000;
   gap.flags = kSampleIsGap;
@@ -136,7 +137,7 @@ TEST(WriterFacade, NeedsItsArguments) {
   EXPECT_EQ(codeOf([&] { writer.addTrack(track); }), 10u);
   writer.addTrack(trackConfiguration());
   EXPECT_EQ(codeOf([&] { writer.addSampleDescription(1, nullptr); }), 20u);
-  NorvikKavWriterSample sample = sampleOf(text("x"), 0);
+  SampleToWrite sample = sampleOf(text("x"), 0);
   sample.data = nullptr;
   EXPECT_EQ(codeOf([&] { writer.addSample(sample); }), 20u);
   EXPECT_EQ(codeOf([&] { writer.setXMPMetadata(nullptr, 1); }), 20u);
@@ -147,7 +148,7 @@ TEST(WriterFacade, OnceFinishedLooksAtNoArgument) {
   Writer writer(stream.get(), movieConfiguration());
   writer.addTrack(trackConfiguration());
   writer.finish();
-  NorvikKavWriterSample sample = sampleOf(text("x"), 0);
+  SampleToWrite sample = sampleOf(text("x"), 0);
   sample.data = nullptr;
   EXPECT_EQ(codeOf([&] { writer.addSampleDescription(1, nullptr); }), 48u);
   EXPECT_EQ(codeOf([&] { writer.addSample(sample); }), 48u);
@@ -160,7 +161,7 @@ TEST(WriterFacade, TakesSamplesWithoutBytesAndEmptyMetadata) {
   Writer writer(stream.get(), movieConfiguration());
   writer.addTrack(trackConfiguration());
   writer.addSampleDescription(1, source.description);
-  NorvikKavWriterSample sample;
+  SampleToWrite sample;
   sample.trackNumber = 1;
   writer.addSample(sample);
   writer.setXMPMetadata(nullptr, 0);

@@ -47,11 +47,14 @@ struct Movie {
     std::uint64_t offset = kDataStart;
     for (std::uint32_t i = 0; i < count; ++i) {
       for (TrakBox* trak : moov->tracks()) {
-        trak->findStbl()->addSample({.offset = offset,
-                                     .decodingTime = std::uint64_t{i} * i,
-                                     .size = i + 1,
-                                     .compositionOffset = i * 2,
-                                     .flags = 0x0701});
+        Sample sample;
+        sample.fileOffset = offset;
+        sample.descriptionIndex = 1;
+        sample.info.decodingTime = std::uint64_t{i} * i;
+        sample.info.size = i + 1;
+        sample.info.compositionOffset = i * 2;
+        sample.info.flags = 0x0701;
+        trak->findStbl()->addSample(sample);
         offset += i + 1;
       }
     }

@@ -34,6 +34,19 @@ TrackParameters trackOf(std::uint32_t timescale, std::uint32_t samples = 10,
   return track;
 }
 
+// The bytes are read before addSample returns.
+SampleToWrite sampleOf(std::uint32_t track, std::uint64_t time, const Bytes& bytes,
+                       std::uint32_t flags = 0, std::uint32_t offset = 0,
+                       std::uint32_t description = 1) {
+  return {.trackNumber = track,
+          .descriptionIndex = description,
+          .decodingTime = time,
+          .compositionOffset = offset,
+          .flags = flags,
+          .size = static_cast<std::uint32_t>(bytes.size()),
+          .data = bytes.data()};
+}
+
 // A movie being written.
 struct WrittenMovie {
   explicit WrittenMovie(std::uint32_t timescale = 600)
@@ -42,13 +55,13 @@ struct WrittenMovie {
   std::uint32_t addTrack(const TrackParameters& parameters) {
     const std::uint32_t number = writer.addTrack(parameters);
     for (std::uint32_t i = 0; i < parameters.descriptionCount; ++i) {
-      writer.addSampleDescription(number, *source.track().stsd->descriptor(i + 1));
+      writer.addSampleDescription(number, source.track().track->description(i + 1)->descriptor());
     }
     return number;
   }
   void addSample(std::uint32_t track, std::uint64_t time, const Bytes& bytes = text("sample"),
                  std::uint32_t flags = 0, std::uint32_t offset = 0, std::uint32_t description = 1) {
-    writer.addSample({track, description, time, offset, flags, bytes});
+    writer.addSample(sampleOf(track, time, bytes, flags, offset, description));
   }
   void addGap(std::uint32_t track, std::uint64_t time) { addSample(track, time, {}, kGap); }
   BoxWalk finished() {
@@ -137,11 +150,12 @@ TEST(Writer, WritesTheMovieBoxOfAFragmentedMovieAgainWithEveryTrack) {
     ASSERT_EQ(written.reader.tracks().size(), track);
     for (std::uint32_t id = 1; id <= track; ++id) {
       EXPECT_NE(movie.mvex()->lookUpTrex(id), nullptr);
-      EXPECT_EQ(written.track(id).info.trackId, id);
-      EXPECT_EQ(written.track(id).info.mediaTimescale, 1000 + id);
-      EXPECT_EQ(written.track(id).stsd->entryCount(), id < track ? 1u : 0u);
+      EXPECT_EQ(written.track(id).info().trackId, id);
+      EXPECT_EQ(written.track(id).info().mediaTimescale, 1000 + id);
+      EXPECT_EQ(written.track(id).track->descriptions.size(), id < track ? 1u : 0u);
     }
-    writer.addSampleDescription(track, *descriptions.source.track().stsd->descriptor(1));
+    writer.addSampleDescription(track,
+                                descriptions.source.track().track->description(1)->descriptor());
   }
 }
 
@@ -158,11 +172,11 @@ TEST(Writer, KeepsTheMovieBoxOfFragmentsWholeOverManyTracks) {
     ASSERT_EQ(written.reader.tracks().size(), track);
     for (std::uint32_t id = 1; id <= track; ++id) {
       EXPECT_NE(movie.mvex()->lookUpTrex(id), nullptr);
-      EXPECT_EQ(written.track(id).info.mediaTimescale, 1000 + id);
+      EXPECT_EQ(written.track(id).info().mediaTimescale, 1000 + id);
     }
   }
   const Bytes sample = text("sample");
-  writer.addSample({70, 1, 0, 0, 1, sample});
+  writer.addSample(sampleOf(70, 0, sample, 1));
   writer.finish();
   const BoxWalk walk(memory->bytes());
   EXPECT_EQ(walk.topLevelTypes(),
@@ -344,7 +358,7 @@ TEST(Writer, TakesNothingOnceItIsFinished) {
   movie.addTrack(trackOf(600));
   movie.writer.finish();
   const Bytes file = movie.memory->bytes();
-  const SampleDescriptor& description = *movie.source.track().stsd->descriptor(1);
+  const SampleDescriptor& description = movie.source.track().track->description(1)->descriptor();
   EXPECT_EQ(codeOf([&] { movie.writer.addTrack(trackOf(600)); }), 2052u);
   EXPECT_EQ(codeOf([&] { movie.writer.addSampleDescription(1, description); }), 48u);
   EXPECT_EQ(codeOf([&] { movie.addSample(1, 0); }), 48u);
@@ -358,7 +372,7 @@ TEST(Writer, TakesNoTrackBehindSamplesOrMetadata) {
   WrittenMovie samples;
   samples.addTrack(trackOf(600));
   samples.addSample(1, 0);
-  const SampleDescriptor& description = *samples.source.track().stsd->descriptor(1);
+  const SampleDescriptor& description = samples.source.track().track->description(1)->descriptor();
   EXPECT_EQ(codeOf([&] { samples.writer.addTrack(trackOf(600)); }), 33u);
   EXPECT_EQ(codeOf([&] { samples.writer.addSampleDescription(1, description); }), 33u);
   WrittenMovie metadata;
@@ -370,7 +384,7 @@ TEST(Writer, TakesNoTrackBehindSamplesOrMetadata) {
 TEST(Writer, TakesNothingForATrackThatItDoesNotHave) {
   WrittenMovie movie;
   movie.addTrack(trackOf(600));
-  const SampleDescriptor& description = *movie.source.track().stsd->descriptor(1);
+  const SampleDescriptor& description = movie.source.track().track->description(1)->descriptor();
   for (const std::uint32_t number : {0u, 2u, 0xFFFFFFFFu}) {
     EXPECT_EQ(codeOf([&] { movie.addSample(number, 0); }), 1280u);
     EXPECT_EQ(codeOf([&] { movie.writer.addSampleDescription(number, description); }), 1280u);
@@ -478,17 +492,17 @@ void writeSmallMovie(const MemoryStreamPtr& memory, const SampleDescriptor& desc
   writer.addTrack(parameters);
   writer.addSampleDescription(1, description);
   const Bytes bytes = text("bytes");
-  writer.addSample({1, 1, 0, 0, 1, bytes});
-  writer.addSample({1, 1, 10, 0, kGap, {}});
-  writer.addSample({1, 1, 20, 5, 0, bytes});
+  writer.addSample(sampleOf(1, 0, bytes, 1));
+  writer.addSample(sampleOf(1, 10, {}, kGap));
+  writer.addSample(sampleOf(1, 20, bytes, 0, 5));
   writer.setXMPMetadata(text("<x/>"));
-  writer.addSample({1, 1, 30, 5, 0, bytes});
+  writer.addSample(sampleOf(1, 30, bytes, 0, 5));
   writer.finish();
 }
 
 TEST(Writer, PassesFailuresOfTheStreamOn) {
   const OpenedMovie source(WrittenMovie::sourceMovie());
-  const SampleDescriptor& description = *source.track().stsd->descriptor(1);
+  const SampleDescriptor& description = source.track().track->description(1)->descriptor();
   MemoryStreamPtr counted = MemoryStream::create();
   writeSmallMovie(counted, description);
   const std::size_t calls = counted->calls().all();
@@ -502,7 +516,7 @@ TEST(Writer, PassesFailuresOfTheStreamOn) {
 
 TEST(Writer, TakesAPartialWriteForAFailure) {
   const OpenedMovie source(WrittenMovie::sourceMovie());
-  const SampleDescriptor& description = *source.track().stsd->descriptor(1);
+  const SampleDescriptor& description = source.track().track->description(1)->descriptor();
   MemoryStreamPtr whole = MemoryStream::create();
   writeSmallMovie(whole, description);
   for (std::size_t call = 1; call <= whole->calls().all(); ++call) {
