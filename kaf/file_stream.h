@@ -1,7 +1,6 @@
 #pragma once
 
 #include "kaf/file_calls.h"
-#include "kaf/read_ahead.h"
 #include "kaf/streams.h"
 #include "kaf/write_windows.h"
 
@@ -15,11 +14,11 @@ namespace quell::kaf {
 // A regular file as a stream. Nothing else is opened, neither folder nor pipe nor device: a movie
 // is read and written at many places, and opening a pipe could wait forever.
 //
-// Small reads are served from a buffer and small writes are gathered, so neither costs a system
-// call of its own. A seek drops the buffer of the reads: what others have changed in the file until
-// then is seen. Written bytes reach the file at the next read, change of size or close, or earlier;
-// a failure to write them surfaces at one of these calls or at a later write. Whoever needs to know
-// that all was written calls close: the destructor closes too, but cannot report.
+// A read is a system call; a reader of small pieces keeps blocks of its own, as the library does.
+// Small writes are gathered, so they cost no system call each. Written bytes reach the file at the
+// next read, change of size or close, or earlier; a failure to write them surfaces at one of these
+// calls or at a later write. A caller that must know that all was written calls close: the
+// destructor closes too, but cannot report.
 class FileStream final : public IOStream {
  public:
   // When a mode with OpenMode::kTruncate drops the old content of the file.
@@ -50,8 +49,7 @@ class FileStream final : public IOStream {
   // the file alone.
   std::size_t write(const void* buffer, std::size_t count) override;
 
-  // Throws for a position before the start; one past the end is allowed. The next read sees the
-  // file as it is then.
+  // Throws for a position before the start; one past the end is allowed.
   void seek(std::int64_t offset, int origin) override;
 
   // The position in bytes from the start.
@@ -85,7 +83,6 @@ class FileStream final : public IOStream {
   Truncation truncation_;
   std::uint64_t position_ = 0;
   WriteWindows windows_;
-  ReadAhead readAhead_;
 
   // Which file was opened, and whether this stream changed it.
   std::uint64_t device_ = 0;

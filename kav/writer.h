@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "kav/date_time.h"
-#include "kav/reader.h"
-#include "kav/sample_desc_info.h"
+#include "kav/sample_description.h"
+#include "kav/sample_to_write.h"
 #include "kav/streams.h"
 #include "kav/track_info.h"
 
@@ -50,21 +50,10 @@ struct NorvikKavTrackConfiguration {
   std::uint32_t descriptionLength = 0;  // header bytes of one of them on average, rounded up
 };
 
-// One sample to be written.
-struct NorvikKavWriterSample {
-  std::uint32_t trackNumber = 0;        // as addTrack returned it
-  std::uint32_t descriptionIndex = 1;   // 1-based, in the order of addSampleDescription
-  std::uint64_t decodingTime = 0;       // units of the track's timescale
-  std::uint32_t compositionOffset = 0;  // same units
-  std::uint32_t flags = 0;              // as in NorvikKavSampleInfo; a gap carries no bytes
-  std::uint32_t size = 0;               // bytes
-  const void* data = nullptr;           // size bytes; read before addSample returns
-};
-
 // Writes a movie. Order of calls: construct; addTrack for each track, followed by its
 // addSampleDescription; addSample, in decoding order within each track; finish.
-// setXMPMetadata may come anywhere before finish, but once the first track is added only after the
-// last one.
+// setXMPMetadata may be called any time before finish, but once the first track is added only after
+// the last one.
 //
 // A regular movie is laid out as ftyp, moov, mdat: the moov box is given room for the announced
 // samples ahead of the media data, and finish moves its tables together and covers what is left
@@ -102,8 +91,11 @@ class Writer {
   // implausibleCount or implausibleSampleCount for more than 100 million samples or descriptions.
   std::uint32_t addTrack(const NorvikKavTrackConfiguration& configuration);
 
-  // Adds a copy of a description that was read or made. Throws writerNotOpen, missingArgument,
-  // unknownTrack, unsupportedTrackType; tracksClosedBySamples once samples were written.
+  // Adds a description that was read or made. Throws writerNotOpen, unknownTrack,
+  // unsupportedTrackType; tracksClosedBySamples once samples were written.
+  void addSampleDescription(std::uint32_t trackNumber, const SampleDescription& description);
+
+  // The same by a plain handle. Throws missingArgument for a null one.
   void addSampleDescription(std::uint32_t trackNumber,
                             const NorvikKavSampleDescription* description);
 
@@ -113,7 +105,7 @@ class Writer {
   // for an edit list of more than 255 edits, which 127 gaps fill; sampleTableFull for more samples
   // than were announced, in a regular movie; sampleTimeBackwards and sampleTooLarge (1 GiB), in a
   // fragmented movie; and what the stream throws.
-  void addSample(const NorvikKavWriterSample& sample);
+  void addSample(const SampleToWrite& sample);
 
   // Writes an XMP packet of at most 64 MiB where the file has got to. A fragment that is open ends
   // with the samples that came so far; the last one of each track then lasts one tick of the movie,

@@ -368,8 +368,7 @@ TEST(RegularWriter, RefusesUnknownTracksAndDescriptionsButNotOldTimes) {
   NorvikKavWriterConfiguration configuration;
   configuration.timescale = 600;
   Writer writer(stream.get(), configuration);
-  NorvikKavWriterSample sample{
-      .trackNumber = 1, .decodingTime = 100, .flags = 1, .size = 3, .data = "abc"};
+  SampleToWrite sample{.trackNumber = 1, .decodingTime = 100, .flags = 1, .size = 3, .data = "abc"};
   EXPECT_CODE(unknownTrack, writer.addSample(sample));
   NorvikKavTrackConfiguration track;
   track.info.mediaTimescale = 1000;
