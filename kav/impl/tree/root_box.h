@@ -6,8 +6,7 @@
 #include "kav/impl/model/box_factory.h"
 #include "kav/impl/model/box_headers.h"
 #include "kav/impl/model/box_iterators.h"
-#include "kav/impl/tree/fragment_index.h"
-#include "kav/impl/tree/fragment_places.h"
+#include "kav/impl/tree/fragment_directory.h"
 
 namespace norvik::kav::impl {
 
@@ -18,7 +17,7 @@ class XMPDataBox;
 //
 // While a file is read, children appear on demand: getChild and readNextBox read and parse further
 // top-level boxes, each completely, and nothing is read ahead of need. The one exception is a moof
-// box in front of the moov box, which makes no sense without it; the moov box is then fetched early
+// box before the moov box, which makes no sense without it; the moov box is then fetched early
 // and joins the children when its turn comes.
 class RootBox final : public Box {
  public:
@@ -40,16 +39,16 @@ class RootBox final : public Box {
   MoovBox* readMovie();
 
   // Finds the last fragment, of those in the file so far, whose part for a track holds a decoding
-  // time, in units of the track; reads on while there is none. The answer stands at the fragment,
+  // time, in units of the track; reads on while there is none. The answer is at the fragment,
   // or has the index -1.
   BoxIteratorByType findFragment(std::uint32_t trackId, std::uint64_t time);
 
   // The fragment with samples of a track at a place among those of the track; reads on as far as it
   // is needed. Null when the file ends without it.
-  const FragmentPlaces::Place* fragmentOf(std::uint32_t trackId, std::size_t index);
+  const FragmentDirectory::Place* fragmentOf(std::uint32_t trackId, std::size_t index);
 
   // The number of fragments read so far.
-  std::size_t fragmentCount() const { return places_.count(); }
+  std::size_t fragmentCount() const { return directory_.count(); }
 
   // The last XMP box met so far, or null; reads nothing.
   XMPDataBox* metadata() const { return metadata_; }
@@ -67,7 +66,6 @@ class RootBox final : public Box {
   void seekToEnd(std::uint64_t end);
   void fetchMovie(const Box& fragment);
   ReadContext readContext() { return {stream(), factory_, childAllocator_}; }
-  void indexFragments();
 
   BoxFactory& factory_;
   BoxAllocator* childAllocator_;
@@ -75,9 +73,7 @@ class RootBox final : public Box {
   XMPDataBox* metadata_ = nullptr;
   BoxPtr waitingMovie_;  // fetched early, not yet reached
 
-  FragmentPlaces places_;    // of the children that are fragments
-  FragmentIndex fragments_;  // of the children in front of nextToIndex_
-  std::size_t nextToIndex_ = 0;
+  FragmentDirectory directory_;  // of the children that are fragments
 };
 
 }  // namespace norvik::kav::impl
