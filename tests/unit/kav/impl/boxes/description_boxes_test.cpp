@@ -12,6 +12,7 @@
 #include "tests/support/box_builders.h"
 #include "tests/support/expect_code.h"
 #include "tests/support/film.h"
+#include "tests/support/problem_answers.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -36,21 +37,6 @@ OwnedBox<StsdBox> readStsd(Film& file, FourCc handlerType) {
 }
 
 constexpr Uuid kSomeUuid = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-
-// A problem handler that gives one answer to all and keeps what it was asked.
-struct Answers {
-  int answer = 1;
-  std::vector<Problem> asked;
-
-  ProblemHandler handler() {
-    return {[](void* context, Problem problem) {
-              auto& self = *static_cast<Answers*>(context);
-              self.asked.push_back(problem);
-              return self.answer;
-            },
-            this};
-  }
-};
 
 Bytes genericEntry(std::string_view type, const Bytes& rest, unsigned reference = 1) {
   return box(type, zeros(6), u16(reference), rest);
@@ -234,7 +220,7 @@ TEST(StsdBox, KeepsTheEntriesBeforeOneThatOverrunsIt) {
 TEST(StsdBox, AsksTheHandlerAboutAnEntryThatOverrunsIt) {
   Film file(
       concat({stsd(1, claimingSize(18, genericEntry("bbbb", {2}))), box("free", zeros(100))}));
-  Answers answers{0, {}};
+  ProblemAnswers answers{0};
   file.stream.setProblemHandler(answers.handler());
   EXPECT_CODE(stoppedByHandler, readStsd(file, kCaptions));
   EXPECT_EQ(answers.asked, std::vector<Problem>{Problem::childPastParent});
@@ -246,7 +232,7 @@ TEST(StsdBox, AsksTheHandlerAboutStrayBytesInPlaceOfAnEntry) {
         concat({stsd(5, genericEntry("aaaa", {1}), zeros(stray)), box("free", zeros(100))});
     for (const int answer : {0, 1}) {
       Film file(bytes);
-      Answers answers{answer, {}};
+      ProblemAnswers answers{answer};
       file.stream.setProblemHandler(answers.handler());
       if (answer == 0) {
         EXPECT_CODE(stoppedByHandler, readStsd(file, kCaptions)) << stray;
@@ -263,7 +249,7 @@ TEST(StsdBox, EndsQuietlyWithItsLastEntry) {
     const Bytes entries =
         count == 1 ? concat({genericEntry("aaaa", {1}), zeros(3)}) : genericEntry("aaaa", {1});
     Film file(concat({stsd(count, entries), box("free", zeros(100))}));
-    Answers answers{0, {}};
+    ProblemAnswers answers{0};
     file.stream.setProblemHandler(answers.handler());
     EXPECT_EQ(readStsd(file, kCaptions)->entryCount(), 1u);
     EXPECT_TRUE(answers.asked.empty());
