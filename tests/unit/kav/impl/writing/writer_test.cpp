@@ -453,22 +453,6 @@ TEST(Writer, PutsTheMetadataWhereItIsGiven) {
   EXPECT_EQ(second.track(1).sampleBytes(), (std::vector<Bytes>{text("a"), text("b")}));
 }
 
-TEST(Writer, AcceptsMetadataOf64MebibytesAndNotAByteMore) {
-  constexpr std::size_t kLargest = 67108864;
-  const Bytes packet(kLargest + 1, 'x');
-  WrittenMovie movie;
-  movie.addTrack(trackOf(600));
-  EXPECT_CODE(metadataTooLarge, movie.writer.setXMPMetadata(packet));
-  movie.writer.setXMPMetadata(std::span(packet).first(kLargest));
-  movie.writer.finish();
-  const Bytes& file = movie.memory->bytes();
-  Film written(file);
-  const auto metadata = written.reader().metadata();
-  EXPECT_EQ(metadata.size(), kLargest);
-  EXPECT_EQ(metadata.back(), 'x');
-  EXPECT_EQ(file.back(), 'x');
-}
-
 TEST(Writer, KeepsMetadataThatComesBeforeTheFirstTrack) {
   WrittenMovie movie;
   movie.writer.setXMPMetadata(text("<x/>"));
