@@ -28,10 +28,6 @@ constexpr std::uint16_t kSide = 64;       // pixels
 constexpr std::uint32_t kPictures = 50;   // 25 a second
 constexpr std::uint32_t kTimescale = 25;  // one unit for a picture
 
-void check(std::uint32_t code) {
-  if (code != 0) throw kav::Exception(code);
-}
-
 std::uint32_t addVideoTrack(kav::Writer& writer) {
   kav::NorvikKavTrackConfiguration track;
   track.handlerType = kVideo;
@@ -50,10 +46,7 @@ std::uint32_t addVideoTrack(kav::Writer& writer) {
   info.handlerType = kVideo;
   info.width = kSide;
   info.height = kSide;
-  kav::NorvikKavSampleDescription* description = nullptr;
-  check(kav::makeSampleDescription(&info, nullptr, &description));
-  writer.addSampleDescription(number, description);
-  check(kav::closeSampleDescription(description));
+  writer.addSampleDescription(number, kav::SampleDescription(info, {}));
   return number;
 }
 

@@ -111,7 +111,6 @@ void FileStream::open() {
   device_ = status.st_dev;
   inode_ = status.st_ino;
   hasChangedFile_ = truncates;
-  readAhead_.forget();
   handle_ = descriptor.keep();
 }
 
@@ -130,7 +129,7 @@ std::size_t FileStream::read(void* buffer, std::size_t count) {
   if (count == 0 || buffer == nullptr) return 0;
   requireOpen();
   windows_.flushAll(file());
-  const std::size_t moved = readAhead_.read(file(), position_, buffer, count);
+  const std::size_t moved = readAt(file(), buffer, count, position_);
   position_ += moved;
   return moved;
 }
@@ -143,7 +142,6 @@ std::size_t FileStream::write(const void* buffer, std::size_t count) {
   if ((mode_ & OpenMode::kAppend) != 0) position_ = length();
   if (count > kLargestOffset - position_) fail(EFBIG);
   hasChangedFile_ = true;
-  readAhead_.forget();
   windows_.write(file(), position_, {static_cast<const std::uint8_t*>(buffer), count});
   position_ += count;
   return count;
@@ -157,7 +155,6 @@ void FileStream::seek(std::int64_t offset, int origin) {
   std::int64_t target = 0;
   if (__builtin_add_overflow(base, offset, &target) || target < 0) fail(EINVAL);
   position_ = static_cast<std::uint64_t>(target);
-  readAhead_.forget();
 }
 
 std::uint64_t FileStream::tell() {
@@ -169,7 +166,6 @@ void FileStream::setSize(std::uint64_t size) {
   requireOpen();
   if (size > kLargestOffset) throw IOStreamException(EINVAL, path_);
   windows_.flushAll(file());
-  readAhead_.forget();
   if (size == 0 && isWritable()) {
     dropContent(file());
   } else {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "kaf/file_calls.h"
-#include "kaf/read_ahead.h"
 #include "kaf/streams.h"
 #include "kaf/write_windows.h"
 
@@ -15,12 +14,11 @@ namespace quell::kaf {
 // A regular file as a stream. Folders, pipes and devices are refused: a movie is read and written
 // at many places, and opening a pipe could block forever.
 //
-// Small reads are served from a buffer and small writes are gathered, so neither costs a system
-// call of its own. A seek drops the read buffer, so that changes made by others up to then are
-// seen. Written bytes reach the file at the next read, change of size or close, or earlier. A
-// failure to write them surfaces at one of these calls or at a later write. To know that all bytes
-// were written, call close: the destructor closes too, but cannot report.
-// that all was written calls close: the destructor closes too, but cannot report.
+// A read is a system call; a reader of small pieces keeps blocks of its own, as the library does.
+// Small writes are gathered, so they cost no system call each. Written bytes reach the file at the
+// next read, change of size or close, or earlier. A failure to write them surfaces at one of these
+// calls or at a later write. To know that all bytes were written, call close: the destructor closes
+// too, but cannot report.
 class FileStream final : public IOStream {
  public:
   // When a mode with OpenMode::kTruncate drops the old content of the file.
@@ -51,8 +49,7 @@ class FileStream final : public IOStream {
   // is null.
   std::size_t write(const void* buffer, std::size_t count) override;
 
-  // Throws for a position before the start; a position past the end is allowed. The next read sees
-  // the file as it is then.
+  // Throws for a position before the start; a position past the end is allowed.
   void seek(std::int64_t offset, int origin) override;
 
   // The position in bytes from the start.
@@ -86,7 +83,6 @@ class FileStream final : public IOStream {
   Truncation truncation_;
   std::uint64_t position_ = 0;
   WriteWindows windows_;
-  ReadAhead readAhead_;
 
   // Which file was opened, and whether this stream changed it.
   std::uint64_t device_ = 0;

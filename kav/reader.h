@@ -4,13 +4,16 @@
 #include <cstdint>
 
 #include "kav/date_time.h"
+#include "kav/movie_info.h"
 #include "kav/problem_handler.h"
 #include "kav/sample_desc_info.h"
+#include "kav/sample_description.h"
 #include "kav/sample_info.h"
 #include "kav/streams.h"
 #include "kav/track_info.h"
 
-// Reading a movie, through functions and plain handles.
+// Reading a movie, through functions and plain handles, for programs that catch no exceptions. In
+// C++ kav/movie.h is shorter and safer; these functions are a thin layer over it.
 //
 // Every function returns an error code: 0 for success, 20 (ErrorCode::missingArgument) for a null
 // handle or output pointer, else the number of the ErrorCode that ended it. No exception leaves
@@ -31,19 +34,19 @@ struct NorvikKavSampleIterator;
 // One sample, without its bytes.
 struct NorvikKavSample;
 
-// One sample description. One that was read belongs to the reader, one that was made to its maker.
-struct NorvikKavSampleDescription;
+// A handle of one sample description is a NorvikKavSampleDescription. One that was read belongs to
+// the reader, one that was made to its maker.
 
 // How a movie is read.
 struct NorvikKavReaderOptions {
   // Deliver every track's media as it is stored, without applying edit lists.
   bool ignoreEditLists = false;
 
-  // Asked about oddities while boxes are read; see ProblemHandler.
+  // Asked about irregularities while boxes are read; see ProblemHandler.
   ProblemHandler problemHandler{};
 };
 
-// What the header of a movie says; a movie without one has the values that stand here.
+// What the header of a movie says; a movie without one has these defaults.
 struct NorvikKavMovieInfo {
   std::uint32_t structSize = 56;       // the length of this record in bytes
   std::uint32_t timescale = 0;         // units per second
@@ -69,11 +72,8 @@ struct NorvikKavSampleLocation {
   std::uint32_t dependencies = 0;
 };
 
-// How much the samples of one track come to, for whoever has to make room for them.
-struct NorvikKavTrackTotals {
-  std::uint32_t sampleCount = 0;  // samples that carry media
-  std::uint32_t gapCount = 0;     // empty-edit samples
-};
+// How much the samples of one track come to, for reserving space.
+using NorvikKavTrackTotals = TrackTotals;
 
 // Opens a movie on a stream, of which the reader holds a share until it is closed. Reads up to and
 // including the moov box. Fails with noMovie (6) and with whatever the boxes are refused for.

@@ -58,4 +58,9 @@ class SampleDescription {
   std::shared_ptr<const impl::SampleDescriptor> descriptor_;
 };
 
+// What a plain handle of a description holds; see kav/reader.h.
+struct NorvikKavSampleDescription {
+  SampleDescription description;
+};
+
 }  // namespace norvik::kav

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "kav/date_time.h"
-#include "kav/reader.h"
-#include "kav/sample_desc_info.h"
+#include "kav/sample_description.h"
+#include "kav/sample_to_write.h"
 #include "kav/streams.h"
 #include "kav/track_info.h"
 
@@ -48,17 +48,6 @@ struct NorvikKavTrackConfiguration {
   std::uint32_t gapCount = 0;          // gaps between them
   std::uint32_t descriptionCount = 0;  // sample descriptions
   std::uint32_t descriptionLength = 0;  // average header bytes of a description, rounded up
-};
-
-// One sample to be written.
-struct NorvikKavWriterSample {
-  std::uint32_t trackNumber = 0;        // as addTrack returned it
-  std::uint32_t descriptionIndex = 1;   // 1-based, in the order of addSampleDescription
-  std::uint64_t decodingTime = 0;       // units of the track's timescale
-  std::uint32_t compositionOffset = 0;  // same units
-  std::uint32_t flags = 0;              // as in NorvikKavSampleInfo; a gap carries no bytes
-  std::uint32_t size = 0;               // bytes
-  const void* data = nullptr;           // size bytes; read before addSample returns
 };
 
 // Writes a movie. Order of calls: construct; addTrack for each track, followed by its
@@ -101,8 +90,11 @@ class Writer {
   // implausibleCount or implausibleSampleCount for more than 100 million samples or descriptions.
   std::uint32_t addTrack(const NorvikKavTrackConfiguration& configuration);
 
-  // Adds a copy of a description that was read or made. Throws writerNotOpen, missingArgument,
-  // unknownTrack, unsupportedTrackType; tracksClosedBySamples once samples were written.
+  // Adds a description that was read or made. Throws writerNotOpen, unknownTrack,
+  // unsupportedTrackType; tracksClosedBySamples once samples were written.
+  void addSampleDescription(std::uint32_t trackNumber, const SampleDescription& description);
+
+  // The same by a plain handle. Throws missingArgument for a null one.
   void addSampleDescription(std::uint32_t trackNumber,
                             const NorvikKavSampleDescription* description);
 
@@ -112,7 +104,7 @@ class Writer {
   // for an edit list of more than 255 edits, which 127 gaps fill; sampleTableFull for more samples
   // than were announced, in a regular movie; sampleTimeBackwards and sampleTooLarge (1 GiB), in a
   // fragmented movie; and what the stream throws.
-  void addSample(const NorvikKavWriterSample& sample);
+  void addSample(const SampleToWrite& sample);
 
   // Writes an XMP packet of at most 64 MiB at the current end of the file. An open fragment ends
   // with the samples added so far. The last one of each track then lasts one tick of the movie, as

@@ -57,7 +57,7 @@ if [ -n "$browser" ]; then
   echo "== test in the browser"
   modules=build/browser
   mkdir -p "$modules"
-  cp tests/media/browser/package.json tests/media/browser/package-lock.json "$modules"
+  cp tests/browser/package.json tests/browser/package-lock.json "$modules"
   # Without its packages the browser cannot judge, but the other judges still can.
   judges=(--table build/player-matrix.md)
   if (cd "$modules" && npm ci --no-audit --no-fund); then

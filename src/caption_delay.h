@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "kav/movie.h"
+
 namespace quarrypack {
 
 // How much later the samples of a track come than its edit list says.
@@ -9,6 +11,8 @@ struct EditShift {
   std::uint64_t ticks = 0;      // units of 1/timescale seconds
   std::uint32_t timescale = 0;  // of the track
 };
+
+EditShift editShiftOf(const norvik::kav::Movie& movie, const norvik::kav::Track& track);
 
 // The delay that keeps a caption with its picture, in ticks of the caption track.
 //

@@ -91,7 +91,7 @@ struct MdhdRecord {
 static_assert(fullBoxSize<MdhdRecord>(kVersion0) == 32);
 static_assert(fullBoxSize<MdhdRecord>(kVersion1) == 44);
 
-class MdhdBox final : public RecordBox<MdhdRecord, WrittenVersion<1>> {
+class MdhdBox final : public RecordBox<MdhdRecord, Full<1>> {
  public:
   using RecordBox::RecordBox;
   MdhdBox(const TrackParameters& parameters, NorvikKavStream& stream);
@@ -176,7 +176,7 @@ struct VmhdRecord {
 };
 static_assert(fullBoxSize<VmhdRecord>(kVersion0) == 20);
 
-class VmhdBox final : public RecordBox<VmhdRecord, WrittenVersion<0>> {
+class VmhdBox final : public RecordBox<VmhdRecord, Full<0>> {
  public:
   VmhdBox(BoxHeader header, NorvikKavStream& stream)
       : RecordBox(std::move(header), stream, KeepsFixedPartOnly{}) {}
@@ -195,7 +195,7 @@ struct SmhdRecord {
 };
 static_assert(fullBoxSize<SmhdRecord>(kVersion0) == 16);
 
-class SmhdBox final : public RecordBox<SmhdRecord, WrittenVersion<0>> {
+class SmhdBox final : public RecordBox<SmhdRecord, Full<0>> {
  public:
   SmhdBox(BoxHeader header, NorvikKavStream& stream)
       : RecordBox(std::move(header), stream, KeepsFixedPartOnly{}) {}
@@ -224,7 +224,7 @@ struct HmhdRecord {
 };
 static_assert(fullBoxSize<HmhdRecord>(kVersion0) == 28);
 
-class HmhdBox final : public RecordBox<HmhdRecord, WrittenVersion<0>> {
+class HmhdBox final : public RecordBox<HmhdRecord, Full<0>> {
  public:
   explicit HmhdBox(NorvikKavStream& stream);
 };

@@ -78,7 +78,7 @@ struct MvhdRecord {
 static_assert(fullBoxSize<MvhdRecord>(kVersion0) == 108);
 static_assert(fullBoxSize<MvhdRecord>(kVersion1) == 120);
 
-class MvhdBox final : public RecordBox<MvhdRecord, WrittenVersion<1>> {
+class MvhdBox final : public RecordBox<MvhdRecord, Full<1>> {
  public:
   using RecordBox::RecordBox;
   MvhdBox(const MovieParameters& parameters, NorvikKavStream& stream);
@@ -99,7 +99,7 @@ static_assert(fullBoxSize<MehdRecord>(kVersion0) == 16);
 static_assert(fullBoxSize<MehdRecord>(kVersion1) == 20);
 
 // The duration of a movie with all its fragments.
-class MehdBox final : public RecordBox<MehdRecord, WrittenVersion<1>> {
+class MehdBox final : public RecordBox<MehdRecord, Full<1>> {
  public:
   using RecordBox::RecordBox;
   MehdBox(std::uint64_t fragmentDuration, NorvikKavStream& stream);
@@ -127,7 +127,7 @@ struct TrexRecord {
 };
 static_assert(fullBoxSize<TrexRecord>(kVersion0) == 32);
 
-class TrexBox final : public RecordBox<TrexRecord, WrittenVersion<0>> {
+class TrexBox final : public RecordBox<TrexRecord, Full<0>> {
  public:
   TrexBox(BoxHeader header, NorvikKavStream& stream)
       : RecordBox(std::move(header), stream, KeepsFixedPartOnly{}) {}

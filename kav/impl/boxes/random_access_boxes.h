@@ -25,7 +25,7 @@ struct MfroRecord {
 };
 static_assert(fullBoxSize<MfroRecord>(kVersion0) == 16);
 
-class MfroBox final : public RecordBox<MfroRecord, WrittenVersion<0>> {
+class MfroBox final : public RecordBox<MfroRecord, Full<0>> {
  public:
   using RecordBox::RecordBox;
   explicit MfroBox(NorvikKavStream& stream);

@@ -85,7 +85,7 @@ struct TkhdRecord {
 static_assert(fullBoxSize<TkhdRecord>(kVersion0) == 92);
 static_assert(fullBoxSize<TkhdRecord>(kVersion1) == 104);
 
-class TkhdBox final : public RecordBox<TkhdRecord, WrittenVersion<1>> {
+class TkhdBox final : public RecordBox<TkhdRecord, Full<1>> {
  public:
   static constexpr std::uint32_t kTrackEnabled = 1;
 

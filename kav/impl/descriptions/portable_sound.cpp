@@ -26,8 +26,8 @@ void forEachBox(std::span<const std::uint8_t> bytes, Use use) {
   }
 }
 
-// The length of the fields before the boxes among the header bytes of a QuickTime sound description.
-// None for bytes that are too short for them.
+// The length of the fields before the boxes among the header bytes of a QuickTime sound
+// description. None for bytes that are too short for them.
 std::optional<std::size_t> extensionLength(const NorvikKavAudioSampleDescInfo& info,
                                            std::span<const std::uint8_t> headerBytes) {
   constexpr std::size_t kVersion1Length = 16;
@@ -90,7 +90,8 @@ AudioSampleDescriptor portableForm(const AudioSampleDescriptor& descriptor) {
   const std::span<const std::uint8_t> headerBytes = descriptor.headerBytes();
   const std::optional<std::size_t> extension = extensionLength(descriptor.info(), headerBytes);
   if (!extension) return descriptor;
-  std::vector<std::uint8_t> boxes = portableBoxes(codec->configuration, headerBytes.subspan(*extension));
+  std::vector<std::uint8_t> boxes =
+      portableBoxes(codec->configuration, headerBytes.subspan(*extension));
   if (boxes.empty()) return descriptor;
 
   NorvikKavAudioSampleDescInfo info = descriptor.info();

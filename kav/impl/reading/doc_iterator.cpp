@@ -49,7 +49,7 @@ std::uint64_t boundInTimescale(const Moment& bound, std::uint32_t timescale) {
 // for a track without samples.
 std::optional<std::uint64_t> beginOf(const TrackRecord& track) {
   if (track.hasSamplesInTables()) return 0;
-  const FragmentPlaces::Place* first = track.root->fragmentOf(track.info().trackId, 0);
+  const FragmentDirectory::Place* first = track.root->fragmentOf(track.info().trackId, 0);
   if (first == nullptr) return std::nullopt;
   return first->fragment->partsOf(track.info().trackId).front()->decodeTime().value_or(0);
 }

@@ -60,7 +60,7 @@ void FragmentedTrackIterator::openMovieSamples() {
 bool FragmentedTrackIterator::openNextFragment() {
   fragment_ = nullptr;
   RootBox& root = *track_.root;
-  const FragmentPlaces::Place* place = root.fragmentOf(track_.info().trackId, nextFragment_);
+  const FragmentDirectory::Place* place = root.fragmentOf(track_.info().trackId, nextFragment_);
   if (place == nullptr) {
     fragmentsPassed_ = root.fragmentCount();
     return false;

@@ -28,7 +28,7 @@ Box* RootBox::getChild(std::size_t index) {
 void RootBox::addChild(BoxPtr child) {
   if (auto* movie = childAs<MoovBox>(*child)) movie_ = movie;
   if (auto* metadata = childAs<XMPDataBox>(*child)) metadata_ = metadata;
-  if (auto* fragment = childAs<MoofBox>(*child)) places_.add(*fragment);
+  if (auto* fragment = childAs<MoofBox>(*child)) directory_.add(*fragment, loadedCount());
   Box::addChild(std::move(child));
 }
 
@@ -79,25 +79,17 @@ MoovBox* RootBox::readMovie() {
   return movie_;
 }
 
-void RootBox::indexFragments() {
-  for (; nextToIndex_ < loadedCount(); ++nextToIndex_) {
-    auto* fragment = childAs<MoofBox>(*Box::getChild(nextToIndex_));
-    if (fragment != nullptr && movie_ != nullptr) fragments_.add(*fragment, nextToIndex_, *movie_);
-  }
-}
-
 BoxIteratorByType RootBox::findFragment(std::uint32_t trackId, std::uint64_t time) {
   std::int32_t index = -1;
   do {
-    indexFragments();
-    index = fragments_.find(trackId, time);
+    if (movie_ != nullptr) index = directory_.findTime(trackId, time, *movie_);
   } while (index < 0 && readNextBox() != nullptr);
   return {*this, fourCc("moof"), index};
 }
 
-const FragmentPlaces::Place* RootBox::fragmentOf(std::uint32_t trackId, std::size_t index) {
+const FragmentDirectory::Place* RootBox::fragmentOf(std::uint32_t trackId, std::size_t index) {
   for (;;) {
-    const FragmentPlaces::Place* place = places_.find(trackId, index);
+    const FragmentDirectory::Place* place = directory_.find(trackId, index);
     if (place != nullptr || readNextBox() == nullptr) return place;
   }
 }

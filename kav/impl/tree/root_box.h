@@ -6,8 +6,7 @@
 #include "kav/impl/model/box_factory.h"
 #include "kav/impl/model/box_headers.h"
 #include "kav/impl/model/box_iterators.h"
-#include "kav/impl/tree/fragment_index.h"
-#include "kav/impl/tree/fragment_places.h"
+#include "kav/impl/tree/fragment_directory.h"
 
 namespace norvik::kav::impl {
 
@@ -45,10 +44,10 @@ class RootBox final : public Box {
 
   // The fragment with samples of a track at an index among those of the track; reads on as far as
   // needed. Null if the file ends first.
-  const FragmentPlaces::Place* fragmentOf(std::uint32_t trackId, std::size_t index);
+  const FragmentDirectory::Place* fragmentOf(std::uint32_t trackId, std::size_t index);
 
   // The number of fragments read so far.
-  std::size_t fragmentCount() const { return places_.count(); }
+  std::size_t fragmentCount() const { return directory_.count(); }
 
   // The last XMP box found so far, or null; reads nothing.
   XMPDataBox* metadata() const { return metadata_; }
@@ -66,7 +65,6 @@ class RootBox final : public Box {
   void seekToEnd(std::uint64_t end);
   void fetchMovie(const Box& fragment);
   ReadContext readContext() { return {stream(), factory_, childAllocator_}; }
-  void indexFragments();
 
   BoxFactory& factory_;
   BoxAllocator* childAllocator_;
@@ -74,9 +72,7 @@ class RootBox final : public Box {
   XMPDataBox* metadata_ = nullptr;
   BoxPtr waitingMovie_;  // fetched early, not yet reached
 
-  FragmentPlaces places_;    // of the children that are fragments
-  FragmentIndex fragments_;  // of the children before nextToIndex_
-  std::size_t nextToIndex_ = 0;
+  FragmentDirectory directory_;  // of the children that are fragments
 };
 
 }  // namespace norvik::kav::impl

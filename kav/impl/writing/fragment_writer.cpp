@@ -156,7 +156,7 @@ void FragmentWriter::completeAllHeld() {
 
 void FragmentWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
                                std::uint64_t mediaTime) {
-  if (sample.data.size() > kLongestSample) throw Exception(ErrorCode::sampleTooLarge);
+  if (sample.size > kLongestSample) throw Exception(ErrorCode::sampleTooLarge);
   if (!movie_.isHeadClosed()) openHead();
   Waiting& waiting = waitingOf(track);
   if (waiting.reached && (sample.decodingTime < waiting.reached->presentationTime ||
@@ -174,11 +174,11 @@ void FragmentWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
   }
   waiting.samples.push_back({.mediaTime = mediaTime,
                              .presentationTime = sample.decodingTime,
-                             .size = static_cast<std::uint32_t>(sample.data.size()),
+                             .size = sample.size,
                              .flags = sample.flags,
                              .compositionOffset = sample.compositionOffset,
                              .descriptionIndex = sample.descriptionIndex});
-  waiting.bytes.insert(waiting.bytes.end(), sample.data.begin(), sample.data.end());
+  waiting.bytes.insert(waiting.bytes.end(), sample.bytes().begin(), sample.bytes().end());
   waiting.holdsLast = true;
   if (!waiting.reached) waiting.reached.emplace();
   waiting.reached->mediaTime = mediaTime;

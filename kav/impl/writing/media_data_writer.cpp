@@ -39,9 +39,9 @@ void MediaDataWriter::endMedia() {
 void MediaDataWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
                                 std::uint64_t mediaTime) {
   if (mediaData_ == nullptr) beginMedia();
-  const std::uint64_t offset = mediaData_->addSampleData(sample.data);
+  const std::uint64_t offset = mediaData_->addSampleData(sample.bytes());
   Sample written;
-  written.info.size = static_cast<std::uint32_t>(sample.data.size());
+  written.info.size = sample.size;
   written.info.decodingTime = mediaTime;
   written.info.compositionOffset = sample.compositionOffset;
   written.info.flags = sample.flags;

@@ -1,28 +1,18 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 #include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/bytes/stream_adapters.h"
 #include "kav/impl/model/build_parameters.h"
 #include "kav/impl/writing/edit_timeline.h"
+#include "kav/sample_to_write.h"
 
 namespace norvik::kav::impl {
 
 class StblBox;
 class TrakBox;
-
-// A sample on its way into the file.
-struct SampleToWrite {
-  std::uint32_t trackNumber = 0;  // 1-based
-  std::uint32_t descriptionIndex = 1;
-  std::uint64_t decodingTime = 0;
-  std::uint32_t compositionOffset = 0;
-  std::uint32_t flags = 0;
-  std::span<const std::uint8_t> data;
-};
 
 // The data that writing keeps for a track. The boxes are views into the movie box.
 struct TrackDraft {

@@ -7,14 +7,17 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <vector>
 
 #include "kav/impl/boxes/fragment_boxes.h"
 #include "kav/impl/boxes/media_boxes.h"
 #include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/random_access_boxes.h"
-#include "kav/impl/boxes/table_boxes.h"
 #include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/descriptions/entry_records.h"
+#include "kav/impl/tables/table_entries.h"
 #include "tests/unit/kav/impl/box_test_tools.h"
 
 namespace norvik::kav::impl {
@@ -507,7 +510,8 @@ TYPED_TEST(BuiltRecordSuite, IsWrittenAsTheExpectedBytesOfTheCountedSize) {
   }
 }
 
-// --- records that are not boxes: the entries of the sample tables
+// --- records that are not boxes: entries of the sample tables, fields of sample entries, and boxes
+// among the header bytes of a sample entry, which stay bytes
 
 struct TimeEntryRow {
   using Record = TimeEntry;
@@ -550,25 +554,95 @@ struct DependencyEntryRow {
   static void expectFields(const Record& record) { EXPECT_EQ(record.dependencies, 0x24); }
 };
 
+struct GenericEntryRow {
+  using Record = GenericEntryRecord;
+  static Bytes bytes() { return concat({ignored(6), u16(0x0102)}); }
+  static Bytes written() { return concat({zeros(6), u16(0x0102)}); }
+  static void expectFields(const Record& record) { EXPECT_EQ(record.dataReferenceIndex, 0x0102); }
+};
+struct VideoEntryRow {
+  using Record = VideoEntryRecord;
+  static Bytes with(const Bytes& six, const Bytes& sixteen, const Bytes& four, const Bytes& name) {
+    return concat({six, u16(1), sixteen, u16(1920), u16(1080), u32(0x480000), u32(0x490000), four,
+                   u16(2), name, u16(24), u16(0xFFFF)});
+  }
+  static Bytes bytes() { return with(ignored(6), ignored(16), ignored(4), ignored(32)); }
+  static Bytes written() { return with(zeros(6), zeros(16), zeros(4), zeros(32)); }
+  static void expectFields(const Record& record) {
+    EXPECT_EQ(record.dataReferenceIndex, 1);
+    EXPECT_EQ(record.width, 1920);
+    EXPECT_EQ(record.height, 1080);
+    EXPECT_EQ(record.horizontalResolution, 0x480000u);
+    EXPECT_EQ(record.verticalResolution, 0x490000u);
+    EXPECT_EQ(record.frameCount, 2);
+    EXPECT_EQ(record.depth, 24);
+    EXPECT_EQ(record.preDefined, 0xFFFF);
+  }
+};
+struct AudioEntryRow {
+  using Record = AudioEntryRecord;
+  static Bytes fields() {
+    return concat({u16(1), u16(2), u16(3), u32(0x01020304), u16(6), u16(16), u16(0xFFFE), u16(9),
+                   u32(48000U << 16)});
+  }
+  static Bytes bytes() { return concat({ignored(6), fields()}); }
+  static Bytes written() { return concat({zeros(6), fields()}); }
+  static void expectFields(const Record& record) {
+    EXPECT_EQ(record.dataReferenceIndex, 1);
+    EXPECT_EQ(record.version, 2);
+    EXPECT_EQ(record.revision, 3);
+    EXPECT_EQ(record.vendor, 0x01020304u);
+    EXPECT_EQ(record.channelCount, 6);
+    EXPECT_EQ(record.sampleSize, 16);
+    EXPECT_EQ(record.compressionId, 0xFFFE);
+    EXPECT_EQ(record.packetSize, 9);
+    EXPECT_EQ(record.sampleRate, 48000U << 16);
+  }
+};
+struct PaspRow {
+  using Record = PaspRecord;
+  static Bytes bytes() { return {0, 0, 0, 40, 0, 0, 0, 33}; }
+  static void expectFields(const Record& record) {
+    EXPECT_EQ(record.horizontalSpacing, 40u);
+    EXPECT_EQ(record.verticalSpacing, 33u);
+  }
+};
+
+template <class RowType>
+Bytes writtenBytesOf() {
+  if constexpr (requires { RowType::written(); }) {
+    return RowType::written();
+  } else {
+    return RowType::bytes();
+  }
+}
+
 template <class RowType>
 class EntrySuite : public testing::Test {};
 
-using EntryRows = testing::Types<TimeEntryRow, OffsetEntryRow, ChunkEntryRow, NumberEntryRow,
-                                 WideOffsetEntryRow, DependencyEntryRow>;
+using EntryRows =
+    testing::Types<TimeEntryRow, OffsetEntryRow, ChunkEntryRow, NumberEntryRow, WideOffsetEntryRow,
+                   DependencyEntryRow, GenericEntryRow, VideoEntryRow, AudioEntryRow, PaspRow>;
 TYPED_TEST_SUITE(EntrySuite, EntryRows);
 
 TYPED_TEST(EntrySuite, IsReadAndWrittenAsLiteralBytesOfTheCountedSize) {
   using Record = typename TypeParam::Record;
   const Bytes bytes = TypeParam::bytes();
   ASSERT_EQ(bytes.size(), recordSize<Record>(kVersion0));
-  Record record;
-  FieldReader reader(bytes, kVersion0);
-  Record::layout(reader, record);
-  TypeParam::expectFields(record);
+  const std::optional<Record> record = decodeRecord<Record>(bytes);
+  ASSERT_TRUE(record);
+  TypeParam::expectFields(*record);
   Bytes written(bytes.size(), 0xEE);
-  FieldWriter writer(written, kVersion0);
-  Record::layout(writer, record);
-  EXPECT_EQ(written, bytes);
+  encodeRecord(*record, written);
+  EXPECT_EQ(written, writtenBytesOf<TypeParam>());
+}
+
+TYPED_TEST(EntrySuite, IsNotThereInFewerBytes) {
+  using Record = typename TypeParam::Record;
+  const Bytes bytes = TypeParam::bytes();
+  for (std::size_t length = 0; length < bytes.size(); ++length) {
+    EXPECT_FALSE(decodeRecord<Record>(std::span(bytes).first(length))) << length;
+  }
 }
 
 }  // namespace

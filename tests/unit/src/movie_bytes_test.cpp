@@ -1,0 +1,63 @@
+#include "src/movie_bytes.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+
+#include "kav/exception.h"
+#include "tests/support/bytes.h"
+#include "tests/support/code_of.h"
+#include "tests/support/media_samples.h"
+#include "tests/support/memory_stream.h"
+#include "tests/support/movie_builder.h"
+
+namespace quarrypack {
+namespace {
+
+using namespace test;
+
+constexpr auto kShortRead = static_cast<std::uint32_t>(norvik::kav::ErrorCode::shortRead);
+
+class MovieBytesTest : public testing::Test {
+ protected:
+  const Bytes file = MovieBuilder({videoTrack(), soundTrack(), captionTrack(3)}).build();
+  norvik::kav::Movie movie{MemoryStream::create(file)};
+  MovieBytes bytes{movie};
+};
+
+TEST_F(MovieBytesTest, AreThoseOfTheFile) {
+  Bytes type(4);
+  bytes.readAt(4, type);
+  EXPECT_EQ(type, text("ftyp"));
+  bytes.peekAt(0, type);
+  EXPECT_EQ(type, Bytes(file.begin(), file.begin() + 4));
+}
+
+TEST_F(MovieBytesTest, EndWithTheFile) {
+  Bytes two(2);
+  EXPECT_EQ(codeOf([&] { bytes.readAt(file.size() - 1, two); }), kShortRead);
+  EXPECT_EQ(codeOf([&] { bytes.peekAt(file.size() - 1, two); }), kShortRead);
+  EXPECT_EQ(codeOf([&] { bytes.readAt(file.size() + 9, {}); }), std::nullopt);
+  EXPECT_EQ(codeOf([&] { bytes.peekAt(file.size() + 9, {}); }), std::nullopt);
+}
+
+TEST_F(MovieBytesTest, MustHoldASample) {
+  norvik::kav::Sample sample;
+  sample.fileOffset = file.size() - 2;
+  sample.info.size = 2;
+  EXPECT_EQ(codeOf([&] { bytes.require(sample); }), std::nullopt);
+  sample.info.size = 3;
+  EXPECT_EQ(codeOf([&] { bytes.require(sample); }), kShortRead);
+  sample.fileOffset = ~std::uint64_t{0};
+  EXPECT_EQ(codeOf([&] { bytes.require(sample); }), kShortRead);
+  sample.info.size = 0;
+  EXPECT_EQ(codeOf([&] { bytes.require(sample); }), std::nullopt) << "nothing is nowhere";
+}
+
+TEST_F(MovieBytesTest, LimitTheCostOfTheSamples) {
+  EXPECT_EQ(costLimitOf(movie), 16 * file.size() + (8u << 20));
+}
+
+}  // namespace
+}  // namespace quarrypack
