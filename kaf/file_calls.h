@@ -22,8 +22,8 @@ struct ByteRun {
   std::size_t size;          // bytes
 };
 
-// Writes the whole of both runs, one directly behind the other from offset on, going on after short
-// transfers and interruptions.
+// Writes the whole of both runs, one directly after the other from offset on, continuing after
+// short transfers and interruptions.
 void writeAt(FileHandle file, ByteRun first, ByteRun second, std::uint64_t offset);
 
 // Sets the length of the file.

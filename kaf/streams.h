@@ -31,7 +31,7 @@ class IStream {
 // A stream that can also be written.
 class IOStream : public IStream {
  public:
-  // Writes count bytes at the current position and moves it behind them. Returns the number of
+  // Writes count bytes at the current position and advances past them. Returns the number of
   // bytes taken.
   virtual std::size_t write(const void* buffer, std::size_t count) = 0;
 

@@ -26,7 +26,7 @@ class WriteWindows {
   // Writes everything that is held to the file and holds nothing afterwards.
   void flushAll(FileHandle file);
 
-  // The position behind the last byte that is held; 0 when nothing is.
+  // The position past the last byte that is held; 0 when nothing is.
   std::uint64_t end() const { return windows_.empty() ? 0 : windows_.back().end(); }
 
  private:

@@ -27,11 +27,11 @@ class NorvikIStream {
   // Closes the stream; on a closed stream it does nothing.
   virtual void close() = 0;
 
-  // Reads up to count bytes at the current position and moves it behind them. Returns the number of
+  // Reads up to count bytes at the current position and advances past them. Returns the number of
   // bytes read, which is below count only at the end of the data.
   virtual std::size_t read(void* buffer, std::size_t count) = 0;
 
-  // Moves the position to offset bytes from the origin (see SeekOrigin). A position behind the end
+  // Moves the position to offset bytes from the origin (see SeekOrigin). A position past the end
   // is allowed: reading there gives nothing, writing there leaves a hole.
   virtual void seek(std::int64_t offset, int origin) = 0;
 
@@ -42,7 +42,7 @@ class NorvikIStream {
 // A stream that can also be written; what was written can be read back.
 class NorvikIOStream : public NorvikIStream {
  public:
-  // Writes count bytes at the current position and moves it behind them. Returns the number of
+  // Writes count bytes at the current position and advances past them. Returns the number of
   // bytes taken. An implementation may hold bytes back and report a failure later, at close at the
   // latest.
   virtual std::size_t write(const void* buffer, std::size_t count) = 0;

@@ -21,7 +21,7 @@ namespace norvik::kav::impl {
 //
 // Reading, writing and the size all come from that description, through the three visitors below.
 // They share one set of verbs; where reading and writing differ on purpose, the difference is a
-// verb of its own, so that it stands in the line of the field.
+// verb of its own, so that it shows in the line of the field.
 
 // The type of a box whose four-character code is uuid.
 using ExtendedType = std::array<std::uint8_t, 16>;

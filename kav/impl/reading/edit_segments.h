@@ -24,7 +24,7 @@ struct EditSegment {
 // composition timeline, while samples are picked by decoding time; firstCompositionOffset, the
 // composition offset of the track's first sample, is what lies between the two and is taken off
 // every media time. Without that the leading key frame of nearly every movie with B-frames would
-// fall in front of its own edit. An offset from 2^31 on is a negative one and takes nothing off.
+// lie before its own edit. An offset from 2^31 on is a negative one and takes nothing off.
 //
 // What is taken off the last media segment is its endDelay: its end keeps its place in the media.
 // It would otherwise cut off pictures that the list shows, since no segment after it has room to

@@ -47,11 +47,11 @@ class FragmentedTrackIterator final : public SampleIterator {
   void openMovieSamples();
   bool takeOfMovie(Sample& sample);
 
-  // Stands the iterator at the first sample of the fragments.
+  // Moves the iterator to the first sample of the fragments.
   void begin();
   void beginAfter(const Sample& lastOfMovie);
 
-  // Stands the iterator at the next sample within the range, or at the end.
+  // Moves the iterator to the next sample within the range, or at the end.
   void settle();
   bool openNextRun();
   bool openNextPart();
@@ -73,7 +73,7 @@ class FragmentedTrackIterator final : public SampleIterator {
 
   std::size_t nextFragment_ = 0;  // among those of the track
   MoofBox* fragment_ = nullptr;
-  std::span<TrafBox* const> parts_;  // of the fragment, the current one in front
+  std::span<TrafBox* const> parts_;  // of the fragment, the current one first
   std::size_t run_ = 0;              // of the current part, the next one
   std::uint64_t runBase_ = 0;        // in the file: what the data offset of the run counts from
   std::optional<TrunBox::Cursor> samples_;

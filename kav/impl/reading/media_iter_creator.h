@@ -9,8 +9,8 @@
 
 namespace norvik::kav::impl {
 
-// Makes what an edit list needs to be walked: iterators over a track's media and the samples that
-// stand for empty edits.
+// Makes what an edit list needs to be walked: iterators over a track's media, and a sample for each
+// empty edit.
 class IMediaIterCreator {
  public:
   virtual ~IMediaIterCreator() = default;
@@ -18,7 +18,7 @@ class IMediaIterCreator {
   // The samples of the media from a decoding time on, in the media timescale.
   virtual std::unique_ptr<SampleIterator> createMediaIterator(std::uint64_t start) = 0;
 
-  // A sample without bytes that stands for an empty edit, at a time in the media timescale.
+  // A sample without bytes for an empty edit, at a time in the media timescale.
   virtual SamplePtr createEmptySample(std::uint64_t time) = 0;
 };
 

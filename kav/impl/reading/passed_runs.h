@@ -14,15 +14,15 @@ namespace norvik::kav::impl {
 // at the run that it needs and not at the first of the file.
 class PassedRuns {
  public:
-  // The state of a walk in front of a run.
+  // The state of a walk before a run.
   struct Place {
     std::size_t number = 0;  // of the run, in the order of the file
     std::size_t fragmentsPassed = 0;
     std::size_t partsPassed = 0;
     std::size_t nextFragment = 0;  // among those of the track
     MoofBox* fragment = nullptr;
-    std::span<TrafBox* const> parts;  // of the fragment, the one with the run in front
-    std::size_t run = 0;              // within the part, the one behind it
+    std::span<TrafBox* const> parts;  // of the fragment, the one with the run first
+    std::size_t run = 0;              // within the part, the one after it
     std::uint64_t runBase = 0;
     std::uint64_t decodingTime = 0;  // of the first sample of the run
   };
@@ -31,7 +31,7 @@ class PassedRuns {
   // file.
   void note(const Place& place, std::uint64_t end);
 
-  // Where a walk to the first sample at or after a time may begin: every run in front ends before
+  // Where a walk to the first sample at or after a time may begin: every run before it ends before
   // the time. Null when no run is known.
   const Place* find(std::uint64_t time) const;
 
@@ -41,7 +41,7 @@ class PassedRuns {
     Place place;
   };
 
-  std::vector<Run> rising_;  // those that end later than all in front of them
+  std::vector<Run> rising_;  // those that end later than all before them
   Place last_;
   std::size_t count_ = 0;
 };
