@@ -11,7 +11,6 @@
 namespace norvik::kav::impl {
 namespace {
 
-
 struct Chunks {
   std::uint32_t first, samples, description;
 };
