@@ -5,15 +5,16 @@
 namespace norvik::kav {
 
 // Decides whether reading continues after an irregularity. It is called while boxes are read, once
-// for each irregularity met. A non-zero answer continues; zero stops, and the operation that met it
-// fails with ErrorCode::stoppedByHandler. It must not throw and must not use the stream being read.
+// for each irregularity. A non-zero result continues. Zero stops, and the operation that met the
+// irregularity fails with ErrorCode::stoppedByHandler. The function must not throw and must not use
+// the stream being read.
 using ProblemFunction = int (*)(void* context, Problem problem);
 
-// A handler with its context; without a function every irregularity is tolerated. The context
-// belongs to the caller and must outlive every stream that carries the handler.
+// A handler with its context; without a function every irregularity is tolerated. The caller owns
+// the context, which must outlive every stream that carries the handler.
 struct ProblemHandler {
-  ProblemFunction function = nullptr;  // asked about every irregularity; may be null
-  void* context = nullptr;             // handed to the function as it is
+  ProblemFunction function = nullptr;  // called for every irregularity; may be null
+  void* context = nullptr;             // passed to the function unchanged
 
   // Whether reading continues after this irregularity.
   bool tolerates(Problem problem) const {

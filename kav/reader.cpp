@@ -42,7 +42,8 @@ namespace {
 
 constexpr std::uint32_t code(ErrorCode error) { return static_cast<std::uint32_t>(error); }
 
-// Runs an operation and turns what it throws into a code: nothing is thrown past a plain function.
+// Runs an operation and turns its exceptions into a code: nothing may be thrown past a plain
+// function.
 template <class Operation>
 std::uint32_t guarded(Operation operation) noexcept {
   try {
@@ -68,14 +69,14 @@ const Track& trackAt(const NorvikKavReader* reader, std::uint32_t index) {
   return reader->movie.tracks()[index];
 }
 
-// The record of a kind that a description has.
+// The record of one kind in a description.
 template <class Info>
 const Info& recordOf(const Info* record) {
   if (record == nullptr) throw Exception(ErrorCode::unsupportedTrackType);
   return *record;
 }
 
-// Gives an object away as a plain handle.
+// Releases an object as a plain handle.
 template <class Handle, class... Content>
 Handle* makeHandle(Content&&... content) {
   return std::unique_ptr<Handle>(new Handle{std::forward<Content>(content)...}).release();

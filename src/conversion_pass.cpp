@@ -46,7 +46,7 @@ std::uint32_t inRange(std::uint64_t count) {
       std::min<std::uint64_t>(count, std::numeric_limits<std::uint32_t>::max()));
 }
 
-// A pending sample names its output track and sample description by one number, its slot.
+// A slot is one number for the output track and sample description of a pending sample.
 class Slots {
  public:
   struct Slot {
@@ -81,14 +81,14 @@ class ConversionPass {
   ConversionPass(kav::NorvikIStream& input, kav::NorvikIOStream& output)
       : movie_(kav::IStreamPtr(&input)), writer_(makeWriter(output)) {}
 
-  // Adds the tracks of the output. False when the input has no captions or no video for them.
+  // Adds the tracks of the output. Returns false if the input has no captions or no video for them.
   bool setUpTracks();
 
-  // Copies all samples, captions attached, and finishes the movie.
+  // Copies all samples with their captions, and finishes the movie.
   void copySamples();
 
  private:
-  // What becomes of the samples of an input track.
+  // What happens to the samples of an input track.
   enum class Fate { copied, queuedAsCaption, dropped };
   struct Route {
     Fate fate = Fate::dropped;
@@ -97,13 +97,13 @@ class ConversionPass {
     bool isVideoTrack = false;
     std::uint64_t captionDelay = 0;  // units of timescale
 
-    // The description of the latest sample, and its slot; 0 while there was no sample.
+    // The description of the latest sample, and its slot; 0 before the first sample.
     std::uint32_t descriptionIndex = 0;
     std::uint32_t slot = 0;
   };
 
-  // What an output track is to receive. Samples find their track by its id, so input tracks that
-  // share an id come together in one.
+  // What an output track will receive. Samples find their track by its id, so input tracks that
+  // share an id are merged into one.
   struct Expected {
     std::uint64_t samples = 0;
     std::uint64_t gaps = 0;
@@ -241,8 +241,8 @@ void ConversionPass::routeTracks() {
   }
 }
 
-// Asked for only now that samples are copied: this may read a sample, and a broken track is not to
-// fail before the announcement.
+// Called only when samples are copied: it may read a sample, and a broken track must not fail
+// before the announcement.
 void ConversionPass::delayCaptions() {
   const EditShift video = editShiftOf(movie_, tracks_[static_cast<std::size_t>(videoTrack_)]);
   for (std::size_t i = 0; i < routes_.size(); ++i) {
@@ -272,7 +272,7 @@ void ConversionPass::takeSample(const kav::Sample& sample, bool isLast) {
       queueCaption(sample, route);
       break;
     case Fate::dropped:
-      // A check of long standing, whose wording users know.
+      // An old check, whose wording users know.
       std::cout << R"(assert in file ..\..\src\main.cpp, line 397)" << std::endl;
       std::cout << "Error: Bad clcp Sample. " << std::endl;
       break;
@@ -308,7 +308,7 @@ void ConversionPass::copySample(const kav::Sample& sample, Route& route, bool is
       flush(flushDecision_.groupLength());
     }
   }
-  // A sample without a description of its own goes with the first one of its track.
+  // A sample without a description of its own gets the first one of its track.
   const std::uint32_t descriptionIndex = std::max(sample.descriptionIndex, 1U);
   if (route.descriptionIndex != descriptionIndex) {
     route.descriptionIndex = descriptionIndex;
@@ -348,8 +348,8 @@ void ConversionPass::writeSample(const PendingSample& sample, const SplicedSampl
   progress_.sampleWritten(sample.size);
 }
 
-// Opens both files. The output may be the input under another name, through a link or another path,
-// and its content must not be dropped before that is known.
+// Opens both files. The output may be the input under another name, through a link or another path.
+// Its content must not be dropped before that has been checked.
 void openStreams(KavStream& input, KavStream& output) {
   input.open();
   output.open();
@@ -375,7 +375,7 @@ int convertFile(const std::string& programName, const ConversionPaths& paths) {
     return kConverted;
   }
   std::cerr << "Error: No valid clcp data found in the file..." << std::endl;
-  // What was begun is thrown away, so the movie is left unfinished.
+  // Drops what has been written, so the movie stays unfinished.
   output->setSize(0);
   output->close();
   input->close();

@@ -3,11 +3,11 @@
 
     measure_conversion.py QUARRYPACK FOLDER [--pairs N]
 
-Makes its inputs in FOLDER with make_bench_movie.py, unless they are there. Runs cp, ffmpeg with
--movflags +faststart, and the converter in turn, N times (5 unless told otherwise) behind a round that
-is not counted, and prints a table: ratios are taken run by run, and the median is printed. The output
-is removed before each run, because overwriting a file that exists hides every difference. Nothing is
-judged: the targets stand beside the figures. FOLDER takes 7 GB while it runs."""
+Makes its inputs in FOLDER with make_bench_movie.py, unless they exist. Runs cp, ffmpeg with
+-movflags +faststart, and the converter in turn, N times (5 by default) after a round that is not
+counted, and prints a table: ratios are taken run by run, and the median is printed. The output
+is removed before each run, because overwriting an existing file hides every difference. The figures
+are not judged, only printed beside the targets. FOLDER takes 7 GB while it runs."""
 import argparse
 import collections
 import math
@@ -82,7 +82,7 @@ class Bench:
         return list(zip(*rounds[1:]))
 
     def peak(self, name):
-        """Peak resident memory in bytes. The shell is small, and so does not count as the peak."""
+        """Peak resident memory in bytes. The shell is too small to be the peak itself."""
         report = self.folder / "peak.txt"
         self.once("quarrypack", name, ["/usr/bin/time", "-f", "%M", "-o", report])
         return int(report.read_text()) * 1024

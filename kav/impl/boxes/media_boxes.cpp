@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t kLongestName = 100000000;
 
-// Where the handler type stands behind the header of its box: behind version, flags and a word.
+// The offset of the handler type from the box's header: after version, flags and a word.
 constexpr std::uint64_t kHandlerTypeOffset = 8;
 
 constexpr std::array<ChildRule, 3> kMdiaRules = {{

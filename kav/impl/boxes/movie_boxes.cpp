@@ -23,7 +23,7 @@ MvhdRecord recordFrom(const MovieParameters& parameters) {
   return record;
 }
 
-// Up to here the tracks are few enough to move them all for every new one.
+// Up to this number of tracks it is cheap to move them all for every new one.
 constexpr std::size_t kFewTracks = 16;
 
 TrexRecord trexRecordOf(std::uint32_t trackId) {

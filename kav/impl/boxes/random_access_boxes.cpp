@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::uint32_t kMostEntries = 100000000;
 
-// What stands in front of the entries of a tfra box. The length codes are three times two bits, for
-// the traf, trun and sample number of every entry: a number takes its code + 1 bytes.
+// The fields before the entries of a tfra box. The length codes are three times two bits, for the
+// traf, trun and sample number of every entry: a number takes its code + 1 bytes.
 struct TfraRecord {
   static constexpr std::uint32_t kFourBytesEach = 0x3F;
 
@@ -34,7 +34,7 @@ struct TfraRecord {
 };
 static_assert(fullBoxSize<TfraRecord>(kVersion1) == 24);
 
-// An entry in the form that is written.
+// An entry in its written form.
 struct TfraEntryRecord {
   TfraBox::Entry entry;
 
@@ -51,7 +51,7 @@ static_assert(recordSize<TfraEntryRecord>(kVersion1) == 28);
 
 struct AfraRecord {
   static constexpr std::uint8_t kLongIdsLongOffsets = 0xC0;
-  static constexpr std::uint64_t kEntryCount = 5;  // where the count stands
+  static constexpr std::uint64_t kEntryCount = 5;  // the place of the count
 
   std::uint8_t form = kLongIdsLongOffsets;
   std::uint32_t timescale = 0;

@@ -152,7 +152,7 @@ void ElstBox::writeContent() {
 
 void ElstBox::updateContent() {
   writeContent();
-  // The room may have been given up since the header was written.
+  // The room may have been released since the header was written.
   patchSize();
 }
 

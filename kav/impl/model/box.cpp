@@ -10,14 +10,14 @@
 namespace norvik::kav::impl {
 namespace {
 
-// The types that a rule speaks of.
+// The types that a rule names.
 bool ruleNames(const ChildRule& rule, FourCc type) {
   if (rule.kind != ChildRule::Kind::exactlyOneOf) return type == rule.type;
   return std::find(rule.list.begin(), rule.list.end(), type) != rule.list.end();
 }
 
-// While samples are still to come, the room reserved for them may be more than a compact header can
-// say; the size in the file is then provisional in any case.
+// While samples are still to come, the reserved room may be more than a compact header can state.
+// The size in the file is then provisional in any case.
 std::uint32_t compactSize(std::uint64_t size) {
   return static_cast<std::uint32_t>(
       std::min<std::uint64_t>(size, std::numeric_limits<std::uint32_t>::max()));
@@ -31,7 +31,7 @@ void BoxDeleter::operator()(Box* box) const noexcept {
     delete box;
     return;
   }
-  // The block starts where the complete object does.
+  // The block begins where the complete object begins.
   void* block = dynamic_cast<void*>(box);
   box->~Box();
   allocator->free(block);
@@ -81,7 +81,7 @@ void Box::place(std::uint64_t start) {
 
 bool Box::wasReadWithin(const Box& parent) const {
   if (!fromFile_ || &stream_ != &parent.stream_) return false;
-  // The file itself is no box that was read, but its boxes lie one after the other.
+  // The file itself was not read as a box, but its boxes are adjacent.
   if (start_ == parent.start_ + parent.extent_) return true;
   return parent.fromFile_ && start_ >= parent.start_ && end_ <= parent.end_;
 }
@@ -111,8 +111,8 @@ bool Box::takeWrittenFormWithChildren() {
 }
 
 void Box::addChild(BoxPtr child) {
-  // Placing a child anew where it was read would lose the bytes between children that no box
-  // accounts for.
+  // Placing a child again where it was read would lose the bytes between children that belong to no
+  // box.
   if (!child->wasReadWithin(*this)) {
     child->takeWrittenFormWithChildren();
     child->place(start_ + extent_);

@@ -11,11 +11,11 @@
 
 namespace norvik::kav::impl {
 
-// Lets a box that was read claim its fixed part only, so that bytes after it are read as children.
+// Lets a box that was read claim only its fixed part, so that bytes past it are read as children.
 struct KeepsFixedPartOnly {};
 
-// A box whose payload is a record and nothing else. The class of a box adds constructors. Kind is
-// Plain, or Full<version> for a box that begins with version and flags.
+// A box whose payload is only a record. The class of a box adds constructors. Kind is Plain, or
+// Full<version> for a box that begins with version and flags.
 template <class Record, class Kind>
 class RecordBox : public std::conditional_t<Kind::kIsFull, FullBox, Box> {
   using Base = std::conditional_t<Kind::kIsFull, FullBox, Box>;
@@ -62,11 +62,11 @@ class RecordBox : public std::conditional_t<Kind::kIsFull, FullBox, Box> {
     this->writeAt(contentStart(), bytes);
   }
 
-  // The fields of a header are brought up to date by writing them again.
+  // Rewrites the fields, which brings them up to date.
   void updateContent() override { writeContent(); }
 
  protected:
-  // A box that was read in another version takes up the room of the written one from here on.
+  // A box that was read in another version takes the room of the written one from here on.
   bool takeWrittenForm() override {
     const bool changed = Base::takeWrittenForm();
     if constexpr (!Kind::kIsFull) {
@@ -88,7 +88,7 @@ class RecordBox : public std::conditional_t<Kind::kIsFull, FullBox, Box> {
   }
   LayoutForm writtenForm() const { return {Kind::kVersion, storedForm().flags}; }
 
-  // No record grows when a field is left out, so all flags in the wide form is the longest.
+  // A record never grows when a field is left out, so it is longest with all flags and wide fields.
   using Buffer = std::array<std::uint8_t, recordSize<Record>(LayoutForm{1, 0xFFFFFF})>;
 
   Record record_;

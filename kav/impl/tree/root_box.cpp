@@ -32,7 +32,7 @@ void RootBox::addChild(BoxPtr child) {
   Box::addChild(std::move(child));
 }
 
-// Media data may claim an end that no stream can reach.
+// Media data may state an end that no stream can reach.
 void RootBox::seekToEnd(std::uint64_t end) { stream().seekTo(std::min(end, stream().size())); }
 
 void RootBox::fetchMovie(const Box& fragment) {
@@ -64,7 +64,7 @@ Box* RootBox::readNextBox() {
   }
   BoxPtr box = factory_.createBox(stream(), std::move(*header), childAllocator_);
   if (box == nullptr) return nullptr;
-  // A fragment makes no sense without its movie, so the movie's absence is reported first.
+  // A fragment is useless without its movie, so a missing movie is reported first.
   if (box->type() == fourCc("moof") && movie_ == nullptr) fetchMovie(*box);
   readChildHeaders(readContext(), *box);
   box->readBody(*this, true);

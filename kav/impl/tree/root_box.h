@@ -16,13 +16,13 @@ class XMPDataBox;
 // The file itself: a box whose children are the top-level boxes.
 //
 // While a file is read, children appear on demand: getChild and readNextBox read and parse further
-// top-level boxes, each completely, and nothing is read ahead of need. The one exception is a moof
-// box before the moov box, which makes no sense without it; the moov box is then fetched early
-// and joins the children when its turn comes.
+// top-level boxes, each completely, and nothing is read early. The one exception is a moof box
+// before the moov box, which is useless without it. The moov box is then fetched early and joins
+// the children when it is reached.
 class RootBox final : public Box {
  public:
-  // A document over a stream, which must be open and outlive the root. The factory, and the
-  // allocator if there is one, too.
+  // A document over a stream, which must be open and outlive the root, as must the factory and the
+  // allocator.
   explicit RootBox(NorvikKavStream& stream, BoxFactory* factory = nullptr,
                    BoxAllocator* allocator = nullptr);
 
@@ -30,33 +30,32 @@ class RootBox final : public Box {
   void addChild(BoxPtr child) override;
 
   // Reads, parses and adds the next top-level box; null at the end of the file. The length of the
-  // file is measured anew each time, so a file that has grown since gives more boxes. Throws
-  // noMovie, childRuleBroken, truncatedBox, secondMovie, and whatever the content of a box is
-  // refused for.
+  // file is measured again each time, so a file that has grown gives more boxes. Throws noMovie,
+  // childRuleBroken, truncatedBox, secondMovie, and the exceptions of the boxes' content.
   Box* readNextBox();
 
-  // Reads top-level boxes until the moov box is there; null when the file ends without one.
+  // Reads top-level boxes up to the moov box; null if the file ends without one.
   MoovBox* readMovie();
 
   // Finds the last fragment, of those in the file so far, whose part for a track holds a decoding
-  // time, in units of the track; reads on while there is none. The answer is at the fragment,
+  // time, in units of the track; reads on while there is none. The result refers to the fragment,
   // or has the index -1.
   BoxIteratorByType findFragment(std::uint32_t trackId, std::uint64_t time);
 
-  // The fragment with samples of a track at a place among those of the track; reads on as far as it
-  // is needed. Null when the file ends without it.
+  // The fragment with samples of a track at an index among those of the track; reads on as far as
+  // needed. Null if the file ends first.
   const FragmentDirectory::Place* fragmentOf(std::uint32_t trackId, std::size_t index);
 
   // The number of fragments read so far.
   std::size_t fragmentCount() const { return directory_.count(); }
 
-  // The last XMP box met so far, or null; reads nothing.
+  // The last XMP box found so far, or null; reads nothing.
   XMPDataBox* metadata() const { return metadata_; }
 
-  // Reads top-level boxes until an XMP box is there; null when the file ends without one.
+  // Reads top-level boxes up to an XMP box; null if the file ends without one.
   XMPDataBox* readMetadata();
 
-  // The moov box, once it was met or fetched early.
+  // The moov box, once it was reached or fetched early.
   MoovBox* movie() const { return movie_; }
 
   // The number of top-level boxes read so far.

@@ -9,8 +9,8 @@
 
 namespace norvik::kav::impl {
 
-// Of the movie box only what is new or has changed is written: thousands of tracks would otherwise
-// write each other again and again.
+// Of the movie box, writes only what is new or has changed: otherwise each of thousands of tracks
+// would write all others again.
 void MediaDataWriter::addTrack() {
   movie_.tracks.back().trak->write();
   movie_.moov.mvhd()->write();

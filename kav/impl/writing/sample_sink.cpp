@@ -9,8 +9,8 @@
 namespace norvik::kav::impl {
 namespace {
 
-// The room behind the movie box is at least this long, so that a free box always fits into what is
-// left over.
+// The room after the movie box is at least this long, so that a free box always fits into what
+// remains of it.
 constexpr std::uint64_t kSmallestFreeBox = 8;
 
 }  // namespace

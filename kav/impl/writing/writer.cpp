@@ -16,7 +16,7 @@
 namespace norvik::kav::impl {
 namespace {
 
-// The low byte of a sample's flags says what kind of sample it is.
+// The low byte of a sample's flags gives the kind of sample.
 constexpr std::uint32_t kKindMask = 0xFF;
 
 }  // namespace
@@ -98,7 +98,7 @@ void Writer::addSampleDescription(std::uint32_t trackNumber, const SampleDescrip
   if (descriptions.extent() != room) moveTables();
 }
 
-// Writes the movie box anew, with everything in it moved past what has grown. Nothing follows it
+// Writes the movie box again, with everything in it moved past what has grown. Nothing follows it
 // yet, and its tables are empty.
 void Writer::moveTables() {
   MoovBox& moov = movie_->moov;
@@ -116,7 +116,7 @@ void Writer::addSample(const SampleToWrite& sample) {
     target.timeline.addGap(sample.decodingTime);
     return;
   }
-  // A track may come without descriptions; its samples then name the first.
+  // A track may have no descriptions; its samples then refer to the first.
   const std::uint32_t lastDescription = std::max(target.descriptionCount, 1U);
   if (sample.descriptionIndex == 0 || sample.descriptionIndex > lastDescription) {
     throw Exception(ErrorCode::unknownDescription);
