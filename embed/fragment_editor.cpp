@@ -162,7 +162,7 @@ std::uint32_t signedVersion(const Run& run) {
 std::vector<std::uint8_t> resizedEntries(const Run& run, std::uint64_t offset,
                                          std::uint32_t defaultSize, OffsetMap::Cursor& cursor) {
   // Where all samples have one size, a few bytes claim any number of them.
-  constexpr std::uint32_t kMostPictures = 1u << 26;
+  constexpr std::uint32_t kMostPictures = 1u << 20;
   if (run.entrySize() == 0 && run.sampleCount > kMostPictures) {
     throw Refusal("a fragment claims " + std::to_string(run.sampleCount) +
                   " pictures, more than any film has. The file is damaged");

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "captions/screen608.h"
+
+namespace quarrypack::captions {
+
+// One caption channel: its two screens, the cursor and the mode. It is given what the pairs say,
+// each thing once, and tells the listener what happens on the screen that viewers see.
+class Channel608 {
+ public:
+  // The listener outlives the channel.
+  Channel608(Channel channel, DisplayListener& listener) : channel_(channel), listener_(listener) {}
+
+  void character(char16_t glyph, Time time);
+  void control(const ControlCode& code, Time time);
+  // Takes what is displayed off the screen.
+  void finish(Time time);
+
+  // Characters are meant for the text service, which shows pages beside the picture.
+  bool isInText() const { return inText_; }
+
+ private:
+  void act(const Preamble& code);
+  void act(const MidRow& code);
+  void act(const CodedCharacter& code);
+  void act(const BlackCharacters& code);
+  void act(const TabOffset& code);
+  void act(Command command);
+  void act(const Background&) {}
+  void act(const CharacterSet&) {}
+  void act(const WrongFieldCommand&) {}
+  void act(const UnknownCode&) {}
+
+  void enter(CaptionMode mode);
+  void enterRollUp(int depth);
+  void eraseBoth();
+  void flip();
+  void carriageReturn();
+  void moveBaseRow(int row);
+  void dropRowsAbove(int depth);
+  void eraseDisplayed();
+  void deleteToEndOfRow();
+  void stepBack();
+  void put(Cell cell);
+  void replace(Cell& old, Cell cell);
+  void announce(DisplayEvent event);
+
+  bool accepts() const { return !inText_ && mode_ != CaptionMode::none; }
+  // The row of the cursor, on the screen that is written to.
+  ScreenRow& cursorRow();
+  int topRow() const { return baseRow_ - depth_ + 1; }
+
+  Channel channel_;
+  DisplayListener& listener_;
+  Screen displayed_;
+  Screen hidden_;
+  CaptionMode mode_ = CaptionMode::none;
+  bool inText_ = false;
+  int depth_ = 2;        // rows of a roll-up caption, the lowest of which is
+  int baseRow_ = kRows;  // where the cursor stays in roll-up
+  int row_ = kRows;      // of the cursor otherwise
+  int column_ = 0;       // of the cursor; kColumns when the last cell of the row was just written
+  Style style_;
+  Time now_{0};
+};
+
+}  // namespace quarrypack::captions

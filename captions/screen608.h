@@ -1,0 +1,70 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include "captions/cea608.h"
+
+namespace quarrypack::captions {
+
+struct Cell {
+  char16_t glyph = 0;  // 0: empty, the picture is seen
+  Style style;
+
+  // A space has a background, but there is nothing to read.
+  bool isLegible() const { return glyph != 0 && glyph != u' '; }
+};
+
+using ScreenRow = std::array<Cell, kColumns>;
+
+inline bool isLegible(const ScreenRow& row) {
+  return std::any_of(row.begin(), row.end(), [](const Cell& cell) { return cell.isLegible(); });
+}
+
+// One of the two memories of a channel.
+class Screen {
+ public:
+  // 1 to 15
+  ScreenRow& row(int number) { return rows_.at(static_cast<std::size_t>(number - 1)); }
+  const ScreenRow& row(int number) const { return rows_.at(static_cast<std::size_t>(number - 1)); }
+
+  bool isLegible() const {
+    return std::any_of(rows_.begin(), rows_.end(),
+                       [](const ScreenRow& row) { return captions::isLegible(row); });
+  }
+  void clear() { rows_ = {}; }
+
+ private:
+  std::array<ScreenRow, kRows> rows_{};
+};
+
+enum class CaptionMode : std::uint8_t { none, popOn, rollUp, paintOn };
+
+// What is about to happen to the screen that viewers of a channel see.
+enum class DisplayEvent : std::uint8_t {
+  write,           // a legible character comes, goes or is replaced
+  flip,            // the screen that was loaded takes its place
+  erase,           // nothing legible remains
+  carriageReturn,  // the rows of a roll-up caption move up by one
+  rearrange,       // they move to another base row, or become fewer
+  direct,          // nothing yet; what is written next begins a paint-on caption
+};
+
+struct DisplayChange {
+  Channel channel;
+  DisplayEvent event;
+  CaptionMode mode;  // of what is written now
+  Time time;
+  const Screen& screen;  // as it was until now; valid during the call
+  int baseRow;           // the lowest row of a roll-up caption, 1 to 15
+};
+
+class DisplayListener {
+ public:
+  virtual ~DisplayListener() = default;
+  // Called before each change. The times of a channel never decrease.
+  virtual void displayChanging(const DisplayChange& change) = 0;
+};
+
+}  // namespace quarrypack::captions
