@@ -2,8 +2,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include "kav/impl/stbl_box.h"
-#include "kav/impl/stream_adapters.h"
+#include "kav/impl/boxes/stbl_box.h"
+#include "kav/impl/bytes/stream_adapters.h"
 #include "kav/sample_info.h"
 #include "tests/support/memory_stream.h"
 

@@ -4,8 +4,8 @@
 
 #include <limits>
 
-#include "kav/impl/reader.h"
-#include "kav/impl/track_iterator.h"
+#include "kav/impl/reading/reader.h"
+#include "kav/impl/reading/track_iterator.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
 

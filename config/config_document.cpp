@@ -75,16 +75,15 @@ class ParserRun {
 
 }  // namespace
 
-void ConfigDocument::load(std::unique_ptr<ConfigNode>& root, const std::string& fileName) {
-  ConfigTreeBuilder builder;
+void ConfigDocument::load(CurrentNode& current, const std::string& fileName) {
+  ConfigTreeBuilder builder(current);
   ParserRun run(builder);
   if (!boost::filesystem::exists(fileName)) throw FileDoesNotExistException();
-  // Opening a pipe would wait, perhaps for ever, for somebody to write into it.
-  if (boost::filesystem::status(fileName).type() == boost::filesystem::fifo_file) return;
   std::ifstream file(fileName);
   if (!file.is_open()) return;
 
-  // A file that fills its last block needs an empty one behind it: only a short block is the last.
+  // A file that fills its last block needs an empty one after it: only a short block is the last.
+  // A pipe fills its blocks too, however small the pieces that come through it.
   std::array<char, kBlockSize> block;
   std::size_t count = 0;
   do {
@@ -93,7 +92,6 @@ void ConfigDocument::load(std::unique_ptr<ConfigNode>& root, const std::string& 
     if (file.bad()) throw BadFileException();
     run.feed({block.data(), count}, count < block.size());
   } while (count == block.size());
-  root = builder.takeRoot();
 }
 
 }  // namespace orx::config

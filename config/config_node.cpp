@@ -66,6 +66,13 @@ ConfigNode::~ConfigNode() {
   }
 }
 
+void FreeWithOpenAncestors::operator()(ConfigNode* node) const {
+  while (node != nullptr) {
+    const std::unique_ptr<ConfigNode> freed(node);
+    node = node->parent;
+  }
+}
+
 const ConfigNode* ConfigNode::findChild(const std::string& childName) const {
   for (const auto& child : children) {
     if (child->name == childName) return child.get();

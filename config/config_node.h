@@ -39,6 +39,17 @@ struct ConfigNode {
   List attributes;
 };
 
+// Frees a node that is not attached to its parent, and with it the ancestors, which are not
+// attached either.
+struct FreeWithOpenAncestors {
+  void operator()(ConfigNode* node) const;
+};
+
+// Holds the current node of a document: the innermost element that is open, and in the end the
+// root. An element is attached to its parent only when it ends, so until then the holder owns the
+// parents too.
+using CurrentNode = std::unique_ptr<ConfigNode, FreeWithOpenAncestors>;
+
 // The node's text; the fallback when there is no node or no text.
 std::string getDataOr(const ConfigNode* node, const std::string& fallback);
 

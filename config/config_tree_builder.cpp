@@ -1,6 +1,6 @@
 #include "config/config_tree_builder.h"
 
-#include <utility>
+#include <memory>
 
 #include "config/config_exceptions.h"
 
@@ -20,28 +20,25 @@ std::string_view trimmed(std::string_view text) {
 }  // namespace
 
 void ConfigTreeBuilder::startElement(const char* name, const char* const* attributes) {
-  ConfigNode* const parent = open_.empty() ? nullptr : open_.back().get();
-  auto node = std::make_unique<ConfigNode>(name, parent);
+  auto node = std::make_unique<ConfigNode>(name, current_.get());
   for (; *attributes != nullptr; attributes += 2) node->addAttribute(attributes[0], attributes[1]);
-  open_.push_back(std::move(node));
+  // The new node leads to its parent, and so owns it from here on.
+  static_cast<void>(current_.release());
+  current_.reset(node.release());
 }
 
 void ConfigTreeBuilder::endElement(const char* name) {
-  if (open_.empty() || open_.back()->name != name) throw BadFileException();
-  std::unique_ptr<ConfigNode> node = std::move(open_.back());
-  open_.pop_back();
-  if (open_.empty()) {
-    root_ = std::move(node);
-  } else {
-    open_.back()->children.push_back(std::move(node));
-  }
+  if (!current_ || current_->name != name) throw BadFileException();
+  ConfigNode* const parent = current_->parent;
+  if (parent == nullptr) return;
+  auto& place = parent->children.emplace_back();
+  place.reset(current_.release());
+  current_.reset(parent);
 }
 
 void ConfigTreeBuilder::characterData(std::string_view text) {
   const std::string_view piece = trimmed(text);
-  if (!piece.empty() && !open_.empty()) open_.back()->appendData(piece);
+  if (!piece.empty() && current_) current_->appendData(piece);
 }
-
-std::unique_ptr<ConfigNode> ConfigTreeBuilder::takeRoot() { return std::move(root_); }
 
 }  // namespace orx::config

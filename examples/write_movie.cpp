@@ -46,7 +46,6 @@ std::uint32_t addVideoTrack(kav::Writer& writer) {
 
   // How the pictures are stored: red, green and blue, a byte each.
   kav::NorvikKavVideoSampleDescInfo info;
-  info.structSize = sizeof(info);
   info.codecType = fourCharacterCode("raw ");
   info.handlerType = kVideo;
   info.width = kSide;

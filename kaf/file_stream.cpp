@@ -3,8 +3,6 @@
 #include "kaf/io_stream_exception.h"
 #include "kaf/open_mode.h"
 
-#include <boost/filesystem/operations.hpp>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -56,6 +54,13 @@ int openFlags(std::uint32_t mode) {
   return flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 }
 
+// The system refuses an existing file only together with its creation. Like there, a symbolic link
+// counts as a file, wherever it leads.
+void refuseExistingFile(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) == 0) throw IOStreamException(EEXIST, path);
+}
+
 int openDescriptor(const std::string& path, std::uint32_t mode) {
   constexpr mode_t kReadAndWriteForAll = 0666;
   while (true) {
@@ -94,6 +99,7 @@ void FileStream::open() {
   position_ = 0;
   if (handle_ >= 0) return;
 
+  if ((mode_ & OpenMode::kExclusive) != 0) refuseExistingFile(path_);
   NewDescriptor descriptor(openDescriptor(path_, mode_));
   const FileHandle opened{descriptor.get(), path_};
   const struct stat status = statusOf(opened);
@@ -133,9 +139,9 @@ std::size_t FileStream::write(const void* buffer, std::size_t count) {
   if (count == 0 || buffer == nullptr) return 0;
   requireOpen();
   // Said at once, because a held byte would meet this refusal only when it is flushed.
-  if (!isWritable()) throw IOStreamException(EBADF, path_);
+  if (!isWritable()) fail(EBADF);
   if ((mode_ & OpenMode::kAppend) != 0) position_ = length();
-  if (count > kLargestOffset - position_) throw IOStreamException(EFBIG, path_);
+  if (count > kLargestOffset - position_) fail(EFBIG);
   hasChangedFile_ = true;
   readAhead_.forget();
   windows_.write(file(), position_, {static_cast<const std::uint8_t*>(buffer), count});
@@ -149,10 +155,9 @@ void FileStream::seek(std::int64_t offset, int origin) {
   if (origin == SEEK_SET) base = 0;
   if (origin == SEEK_END) base = length();
   std::int64_t target = 0;
-  if (__builtin_add_overflow(base, offset, &target) || target < 0) {
-    throw IOStreamException(EINVAL, path_);
-  }
+  if (__builtin_add_overflow(base, offset, &target) || target < 0) fail(EINVAL);
   position_ = static_cast<std::uint64_t>(target);
+  readAhead_.forget();
 }
 
 std::uint64_t FileStream::tell() {
@@ -180,22 +185,18 @@ bool FileStream::isSameFile(const FileStream& other) const {
 }
 
 bool FileStream::removeIfOpenedHere() {
-  if (!hasChangedFile_) return false;
-  boost::system::error_code failure;
-  const boost::filesystem::path target = boost::filesystem::canonical(path_, failure);
   struct stat status {};
-  if (failure || lstat(target.c_str(), &status) != 0) return false;
+  if (!hasChangedFile_ || stat(path_.c_str(), &status) != 0) return false;
   if (status.st_dev != device_ || status.st_ino != inode_) return false;
-  return boost::filesystem::remove(target, failure);
+  return ::unlink(path_.c_str()) == 0;
 }
 
 bool FileStream::isWritable() const {
   return (mode_ & (OpenMode::kWriteOnly | OpenMode::kReadWrite)) != 0;
 }
 
-void FileStream::requireOpen() const {
-  if (handle_ < 0) throw IOStreamException(EBADF, path_);
-}
+// Out of the way of the calls that succeed: a movie is written by millions of small ones.
+void FileStream::fail(int systemError) const { throw IOStreamException(systemError, path_); }
 
 // The length of the file with the bytes that are still held.
 std::uint64_t FileStream::length() const {

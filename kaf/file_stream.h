@@ -5,6 +5,7 @@
 #include "kaf/streams.h"
 #include "kaf/write_windows.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -14,11 +15,11 @@ namespace quell::kaf {
 // A regular file as a stream. Nothing else is opened, neither folder nor pipe nor device: a movie
 // is read and written at many places, and opening a pipe could wait forever.
 //
-// Seeking only sets a number, small reads are served from a buffer and small writes are gathered,
-// so none of them costs a system call of its own. Written bytes reach the file at the next read,
-// change of size or close, or earlier; a failure to write them surfaces at one of these calls or at
-// a later write. Whoever needs to know that all was written calls close: the destructor closes too,
-// but cannot report.
+// Small reads are served from a buffer and small writes are gathered, so neither costs a system
+// call of its own. A seek drops the buffer of the reads: what others have changed in the file until
+// then is seen. Written bytes reach the file at the next read, change of size or close, or earlier;
+// a failure to write them surfaces at one of these calls or at a later write. Whoever needs to know
+// that all was written calls close: the destructor closes too, but cannot report.
 class FileStream final : public IOStream {
  public:
   // When a mode with OpenMode::kTruncate drops the old content of the file.
@@ -49,7 +50,8 @@ class FileStream final : public IOStream {
   // the file alone.
   std::size_t write(const void* buffer, std::size_t count) override;
 
-  // Throws for a position before the start; one behind the end is allowed.
+  // Throws for a position before the start; one past the end is allowed. The next read sees the
+  // file as it is then.
   void seek(std::int64_t offset, int origin) override;
 
   // The position in bytes from the start.
@@ -61,17 +63,20 @@ class FileStream final : public IOStream {
   // Whether both streams, which must be open, lead to the same file, by whatever names.
   bool isSameFile(const FileStream& other) const;
 
-  // Removes the file that this stream opened and changed, if the path still leads to it (through a
-  // link, the file behind the link is removed). A file that was only opened, or that meanwhile
-  // stands at the path instead, is left alone. Works on a closed stream too. Returns whether it
-  // removed.
+  // Removes the path if it still leads to the file that this stream opened and changed: a symbolic
+  // link is removed itself, and the file it leads to stays. A file that was only opened is left
+  // alone, and so is one that took the path meanwhile. Works on a closed stream too, and
+  // without memory. Returns whether it removed the path.
   bool removeIfOpenedHere();
 
  private:
   bool isWritable() const;
-  void requireOpen() const;
+  void requireOpen() const {
+    if (handle_ < 0) fail(EBADF);
+  }
+  [[noreturn]] void fail(int systemError) const;
   FileHandle file() const { return {static_cast<int>(handle_), path_}; }
-  std::uint64_t length() const;
+  [[gnu::noinline]] std::uint64_t length() const;
 
   std::string path_;
   std::uint32_t mode_;

@@ -12,7 +12,8 @@ namespace quell::kaf {
 // jump and doubles while reading goes on behind it, so that scattered reads stay cheap too. Large
 // reads go past it, straight into the caller's memory.
 //
-// What it holds may be older than the file: whoever changes the file calls forget.
+// What it holds may be older than the file. The owner calls forget when it changes the file and
+// when it has to see what others changed.
 class ReadAhead {
  public:
   // Reads up to count bytes at position; fewer only at the end of the file.

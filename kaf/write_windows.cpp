@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 namespace quell::kaf {
@@ -21,6 +22,7 @@ constexpr std::size_t kWrittenThrough = 32u << 10;
 
 // What all windows together may take, the wide one aside.
 constexpr std::size_t kMostWindows = 256;
+static_assert(kMostWindows - 1 <= std::numeric_limits<std::uint8_t>::max());
 constexpr std::size_t kMostMemory = 4u << 20;
 
 // Full windows end at whole pages, so that no page of the file is written twice.
@@ -47,6 +49,24 @@ std::size_t WriteWindows::firstBehind(std::uint64_t position) const {
 }
 
 void WriteWindows::write(FileHandle file, std::uint64_t position, ByteRun run) {
+  if (!continueHinted(position, run)) writeAnywhere(file, position, run);
+}
+
+// Appends a small run to the window that the place continues, if the hint still leads to it and
+// nothing has to go to the file for it.
+bool WriteWindows::continueHinted(std::uint64_t position, ByteRun run) {
+  const std::size_t index = hints_[hintOf(position)];
+  if (index >= windows_.size()) return false;
+  Window& window = windows_[index];
+  if (window.end() != position || run.size >= kWrittenThrough) return false;
+  if (run.size > window.room()) return false;
+  if (index + 1 < windows_.size() && windows_[index + 1].start < position + run.size) return false;
+  window.lastUse = ++clock_;
+  window.append(run);
+  return true;
+}
+
+void WriteWindows::writeAnywhere(FileHandle file, std::uint64_t position, ByteRun run) {
   const std::uint64_t end = position + run.size;
   std::size_t next = firstBehind(position);
   if (next > 0 && end <= windows_[next - 1].end()) {
@@ -68,6 +88,7 @@ void WriteWindows::write(FileHandle file, std::uint64_t position, ByteRun run) {
   if (run.size >= kWrittenThrough) {
     writeThrough(file, position, run, continued);
   } else if (continued != nullptr) {
+    hints_[hintOf(end)] = static_cast<std::uint8_t>(continued - windows_.data());
     extend(file, *continued, run);
   } else {
     openWindow(file, position, run);

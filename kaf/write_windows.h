@@ -2,6 +2,7 @@
 
 #include "kaf/file_calls.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -44,7 +45,16 @@ class WriteWindows {
     void append(ByteRun run);
   };
 
-  // The index of the first window that starts behind the position.
+  // Where the window that a place continues may be found. It is looked at before it is believed:
+  // the windows may have changed since.
+  static constexpr std::size_t kHints = 64;
+  static constexpr std::uint64_t kHintSpan = 64u << 10;
+  static std::size_t hintOf(std::uint64_t position) { return position / kHintSpan % kHints; }
+
+  bool continueHinted(std::uint64_t position, ByteRun run);
+  [[gnu::noinline]] void writeAnywhere(FileHandle file, std::uint64_t position, ByteRun run);
+
+  // The index of the first window that starts after the position.
   std::size_t firstBehind(std::uint64_t position) const;
 
   void flushOverlapped(FileHandle file, std::uint64_t position, std::uint64_t end);
@@ -64,6 +74,7 @@ class WriteWindows {
   std::size_t memory_ = 0;
   bool hasWideWindow_ = false;
   std::uint64_t clock_ = 0;
+  std::array<std::uint8_t, kHints> hints_{};  // indices of windows
 };
 
 }  // namespace quell::kaf

@@ -14,6 +14,7 @@ enum class ErrorCode : std::uint32_t {
   accessDenied = 4,      // no right to the file, it exists already, or too many files are open
   shortRead = 5,         // the stream ended before the bytes that were asked for
   noMovie = 6,           // no moov box
+  outOfMemory = 7,       // no memory was left
   implausibleCount = 9,  // a count or length beyond what any real file holds
   zeroTimescale = 10,    // a movie or track to be written has timescale 0
   incompleteSampleTable = 12,  // a track lacks stts, stsc, stsz or chunk offsets
@@ -38,14 +39,14 @@ enum class ErrorCode : std::uint32_t {
   stoppedByHandler = 1028,       // the problem handler answered stop
   unsupportedVersion = 1029,     // a box version that this library does not know
   unknownTrack = 1280,           // a sample for a track that was not added
-  metadataTooLarge = 1282,       // more than 64 MiB of XMP metadata
-  metadataWithoutTracks = 1287,  // XMP metadata before any track was added
+  metadataTooLarge = 1282,       // more than 64 MiB of XMP metadata to be written
+  metadataWithoutTracks = 1287,  // kept for its number: metadata may come before any track
   sampleTimeBackwards = 1288,    // in a fragmented movie, a decoding time below the one before it
   sampleTooLarge = 1289,         // a sample of more than 1 GiB for a fragmented movie
   unknownDescription = 1536,     // a sample that names a description which its track does not have
   secondZeltEntry = 1542,        // a second sample entry on a zelt track
   addTrackAfterFinish = 2052,    // a track added to a finished writer
-  metadataAfterFinish = 2053,    // XMP metadata given to a finished writer
+  metadataAfterFinish = 2053,    // kept for its number: a finished writer is not open (48)
 };
 
 // Oddities that a reader can live with. They are questions to the problem handler, not errors.

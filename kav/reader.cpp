@@ -9,10 +9,10 @@
 
 #include "kav/error_code.h"
 #include "kav/exception.h"
-#include "kav/impl/handles.h"
-#include "kav/impl/movie_boxes.h"
-#include "kav/impl/reader.h"
-#include "kav/impl/track_boxes.h"
+#include "kav/impl/boxes/movie_boxes.h"
+#include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/reading/handles.h"
+#include "kav/impl/reading/reader.h"
 
 namespace norvik::kav {
 
@@ -42,6 +42,8 @@ std::uint32_t guarded(Operation operation) noexcept {
     return code(ErrorCode::success);
   } catch (const Exception& exception) {
     return exception.code();
+  } catch (const std::bad_alloc&) {
+    return code(ErrorCode::outOfMemory);
   } catch (...) {
     return code(ErrorCode::ioFailed);
   }
@@ -56,6 +58,21 @@ const impl::TrackRecord& trackAt(NorvikKavReader* reader, std::uint32_t index) {
   require(reader);
   if (index >= reader->reader.tracks().size()) throw Exception(ErrorCode::missingArgument);
   return reader->reader.tracks()[index];
+}
+
+template <class Info>
+void copyRecord(const NorvikKavSampleDescription* description, Info* info) {
+  require(description, info);
+  const auto* found = dynamic_cast<const impl::DescriptorOf<Info>*>(impl::fromHandle(description));
+  if (found == nullptr) throw Exception(ErrorCode::unsupportedTrackType);
+  *info = found->info();
+}
+
+std::span<const std::uint32_t> hintedTracks(const impl::TrackRecord& track) {
+  const impl::TrefBox* references = track.trak->tref();
+  const impl::HintBox* hint = references == nullptr ? nullptr : references->hint();
+  if (hint == nullptr) return {};
+  return hint->trackIds();
 }
 
 }  // namespace
@@ -144,7 +161,18 @@ std::uint32_t getSampleDescriptionInfo(const NorvikKavSampleDescription* descrip
   return guarded([&] {
     require(description, info);
     *info = impl::fromHandle(description)->info();
+    info->structSize = sizeof(*info);
   });
+}
+
+std::uint32_t getVideoSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                            NorvikKavVideoSampleDescInfo* info) noexcept {
+  return guarded([&] { copyRecord(description, info); });
+}
+
+std::uint32_t getAudioSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                            NorvikKavAudioSampleDescInfo* info) noexcept {
+  return guarded([&] { copyRecord(description, info); });
 }
 
 std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description,
@@ -163,21 +191,41 @@ std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const s
   });
 }
 
+std::uint32_t copySampleDescription(const NorvikKavSampleDescription* description,
+                                    NorvikKavSampleDescription** copy) noexcept {
+  return guarded([&] {
+    require(description, copy);
+    *copy = impl::toHandle(impl::fromHandle(description)->clone().release());
+  });
+}
+
 std::uint32_t closeSampleDescription(NorvikKavSampleDescription* description) noexcept {
   const std::unique_ptr<impl::SampleDescriptor> owned(impl::fromHandle(description));
   return guarded([&] { require(description); });
 }
 
-std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
-                              std::uint32_t* trackIds, std::uint32_t* count) noexcept {
+std::uint32_t getHintedTrackCount(NorvikKavReader* reader, std::uint32_t trackIndex,
+                                  std::uint32_t* count) noexcept {
   return guarded([&] {
     require(count);
-    const impl::TrefBox* references = trackAt(reader, trackIndex).trak->tref();
-    const impl::HintBox* hint = references == nullptr ? nullptr : references->hint();
-    const std::span<const std::uint32_t> ids =
-        hint == nullptr ? std::span<const std::uint32_t>{} : hint->trackIds();
-    *count = static_cast<std::uint32_t>(ids.size());
-    if (trackIds != nullptr) std::copy(ids.begin(), ids.end(), trackIds);
+    *count = static_cast<std::uint32_t>(hintedTracks(trackAt(reader, trackIndex)).size());
+  });
+}
+
+std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
+                              std::uint32_t* trackIds) noexcept {
+  return guarded([&] {
+    require(trackIds);
+    const std::span<const std::uint32_t> ids = hintedTracks(trackAt(reader, trackIndex));
+    std::copy(ids.begin(), ids.end(), trackIds);
+  });
+}
+
+std::uint32_t getEditShift(NorvikKavReader* reader, std::uint32_t trackIndex,
+                           std::uint64_t* ticks) noexcept {
+  return guarded([&] {
+    require(reader, ticks);
+    *ticks = reader->reader.editShift(trackAt(reader, trackIndex));
   });
 }
 
@@ -268,12 +316,17 @@ std::uint32_t checkBytes(NorvikKavReader* reader, std::uint64_t fileOffset,
   });
 }
 
-std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer,
-                          std::size_t* length) noexcept {
+std::uint32_t getMetadataLength(NorvikKavReader* reader, std::size_t* length) noexcept {
   return guarded([&] {
     require(reader, length);
-    *length = reader->reader.metadata().size();
-    if (buffer != nullptr) reader->reader.getMetadata(buffer);
+    *length = reader->reader.metadataLength();
+  });
+}
+
+std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer) noexcept {
+  return guarded([&] {
+    require(reader, buffer);
+    reader->reader.getMetadata(buffer);
   });
 }
 

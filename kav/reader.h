@@ -110,31 +110,58 @@ std::uint32_t getSampleDescriptionHandle(NorvikKavReader* reader, std::uint32_t 
                                          std::uint32_t descriptionIndex,
                                          const NorvikKavSampleDescription** description) noexcept;
 
-// Copies what every kind of description has: the base of its record.
+// Copies what every kind of description has: the base of its record, and no more of a longer one.
+// structSize is that of the base, so makeSampleDescription takes the copy only where the base is
+// the whole record.
 std::uint32_t getSampleDescriptionInfo(const NorvikKavSampleDescription* description,
                                        NorvikKavSampleDescInfo* info) noexcept;
+
+// Copies the whole record of a description of pictures. Fails with unsupportedTrackType (15) for
+// one of another kind.
+std::uint32_t getVideoSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                            NorvikKavVideoSampleDescInfo* info) noexcept;
+
+// Copies the whole record of a description of sound. Fails with unsupportedTrackType (15) for one
+// of another kind.
+std::uint32_t getAudioSampleDescriptionInfo(const NorvikKavSampleDescription* description,
+                                            NorvikKavAudioSampleDescInfo* info) noexcept;
 
 // Copies the header bytes of a description: NorvikKavSampleDescInfo::headerLength bytes.
 std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description,
                                    std::uint8_t* buffer) noexcept;
 
-// What a sample costs at the least, however few bytes it has: in bytes.
-inline constexpr std::uint32_t kSmallestSampleCost = 1;
-
 // Makes a description that was not read, for a movie to be written. info is the first part of the
 // record of its handler, which structSize tells the length of; header holds info->headerLength
 // bytes. Fails with unsupportedTrackType (15) for a record of another length than its handler's. It
-// belongs to the caller, who closes it; only such a one is closed.
+// belongs to the caller, who closes it.
 std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const std::uint8_t* header,
                                     NorvikKavSampleDescription** description) noexcept;
 
-// Closes a description that makeSampleDescription made, and no other.
+// Makes a copy of a description, read or made, with everything in it. It belongs to the caller, who
+// closes it, and may outlive the reader.
+std::uint32_t copySampleDescription(const NorvikKavSampleDescription* description,
+                                    NorvikKavSampleDescription** copy) noexcept;
+
+// Closes a description that makeSampleDescription or copySampleDescription made, and no other.
 std::uint32_t closeSampleDescription(NorvikKavSampleDescription* description) noexcept;
 
-// The ids of the tracks that a hint track gives hints for. count receives their number, 0 for a
-// track that gives none; trackIds, unless null, receives the ids.
+// Counts the tracks that a hint track gives hints for; 0 for a track that gives none.
+std::uint32_t getHintedTrackCount(NorvikKavReader* reader, std::uint32_t trackIndex,
+                                  std::uint32_t* count) noexcept;
+
+// Copies the ids of the tracks that a hint track gives hints for: as many as getHintedTrackCount
+// tells.
 std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
-                              std::uint32_t* trackIds, std::uint32_t* count) noexcept;
+                              std::uint32_t* trackIds) noexcept;
+
+// By how much the samples of a track are delivered later than its edit list says, in ticks of the
+// track. Edit lists count in presentation times and samples are picked by decoding time, so the
+// composition offset of the first sample is taken off the first media time, as far as it reaches:
+// the leading key picture of a track with reordered pictures would be lost otherwise. 0 for a track
+// without an edit list or without such an offset, and for a reader that ignores edit lists. May
+// read the first sample of the track, and fails as an iterator over it does.
+std::uint32_t getEditShift(NorvikKavReader* reader, std::uint32_t trackIndex,
+                           std::uint64_t* ticks) noexcept;
 
 // Counts what a sample iterator would deliver, track by track, without touching sample bytes.
 // totals has room for NorvikKavMovieInfo::trackCount records. Overlapping samples and repeated
@@ -181,9 +208,11 @@ std::uint32_t peekBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::
 std::uint32_t checkBytes(NorvikKavReader* reader, std::uint64_t fileOffset,
                          std::uint64_t length) noexcept;
 
-// The XMP metadata of the movie. Reads on through the top-level boxes until it is found. length
-// receives the number of bytes, 0 without metadata; buffer, unless null, receives the bytes.
-std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer,
-                          std::size_t* length) noexcept;
+// The length of the movie's XMP metadata in bytes, 0 without any. Reads on through the top-level
+// boxes until the metadata is found.
+std::uint32_t getMetadataLength(NorvikKavReader* reader, std::size_t* length) noexcept;
+
+// Copies the XMP metadata of the movie: as many bytes as getMetadataLength tells.
+std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer) noexcept;
 
 }  // namespace norvik::kav

@@ -1,16 +1,27 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 
 namespace norvik::kav {
 
-// What a sample description says besides its header bytes: the bytes behind the fixed fields of the
+// What a sample description says besides its header bytes: the bytes after the fixed fields of the
 // entry, mostly the configuration of the decoder. handlerType tells which record this is the base
-// of: vide, soun and hint have one of their own, every other handler has none.
+// of: vide, soun and hint have one of their own, every other handler has none. structSize tells
+// whether the rest of that record is there.
 //
 // A float cannot hold every 16.16 number, so a record that has one carries the number as stored
 // too. The stored number is what is written, unless the float was set to something else.
 struct NorvikKavSampleDescInfo {
+  NorvikKavSampleDescInfo() = default;
+
+  // A longer record is copied as a whole or not at all: its base alone would keep a structSize that
+  // it does not have. getSampleDescriptionInfo gives the base with its own.
+  template <std::derived_from<NorvikKavSampleDescInfo> Longer>
+  NorvikKavSampleDescInfo(const Longer& record) = delete;
+  template <std::derived_from<NorvikKavSampleDescInfo> Longer>
+  NorvikKavSampleDescInfo& operator=(const Longer& record) = delete;
+
   std::uint32_t structSize = 24;         // the length of this record, its derived part included
   std::uint32_t headerLength = 0;        // bytes
   std::uint32_t codecType = 0;           // the four-character code of the entry
@@ -22,6 +33,8 @@ static_assert(sizeof(NorvikKavSampleDescInfo) == 24);
 
 // A description of pictures, handler vide. The header bytes begin 86 bytes into the entry.
 struct NorvikKavVideoSampleDescInfo : NorvikKavSampleDescInfo {
+  NorvikKavVideoSampleDescInfo() { structSize = sizeof(*this); }
+
   float horizontalResolution = 72;                      // pixels per inch
   float verticalResolution = 72;                        // pixels per inch
   std::uint32_t storedHorizontalResolution = 72 << 16;  // 16.16
@@ -38,6 +51,8 @@ static_assert(sizeof(NorvikKavVideoSampleDescInfo) == 52);
 // A description of sound, handler soun. The header bytes begin 36 bytes into the entry; in a
 // QuickTime entry of version 1 or 2 they begin with the fields that the version adds.
 struct NorvikKavAudioSampleDescInfo : NorvikKavSampleDescInfo {
+  NorvikKavAudioSampleDescInfo() { structSize = sizeof(*this); }
+
   std::uint16_t version = 0;           // of the entry: 0, or 1 and 2 of QuickTime
   std::uint16_t revision = 0;          // of the encoder; 0 when not told
   std::uint32_t vendor = 0;            // of the encoder, a four-character code; 0 when not told

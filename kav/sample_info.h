@@ -21,4 +21,8 @@ struct NorvikKavSampleInfo {
 };
 static_assert(sizeof(NorvikKavSampleInfo) == 32);
 
+// What a sample costs at the least, in bytes: however few it has, the tables of a copy grow with
+// it.
+inline constexpr std::uint32_t kSmallestSampleCost = 16;
+
 }  // namespace norvik::kav

@@ -5,13 +5,11 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/handles.h"
-#include "kav/impl/writer.h"
+#include "kav/impl/reading/handles.h"
+#include "kav/impl/writing/writer.h"
 
 namespace norvik::kav {
 namespace {
-
-constexpr std::uint64_t kDefaultFragmentSeconds = 2;
 
 impl::MovieParameters movieParameters(const NorvikKavWriterConfiguration& configuration) {
   impl::MovieParameters movie;
@@ -27,9 +25,7 @@ std::optional<impl::FragmentParameters> fragmentParameters(
     const NorvikKavWriterConfiguration& configuration) {
   if (!configuration.fragmented) return std::nullopt;
   impl::FragmentParameters fragments;
-  fragments.duration = configuration.fragmentDuration != 0
-                           ? configuration.fragmentDuration
-                           : kDefaultFragmentSeconds * configuration.timescale;
+  fragments.duration = configuration.fragmentDuration;
   fragments.hasRandomAccess = configuration.randomAccess;
   return fragments;
 }
@@ -73,11 +69,13 @@ std::uint32_t Writer::addTrack(const NorvikKavTrackConfiguration& configuration)
 
 void Writer::addSampleDescription(std::uint32_t trackNumber,
                                   const NorvikKavSampleDescription* description) {
+  impl_->requireOpen();
   if (description == nullptr) throw Exception(ErrorCode::missingArgument);
   impl_->addSampleDescription(trackNumber, *impl::fromHandle(description));
 }
 
 void Writer::addSample(const NorvikKavWriterSample& sample) {
+  impl_->requireOpen();
   if (sample.size != 0 && sample.data == nullptr) throw Exception(ErrorCode::missingArgument);
   impl_->addSample({.trackNumber = sample.trackNumber,
                     .descriptionIndex = sample.descriptionIndex,
@@ -88,6 +86,7 @@ void Writer::addSample(const NorvikKavWriterSample& sample) {
 }
 
 void Writer::setXMPMetadata(const void* bytes, std::size_t size) {
+  impl_->requireOpen();
   if (size != 0 && bytes == nullptr) throw Exception(ErrorCode::missingArgument);
   impl_->setXMPMetadata({static_cast<const std::uint8_t*>(bytes), size});
 }

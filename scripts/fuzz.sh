@@ -9,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 seconds=${1:?usage: scripts/fuzz.sh SECONDS [TARGET...]}
 shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(conversion reader caption xml avcc)
+[ ${#targets[@]} -gt 0 ] || targets=(conversion reader caption xml avcc sei decoder608 scc)
 
 build=build/fuzz
 programs=$build/tests/fuzz
@@ -44,7 +44,7 @@ corpus_of() {
 fuzz() {
   local target=$1 corpus dictionary=boxes.dict
   corpus=$(corpus_of "$target")
-  [ "$target" != xml ] || dictionary=xml.dict
+  [ ! -e "$source/$target.dict" ] || dictionary=$target.dict
   mkdir -p "$build/learned/$target" "$build/found"
   ASAN_OPTIONS=strict_string_checks=1:detect_stack_use_after_return=1 \
   UBSAN_OPTIONS=print_stacktrace=1 \

@@ -6,7 +6,7 @@ set -euo pipefail
 packages_of() {
   case "$1" in
     build) echo cmake g++ ninja-build libboost-program-options-dev libboost-filesystem-dev \
-                libboost-system-dev libexpat1-dev ;;
+                libboost-system-dev libexpat1-dev nlohmann-json3-dev ;;
     tests) echo libgtest-dev libgmock-dev libbenchmark-dev python3 ;;
     media) echo ffmpeg mediainfo python3 ;;
     players) echo gstreamer1.0-libav gstreamer1.0-plugins-bad gstreamer1.0-plugins-base \

@@ -11,8 +11,8 @@
 
 namespace quarrypack {
 
-// Bytes of the length in front of every NAL unit of a video sample, for the whole program: what the
-// avcC record of the video track says, and 4 until one was read.
+// Bytes of the length before every NAL unit of a video sample, for the whole program: what the avcC
+// record of the video track says, and 4 until one was read.
 extern std::uint8_t nalLengthSize;
 
 // One sample of the caption track: CEA-608 byte pairs in cdat (field 1) and cdt2 (field 2) atoms.
@@ -25,26 +25,16 @@ struct CaptionSample {
 
 // Gives a caption to the sample of the group that is the first, in the order of presentation, to be
 // shown when the caption is due or later. Which track that sample belongs to is not asked. The
-// caption is destroyed then and its handle emptied. A caption that is due behind every sample of
+// caption is destroyed then and its handle emptied. A caption that is due after every sample of
 // the group is left alone.
 void attachCaptionSample(SortedGroup& sortedGroup, std::unique_ptr<CaptionSample>& captionSample);
 
 // Puts the pairs of a caption sample into a video sample as A/53 caption data: in one SEI NAL unit,
 // or, when the caption sample is longer than 56 bytes, in one for every 24 pairs of an atom. Units
-// go in front of the first NAL unit that is no parameter set and no access unit delimiter, so that
-// of two units the one inserted later comes first. The record learns the new size; a sample that
-// outgrows 32 bits is norvik::kav::ErrorCode::implausibleCount.
+// are inserted before the first NAL unit that is no parameter set and no access unit delimiter, so
+// that of two units the one inserted later comes first. The record learns the new size; a sample
+// that outgrows 32 bits is norvik::kav::ErrorCode::implausibleCount.
 void insertCaptionSei(SampleBytes& videoSampleBytes, PendingSample& videoSampleRecord,
                       std::span<const std::uint8_t> captionBytes);
-
-// Escapes what could be taken for a start code. Three bytes that end in 0x03 are let through.
-void applyEmulationPrevention(std::vector<std::uint8_t>& buffer);
-
-// Inserts the number of bytes behind a position at that position, in the form of an SEI payload
-// size. Returns the number of bytes that it took.
-std::size_t appendSeiPayloadSize(std::vector<std::uint8_t>& buffer, std::size_t position);
-
-// Inserts the length of the buffer in front of it. What does not fit into lengthSize bytes is lost.
-void prependNalLength(std::vector<std::uint8_t>& buffer, std::uint8_t lengthSize);
 
 }  // namespace quarrypack

@@ -9,20 +9,24 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <new>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "kaf/kav_stream.h"
 #include "kav/exception.h"
+#include "kav/wrapping.h"
 #include "kav/writer.h"
 #include "src/avcc.h"
+#include "src/caption_delay.h"
 #include "src/caption_queue.h"
 #include "src/caption_sei.h"
 #include "src/input_movie.h"
 #include "src/interruption.h"
 #include "src/progress_line.h"
 #include "src/sample_groups.h"
+#include "tarn/error_strings.h"
 #include "tarn/stream_mode.h"
 
 namespace quarrypack {
@@ -91,6 +95,7 @@ class ConversionPass {
     std::uint32_t outputTrack = 0;
     std::uint32_t timescale = 0;
     bool isVideoTrack = false;
+    std::uint64_t captionDelay = 0;  // units of timescale
 
     // The description of the latest sample, and its slot; 0 while there was no sample.
     std::uint32_t descriptionIndex = 0;
@@ -110,10 +115,12 @@ class ConversionPass {
   void addDescription(std::uint32_t trackIndex, std::uint32_t descriptionIndex,
                       std::uint32_t outputTrack);
   void routeTracks();
+  EditShift editShift(std::size_t track) const;
+  void delayCaptions();
 
   void takeSample(const InputSample& sample, bool isLast);
   void spend(std::uint32_t sampleSize);
-  void queueCaption(const InputSample& sample);
+  void queueCaption(const InputSample& sample, const Route& route);
   void copySample(const InputSample& sample, Route& route, bool isLast);
   void flush(std::size_t groupLength);
   void writeSample(const PendingSample& sample, const SplicedSampleBytes* spliced);
@@ -231,8 +238,23 @@ void ConversionPass::routeTracks() {
   }
 }
 
+EditShift ConversionPass::editShift(std::size_t track) const {
+  return {movie_.editShift(static_cast<std::uint32_t>(track)), routes_[track].timescale};
+}
+
+// Asked for only now that samples are copied: this may read a sample, and a broken track is not to
+// fail before the announcement.
+void ConversionPass::delayCaptions() {
+  const EditShift video = editShift(static_cast<std::size_t>(videoTrack_));
+  for (std::size_t i = 0; i < routes_.size(); ++i) {
+    Route& route = routes_[i];
+    if (route.fate == Fate::queuedAsCaption) route.captionDelay = captionDelay(video, editShift(i));
+  }
+}
+
 void ConversionPass::copySamples() {
   SampleWalk samples = movie_.samples();
+  delayCaptions();
   InputSample sample;
   while (samples.next(sample)) takeSample(sample, samples.isAtLast());
   writer_.finish();
@@ -248,7 +270,7 @@ void ConversionPass::takeSample(const InputSample& sample, bool isLast) {
       copySample(sample, route, isLast);
       break;
     case Fate::queuedAsCaption:
-      queueCaption(sample);
+      queueCaption(sample, route);
       break;
     case Fate::dropped:
       // A check of long standing, whose wording users know.
@@ -264,10 +286,10 @@ void ConversionPass::spend(std::uint32_t sampleSize) {
   if (cost_ > movie_.costLimit()) throw kav::Exception(kav::ErrorCode::implausibleCount);
 }
 
-void ConversionPass::queueCaption(const InputSample& sample) {
+void ConversionPass::queueCaption(const InputSample& sample, const Route& route) {
   const kav::NorvikKavSampleInfo& info = sample.info;
   auto caption = std::make_unique<CaptionSample>();
-  caption->decodingTime = info.decodingTime;
+  caption->decodingTime = kav::wrappingAdd(info.decodingTime, route.captionDelay);
   caption->timescale = info.timescale;
   caption->compositionOffset = info.compositionOffset;
   caption->bytes.resize(info.size);
@@ -336,18 +358,7 @@ void openStreams(KavStream& input, KavStream& output) {
   output.setSize(0);
 }
 
-}  // namespace
-
-bool convertMovie(kav::NorvikIStream& input, kav::NorvikIOStream& output,
-                  const std::string& announcement) {
-  ConversionPass pass(input, output);
-  if (!pass.setUpTracks()) return false;
-  std::cout << announcement << std::endl;
-  pass.copySamples();
-  return true;
-}
-
-int runConversion(const std::string& programName, const ConversionPaths& paths) {
+int convertFile(const std::string& programName, const ConversionPaths& paths) {
   using norvik::tarn::FileStream;
   const boost::intrusive_ptr<KavStream> input(
       new KavStream(paths.inputPath, FileStream::getStreamMode(false, false, true)));
@@ -372,6 +383,25 @@ int runConversion(const std::string& programName, const ConversionPaths& paths) 
   std::cout << programName << " failed! " << std::endl;
   output->removeIfOpenedHere();
   return kFailed;
+}
+
+}  // namespace
+
+bool convertMovie(kav::NorvikIStream& input, kav::NorvikIOStream& output,
+                  const std::string& announcement) {
+  ConversionPass pass(input, output);
+  if (!pass.setUpTracks()) return false;
+  std::cout << announcement << std::endl;
+  pass.copySamples();
+  return true;
+}
+
+int runConversion(const std::string& programName, const ConversionPaths& paths) {
+  try {
+    return convertFile(programName, paths);
+  } catch (const std::bad_alloc&) {
+    throw norvik::tarn::EErrorCode::outOfMemory;
+  }
 }
 
 }  // namespace quarrypack

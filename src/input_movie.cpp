@@ -1,5 +1,9 @@
 #include "src/input_movie.h"
 
+#include <algorithm>
+#include <limits>
+#include <new>
+
 #include "kav/exception.h"
 
 namespace quarrypack {
@@ -7,7 +11,9 @@ namespace {
 
 namespace kav = norvik::kav;
 
+// A lack of memory is no failure of the movie, so it goes on as what it was.
 void throwOnError(std::uint32_t code) {
+  if (code == static_cast<std::uint32_t>(kav::ErrorCode::outOfMemory)) throw std::bad_alloc();
   if (code != 0) throw kav::Exception(code);
 }
 
@@ -22,10 +28,12 @@ kav::NorvikKavReader* openMovie(kav::NorvikIStream& stream) {
 }
 
 std::uint64_t costLimitOf(kav::NorvikIStream& stream) {
-  constexpr std::uint64_t kAllowance = 64 * 1024;
+  constexpr std::uint64_t kFactor = 16;
+  constexpr std::uint64_t kAllowance = 8u << 20;
+  constexpr std::uint64_t kLongest =
+      (std::numeric_limits<std::uint64_t>::max() - kAllowance) / kFactor;
   stream.seek(0, kav::kSeekFromEnd);
-  const std::uint64_t length = stream.tell();
-  return length + length / 10 + kAllowance;
+  return kFactor * std::min(stream.tell(), kLongest) + kAllowance;
 }
 
 kav::NorvikKavSampleDescInfo infoOf(const kav::NorvikKavSampleDescription* description) {
@@ -89,6 +97,12 @@ std::vector<kav::NorvikKavTrackTotals> InputMovie::countSamples(std::size_t trac
   std::vector<kav::NorvikKavTrackTotals> totals(trackCount);
   throwOnError(kav::countSamples(reader_.get(), costLimit_, totals.data()));
   return totals;
+}
+
+std::uint64_t InputMovie::editShift(std::uint32_t track) const {
+  std::uint64_t ticks = 0;
+  throwOnError(kav::getEditShift(reader_.get(), track, &ticks));
+  return ticks;
 }
 
 void InputMovie::requireBytes(const InputSample& sample) const {

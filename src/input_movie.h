@@ -52,7 +52,8 @@ class SampleWalk {
   std::unique_ptr<norvik::kav::NorvikKavSampleIterator, Closer> iterator_;
 };
 
-// The movie that is converted: the library's reader, whose codes become exceptions here.
+// The movie that is converted: the library's reader, whose codes become exceptions here:
+// std::bad_alloc for a lack of memory, kav::Exception for all others.
 class InputMovie final : public ByteSource {
  public:
   // Opens the movie. The stream must outlive this object.
@@ -66,13 +67,16 @@ class InputMovie final : public ByteSource {
   InputDescription description(std::uint32_t track, std::uint32_t index) const;  // 1-based
   std::size_t descriptionLength(std::uint32_t track, std::uint32_t index) const;
 
-  // What the samples may come to, each at least kSmallestSampleCost bytes. An honest movie holds
-  // each byte for one sample; samples that overlap and edits that repeat could make a small file
-  // fill a disk.
+  // What the samples may come to, in bytes, each at least kSmallestSampleCost. Edits may show the
+  // same media again, and do so in real movies; the limit keeps a small file made for it from
+  // filling a disk.
   std::uint64_t costLimit() const { return costLimit_; }
 
   // The samples of each track and the gaps between them, up to the cost limit.
   std::vector<norvik::kav::NorvikKavTrackTotals> countSamples(std::size_t trackCount) const;
+
+  // By how many ticks of the track its samples come later than its edit list says.
+  std::uint64_t editShift(std::uint32_t track) const;
 
   SampleWalk samples() const { return SampleWalk(reader_.get()); }
 

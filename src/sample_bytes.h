@@ -1,5 +1,7 @@
 #pragma once
 
+#include <boost/container/small_vector.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -123,7 +125,7 @@ class SplicedSampleBytes final : public SampleBytes {
   std::uint64_t fileOffset_;
   std::uint64_t sizeInFile_;
   std::uint64_t size_;
-  std::vector<Splice> splices_;
+  boost::container::small_vector<Splice, 1> splices_;  // more than one is rare
 };
 
 }  // namespace quarrypack

@@ -31,8 +31,10 @@ void addOptions(ToolConfig& config) {
   config.addOption("conf-file", confFile);
 }
 
-const std::string& textOf(const ValueMap& values, const char* name) {
-  return boost::any_cast<const std::string&>(values.at(name));
+// The values may come from elsewhere than parseSettings, in whatever form their author writes
+// paths.
+std::string pathOf(const ValueMap& values, const char* name) {
+  return genericPath(boost::any_cast<const std::string&>(values.at(name)));
 }
 
 }  // namespace
@@ -56,16 +58,16 @@ int parseSettings(std::vector<std::string>& arguments, std::string& usageText, V
 int validatePaths(const ValueMap& values, ConversionPaths& paths) {
   using boost::filesystem::exists;
 
-  const std::string& confFile = textOf(values, "conf-file");
+  const std::string confFile = pathOf(values, "conf-file");
   if (!confFile.empty() && !exists(confFile)) {
     std::cout << "Not a valid conf file path" << std::endl;
     return error_codes::kFileNotFound;
   }
 
-  paths.inputPath = textOf(values, "input-file");
+  paths.inputPath = pathOf(values, "input-file");
   if (paths.inputPath.empty() || !exists(paths.inputPath)) return error_codes::kFileNotFound;
 
-  paths.outputPath = genericPath(textOf(values, "output-file"));
+  paths.outputPath = pathOf(values, "output-file");
   if (paths.outputPath.empty()) paths.outputPath = defaultOutputPath(paths.inputPath);
 
   // The texts are compared, not the files; the conversion refuses an output that is the input under

@@ -16,8 +16,9 @@ using norvik::tarnsamples::ValueMap;
 int parseSettings(std::vector<std::string>& arguments, std::string& usageText, ValueMap& values,
                   const std::string& programName);
 
-// Checks the paths of parsed settings before any movie is opened, and settles the output path.
-// Returns 0 or the code to be reported; what a code cannot tell is written to standard output.
+// Checks the paths of the settings before any movie is opened, and settles the output path. The
+// paths are looked at and stored in the generic form, whatever form the values have. Returns 0 or
+// the code to be reported; what a code cannot tell is written to standard output.
 int validatePaths(const ValueMap& values, ConversionPaths& paths);
 
 }  // namespace quarrypack

@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <sstream>
 
 namespace quarrypack {
@@ -84,10 +83,9 @@ void ToolConfig::parse(std::vector<std::string>& arguments, const std::string& p
 int ToolConfig::loadConfigFile(const std::string& fileName, bool namedExplicitly) {
   try {
     const std::string path = genericPath(fileName);
-    if (!boost::filesystem::exists(path)) {
-      return namedExplicitly ? error_codes::kFileNotFound : error_codes::kSuccess;
-    }
-    std::unique_ptr<orx::config::ConfigNode> root;
+    if (!namedExplicitly && !boost::filesystem::is_regular_file(path)) return error_codes::kSuccess;
+    if (!boost::filesystem::exists(path)) return error_codes::kFileNotFound;
+    orx::config::CurrentNode root;
     orx::config::ConfigDocument::load(root, path);
     if (!root) throw orx::config::BadFileException();
     for (const auto& [name, type] : options_) {
@@ -124,8 +122,7 @@ std::string buildUsageText(const std::string& programName, const std::string& to
   std::ostringstream text;
   text
       << "\n"
-      << (programName.empty() ? "quarrypack" : programName) << " version " << QUARRYPACK_VERSION
-      << " - "
+      << (programName.empty() ? "quarrypack" : programName) << " version 1.0 - "
       << (toolDescription.empty() ? "Tool to fragment content into kaf files." : toolDescription)
       << "\n"
       << "Copyright the quarrypack authors. Licensed under the Apache License, Version 2.0.\n"

@@ -32,8 +32,10 @@ class ToolConfig {
   void parse(std::vector<std::string>& arguments, const std::string& programName,
              const std::string& toolDescription);
 
-  // Sets every option from the file. A file that does not exist is an error code if it was asked
-  // for by name, and otherwise success without effect.
+  // Sets every option from the file. One that was asked for by name may be a pipe, which is read to
+  // its end; if it does not exist, that is an error code. One that was not asked for has no effect,
+  // and is a success, unless it is a regular file: a run must not wait for a pipe that it happens
+  // to find.
   int loadConfigFile(const std::string& fileName, bool namedExplicitly);
 
   const ValueMap& values() const { return values_; }

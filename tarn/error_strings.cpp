@@ -24,6 +24,7 @@ constexpr ErrorString kErrorStrings[] = {
     {ErrorCode::accessDenied, "Access to the file was denied"},
     {ErrorCode::shortRead, "The file ended too early"},
     {ErrorCode::noMovie, "The file holds no movie"},
+    {ErrorCode::outOfMemory, "There is not enough memory"},
     {ErrorCode::implausibleCount, "A count or length in the file is not plausible"},
     {ErrorCode::zeroTimescale, "A timescale is zero"},
     {ErrorCode::incompleteSampleTable, "A track lacks one of its sample tables"},

@@ -9,6 +9,7 @@ namespace norvik::tarn {
 // itself names are listed.
 enum class EErrorCode : std::int32_t {
   success = 0,
+  outOfMemory = 7,              // no memory was left to go on with
   invalidConfiguration = 5210,  // the settings could not be parsed or loaded
 };
 

@@ -181,6 +181,39 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenTable{"DataInformationMissing", "moov/trak[2]/mdia/minf/dinf", {}}),
     [](const auto& param) { return param.param.name; });
 
+// A sample that is really there, and larger than the memory.
+TEST_F(BadInput, MayBeTooLargeForTheMemory) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer takes more address space than the limit of this test leaves";
+#endif
+  constexpr std::uint32_t kLarge = 400u << 20;
+  MovieBuilder movie = usualMovie();
+  movie.tracks[1].samples.resize(1);
+  movie.replace(kTables + "stsz", fullBox("stsz", 0, 0, u32(kLarge), u32(1)));
+  writeFile(input(), movie.build());
+  fs::resize_file(input(), fs::file_size(input()) + kLarge);
+  ProgramOptions options;
+  options.program = "/bin/sh";
+  const ProgramResult result =
+      runProgram({"-c", "ulimit -v 262144 && exec \"$0\" \"$@\"", builtProgram().string(),
+                  "--input-file", input().string(), "--output-file", output().string()},
+                 options);
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, progressLine());
+  EXPECT_EQ(result.err, "Caught an error : There is not enough memory\n");
+}
+
+// 200 edits show the same 100000 bytes: far more than the file may come to.
+TEST_F(BadInput, MayBeSmallAndAskForADiskFull) {
+  MovieBuilder movie = usualMovie();
+  movie.tracks[1].samples[0].bytes.resize(100'000, 0x55);
+  movie.tracks[1].edits = std::vector<MovieEdit>(200, MovieEdit{600, 0});
+  const ProgramResult result = convert(movie).program;
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, kExceptionLines);
+  EXPECT_LT(fs::file_size(output()), 16u << 20);
+}
+
 class TablesBrokenLater : public BadInput, public testing::WithParamInterface<BrokenTable> {};
 
 TEST_P(TablesBrokenLater, FailWhereTheSampleIsRead) {

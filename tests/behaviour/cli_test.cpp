@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -162,6 +164,26 @@ TEST_F(CommandLine, CountsAnInputOfAConfigurationFileFromItsFolder) {
   write("sub/a.mov", "a movie");
   expectInput("sub/a.mov", {"--conf-file=sub/c.xml"});
   expectInput(path("sub/a.mov"), {"--conf-file=" + path("sub/c.xml")});
+}
+
+TEST_F(CommandLine, ReadsAConfigurationThatComesThroughAPipe) {
+  write("clip.mov", "no movie");
+  const std::string config = "<c><input-file>" + path("clip.mov") + "</input-file><output-file>" +
+                             path("clip.mov") + "</output-file></c>";
+  for (const char* name : {"/dev/stdin", "/dev/fd/0", "/proc/self/fd/0"}) {
+    expectEnd(runShell("(printf %s '" + config.substr(0, 20) + "'; printf %s '" +
+                       config.substr(20) + "') | \"$0\" --conf-file " + name),
+              1, "Input file and output file can not be same.\n", kSameFile);
+  }
+}
+
+TEST_F(CommandLine, DoesNotWaitForAPipeUnderTheDefaultName) {
+  ASSERT_EQ(::mkfifo(path("quarrypack_config.xml").c_str(), 0600), 0);
+  ProgramOptions options;
+  options.timeout = std::chrono::seconds(20);
+  const ProgramResult result = run({"--input-file=missing.mov"}, options);
+  EXPECT_FALSE(result.timedOut);
+  expectEnd(result, 1, "", kFileNotFound);
 }
 
 TEST_F(CommandLine, WritesTheOutputOfAConfigurationFileIntoTheWorkingFolder) {

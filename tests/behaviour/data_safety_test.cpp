@@ -94,6 +94,15 @@ TEST_F(DataSafety, RemovesTheOutputThatItOpenedAndNothingElse) {
   EXPECT_EQ(readFile(folder() / "neighbour"), Bytes(50, 2));
 }
 
+TEST_F(DataSafety, RemovesALinkGivenAsTheOutputAndNotTheFileItLeadsTo) {
+  writeFile(folder() / "target.mp4", Bytes(50, 1));
+  fs::create_symlink("target.mp4", output());
+  const Conversion result = convert(MovieBuilder({videoTrack(), soundTrack()}));
+  EXPECT_EQ(result.program.status, 1);
+  EXPECT_FALSE(fs::exists(fs::symlink_status(output())));
+  EXPECT_EQ(readFile(folder() / "target.mp4"), Bytes());
+}
+
 TEST_F(DataSafety, DoesNotRemoveWhatIsNoRegularFile) {
   fs::create_symlink("/dev/null", output());
   const Conversion result = convert(MovieBuilder({videoTrack(), soundTrack()}));

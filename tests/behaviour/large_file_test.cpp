@@ -54,7 +54,50 @@ bool writeWithHole(const std::filesystem::path& path, const Bytes& movie, std::s
   return !file.fail();
 }
 
-class LargeFile : public ConversionTest {};
+// Writes a movie with two uuid boxes before its moov box, XMP and another one, whose payloads are
+// holes. False when the disk does not take such a file.
+bool writeWithHollowUuids(const std::filesystem::path& path, const Bytes& movie, std::size_t moov) {
+  Uuid other = kXmpUuid;
+  other[0] ^= 1;
+  std::ofstream file(path, std::ios::binary);
+  const auto write = [&](const std::uint8_t* bytes, std::size_t count) {
+    file.write(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(count));
+  };
+  write(movie.data(), moov);
+  for (const Uuid& type : {kXmpUuid, other}) {
+    const Bytes header = claimingLargeSize(32 + kHole, uuidBox(type));
+    write(header.data(), header.size());
+    file.seekp(static_cast<std::streamoff>(kHole), std::ios::cur);
+  }
+  write(movie.data() + moov, movie.size() - moov);
+  file.close();
+  return !file.fail();
+}
+
+// Where the first box of a type begins.
+std::size_t startOf(const Bytes& movie, std::string_view name) {
+  const Bytes type = text(name);
+  const auto found = std::search(movie.begin(), movie.end(), type.begin(), type.end());
+  return static_cast<std::size_t>(found - movie.begin()) - 4;
+}
+
+class LargeFile : public ConversionTest {
+ protected:
+  // Converts within an address space of 256 MiB.
+  ProgramResult convertInLittleMemory() {
+    std::vector<std::string> command = {"-c", "ulimit -v 262144 && exec \"$0\" \"$@\"",
+                                        builtProgram().string()};
+#ifdef __SANITIZE_ADDRESS__
+    // The sanitizer takes far more address space for itself.
+    command[1] = "exec \"$0\" \"$@\"";
+#endif
+    command.insert(command.end(),
+                   {"--input-file", input().string(), "--output-file", output().string()});
+    ProgramOptions options;
+    options.program = "/bin/sh";
+    return runProgram(command, options);
+  }
+};
 
 TEST_F(LargeFile, IsConvertedInLittleMemory) {
   MovieBuilder movie = movieWithoutKeyPictures();
@@ -65,23 +108,24 @@ TEST_F(LargeFile, IsConvertedInLittleMemory) {
     movie.change("moov/trak[" + std::to_string(track) + "]/mdia/minf/stbl/co64", movedBehindHole);
   }
   const Bytes moved = movie.build();
-  const Bytes type = text("mdat");
-  const auto mdat = std::search(moved.begin(), moved.end(), type.begin(), type.end()) - 4;
-  if (!writeWithHole(input(), moved, static_cast<std::size_t>(mdat - moved.begin()))) {
+  if (!writeWithHole(input(), moved, startOf(moved, "mdat"))) {
     GTEST_SKIP() << "this disk does not take a file of 5 GiB with a hole";
   }
+  const ProgramResult result = convertInLittleMemory();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_TRUE(readFile(output()) == small);
+}
 
-  std::vector<std::string> command = {"-c", "ulimit -v 262144 && exec \"$0\" \"$@\"",
-                                      builtProgram().string()};
-#ifdef __SANITIZE_ADDRESS__
-  // The sanitizer takes far more address space for itself.
-  command[1] = "exec \"$0\" \"$@\"";
-#endif
-  command.insert(command.end(),
-                 {"--input-file", input().string(), "--output-file", output().string()});
-  ProgramOptions options;
-  options.program = "/bin/sh";
-  const ProgramResult result = runProgram(command, options);
+TEST_F(LargeFile, WithMetadataOfAnyLengthIsConvertedInLittleMemory) {
+  MovieBuilder movie({videoTrack(), captionTrack(30)});
+  const Bytes small = converted(movie);
+  std::filesystem::remove(output());
+  const Bytes bytes = movie.build();
+  if (!writeWithHollowUuids(input(), bytes, startOf(bytes, "moov"))) {
+    GTEST_SKIP() << "this disk does not take a file of 10 GiB with holes";
+  }
+  const ProgramResult result = convertInLittleMemory();
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
   EXPECT_TRUE(readFile(output()) == small);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/behaviour/conversion_run.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
@@ -158,6 +160,20 @@ TEST_F(Timing, RepeatsSamplesThatTwoEditsShow) {
   EXPECT_EQ(walk.track(2).sampleBytes(), expected);
 }
 
+TEST_F(Timing, RepeatsMediaAsOftenAsEditsShowIt) {
+  MovieTrack sound = tenSounds();
+  for (MovieSample& sample : sound.samples) sample.bytes.resize(100'000, 0x55);
+  sound.edits = std::vector<MovieEdit>(12, MovieEdit{600, 0});
+  const BoxWalk walk(converted(movieWith(sound)));
+  std::vector<Bytes> expected;
+  for (std::size_t i = 0; i < sound.edits->size(); ++i) {
+    for (const Bytes& bytes : bytesOf(sound, 0, 10)) expected.push_back(bytes);
+  }
+  EXPECT_TRUE(walk.track(2).sampleBytes() == expected);
+  ASSERT_EQ(walk.track(2).edits.size(), 1u);
+  EXPECT_EQ(walk.track(2).samples[119].decodingTime, 119u * 300);
+}
+
 TEST_F(Timing, KeepsTheKeyPictureThatAnEditSkipsOnlyForItsReordering) {
   // Encoders show reordered pictures one picture late and take that back with an edit list.
   MovieBuilder movie(
@@ -179,6 +195,91 @@ TEST_F(Timing, KeepsTheKeyPictureThatAnEditSkipsOnlyForItsReordering) {
     EXPECT_EQ(grown, at300   ? kUnitWithoutPairs + 3
                      : first ? kUnitWithoutPairs
                              : 0u)
+        << "sample " << i + 1;
+  }
+}
+
+// The edit begins earlier in decoding order by the reorder delay and ends where it ended: pictures
+// that are shown within it are decoded up to there.
+TEST_F(Timing, KeepsEveryPictureThatTheLastEditShows) {
+  MovieBuilder movie(
+      {videoTrack(
+           {.count = 12, .timescale = 1000, .duration = 100, .syncEvery = 12, .betweenAnchors = 1}),
+       captionTrack(1)});
+  movie.timescale = 1000;
+  movie.tracks[1].samples[0].compositionOffset = 1'000'000;  // after the last picture
+  movie.tracks[0].edits = {{1200, 100}};
+  EXPECT_EQ(BoxWalk(converted(movie)).track(1).sampleBytes(), movie.tracks[0].sampleBytes());
+  movie.tracks[0].edits = {{300, kEmptyEdit}, {600, 100}};
+  EXPECT_EQ(BoxWalk(converted(movie)).track(1).sampleBytes(), bytesOf(movie.tracks[0], 0, 7));
+  // Of several edits the last one that shows media; the others end where the next one begins.
+  movie.tracks[0].edits = {{300, 100}, {600, 400}, {100, kEmptyEdit}};
+  std::vector<Bytes> expected = bytesOf(movie.tracks[0], 0, 3);
+  for (const Bytes& bytes : bytesOf(movie.tracks[0], 3, 7)) expected.push_back(bytes);
+  EXPECT_EQ(BoxWalk(converted(movie)).track(1).sampleBytes(), expected);
+}
+
+// A clip cut out of a longer movie keeps the times of the whole in its fragments.
+TEST_F(Timing, BeginsAnExcerptAtZero) {
+  MovieBuilder movie(
+      {videoTrack({.count = 10, .timescale = 1000, .duration = 100}),
+       soundTrack({.count = 20, .timescale = 500, .duration = 25}),
+       captionTrack(
+           {.samples = {cdat({}), cdat({0x94, 0x20})}, .timescale = 1000, .duration = 500})});
+  movie.timescale = 1000;
+  const Bytes whole = converted(MovieBuilder(movie).splitIntoFragments({10, 20, 2}));
+  movie.splitIntoFragments({10, 20, 2});
+  const std::uint64_t starts[] = {10'000, 5'000, 10'000};
+  for (TrackFragment& part : movie.fragments[0]) part.decodeTime = starts[part.track];
+  EXPECT_EQ(converted(movie), whole);
+  EXPECT_LT(BoxWalk(whole).movie().duration, 1000u);
+}
+
+// Eighteen pictures that are shown two pictures late, which their edit list takes back, twenty
+// milliseconds of sound in each packet, all of them key samples as in most fragmented movies, and a
+// caption for every picture.
+MovieBuilder reorderedFragments() {
+  MovieTrack video = videoTrack(
+      {.count = 18, .timescale = 1000, .duration = 100, .syncEvery = 6, .betweenAnchors = 1});
+  for (MovieSample& sample : video.samples) sample.compositionOffset += 100;
+  video.edits = {{0, 200}};
+  CaptionTrackOptions captions{.timescale = 1000, .duration = 100};
+  for (unsigned i = 0; i < 18; ++i) captions.samples.push_back(cdat(captionPairs(2, i)));
+  MovieBuilder movie({video,
+                      soundTrack({.count = 90, .timescale = 1000, .duration = 20, .allSync = true}),
+                      captionTrack(captions)});
+  return movie.splitIntoFragments({6, 30, 6});
+}
+
+// Sound that is all key samples ends a group of pictures soon after the key picture was read. A
+// caption of a picture that is shown later than that must have been read by then: a later one would
+// go to the first sample of the next group, which is sound.
+TEST_F(Timing, ReadsCaptionsBeforeTheGroupOfTheirPictureIsWritten) {
+  const MovieBuilder movie = reorderedFragments();
+  const BoxWalk walk(converted(movie));
+  EXPECT_EQ(walk.track(2).sampleBytes(), movie.tracks[1].sampleBytes());
+  ASSERT_EQ(walk.track(1).samples.size(), 18u);
+  for (std::size_t i = 0; i < 18; ++i) {
+    const WalkedSample& sample = walk.track(1).samples[i];
+    const auto number =
+        static_cast<unsigned>((sample.decodingTime + sample.compositionOffset - 200) / 100);
+    const Bytes triplet = concat({u8(0xFC), captionPairs(2, number)});
+    EXPECT_EQ(sample.size, movie.tracks[0].samples[i].bytes.size() + kUnitWithoutPairs + 3)
+        << "sample " << i + 1;
+    EXPECT_EQ(std::ranges::search(sample.bytes, triplet).size(), 3u) << "sample " << i + 1;
+  }
+}
+
+TEST_F(Timing, TakesTheShiftOfTheCaptionsThemselvesOffTheirDelay) {
+  MovieBuilder movie = reorderedFragments();
+  MovieTrack& captions = movie.tracks[2];
+  for (MovieSample& sample : captions.samples) sample.compositionOffset = 100;
+  captions.edits = {{0, 100}};
+  const BoxWalk walk(converted(movie));
+  EXPECT_EQ(walk.track(2).sampleBytes(), movie.tracks[1].sampleBytes());
+  for (std::size_t i = 0; i < 18; ++i) {
+    EXPECT_EQ(walk.track(1).samples[i].size,
+              movie.tracks[0].samples[i].bytes.size() + kUnitWithoutPairs + 3)
         << "sample " << i + 1;
   }
 }

@@ -81,10 +81,10 @@ inline void readAll(norvik::kav::NorvikIStream& stream, Bytes& all) {
     code = kav::readBytes(reader, location.fileOffset, all.data() + before, info.size);
   }
   std::size_t length = 0;
-  if (code == 0) code = kav::getMetadata(reader, nullptr, &length);
+  if (code == 0) code = kav::getMetadataLength(reader, &length);
   const std::size_t before = all.size();
   all.resize(before + length);
-  if (code == 0) code = kav::getMetadata(reader, all.data() + before, &length);
+  if (code == 0 && length > 0) code = kav::getMetadata(reader, all.data() + before);
   kav::closeSampleIterator(iterator);
   kav::closeReader(reader);
   throwOnError(code);

@@ -1,6 +1,6 @@
 // Writes the inputs that fuzzing starts from: one small file for each thing that the targets know.
 //
-//     make_seeds FOLDER      fills FOLDER/movies, FOLDER/captions, FOLDER/avcc and FOLDER/xml
+//     make_seeds FOLDER      fills FOLDER/movies, captions, sei, avcc, xml, decoder608 and scc
 
 #include <exception>
 #include <filesystem>
@@ -130,6 +130,31 @@ void addCaptions(const Seeds& seeds) {
   seed("cut_off", 4, Bytes{0, 0, 0}, {cdat(captionPairs(4))});
 }
 
+void addPictures(const Seeds& seeds) {
+  constexpr std::uint8_t kHevc = 4;
+  const Bytes captions = hex("0411 b50031 47413934 03 c2ff fc9420 fd1525 ff");
+  const Bytes others = hex("0501aa ff0103000003");
+  const auto seed = [&](const std::string& name, std::uint8_t codec, unsigned lengthSize,
+                        const std::vector<Bytes>& units, std::uint8_t outsideMemory = 0) {
+    const Bytes head{static_cast<std::uint8_t>(codec | (lengthSize - 1)), outsideMemory};
+    seeds.add(name, concat({head, accessUnit(units, lengthSize)}));
+  };
+  const auto sei = [](const Bytes& header, const std::vector<Bytes>& messages) {
+    return concat({header, concat(messages), hex("80")});
+  };
+  const Bytes slice = nal(kKeySlice, text("slice"));
+  seed("h264", 0, 4,
+       {accessUnitDelimiter(), sequenceParameters(), sei(hex("06"), {captions}), slice});
+  seed("h264_mixed", 0, 2, {sei(hex("06"), {others, captions, others}), slice});
+  seed("h264_leading", 0, 1, {sei(hex("06"), {hex("000180")}), slice}, 3);
+  seed("hevc", kHevc, 4, {hex("460150"), sei(hex("4e01"), {captions}), hex("2601aabb")});
+  seed("hevc_leading", kHevc, 3, {sei(hex("4e01"), {hex("8101aa")}), hex("2601aabb")});
+  seed("broken_sei", 0, 4, {hex("06ffffff"), hex("0604ff"), hex("06")});
+  seeds.add("avcC", concat({hex("0000 01 42c01e fd e1 0003 670102 01 0002 696a")}));
+  seeds.add("hvcC", hex("0000 01 01 60000000 900000000000 5d f000 fc fd f8 f8 1900 0f 00"));
+  seeds.add("atoms", concat({hex("0000"), cdat(captionPairs(5)), cdt2(captionPairs(4))}));
+}
+
 void addConfigurations(const Seeds& seeds) {
   seeds.add("whole", avcConfiguration());
   seeds.add("in_entry", avcEntry(2));
@@ -152,11 +177,47 @@ void addDocuments(const Seeds& seeds) {
   seed("not_closed", "<a><b></a>");
 }
 
+// The words of an SCC file, each of them the pair of one frame.
+void addPairs(const Seeds& seeds) {
+  const auto seed = [&](const std::string& name, unsigned field, const std::string& words) {
+    Bytes bytes;
+    for (std::size_t i = 0; i + 4 <= words.size(); i += 5) {
+      const unsigned pair = static_cast<unsigned>(std::stoul(words.substr(i, 4), nullptr, 16));
+      append(bytes, concat({u8(4 << 1 | field), u16(pair)}));
+    }
+    seeds.add(name, bytes);
+  };
+  seed("pop_on", 0,
+       "9420 9420 9452 9452 97a2 97a2 c8e9 91ae 91ae 91b9 9232 9232 942f 942f 8080 942c");
+  seed("roll_up", 0, "9425 94ad 9470 61e9 94ad 13d0 62ea 9426 94ad 61e9 9425 94ad 94ad 94ad 942c");
+  seed("paint_on", 0, "9429 91d0 61e9 9429 9470 62ea 94a1 94a4 9429 9470 1020 97ae 9428 61e9 942c");
+  seed("second_channel", 0, "1c20 1c70 61e9 1c2f 9420 9470 62ea 942f 1cae 1c2c 942c");
+  seed("field_2", 1, "1520 15d0 61e9 0131 61e9 62ea 8f1d 1520 62ea 152f 9d29 9d70 61e9 152c 9d2c");
+  seed("text", 0, "942a 61e9 94ad 942b 62ea 9420 9470 61e9 942f");
+  seed("damaged", 0, "9420 9470 e161 6161 0000 94af 942f 9460 9060 0131 942c");
+}
+
+void addSccFiles(const Seeds& seeds) {
+  const auto seed = [&](const std::string& name, const std::string& lines) {
+    seeds.add(name + ".scc", text(std::string(1, '\3') + lines));
+  };
+  seed("usual",
+       "Scenarist_SCC V1.0\r\n\r\n00:00:01;00\t9420 9420 9470 9470 61e9 942f 942f\r\n\r\n"
+       "00:00:03;10\t942c 942c\r\n");
+  seed("odd",
+       "\xEF\xBB\xBFScenarist_SCC V1.0\n00:01:00;00 9420 1470 61E9 8080 "
+       "942f\n942c\n00:00:59:45\t942c x\n");
+  seed("no_times", "\t9420 9470\n\t6161 6161\n00:00:xx:00\t942f\n");
+}
+
 void makeSeeds(const fs::path& folder) {
   addMovies(Seeds(folder / "movies"));
   addCaptions(Seeds(folder / "captions"));
+  addPictures(Seeds(folder / "sei"));
   addConfigurations(Seeds(folder / "avcc"));
   addDocuments(Seeds(folder / "xml"));
+  addPairs(Seeds(folder / "decoder608"));
+  addSccFiles(Seeds(folder / "scc"));
 }
 
 }  // namespace

@@ -6,15 +6,15 @@
 #include <vector>
 
 #include "kav/exception.h"
-#include "kav/impl/box_headers.h"
-#include "kav/impl/box_iterators.h"
-#include "kav/impl/doc_iterator.h"
-#include "kav/impl/fragment_boxes.h"
-#include "kav/impl/kav_document.h"
-#include "kav/impl/movie_boxes.h"
-#include "kav/impl/random_access_boxes.h"
-#include "kav/impl/reader.h"
-#include "kav/impl/track_iterator.h"
+#include "kav/impl/boxes/fragment_boxes.h"
+#include "kav/impl/boxes/movie_boxes.h"
+#include "kav/impl/boxes/random_access_boxes.h"
+#include "kav/impl/model/box_headers.h"
+#include "kav/impl/model/box_iterators.h"
+#include "kav/impl/reading/doc_iterator.h"
+#include "kav/impl/reading/reader.h"
+#include "kav/impl/reading/track_iterator.h"
+#include "kav/impl/tree/kav_document.h"
 #include "kav/reader.h"
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/support/memory_stream.h"
@@ -33,6 +33,23 @@ constexpr std::size_t kMostBytes = 1u << 20;
 
 int refuse(void* /*context*/, kav::Problem /*problem*/) { return 0; }
 
+// By every way that the functions offer.
+void copyDescription(const kav::NorvikKavSampleDescription* description,
+                     const kav::NorvikKavSampleDescInfo& base,
+                     const std::vector<std::uint8_t>& bytes) {
+  kav::NorvikKavVideoSampleDescInfo video;
+  kav::NorvikKavAudioSampleDescInfo audio;
+  const kav::NorvikKavSampleDescInfo* whole = &base;
+  if (kav::getVideoSampleDescriptionInfo(description, &video) == 0) whole = &video;
+  if (kav::getAudioSampleDescriptionInfo(description, &audio) == 0) whole = &audio;
+  kav::NorvikKavSampleDescription* copies[3] = {};
+  check(kav::copySampleDescription(description, &copies[0]) == 0, "a description can be copied");
+  check(kav::makeSampleDescription(whole, bytes.data(), &copies[1]) == 0, "and made again");
+  const std::uint32_t made = kav::makeSampleDescription(&base, bytes.data(), &copies[2]);
+  check(made == (whole == &base ? 0 : 15), "but not of half its record");
+  for (kav::NorvikKavSampleDescription* copy : copies) kav::closeSampleDescription(copy);
+}
+
 void readDescriptions(kav::NorvikKavReader* reader, std::uint32_t track) {
   std::uint32_t count = 0;
   check(kav::getSampleDescriptionCount(reader, track, &count) == 0, "descriptions are counted");
@@ -43,6 +60,7 @@ void readDescriptions(kav::NorvikKavReader* reader, std::uint32_t track) {
     check(kav::getSampleDescriptionInfo(description, &info) == 0, "a description has its record");
     std::vector<std::uint8_t> bytes(info.headerLength + std::size_t{1});
     check(kav::getSampleDescription(description, bytes.data()) == 0, "and its bytes");
+    copyDescription(description, info, bytes);
   }
 }
 
@@ -88,9 +106,9 @@ void readSamples(kav::NorvikKavReader* reader) {
 
 void readMetadata(kav::NorvikKavReader* reader) {
   std::size_t length = 0;
-  if (kav::getMetadata(reader, nullptr, &length) != 0) return;
+  if (kav::getMetadataLength(reader, &length) != 0) return;
   std::vector<std::uint8_t> bytes(length + 1);
-  check(kav::getMetadata(reader, bytes.data(), &length) == 0, "metadata stays what it was");
+  check(kav::getMetadata(reader, bytes.data()) == 0, "metadata stays what it was");
 }
 
 void readThroughFacade(const MemoryStreamPtr& file, const kav::NorvikKavReaderOptions& options) {
@@ -144,7 +162,7 @@ void readRandomAccess(impl::NorvikKavStream& stream, impl::RootBox& root, const 
     position = header->end;
     if (header->type != impl::fourCc("tfra")) continue;
     impl::TfraBox table(std::move(*header), stream);
-    root.readBody(table, true);
+    table.readBody(root, true);
   }
 }
 

@@ -5,6 +5,8 @@
 
 #include "kav/error_code.h"
 #include "kav/exception.h"
+#include "kav/reader.h"
+#include "kav/sample_desc_info.h"
 #include "kav/sample_info.h"
 #include "kav/writer.h"
 #include "tests/library/remux.h"
@@ -244,18 +246,31 @@ class FragmentedWriter : public ::testing::Test {
     return *writer_;
   }
 
+  void addTo(std::uint32_t track, std::uint64_t time) { add(time, 1, text("abc"), 1, track); }
+
+  // A track with the one description that its samples name.
   std::uint32_t addTrack(std::uint32_t timescale = 3000, std::uint32_t gaps = 0,
                          std::uint32_t handler = 0x736F756E) {
     norvik::kav::NorvikKavTrackConfiguration track;
     track.info.mediaTimescale = timescale;
     track.handlerType = handler;
     track.gapCount = gaps;
-    return writer().addTrack(track);
+    track.descriptionCount = 1;
+    const std::uint32_t number = writer().addTrack(track);
+    norvik::kav::NorvikKavAudioSampleDescInfo info;
+    info.structSize = sizeof(info);
+    info.handlerType = handler;
+    info.codecType = 0x736F7774;  // "sowt"
+    norvik::kav::NorvikKavSampleDescription* description = nullptr;
+    EXPECT_EQ(makeSampleDescription(&info, nullptr, &description), 0u);
+    writer().addSampleDescription(number, description);
+    closeSampleDescription(description);
+    return number;
   }
 
   void add(std::uint64_t time, std::uint32_t flags = 1, const Bytes& bytes = text("abc"),
-           std::uint32_t description = 1) {
-    writer().addSample({.trackNumber = 1,
+           std::uint32_t description = 1, std::uint32_t track = 1) {
+    writer().addSample({.trackNumber = track,
                         .descriptionIndex = description,
                         .decodingTime = time,
                         .flags = flags,
@@ -336,6 +351,106 @@ TEST_F(FragmentedWriter, StatesTimesAcrossAHoleLongerThanADuration) {
   EXPECT_EQ(samples[2].decodingTime, 0x100000006u);
 }
 
+Bytes tfdtOf(std::uint64_t time) { return concat({u32(0x01000000), u64(time)}); }
+
+// A track without samples in a fragment has a part of its own there. Its time is that of the sample
+// which comes next, and is left out as long as that is not known.
+TEST_F(FragmentedWriter, GivesEveryTrackAPartOfEveryFragment) {
+  for (int i = 0; i < 3; ++i) addTrack();
+  for (const std::uint64_t time : {0, 1000, 2000}) addTo(1, time);
+  for (const std::uint64_t time : {0, 1500, 9000}) addTo(3, time);
+  for (std::uint64_t time = 3000; time <= 7000; time += 1000) addTo(1, time);
+  addTo(2, 7500);
+  writer().finish();
+
+  const BoxWalk walk(stream_->bytes());
+  ASSERT_EQ(countOf(walk, "moof"), 3u);
+  const std::vector<std::string> empty = {"tfhd"};
+  const std::vector<std::string> timed = {"tfhd", "tfdt"};
+  const std::vector<std::string> full = {"tfhd", "tfdt", "trun"};
+  const std::vector<std::vector<std::string>> expected[] = {
+      {full, empty, full}, {full, empty, timed}, {full, full, full}};
+  for (std::size_t fragment = 1; fragment <= 3; ++fragment) {
+    const std::string moof = "moof[" + std::to_string(fragment) + "]";
+    EXPECT_EQ(walk.childTypes(moof), (std::vector<std::string>{"mfhd", "traf", "traf", "traf"}));
+    for (std::size_t track = 1; track <= 3; ++track) {
+      const std::string traf = moof + "/traf[" + std::to_string(track) + "]";
+      EXPECT_EQ(walk.childTypes(traf), expected[fragment - 1][track - 1]) << traf;
+      const Bytes header = walk.payload(traf + "/tfhd");
+      EXPECT_EQ(Bytes(header.begin() + 4, header.begin() + 8), u32(track));
+    }
+  }
+  EXPECT_EQ(walk.payload("moof[1]/traf[2]/tfhd"), u32List({0x020000, 2}));
+  EXPECT_EQ(walk.payload("moof[2]/traf[3]/tfdt"), tfdtOf(9000));
+  EXPECT_EQ(walk.payload("moof[3]/traf[2]/tfdt"), tfdtOf(7500));
+
+  const auto tracks = tracksOf(stream_->bytes());
+  EXPECT_EQ(tracks[0].size(), 8u);
+  EXPECT_EQ(tracks[1].size(), 1u);
+  ASSERT_EQ(tracks[2].size(), 3u);
+  EXPECT_EQ(tracks[1][0].decodingTime, 7500u);
+  EXPECT_EQ(tracks[2][2].decodingTime, 9000u);
+  // The list of sync samples counts the parts without samples.
+  const Bytes index = walk.payload("mfra/tfra[2]");
+  EXPECT_EQ(Bytes(index.begin() + 16 + 16, index.begin() + 16 + 28), u32List({2, 1, 1}));
+}
+
+// Also when that is 0 and fragments last two seconds.
+TEST_F(FragmentedWriter, BeginsWithTheConfiguredDuration) {
+  for (const std::uint64_t duration : {600u, 77u, 0u}) {
+    configuration_.fragmentDuration = duration;
+    stream_ = MemoryStream::create();
+    writer_.emplace(stream_.get(), configuration_);
+    const Bytes mehd = fullBox("mehd", 1, 0, u64(duration));
+    EXPECT_EQ(Bytes(stream_->bytes().end() - 20, stream_->bytes().end()), mehd);
+    addTrack();
+    add(0);
+    EXPECT_EQ(BoxWalk(stream_->bytes()).payload("moov/mvex/mehd"),
+              concat({u32(0x01000000), u64(duration)}));
+    add(6000);
+    writer().finish();
+    EXPECT_EQ(BoxWalk(stream_->bytes()).payload("moov/mvex/mehd"),
+              concat({u32(0x01000000), u64(1201)}));
+  }
+}
+
+TEST_F(FragmentedWriter, RefusesToBeAnnouncedMoreSamplesThanAnyFileHas) {
+  norvik::kav::NorvikKavTrackConfiguration track;
+  track.info.mediaTimescale = 3000;
+  track.handlerType = 0x736F756E;
+  track.sampleCount = 100000001;
+  EXPECT_EQ(codeOf([&] { writer().addTrack(track); }), 9u);
+  track.sampleCount = 100000000;
+  EXPECT_EQ(codeOf([&] { writer().addTrack(track); }), 0u);
+}
+
+// The sample that was held back cannot wait for the next one to tell how long it lasts.
+TEST_F(FragmentedWriter, EndsTheFragmentWithItsLastSampleWhenMetadataComes) {
+  addTrack();
+  addTrack();
+  add(0);
+  add(1000);
+  addTo(2, 500);
+  writer().setXMPMetadata("x", 1);
+  const BoxWalk walk(stream_->bytes());
+  EXPECT_EQ(walk.topLevelTypes(),
+            (std::vector<std::string>{"ftyp", "moov", "free", "moof", "mdat", "uuid"}));
+  EXPECT_EQ(walk.track(1).samples.size(), 2u);
+  EXPECT_EQ(walk.track(2).samples.size(), 1u);
+  // A tick of the movie, as at the end of a track.
+  EXPECT_EQ(walk.track(1).samples[1].duration, 5u);
+  EXPECT_EQ(codeOf([&] { add(999); }), 1288u);
+  add(2000);
+  add(3000);
+  writer().finish();
+  const auto tracks = tracksOf(stream_->bytes());
+  std::vector<std::uint64_t> times;
+  for (const LibrarySample& sample : tracks[0]) times.push_back(sample.decodingTime);
+  EXPECT_EQ(times, (std::vector<std::uint64_t>{0, 1000, 2000, 3000}));
+  // The second track has come to the end of its only sample.
+  EXPECT_EQ(BoxWalk(stream_->bytes()).payload("moof[2]/traf[2]/tfdt"), tfdtOf(505));
+}
+
 TEST_F(FragmentedWriter, RefusesTimesThatGoBackwards) {
   addTrack();
   add(3000);
@@ -375,7 +490,7 @@ TEST_F(FragmentedWriter, TakesNoTracksAfterSamplesAndNothingAfterTheFinish) {
   writer().finish();
   EXPECT_EQ(codeOf([&] { addTrack(); }), 2052u);
   EXPECT_EQ(codeOf([&] { add(1); }), 48u);
-  EXPECT_EQ(codeOf([&] { writer().setXMPMetadata("x", 1); }), 2053u);
+  EXPECT_EQ(codeOf([&] { writer().setXMPMetadata("x", 1); }), 48u);
 }
 
 TEST_F(FragmentedWriter, RefusesMoreGapsThanAnnounced) {

@@ -224,6 +224,11 @@ def expect_on_time(found, expected, picture, what):
             raise Disagreement(f"{what}: {cue.text!r} is {late:.3f} s late")
 
 
+def not_shown(lead):
+    """What is said of a movie whose edit ends when the media would have ended without the delay."""
+    return f"; the last {lead} pictures are not shown" if lead else ""
+
+
 # ---------------------------------------------------------------- judges
 def judge_samples(conversion):
     """Every sample is the input's but for the caption units, and each pair is in its picture."""
@@ -250,7 +255,12 @@ def judge_samples(conversion):
 def judge_ffmpeg_decoding(conversion):
     new = media_test.complaints_of(conversion.output) - media_test.complaints_of(conversion.source)
     expect(list(new.elements()), [], "complaints of ffmpeg")
-    return "decodes"
+    hashes = output_of("ffmpeg", "-nostdin", "-v", "error", "-i", conversion.output, "-map", "0:v",
+                       "-vsync", "passthrough", "-f", "framemd5", "-")
+    shown = [line for line in hashes.splitlines() if not line.startswith("#")]
+    lead = conversion.lead // conversion.movie.tick
+    expect(len(shown), conversion.movie.pictures - lead, "pictures in ffmpeg")
+    return "decodes" + not_shown(lead)
 
 
 def judge_ffmpeg_captions(conversion):
@@ -314,9 +324,8 @@ def judge_gstreamer(conversion):
         expect(data, b"".join(expected_triplets(movie, picture)), f"picture {picture} in GStreamer")
         expect(round(time / conversion.picture - picture, 1), float(lead),
                f"pictures of delay of picture {picture} in GStreamer")
-    # The edit of a movie with B-frames ends with the media, and its last pictures lie behind it.
     expect(len(found), movie.pictures - lead, "pictures in GStreamer")
-    return "equal, in their pictures" + (f"; the last {lead} pictures are not shown" if lead else "")
+    return "equal, in their pictures" + not_shown(lead)
 
 
 def play_in_browser(conversion, folder, name):
@@ -334,7 +343,7 @@ def judge_chromium(conversion):
     if abs(seen["duration"] - SECONDS) > 2 * conversion.picture + 0.03:
         raise Disagreement(f"Chromium: {seen['duration']} s long")
     expect(seen["pictures"], conversion.movie.pictures - lead, "pictures in Chromium")
-    return "plays" + (f"; the last {lead} pictures are not shown" if lead else "")
+    return "plays" + not_shown(lead)
 
 
 Cue = collections.namedtuple("Cue", "start text")

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -29,6 +30,20 @@ inline Bytes zeros(std::size_t count) { return Bytes(count); }
 // The characters alone: no length in front and no zero behind.
 inline Bytes text(std::string_view characters) {
   return Bytes(characters.begin(), characters.end());
+}
+
+// Bytes written as digits; blanks between them are free.
+inline Bytes hex(std::string_view digits) {
+  Bytes bytes;
+  std::string pair;
+  for (const char digit : digits) {
+    if (digit == ' ') continue;
+    pair += digit;
+    if (pair.size() < 2) continue;
+    bytes.push_back(static_cast<std::uint8_t>(std::stoul(pair, nullptr, 16)));
+    pair.clear();
+  }
+  return bytes;
 }
 
 inline Bytes concat(std::initializer_list<Bytes> parts) {

@@ -40,6 +40,7 @@ std::size_t MemoryStream::admit(std::size_t& calls, std::size_t count) {
   ++calls;
   if (callsUntilFault_ == 0 || --callsUntilFault_ > 0) return count;
   faultWasMet_ = true;
+  faultPosition_ = position_;
   if (fault_ == Fault::fails) throw kav::Exception(kav::ErrorCode::ioFailed);
   return count / 2;
 }

@@ -38,6 +38,7 @@ class MemoryStream final : public norvik::kav::NorvikIOStream {
   // fault. With 0 nothing is injected.
   void injectFault(std::size_t k, Fault fault);
   bool faultWasMet() const { return faultWasMet_; }
+  std::uint64_t faultPosition() const { return faultPosition_; }  // of the stream, before that call
 
   const std::vector<std::uint8_t>& bytes() const { return bytes_; }
   std::vector<std::uint8_t>& bytes() { return bytes_; }
@@ -74,6 +75,7 @@ class MemoryStream final : public norvik::kav::NorvikIOStream {
   std::size_t callsUntilFault_ = 0;
   Fault fault_ = Fault::fails;
   bool faultWasMet_ = false;
+  std::uint64_t faultPosition_ = 0;
   bool* destroyed_ = nullptr;
 };
 

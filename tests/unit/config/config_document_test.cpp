@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -20,11 +21,19 @@ namespace {
 
 class ConfigDocumentTest : public testing::Test {
  protected:
-  std::unique_ptr<ConfigNode> load(const std::string& content) {
+  CurrentNode load(const std::string& content) {
     std::ofstream(file_, std::ios::binary) << content;
-    std::unique_ptr<ConfigNode> root;
+    CurrentNode root;
     ConfigDocument::load(root, file_);
     return root;
+  }
+
+  // What the holder refers to after content that is not well-formed.
+  CurrentNode leftBy(const std::string& content) {
+    std::ofstream(file_, std::ios::binary) << content;
+    CurrentNode current;
+    EXPECT_THROW(ConfigDocument::load(current, file_), BadFileException) << content;
+    return current;
   }
 
   // The text of the root's child "v", or a mark if it has none.
@@ -59,7 +68,7 @@ TEST_F(ConfigDocumentTest, FillsTheHolderWithTheRoot) {
 }
 
 TEST_F(ConfigDocumentTest, ThrowsForAMissingFile) {
-  std::unique_ptr<ConfigNode> root;
+  CurrentNode root;
   EXPECT_THROW(ConfigDocument::load(root, file_), FileDoesNotExistException);
   EXPECT_FALSE(root);
 }
@@ -73,21 +82,31 @@ TEST_F(ConfigDocumentTest, LeavesTheHolderEmptyForAFileThatCannotBeOpened) {
   file_.copy(address.sun_path, file_.size());
   ASSERT_EQ(::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
 
-  std::unique_ptr<ConfigNode> root;
+  CurrentNode root;
   EXPECT_NO_THROW(ConfigDocument::load(root, file_));
   EXPECT_FALSE(root);
   ::close(descriptor);
 }
 
-TEST_F(ConfigDocumentTest, DoesNotWaitForAPipe) {
+TEST_F(ConfigDocumentTest, ReadsAPipeToItsEnd) {
   ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0);
-  std::unique_ptr<ConfigNode> root;
+  // Pieces that fill no block, and more than one block of them.
+  std::thread writer([this] {
+    std::ofstream pipe(file_, std::ios::binary);
+    pipe << "<c>" << std::flush;
+    for (int i = 0; i < 300; ++i) pipe << "<x>some</x>" << std::flush;
+    pipe << "<v>value</v></c>";
+  });
+  CurrentNode root;
   EXPECT_NO_THROW(ConfigDocument::load(root, file_));
-  EXPECT_FALSE(root);
+  writer.join();
+  ASSERT_TRUE(root);
+  EXPECT_EQ(root->children.size(), 301u);
+  EXPECT_EQ(getDataOr(root->findChild("v"), ""), "value");
 }
 
 TEST_F(ConfigDocumentTest, RefusesAFolder) {
-  std::unique_ptr<ConfigNode> root;
+  CurrentNode root;
   EXPECT_THROW(ConfigDocument::load(root, folder_.path().string()), BadFileException);
 }
 
@@ -108,6 +127,25 @@ TEST_F(ConfigDocumentTest, RefusesWhatIsNotWellFormed) {
   for (const std::string& content : broken) {
     EXPECT_THROW(load(content), BadFileException) << content;
   }
+}
+
+TEST_F(ConfigDocumentTest, LeavesThePartlyBuiltTreeOfWhatIsNotWellFormed) {
+  const CurrentNode open = leftBy("<c a='1'><v>value</v>text<w>more<x/>");
+  ASSERT_TRUE(open);
+  EXPECT_EQ(open->name, "w");
+  EXPECT_EQ(open->getData(), "more");
+  EXPECT_EQ(open->findChild("x")->parent, open.get());
+  ASSERT_NE(open->parent, nullptr);
+  EXPECT_EQ(open->parent->name, "c");
+  EXPECT_EQ(open->parent->getData(), "text");
+  EXPECT_EQ(open->parent->attributes.at(0)->getData(), "1");
+  EXPECT_EQ(open->parent->findChild("v")->getData(), "value");
+  EXPECT_EQ(open->parent->findChild("w"), nullptr) << "its end tag has not come";
+  EXPECT_EQ(open->parent->parent, nullptr);
+
+  EXPECT_EQ(leftBy("<c><v>value</w></c>")->name, "v");
+  EXPECT_EQ(leftBy("<c><v>value</v></c><d/>")->findChild("v")->getData(), "value");
+  EXPECT_FALSE(leftBy("no element"));
 }
 
 TEST_F(ConfigDocumentTest, RefusesAnEmptyFileAndOneThatIsOnlyADeclaration) {

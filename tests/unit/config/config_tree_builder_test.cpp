@@ -10,7 +10,8 @@ namespace {
 constexpr const char* kNoAttributes[] = {nullptr};
 
 TEST(ConfigTreeBuilder, AttachesChildrenInTheOrderOfTheirEndTags) {
-  ConfigTreeBuilder builder;
+  CurrentNode root;
+  ConfigTreeBuilder builder(root);
   builder.startElement("root", kNoAttributes);
   builder.startElement("outer", kNoAttributes);
   builder.startElement("inner", kNoAttributes);
@@ -20,7 +21,6 @@ TEST(ConfigTreeBuilder, AttachesChildrenInTheOrderOfTheirEndTags) {
   builder.endElement("last");
   builder.endElement("root");
 
-  const auto root = builder.takeRoot();
   ASSERT_TRUE(root);
   EXPECT_EQ(root->parent, nullptr);
   ASSERT_EQ(root->children.size(), 2u);
@@ -31,11 +31,11 @@ TEST(ConfigTreeBuilder, AttachesChildrenInTheOrderOfTheirEndTags) {
 }
 
 TEST(ConfigTreeBuilder, KeepsAttributesInOrder) {
-  ConfigTreeBuilder builder;
+  CurrentNode root;
+  ConfigTreeBuilder builder(root);
   const char* const attributes[] = {"a", "1", "b", " 2 ", nullptr};
   builder.startElement("root", attributes);
   builder.endElement("root");
-  const auto root = builder.takeRoot();
   ASSERT_EQ(root->attributes.size(), 2u);
   EXPECT_EQ(root->attributes[0]->name, "a");
   EXPECT_EQ(root->attributes[0]->getData(), "1");
@@ -44,44 +44,61 @@ TEST(ConfigTreeBuilder, KeepsAttributesInOrder) {
 }
 
 TEST(ConfigTreeBuilder, RefusesAnEndTagOfAnotherName) {
-  ConfigTreeBuilder builder;
+  CurrentNode root;
+  ConfigTreeBuilder builder(root);
   builder.startElement("a", kNoAttributes);
   EXPECT_THROW(builder.endElement("b"), BadFileException);
+  EXPECT_EQ(root->name, "a");
 }
 
 TEST(ConfigTreeBuilder, RefusesAnEndTagWithoutAStart) {
-  ConfigTreeBuilder builder;
+  CurrentNode root;
+  ConfigTreeBuilder builder(root);
   EXPECT_THROW(builder.endElement("a"), BadFileException);
 }
 
-TEST(ConfigTreeBuilder, HasNoRootBeforeItsEndTag) {
-  ConfigTreeBuilder builder;
+TEST(ConfigTreeBuilder, KeepsTheInnermostOpenElementAsTheCurrentNode) {
+  CurrentNode current;
+  ConfigTreeBuilder builder(current);
+  EXPECT_FALSE(current);
   builder.startElement("root", kNoAttributes);
-  EXPECT_FALSE(builder.takeRoot());
+  EXPECT_EQ(current->name, "root");
+  builder.startElement("inner", kNoAttributes);
+  EXPECT_EQ(current->name, "inner");
+  EXPECT_EQ(current->parent->name, "root");
+  EXPECT_TRUE(current->parent->children.empty()) << "it is attached only when it ends";
+  builder.endElement("inner");
+  EXPECT_EQ(current->name, "root");
+  EXPECT_EQ(current->children.size(), 1u);
+  builder.endElement("root");
+  EXPECT_EQ(current->name, "root");
 }
 
 TEST(ConfigTreeBuilder, TrimsEachPieceOfTextByItself) {
-  ConfigTreeBuilder builder;
+  CurrentNode root;
+  ConfigTreeBuilder builder(root);
   builder.startElement("root", kNoAttributes);
   builder.characterData(" \t\n\v\f\rone two ");
   builder.characterData("   ");
   builder.characterData(" three\n");
   builder.endElement("root");
-  EXPECT_EQ(builder.takeRoot()->getData(), "one twothree");
+  EXPECT_EQ(root->getData(), "one twothree");
 }
 
 TEST(ConfigTreeBuilder, TakesNoByteOfATextForWhiteSpaceBeyondAscii) {
-  ConfigTreeBuilder builder;
+  CurrentNode root;
+  ConfigTreeBuilder builder(root);
   builder.startElement("root", kNoAttributes);
   builder.characterData("\x85voil\xc3\xa0\xa0");
   builder.endElement("root");
-  EXPECT_EQ(builder.takeRoot()->getData(), "\x85voil\xc3\xa0\xa0");
+  EXPECT_EQ(root->getData(), "\x85voil\xc3\xa0\xa0");
 }
 
 TEST(ConfigTreeBuilder, FreesElementsThatNeverEnd) {
-  ConfigTreeBuilder builder;
+  CurrentNode root;
+  ConfigTreeBuilder builder(root);
   for (int i = 0; i < 400000; ++i) builder.startElement("x", kNoAttributes);
-  EXPECT_FALSE(builder.takeRoot());
+  EXPECT_TRUE(root);
 }
 
 }  // namespace

@@ -151,6 +151,21 @@ TEST_F(FileStreamTest, ExclusiveCreationRefusesAFileThatExists) {
   EXPECT_NO_THROW(fresh.open());
 }
 
+TEST_F(FileStreamTest, TheExclusiveBitAloneRefusesAFileThatExistsToo) {
+  withBytes("o.mp4", text("old"));
+  fs::create_symlink("nowhere", at("link.mp4"));
+  for (const std::uint32_t access : {OpenMode::kReadOnly, OpenMode::kReadWrite}) {
+    for (const char* name : {"o.mp4", "link.mp4"}) {
+      FileStream stream(at(name), access | OpenMode::kExclusive | OpenMode::kTruncate);
+      EXPECT_EQ(kindOf([&] { stream.open(); }), IOErrorKind::fileExists) << name;
+    }
+    FileStream missing(at("missing.mp4"), access | OpenMode::kExclusive);
+    EXPECT_EQ(kindOf([&] { missing.open(); }), IOErrorKind::fileNotFound);
+  }
+  EXPECT_EQ(readFile(at("o.mp4")), text("old"));
+  EXPECT_FALSE(fs::exists(at("missing.mp4")));
+}
+
 TEST_F(FileStreamTest, TooManyOpenFilesHasAKindOfItsOwn) {
   FileStream stream(withBytes("a.mov", text("abc")), kInput);
   failSystemCall(SystemCall::open, 1, EMFILE);
@@ -406,6 +421,17 @@ TEST_F(FileStreamTest, WhatWasWrittenCanBeReadBack) {
   EXPECT_EQ(get(stream, 2, 10), text("a"));
 }
 
+TEST_F(FileStreamTest, ASeekShowsWhatOthersChanged) {
+  FileStream stream(withBytes("a.mov", text("old old old")), kInput);
+  stream.open();
+  EXPECT_EQ(get(stream, 0, 3), text("old"));
+  withBytes("a.mov", text("new new new and more"));
+  EXPECT_EQ(get(stream, 4, 3), text("new"));
+  EXPECT_EQ(get(stream, 12, 8), text("and more"));
+  withBytes("a.mov", text("cut"));
+  EXPECT_EQ(get(stream, 0, 8), text("cut"));
+}
+
 TEST_F(FileStreamTest, SettingTheSizeKeepsThePositionAndTheHeldBytes) {
   FileStream stream(at("o.mp4"), kOutput);
   stream.open();
@@ -446,8 +472,7 @@ TEST_F(FileStreamTest, SmallReadsShareTheirSystemCalls) {
   FileStream stream(withBytes("a.mov", Bytes(1u << 20, 7)), kInput);
   stream.open();
   std::array<std::uint8_t, 8> bytes{};
-  for (std::uint64_t position = 0; position < 1u << 20; position += 16) {
-    stream.seek(static_cast<std::int64_t>(position), kFromStart);
+  for (std::uint64_t position = 0; position < 1u << 20; position += 8) {
     ASSERT_EQ(stream.read(bytes.data(), bytes.size()), bytes.size());
   }
   EXPECT_LE(systemCallCount(SystemCall::read), 21u);
@@ -462,13 +487,15 @@ TEST_F(FileStreamTest, ALargeReadIsOneSystemCall) {
   EXPECT_EQ(systemCallCount(SystemCall::read), 1u);
 }
 
-TEST_F(FileStreamTest, TheTailOfASampleThatWasReadAheadIsNotReadTwice) {
+TEST_F(FileStreamTest, WhatWasReadAheadIsNotReadTwice) {
   Bytes content(300'000);
   for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<std::uint8_t>(i * 7);
   FileStream stream(withBytes("a.mov", content), kInput);
   stream.open();
-  get(stream, 0, 8);
-  EXPECT_EQ(get(stream, 4, 200'000), Bytes(content.begin() + 4, content.begin() + 200'004));
+  Bytes bytes = get(stream, 0, 8);
+  bytes.resize(200'008);
+  EXPECT_EQ(stream.read(bytes.data() + 8, 200'000), 200'000u);
+  EXPECT_EQ(bytes, Bytes(content.begin(), content.begin() + 200'008));
   EXPECT_EQ(systemCallCount(SystemCall::read), 2u);
 }
 
@@ -651,13 +678,30 @@ TEST_F(FileStreamTest, RemovesAFileWhoseContentTheCallerDropped) {
   EXPECT_FALSE(fs::exists(at("o.mp4")));
 }
 
-TEST_F(FileStreamTest, RemovesTheFileBehindALink) {
+TEST_F(FileStreamTest, RemovesALinkToItsFileAndNotTheFile) {
   writeFile(at("target.mp4"), text("old"));
-  fs::create_symlink("target.mp4", at("link.mp4"));
+  fs::create_symlink("target.mp4", at("near.mp4"));
+  fs::create_symlink("near.mp4", at("link.mp4"));
   FileStream stream(at("link.mp4"), kOutput);
   stream.open();
   EXPECT_TRUE(stream.removeIfOpenedHere());
-  EXPECT_FALSE(fs::exists(at("target.mp4")));
+  EXPECT_FALSE(fs::exists(fs::symlink_status(at("link.mp4"))));
+  EXPECT_TRUE(fs::is_symlink(at("near.mp4")));
+  EXPECT_EQ(readFile(at("target.mp4")), Bytes());
+}
+
+TEST_F(FileStreamTest, LeavesALinkAloneThatMeanwhileLeadsElsewhere) {
+  writeFile(at("another.mov"), text("another's"));
+  fs::create_symlink("target.mp4", at("link.mp4"));
+  FileStream stream(at("link.mp4"), kOutput);
+  stream.open();
+  for (const char* elsewhere : {"another.mov", "nowhere", "/dev/null"}) {
+    fs::remove(at("link.mp4"));
+    fs::create_symlink(elsewhere, at("link.mp4"));
+    EXPECT_FALSE(stream.removeIfOpenedHere()) << elsewhere;
+    EXPECT_TRUE(fs::is_symlink(at("link.mp4"))) << elsewhere;
+  }
+  EXPECT_EQ(readFile(at("another.mov")), text("another's"));
 }
 
 TEST_F(FileStreamTest, LeavesAFileAloneThatItNeverOpenedOrChanged) {

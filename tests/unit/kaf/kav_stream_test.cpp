@@ -2,7 +2,7 @@
 
 #include "kaf/open_mode.h"
 #include "kav/exception.h"
-#include "kav/impl/stream_adapters.h"
+#include "kav/impl/bytes/stream_adapters.h"
 #include "tests/support/run_program.h"
 #include "tests/unit/kaf/ordinary_user.h"
 #include "tests/unit/kaf/system_calls.h"
@@ -157,7 +157,7 @@ TEST_F(KavStreamTest, TheAdapterReadsAFileExactly) {
 TEST_F(KavStreamTest, TheAdapterMeasuresBytesThatAreStillHeld) {
   norvik::kav::impl::NorvikKavIOStream stream(opened("o.mp4", kOutput));
   stream.seekTo(100);
-  stream.write("abc", 3);
+  stream.writeFully("abc", 3);
   stream.seekTo(7);
   EXPECT_EQ(stream.computeSize(), 103u);
   EXPECT_EQ(stream.tell(), 7u);

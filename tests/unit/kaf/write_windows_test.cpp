@@ -104,6 +104,17 @@ TEST_F(WriteWindowsTest, ALargeWriteGoesOutInOneCallWithTheWindowItContinues) {
 
 // One window at a time may be wide: 20 pieces of 16 KiB are two writes then, where windows of 64
 // KiB take five.
+TEST_F(WriteWindowsTest, ALargeWriteIsNotCopiedIntoAWindowThatHasRoom) {
+  constexpr std::size_t kSmall = 1024;
+  for (std::size_t i = 0; i < 100; ++i) put(i * kSmall, Bytes(kSmall, 1));
+  const std::size_t before = writes();
+  put(100 * kSmall, Bytes(40 * kSmall, 2));
+  EXPECT_EQ(writes(), before + 1);
+  Bytes expected(100 * kSmall, 1);
+  expected.resize(140 * kSmall, 2);
+  EXPECT_EQ(readFile(path_), expected);
+}
+
 TEST_F(WriteWindowsTest, ThePlaceOfAWideWindowIsFreeAgainOnceItIsWritten) {
   constexpr std::size_t kPiece = 16u << 10;
   constexpr std::uint64_t kPlaces[] = {0, 1u << 20};

@@ -9,6 +9,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/box_builders.h"
@@ -88,7 +89,11 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   char* const name = reinterpret_cast<char*>(buffer.data());
   const NorvikKavSampleDescription* newDescription = nullptr;
   NorvikKavSampleDescInfo descInfo;
+  NorvikKavVideoSampleDescInfo videoInfo;
+  NorvikKavAudioSampleDescInfo audioInfo;
+  NorvikKavSampleDescription* copy = nullptr;
   std::array<NorvikKavTrackTotals, 3> totals;
+  std::uint64_t ticks = 0;
   NorvikKavSampleIterator* newIterator = nullptr;
   NorvikKavSample* newSample = nullptr;
   NorvikKavSampleInfo info;
@@ -112,8 +117,17 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   EXPECT_EQ(getSampleDescriptionHandle(reader, 0, 1, nullptr), kMissing);
   EXPECT_EQ(getSampleDescriptionInfo(nullptr, &descInfo), kMissing);
   EXPECT_EQ(getSampleDescriptionInfo(description, nullptr), kMissing);
+  EXPECT_EQ(getVideoSampleDescriptionInfo(nullptr, &videoInfo), kMissing);
+  EXPECT_EQ(getVideoSampleDescriptionInfo(description, nullptr), kMissing);
+  EXPECT_EQ(getAudioSampleDescriptionInfo(nullptr, &audioInfo), kMissing);
+  EXPECT_EQ(getAudioSampleDescriptionInfo(description, nullptr), kMissing);
+  EXPECT_EQ(copySampleDescription(nullptr, &copy), kMissing);
+  EXPECT_EQ(copySampleDescription(description, nullptr), kMissing);
   EXPECT_EQ(getSampleDescription(nullptr, buffer.data()), kMissing);
   EXPECT_EQ(getSampleDescription(description, nullptr), kMissing);
+  EXPECT_EQ(getEditShift(nullptr, 0, &ticks), kMissing);
+  EXPECT_EQ(getEditShift(reader, 0, nullptr), kMissing);
+  EXPECT_EQ(getEditShift(reader, 3, &ticks), kMissing);
   EXPECT_EQ(countSamples(nullptr, kNoLimit, totals.data()), kMissing);
   EXPECT_EQ(countSamples(reader, kNoLimit, nullptr), kMissing);
   EXPECT_EQ(createSampleIterator(nullptr, &newIterator), kMissing);
@@ -133,8 +147,14 @@ TEST(ReaderFunctions, NeedTheirHandlesAndOutputs) {
   EXPECT_EQ(peekBytes(nullptr, 0, buffer.data(), 1), kMissing);
   EXPECT_EQ(peekBytes(reader, 0, nullptr, 1), kMissing);
   EXPECT_EQ(checkBytes(nullptr, 0, 1), kMissing);
-  EXPECT_EQ(getMetadata(nullptr, buffer.data(), &length), kMissing);
-  EXPECT_EQ(getMetadata(reader, buffer.data(), nullptr), kMissing);
+  EXPECT_EQ(getHintedTrackCount(nullptr, 0, &number), kMissing);
+  EXPECT_EQ(getHintedTrackCount(reader, 0, nullptr), kMissing);
+  EXPECT_EQ(getHintedTracks(nullptr, 0, &number), kMissing);
+  EXPECT_EQ(getHintedTracks(reader, 0, nullptr), kMissing);
+  EXPECT_EQ(getMetadataLength(nullptr, &length), kMissing);
+  EXPECT_EQ(getMetadataLength(reader, nullptr), kMissing);
+  EXPECT_EQ(getMetadata(nullptr, buffer.data()), kMissing);
+  EXPECT_EQ(getMetadata(reader, nullptr), kMissing);
   EXPECT_EQ(closeSample(sample), 0u);
 }
 
@@ -236,13 +256,14 @@ class WildStream final : public NorvikIStream {
 };
 
 TEST(OpenReader, LetsNoExceptionOut) {
-  const std::vector<std::function<void()>> failures = {
-      [] { throw std::runtime_error("unexpected"); }, [] { throw std::bad_alloc(); },
-      [] { throw 42; }};
-  for (const auto& failure : failures) {
+  const std::vector<std::pair<std::function<void()>, std::uint32_t>> failures = {
+      {[] { throw std::runtime_error("unexpected"); }, 1},
+      {[] { throw std::bad_alloc(); }, 7},
+      {[] { throw 42; }, 1}};
+  for (const auto& [failure, code] : failures) {
     WildStream stream(failure);
     NorvikKavReader* reader = nullptr;
-    EXPECT_EQ(openReader(&stream, {}, &reader), 1u);
+    EXPECT_EQ(openReader(&stream, {}, &reader), code);
     EXPECT_EQ(reader, nullptr);
     EXPECT_EQ(stream.references, 0);
   }
@@ -312,6 +333,30 @@ TEST(SampleDescriptions, AreToldByTrack) {
   ASSERT_EQ(getSampleDescriptionInfo(descriptionOf(opened.reader, 2, 2), &info), 0u);
   EXPECT_EQ(info.headerLength, 0u);
   EXPECT_EQ(info.codecType, 0x63373038u);
+}
+
+TEST(GetEditShift, TellsByWhatThePicturesOfATrackComeLater) {
+  MovieBuilder movie({soundTrack(), videoTrack({.count = 4, .betweenAnchors = 1})});
+  movie.tracks[1].edits = {{80, 1001}};
+  std::uint64_t ticks = 7;
+  ASSERT_EQ(getEditShift(Opened(movie).reader, 0, &ticks), 0u);
+  EXPECT_EQ(ticks, 0u);
+  ASSERT_EQ(getEditShift(Opened(movie).reader, 1, &ticks), 0u);
+  EXPECT_EQ(ticks, 1001u);
+  NorvikKavReaderOptions options;
+  options.ignoreEditLists = true;
+  ASSERT_EQ(getEditShift(Opened(movie, options).reader, 1, &ticks), 0u);
+  EXPECT_EQ(ticks, 0u);
+}
+
+TEST(GetEditShift, FailsForATrackThatCannotBeWalked) {
+  MovieBuilder movie({videoTrack({.count = 4, .betweenAnchors = 1})});
+  movie.tracks[0].edits = {{80, 1001}};
+  movie.tracks[0].extends.reset();
+  movie.splitIntoFragments({2});
+  std::uint64_t ticks = 7;
+  EXPECT_EQ(getEditShift(Opened(movie).reader, 0, &ticks), 25u);
+  EXPECT_EQ(ticks, 7u);
 }
 
 TEST(CountSamples, GivesARecordForEveryTrack) {
@@ -444,14 +489,15 @@ TEST(Metadata, TellsItsLengthAndItsBytes) {
   movie.tail = uuidBox(kXmpUuid, text("<x/>"));
   Opened opened(movie);
   std::size_t length = 99;
-  ASSERT_EQ(getMetadata(opened.reader, nullptr, &length), 0u);
+  ASSERT_EQ(getMetadataLength(opened.reader, &length), 0u);
   ASSERT_EQ(length, 4u);
   Bytes bytes(length);
-  ASSERT_EQ(getMetadata(opened.reader, bytes.data(), &length), 0u);
+  ASSERT_EQ(getMetadata(opened.reader, bytes.data()), 0u);
   EXPECT_EQ(bytes, text("<x/>"));
   Opened none(smallMovie());
-  ASSERT_EQ(getMetadata(none.reader, bytes.data(), &length), 0u);
+  ASSERT_EQ(getMetadataLength(none.reader, &length), 0u);
   EXPECT_EQ(length, 0u);
+  ASSERT_EQ(getMetadata(none.reader, bytes.data()), 0u);
   EXPECT_EQ(bytes, text("<x/>"));
 }
 

@@ -142,6 +142,18 @@ TEST(WriterFacade, NeedsItsArguments) {
   EXPECT_EQ(codeOf([&] { writer.setXMPMetadata(nullptr, 1); }), 20u);
 }
 
+TEST(WriterFacade, OnceFinishedLooksAtNoArgument) {
+  const MemoryStreamPtr stream = MemoryStream::create();
+  Writer writer(stream.get(), movieConfiguration());
+  writer.addTrack(trackConfiguration());
+  writer.finish();
+  NorvikKavWriterSample sample = sampleOf(text("x"), 0);
+  sample.data = nullptr;
+  EXPECT_EQ(codeOf([&] { writer.addSampleDescription(1, nullptr); }), 48u);
+  EXPECT_EQ(codeOf([&] { writer.addSample(sample); }), 48u);
+  EXPECT_EQ(codeOf([&] { writer.setXMPMetadata(nullptr, 1); }), 48u);
+}
+
 TEST(WriterFacade, TakesSamplesWithoutBytesAndEmptyMetadata) {
   const Source source;
   const MemoryStreamPtr stream = MemoryStream::create();

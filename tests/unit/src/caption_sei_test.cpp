@@ -1,6 +1,9 @@
 #include "src/caption_sei.h"
 
+#include "captions/nal_units.h"
+#include "captions/sei.h"
 #include "kav/exception.h"
+#include "tests/support/bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -17,21 +20,8 @@
 namespace quarrypack {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-Bytes hex(const std::string& digits) {
-  Bytes bytes;
-  std::string pair;
-  for (const char digit : digits) {
-    if (digit == ' ') continue;
-    pair += digit;
-    if (pair.size() == 2) {
-      bytes.push_back(static_cast<std::uint8_t>(std::stoul(pair, nullptr, 16)));
-      pair.clear();
-    }
-  }
-  return bytes;
-}
+using test::Bytes;
+using test::hex;
 
 Bytes operator+(Bytes left, const Bytes& right) {
   left.insert(left.end(), right.begin(), right.end());
@@ -93,62 +83,6 @@ class InsertCaptionSei : public ::testing::Test {
 const char kInvalidLength[] = "Error 3: Invalid NAL Length  Detected!!!\n";
 const char kUnknownType[] =
     "Unknown 608 channel Type detected...Assuming it to for be channel one\n";
-
-TEST(ApplyEmulationPrevention, EscapesBytesBelow3BehindTwoZeros) {
-  const std::vector<std::pair<std::string, std::string>> cases{
-      {"", ""},
-      {"00", "00"},
-      {"0000", "0000"},
-      {"000000", "00000300"},
-      {"000001", "00000301"},
-      {"000002", "00000302"},
-      {"000003", "000003"},
-      {"0000000000", "000003000000"},
-      {"00000000000001", "000003000000030001"},
-      {"0000010000", "000003010000"},
-      {"00000100000003", "000003010000030003"},
-      {"ff0000fc0000fd", "ff0000fc0000fd"},
-      {"000000000003", "00000300000003"},
-      {"0000030000010000", "000003000003010000"},
-      {"00000000", "0000030000"},
-  };
-  for (const auto& [from, to] : cases) {
-    Bytes bytes = hex(from);
-    applyEmulationPrevention(bytes);
-    EXPECT_EQ(bytes, hex(to)) << from;
-  }
-}
-
-TEST(AppendSeiPayloadSize, WritesOneByteUpTo255AndSeveralBeyond) {
-  const std::vector<std::pair<std::size_t, std::string>> cases{
-      {0, "00"},       {1, "01"},       {17, "11"},        {83, "53"},
-      {254, "fe"},     {255, "ff"},     {256, "ff01"},     {509, "fffe"},
-      {510, "ffff00"}, {511, "ffff01"}, {765, "ffffff00"}, {1020, "ffffffff00"},
-  };
-  for (const auto& [count, want] : cases) {
-    Bytes bytes = Bytes{0x06, 0x04} + Bytes(count, 0x78);
-    EXPECT_EQ(appendSeiPayloadSize(bytes, 2), want.size() / 2);
-    EXPECT_EQ(bytes, (Bytes{0x06, 0x04} + hex(want) + Bytes(count, 0x78))) << count;
-  }
-}
-
-TEST(PrependNalLength, WritesTheLowBytesBigEndian) {
-  struct Case {
-    std::size_t length;
-    const char* in4;
-  };
-  for (const Case& c : {Case{0, "00000000"}, Case{1, "00000001"}, Case{21, "00000015"},
-                        Case{255, "000000ff"}, Case{256, "00000100"}, Case{65535, "0000ffff"},
-                        Case{65536, "00010000"}, Case{70000, "00011170"}}) {
-    for (std::uint8_t size = 1; size <= 4; ++size) {
-      Bytes bytes(c.length, 0x78);
-      prependNalLength(bytes, size);
-      const Bytes prefix = hex(c.in4);
-      EXPECT_EQ(bytes, Bytes(prefix.end() - size, prefix.end()) + Bytes(c.length, 0x78))
-          << c.length << " in " << int{size};
-    }
-  }
-}
 
 TEST_F(InsertCaptionSei, PutsAUnitInFrontOfTheSlice) {
   EXPECT_EQ(inserted(kDelimiter + kParameterSets + kSlice, hex("0000000c 63646174 b1b2b3b4")),
@@ -424,10 +358,10 @@ class PlainProcedure {
       }
     }
     unit.push_back(0xFF);
-    applyEmulationPrevention(unit);
-    appendSeiPayloadSize(unit, 2);
+    captions::applyEmulationPrevention(unit);
+    captions::appendSeiPayloadSize(unit, 2);
     unit.push_back(0x80);
-    prependNalLength(unit, lengthSize_);
+    captions::prependNalLength(unit, lengthSize_);
     video_.insert(video_.begin() + static_cast<std::ptrdiff_t>(place), unit.begin(), unit.end());
   }
 
@@ -509,7 +443,7 @@ TEST_F(InsertCaptionSei, EqualsThePlainProcedureOnBrokenSamples) {
     for (std::size_t i = random() % 4; i > 0; --i) {
       const Bytes types = hex("0728094748");
       Bytes unit = Bytes{types[random() % types.size()]} + Bytes(random() % 3);
-      prependNalLength(unit, nalLengthSize);
+      captions::prependNalLength(unit, nalLengthSize);
       video = unit + video;
     }
     SampleSource source(video);

@@ -69,8 +69,18 @@ TEST_F(InputMovieTest, WalksAsManySamplesAsItCounts) {
   EXPECT_EQ(walked, counted);
 }
 
+TEST(InputMovie, TellsByWhatATrackComesLaterThanItsEditListSays) {
+  MovieBuilder builder({captionTrack(3), videoTrack({.count = 4, .betweenAnchors = 1})});
+  builder.tracks[1].edits = {{80, 1001}};
+  const MemoryStreamPtr stream = MemoryStream::create(builder.build());
+  const InputMovie movie(*stream);
+  EXPECT_EQ(movie.editShift(0), 0u);
+  EXPECT_EQ(movie.editShift(1), 1001u);
+  EXPECT_EQ(codeOf([&] { movie.editShift(2); }), 20u);
+}
+
 TEST_F(InputMovieTest, LimitsTheCostOfItsSamples) {
-  EXPECT_EQ(movie.costLimit(), file.size() + file.size() / 10 + 65536);
+  EXPECT_EQ(movie.costLimit(), 16 * file.size() + (8u << 20));
 }
 
 TEST_F(InputMovieTest, NeedsItsBytesInTheFile) {

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <thread>
+
 namespace quarrypack {
 namespace {
 
@@ -156,6 +160,33 @@ TEST_F(ParseSettings, FailsForAFileThatExistsButCannotBeRead) {
   EXPECT_EQ(parse({"--conf-file=folder"}), 5210);
 }
 
+TEST_F(ParseSettings, ReadsAPipeThatIsNamedToItsEnd) {
+  const std::string pipe = folder_.path("pipe.xml");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  std::thread writer(
+      [&] { std::ofstream(pipe) << "<c><output-file>from-the-pipe.mp4</output-file></c>"; });
+  EXPECT_EQ(parse({"--conf-file=" + pipe}), 0);
+  writer.join();
+  EXPECT_EQ(text("output-file"), "from-the-pipe.mp4");
+}
+
+TEST_F(ParseSettings, LeavesADefaultFileAloneThatIsNoRegularFile) {
+  const std::string name = folder_.path("quarrypack_config.xml");
+  ASSERT_EQ(::mkfifo(name.c_str(), 0600), 0);
+  EXPECT_EQ(parse({"--output-file=o.mp4"}), 0);
+  std::filesystem::remove(name);
+  std::filesystem::create_directory(name);
+  EXPECT_EQ(parse({"--output-file=o.mp4"}), 0);
+  EXPECT_EQ(text("output-file"), "o.mp4");
+}
+
+TEST_F(ParseSettings, ReadsADefaultFileThroughALink) {
+  folder_.write("elsewhere.xml", "<c><output-file>linked.mp4</output-file></c>");
+  std::filesystem::create_symlink("elsewhere.xml", folder_.path("quarrypack_config.xml"));
+  EXPECT_EQ(parse({}), 0);
+  EXPECT_EQ(text("output-file"), "linked.mp4");
+}
+
 TEST_F(ParseSettings, FailsWithoutAWorkingDirectory) {
   const std::string gone = folder_.path("gone");
   std::filesystem::create_directory(gone);
@@ -210,6 +241,25 @@ TEST_F(ValidatePaths, NamesTheOutputAfterAnInputOnADrive) {
   EXPECT_EQ(validate(), 0);
   EXPECT_EQ(paths_.inputPath, "C:/clips/a.mov");
   EXPECT_EQ(paths_.outputPath, "C:/clips/Converted_a.mp4");
+}
+
+TEST_F(ValidatePaths, BringsValuesMadeByHandIntoTheGenericForm) {
+  folder_.write("d/a.mov");
+  folder_.write("d/c.xml");
+  const auto validated = [this](const char* conf, const char* input, const char* output) {
+    values_ = {{"conf-file", std::string(conf)},
+               {"input-file", std::string(input)},
+               {"output-file", std::string(output)}};
+    return validate();
+  };
+  const test::CapturedConsole console;
+  EXPECT_EQ(validated("d\\c.xml", "d\\a.mov", "d\\o.mp4"), 0);
+  EXPECT_EQ(paths_.inputPath, "d/a.mov");
+  EXPECT_EQ(paths_.outputPath, "d/o.mp4");
+  EXPECT_EQ(validated("", "d\\a.mov", ""), 0);
+  EXPECT_EQ(paths_.outputPath, "d/Converted_a.mp4");
+  EXPECT_EQ(validated("", "d\\a.mov", "d/a.mov"), 10002);
+  EXPECT_EQ(console.out(), "Input file and output file can not be same.\n");
 }
 
 TEST_F(ValidatePaths, RefusesEqualTexts) {

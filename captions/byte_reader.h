@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace quarrypack::captions {
+
+// Takes big-endian numbers and bytes off the front of a record and refuses to go past its end. The
+// first refusal is final: what is taken after it is zero or empty, and failed() says so, so that a
+// parser asks once, when it is done.
+class ByteReader {
+ public:
+  explicit ByteReader(std::span<const std::uint8_t> bytes) : rest_(bytes) {}
+
+  std::span<const std::uint8_t> take(std::size_t count) {
+    if (count > rest_.size()) {
+      failed_ = true;
+      rest_ = {};
+      return {};
+    }
+    const auto taken = rest_.first(count);
+    rest_ = rest_.subspan(count);
+    return taken;
+  }
+
+  std::uint8_t u8() { return static_cast<std::uint8_t>(number(1)); }
+  std::uint16_t u16() { return static_cast<std::uint16_t>(number(2)); }
+  std::uint32_t u32() { return number(4); }
+
+  // A number of 0 to 4 bytes.
+  std::uint32_t number(std::size_t byteCount) {
+    std::uint32_t value = 0;
+    for (const std::uint8_t byte : take(byteCount)) value = value << 8 | byte;
+    return value;
+  }
+
+  std::span<const std::uint8_t> rest() const { return rest_; }
+  bool failed() const { return failed_; }
+
+ private:
+  std::span<const std::uint8_t> rest_;
+  bool failed_ = false;
+};
+
+}  // namespace quarrypack::captions

@@ -1,0 +1,111 @@
+#include "kav/impl/boxes/stbl_box.h"
+
+#include <array>
+#include <utility>
+
+#include "kav/exception.h"
+#include "kav/impl/boxes/description_boxes.h"
+
+namespace norvik::kav::impl {
+namespace {
+
+constexpr std::array kChunkOffsetTypes = {fourCc("stco"), fourCc("co64")};
+constexpr std::array kSampleSizeTypes = {fourCc("stsz")};
+constexpr std::array kRules = {
+    ChildRule{fourCc("stsd"), ChildRule::Kind::exactlyOne},
+    ChildRule{fourCc("stts"), ChildRule::Kind::exactlyOne},
+    ChildRule{fourCc("stsc"), ChildRule::Kind::exactlyOne},
+    ChildRule{0, ChildRule::Kind::exactlyOneOf, kChunkOffsetTypes},
+    ChildRule{0, ChildRule::Kind::exactlyOneOf, kSampleSizeTypes},
+};
+
+// Whether the flags of a sample say that it is a sync sample and nothing else.
+bool isSync(std::uint32_t flags) { return (flags & 0xFF) == 1; }
+
+std::uint8_t dependenciesOf(std::uint32_t flags) {
+  return static_cast<std::uint8_t>(flags >> 8 & 0xFF);
+}
+
+}  // namespace
+
+StblBox::StblBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
+  setSizes(headerLength());
+}
+
+StblBox::StblBox(const TrackParameters& parameters, NorvikKavStream& stream)
+    : Box(fourCc("stbl"), stream), capacity_(parameters.sampleCapacity) {
+  addNewChild<StsdBox>(*this, parameters.handlerType, parameters.descriptionCount,
+                       parameters.descriptionLength, stream);
+  addNewChild<SttsBox>(*this, capacity_, parameters.lastSampleDuration, stream);
+  addNewChild<StscBox>(*this, capacity_, stream);
+  addNewChild<StszBox>(*this, capacity_, stream);
+  addNewChild<Co64Box>(*this, capacity_, stream);
+  addNewChild<CttsBox>(*this, capacity_, stream);
+  addNewChild<StssBox>(*this, capacity_, stream);
+  if (parameters.hasSampleDependencies) addNewChild<SdtpBox>(*this, capacity_, stream);
+}
+
+void StblBox::addChild(BoxPtr child) {
+  remember(stsd_, *child);
+  remember(stts_, *child);
+  remember(ctts_, *child);
+  remember(stsc_, *child);
+  remember(stsz_, *child);
+  remember(co64_, *child);
+  remember(stco_, *child);
+  remember(stss_, *child);
+  remember(sdtp_, *child);
+  Box::addChild(std::move(child));
+}
+
+std::span<const ChildRule> StblBox::getChildRules() const { return kRules; }
+
+const IChunkOffsetBox* StblBox::chunkOffsets() const {
+  if (co64_ != nullptr) return co64_;
+  return stco_;
+}
+
+void StblBox::readChildren(RootBox& root, bool check) {
+  for (const BoxPtr& child : children()) {
+    if (child->type() != fourCc("sdtp")) child->readBody(root, check);
+  }
+  // Its length is known by the other tables only, which may stand behind it.
+  if (sdtp_ == nullptr || stsz_ == nullptr) return;
+  sdtp_->setSampleCount(stsz_->sampleCount());
+  sdtp_->readBody(root, check);
+}
+
+void StblBox::addSample(const WrittenSample& sample) {
+  if (samplesAdded_ >= capacity_) throw Exception(ErrorCode::sampleTableFull);
+  ++samplesAdded_;
+  stts_->addSampleTime(sample.decodingTime);
+  ctts_->addCompositionOffset(sample.compositionOffset);
+  stsz_->addSampleSize(sample.size);
+  addToChunk(sample);
+  if (isSync(sample.flags)) stss_->addSyncSample(stsz_->sampleCount());
+  if (sdtp_ != nullptr) sdtp_->addSampleDependencies(dependenciesOf(sample.flags));
+}
+
+void StblBox::addToChunk(const WrittenSample& sample) {
+  const bool joins = chunk_.samples > 0 && chunk_.descriptionIndex == sample.descriptionIndex &&
+                     chunk_.expectedOffset == sample.offset;
+  if (!joins) {
+    closeChunk();
+    ++chunk_.number;
+    chunk_.descriptionIndex = sample.descriptionIndex;
+    chunk_.offset = sample.offset;
+  }
+  ++chunk_.samples;
+  chunk_.expectedOffset = sample.offset + sample.size;
+}
+
+void StblBox::closeChunk() {
+  if (chunk_.samples == 0) return;
+  stsc_->addChunk(chunk_.number, chunk_.samples, chunk_.descriptionIndex);
+  co64_->addChunkOffset(chunk_.offset);
+  chunk_.samples = 0;
+}
+
+void StblBox::updateContent() { closeChunk(); }
+
+}  // namespace norvik::kav::impl

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "kav/impl/boxes/table_boxes.h"
+#include "kav/impl/model/box.h"
+#include "kav/impl/model/build_parameters.h"
+
+namespace norvik::kav::impl {
+
+class StsdBox;
+
+// A sample that was written to the file, as the sample table of its track records it.
+struct WrittenSample {
+  std::uint64_t offset = 0;  // of its first byte in the file
+  std::uint64_t decodingTime = 0;
+  std::uint32_t size = 0;
+  std::uint32_t compositionOffset = 0;
+  std::uint32_t flags = 0;             // low byte 1: sync sample; bits 8 to 15: its sdtp byte
+  std::uint32_t descriptionIndex = 1;  // counts from 1
+};
+
+// The sample table of a track. It is read with the movie, or built: constructed with room for the
+// announced samples, given each sample in decoding order, and completed by updateContent, before
+// its tables are.
+class StblBox final : public Box {
+ public:
+  StblBox(BoxHeader header, NorvikKavStream& stream);
+
+  // With all its tables, empty. Throws implausibleCount or implausibleSampleCount for a number of
+  // samples that no real file has.
+  StblBox(const TrackParameters& parameters, NorvikKavStream& stream);
+
+  void addChild(BoxPtr child) override;
+  void updateContent() override;
+  std::span<const ChildRule> getChildRules() const override;
+  void readChildren(RootBox& root, bool check) override;
+
+  // Throws sampleTableFull for more samples than were announced.
+  void addSample(const WrittenSample& sample);
+
+  // The children, null when absent.
+  StsdBox* stsd() const { return stsd_; }
+  SttsBox* stts() const { return stts_; }
+  CttsBox* ctts() const { return ctts_; }
+  StscBox* stsc() const { return stsc_; }
+  StszBox* stsz() const { return stsz_; }
+  Co64Box* co64() const { return co64_; }
+  StcoBox* stco() const { return stco_; }
+  StssBox* stss() const { return stss_; }
+  SdtpBox* sdtp() const { return sdtp_; }
+
+  // The chunk offsets of either width, null when the track has none.
+  const IChunkOffsetBox* chunkOffsets() const;
+
+ private:
+  // Chunks are written when they are complete: consecutive samples of one description that lie
+  // next to each other in the file.
+  struct OpenChunk {
+    std::uint32_t descriptionIndex = 0;
+    std::uint32_t samples = 0;  // none while no chunk is open
+    std::uint32_t number = 0;   // of the chunk that is open or, with none, of the last one
+    std::uint64_t offset = 0;
+    std::uint64_t expectedOffset = 0;  // where the next sample must lie to join
+  };
+
+  void addToChunk(const WrittenSample& sample);
+  void closeChunk();
+
+  StsdBox* stsd_ = nullptr;
+  SttsBox* stts_ = nullptr;
+  CttsBox* ctts_ = nullptr;
+  StscBox* stsc_ = nullptr;
+  StszBox* stsz_ = nullptr;
+  Co64Box* co64_ = nullptr;
+  StcoBox* stco_ = nullptr;
+  StssBox* stss_ = nullptr;
+  SdtpBox* sdtp_ = nullptr;
+
+  std::uint32_t capacity_ = 0;
+  std::uint32_t samplesAdded_ = 0;
+  OpenChunk chunk_;
+};
+
+}  // namespace norvik::kav::impl

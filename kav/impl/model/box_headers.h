@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+
+#include "kav/error_code.h"
+#include "kav/impl/model/box.h"
+
+namespace norvik::kav::impl {
+
+// Puts an oddity to the problem handler of the stream; throws stoppedByHandler when it is refused.
+void askHandler(NorvikKavStream& stream, Problem problem);
+
+// Reads the header of the box at the stream's position and leaves the stream behind it. Returns
+// none where the boxes end: at the end of the parent or of the data, or at a size that no box can
+// have. Throws stoppedByHandler for a refused oddity, truncatedBox for a box that runs past the end
+// of the file (an mdat box may), shortRead for a header that does.
+//
+// parent is the box being read, or null at the top level; a child is clamped to its parent's end.
+std::optional<BoxHeader> readBoxHeader(NorvikKavStream& stream, const Box* parent);
+
+// Looks for the first top-level box of a type from the stream's position on. It reads sizes and
+// types only: a box whose code is written as an extended type is not found. Returns none, with the
+// stream at its end, when there is no such box.
+std::optional<BoxHeader> findTopLevelBox(NorvikKavStream& stream, FourCc type);
+
+class BoxFactory;
+
+struct ReadContext {
+  NorvikKavStream& stream;
+  BoxFactory& factory;
+  BoxAllocator* allocator = nullptr;
+};
+
+// Builds the tree below a freshly made box: headers and classes only. depth is the nesting level of
+// the box. Throws childRuleBroken below the deepest level.
+void readChildHeaders(const ReadContext& context, Box& box, unsigned depth = 1);
+
+}  // namespace norvik::kav::impl

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "kav/impl/reading/edit_segments.h"
+#include "kav/impl/reading/media_iter_creator.h"
+#include "kav/impl/reading/sample_iterator.h"
+
+namespace norvik::kav::impl {
+
+// A track as its edit list shows it: the samples of each segment's stretch of media, moved to where
+// the segment stands, and one empty-edit sample for each segment without media, which is counted to
+// the fragment of the sample before it.
+class PresentationIter final : public SampleIterator {
+ public:
+  // end is the end of the requested range in the media timescale.
+  PresentationIter(std::unique_ptr<IMediaIterCreator> creator, std::vector<EditSegment> segments,
+                   std::uint32_t movieTimescale, std::uint32_t mediaTimescale, std::uint64_t end);
+
+  bool hasNext() override;
+  SamplePtr next() override;
+
+ private:
+  void nextSegment();
+  void openSegment();
+  std::uint64_t endOf(const EditSegment& segment) const;  // media timescale
+
+  // The next sample that the edit list lets through; null at the end.
+  SamplePtr fetch();
+  SamplePtr fetchFromMedia();
+  SamplePtr createEmptySample() const;
+
+  std::unique_ptr<IMediaIterCreator> creator_;
+  std::vector<EditSegment> segments_;
+  std::uint32_t movieTimescale_;
+  std::uint32_t mediaTimescale_;
+  std::uint64_t end_;
+
+  std::size_t segment_ = 0;
+  std::uint64_t segmentStart_ = 0;  // media timescale
+  std::uint64_t segmentEnd_ = 0;
+  std::optional<std::uint32_t> fragmentSequence_;  // of the latest sample, if it is of a fragment
+  std::unique_ptr<SampleIterator> media_;
+  SamplePtr held_;
+};
+
+}  // namespace norvik::kav::impl

@@ -1,0 +1,63 @@
+#include "kav/impl/writing/media_data_writer.h"
+
+#include "kav/impl/boxes/description_boxes.h"
+#include "kav/impl/boxes/file_boxes.h"
+#include "kav/impl/boxes/stbl_box.h"
+#include "kav/impl/boxes/track_boxes.h"
+#include "kav/impl/tree/root_box.h"
+#include "kav/impl/writing/movie_packing.h"
+
+namespace norvik::kav::impl {
+
+// Of the movie box only what is new or has changed is written: thousands of tracks would otherwise
+// write each other again and again.
+void MediaDataWriter::addTrack() {
+  movie_.tracks.back().trak->write();
+  movie_.moov.mvhd()->write();
+  movie_.moov.patchSize();
+}
+
+void MediaDataWriter::beginMedia() {
+  if (!movie_.isHeadClosed()) movie_.closeHead(0);
+  mediaData_ = &addNewChild<MdatBox>(root_, movie_.stream);
+  mediaData_->place(movie_.nextBox);
+  mediaData_->write();
+}
+
+void MediaDataWriter::completeMedia() {
+  if (mediaData_ == nullptr) return;
+  mediaData_->write();
+  movie_.nextBox = mediaData_->start() + mediaData_->getCurrentSize();
+  mediaData_ = nullptr;
+}
+
+void MediaDataWriter::endMedia() {
+  if (!movie_.isHeadClosed()) movie_.closeHead(0);
+  completeMedia();
+}
+
+void MediaDataWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
+                                std::uint64_t mediaTime) {
+  if (mediaData_ == nullptr) beginMedia();
+  const std::uint64_t offset = mediaData_->addSampleData(sample.data);
+  track.stbl->addSample({.offset = offset,
+                         .decodingTime = mediaTime,
+                         .size = static_cast<std::uint32_t>(sample.data.size()),
+                         .compositionOffset = sample.compositionOffset,
+                         .flags = sample.flags,
+                         .descriptionIndex = sample.descriptionIndex});
+}
+
+void MediaDataWriter::finish() {
+  completeMedia();
+  for (const TrackDraft& track : movie_.tracks) track.stbl->stsd()->dropPadding();
+  movie_.moov.write();
+  const std::uint64_t end = packTree(movie_.moov);
+  if (movie_.isHeadClosed()) {
+    movie_.coverReserve(end);
+  } else {
+    movie_.stream.setSize(end);
+  }
+}
+
+}  // namespace norvik::kav::impl

@@ -1,0 +1,95 @@
+#include "kav/impl/writing/movie_packing.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace norvik::kav::impl {
+namespace {
+
+constexpr std::size_t kCopyBlock = 256 * 1024;
+
+// A stretch of the file that is in use, and where it goes.
+struct Stretch {
+  std::uint64_t from = 0;
+  std::uint64_t to = 0;
+  std::uint64_t length = 0;
+};
+
+struct PlacedBox {
+  Box* box;
+  std::uint64_t start;  // before packing
+};
+
+void listBoxes(Box& box, std::vector<PlacedBox>& list) {
+  list.push_back({&box, box.start()});
+  for (const BoxPtr& child : box.children()) listBoxes(*child, list);
+}
+
+// What each box itself holds, neighbours that move by the same distance taken together.
+std::vector<Stretch> listStretches(const std::vector<PlacedBox>& boxes) {
+  std::vector<Stretch> stretches;
+  for (const PlacedBox& placed : boxes) {
+    const Stretch next{placed.start, placed.box->start(), placed.box->getSize()};
+    if (!stretches.empty()) {
+      Stretch& last = stretches.back();
+      if (last.from + last.length == next.from && last.to + last.length == next.to) {
+        last.length += next.length;
+        continue;
+      }
+    }
+    stretches.push_back(next);
+  }
+  return stretches;
+}
+
+// Copies towards the front, where source and target may overlap.
+void moveForward(NorvikKavStream& stream, const Stretch& stretch,
+                 std::vector<std::uint8_t>& buffer) {
+  if (stretch.from == stretch.to) return;
+  for (std::uint64_t done = 0; done < stretch.length;) {
+    const std::size_t bytes =
+        static_cast<std::size_t>(std::min<std::uint64_t>(kCopyBlock, stretch.length - done));
+    buffer.resize(std::max(buffer.size(), bytes));
+    stream.seekTo(stretch.from + done);
+    stream.readFully(buffer.data(), bytes);
+    stream.seekTo(stretch.to + done);
+    stream.writeFully(buffer.data(), bytes);
+    done += bytes;
+  }
+}
+
+void writeZeros(NorvikKavStream& stream, std::uint64_t from, std::uint64_t to) {
+  const std::vector<std::uint8_t> zeros(
+      static_cast<std::size_t>(std::min<std::uint64_t>(kCopyBlock, to - from)));
+  stream.seekTo(from);
+  while (from < to) {
+    const std::size_t bytes =
+        static_cast<std::size_t>(std::min<std::uint64_t>(zeros.size(), to - from));
+    stream.writeFully(zeros.data(), bytes);
+    from += bytes;
+  }
+}
+
+}  // namespace
+
+std::uint64_t packTree(Box& top) {
+  std::vector<PlacedBox> boxes;
+  listBoxes(top, boxes);
+  top.releaseReserve();
+  for (const PlacedBox& placed : boxes) placed.box->patchSize();
+  top.place(top.start());
+  const std::vector<Stretch> stretches = listStretches(boxes);
+
+  NorvikKavStream& stream = top.stream();
+  std::vector<std::uint8_t> buffer;
+  for (const Stretch& stretch : stretches) moveForward(stream, stretch, buffer);
+
+  const std::uint64_t end = top.start() + top.getCurrentSize();
+  for (const Stretch& stretch : stretches) {
+    const std::uint64_t stretchEnd = stretch.from + stretch.length;
+    if (stretchEnd > end) writeZeros(stream, std::max(stretch.from, end), stretchEnd);
+  }
+  return end;
+}
+
+}  // namespace norvik::kav::impl

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "kav/impl/bytes/stream_adapters.h"
+#include "kav/impl/model/build_parameters.h"
+#include "kav/impl/tree/root_box.h"
+#include "kav/impl/writing/fragment_writer.h"
+#include "kav/impl/writing/sample_sink.h"
+#include "kav/kav_base.h"
+
+namespace norvik::kav::impl {
+
+class SampleDescriptor;
+
+// Writes a movie. It builds the movie box with its tracks and keeps their edit lists and durations;
+// a sample sink stores the samples, and so decides what form the file has.
+class Writer final : public KavBase {
+ public:
+  // Opens the stream and writes the head of the file. With parameters for fragments the movie is
+  // fragmented, without it is regular.
+  Writer(const boost::intrusive_ptr<NorvikIOStream>& stream, const MovieParameters& movie,
+         const std::optional<FragmentParameters>& fragments = std::nullopt);
+  ~Writer() override;
+
+  // Throws writerNotOpen once the movie is finished. That comes before anything else that could be
+  // wrong with a call.
+  void requireOpen() const;
+
+  // Builds and writes a track. trackId, movieTimescale and lastSampleDuration are set here. Returns
+  // its number.
+  std::uint32_t addTrack(TrackParameters parameters);
+  void addSampleDescription(std::uint32_t trackNumber, const SampleDescriptor& description);
+  void addSample(const SampleToWrite& sample);
+
+  // Before the first track the packet waits: the movie box could not grow with another box after
+  // it.
+  void setXMPMetadata(std::span<const std::uint8_t> packet);
+  void finish();
+
+ private:
+  void moveTables();
+  TrackDraft& track(std::uint32_t number);
+  void writeEarlyMetadata();
+  void writeMetadata(std::span<const std::uint8_t> packet);
+  void setDurations();
+
+  std::unique_ptr<NorvikKavIOStream> stream_;
+  std::unique_ptr<RootBox, BoxDeleter> root_;
+  std::optional<MovieDraft> movie_;
+  std::unique_ptr<SampleSink> samples_;
+  std::vector<std::vector<std::uint8_t>> earlyMetadata_;  // packets that wait for the tracks
+  bool hasMetadata_ = false;                              // in the file
+  bool open_ = true;
+};
+
+}  // namespace norvik::kav::impl

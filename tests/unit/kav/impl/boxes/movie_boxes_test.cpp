@@ -1,0 +1,166 @@
+#include "kav/impl/boxes/movie_boxes.h"
+
+#include "kav/impl/boxes/track_boxes.h"
+#include "tests/unit/kav/impl/box_test_tools.h"
+
+namespace norvik::kav::impl {
+namespace {
+
+const Bytes kAnyMatrix = u32List({1, 2, 3, 4, 5, 6, 7, 8, 9});
+
+// mvhd with every field different; reserved and pre-defined words that are not zero.
+Bytes mvhd(unsigned version, const Bytes& matrix = kAnyMatrix, std::uint8_t reserved = 0x77) {
+  const unsigned width = version == 1 ? 8 : 4;
+  return fullBox("mvhd", version, 0, bigEndian(kLeapDay, width), bigEndian(kLeapDay + 1, width),
+                 u32(600), bigEndian(12345, width), u32(0x00018000), u16(0x0080),
+                 Bytes(10, reserved), matrix, Bytes(24, reserved), u32(7));
+}
+
+TEST(MvhdBox, ReadsBothVersions) {
+  for (const unsigned version : {0u, 1u}) {
+    Document file(mvhd(version));
+    const MvhdRecord& record = file.read<MvhdBox>().record();
+    EXPECT_EQ(record.creationTime, kLeapDayDate);
+    EXPECT_EQ(record.modificationTime, kSecondLaterDate);
+    EXPECT_EQ(record.timescale, 600u);
+    EXPECT_EQ(record.duration, 12345u);
+    EXPECT_EQ(record.rate, 1.5F);
+    EXPECT_EQ(record.volume, 0.5F);
+    EXPECT_EQ(record.matrix, (Matrix{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    EXPECT_EQ(record.nextTrackId, 7u);
+  }
+}
+
+TEST(MvhdBox, IsWrittenInVersionOneWithAUnityMatrix) {
+  const Bytes expected = mvhd(1, unityMatrix(), 0);
+  ASSERT_EQ(expected.size(), 120u);
+  for (const unsigned version : {0u, 1u}) {
+    Document file(mvhd(version));
+    EXPECT_EQ(file.written(file.read<MvhdBox>()), expected) << version;
+  }
+}
+
+TEST(MvhdBox, BuiltTakesItsValuesFromTheParameters) {
+  Document file;
+  MovieParameters parameters;
+  parameters.creationTime = kLeapDayDate;
+  parameters.modificationTime = kSecondLaterDate;
+  parameters.timescale = 90000;
+  parameters.duration = 0x123456789;
+  parameters.rate = 1;
+  parameters.volume = 1;
+  MvhdBox box(parameters, file.stream);
+  EXPECT_EQ(box.getSize(), 120u);
+  EXPECT_EQ(file.written(box),
+            fullBox("mvhd", 1, 0, u64(kLeapDay), u64(kLeapDay + 1), u32(90000), u64(0x123456789),
+                    u32(0x10000), u16(0x100), zeros(10), unityMatrix(), zeros(24), u32(1)));
+  box.setDuration(5);
+  box.setNextTrackId(3);
+  const Bytes& updated = file.written(box);
+  EXPECT_EQ(loadU64(updated.data() + 32), 5u);
+  EXPECT_EQ(loadU32(updated.data() + 116), 3u);
+}
+
+TEST(MehdBox, ReadsBothVersionsAndIsWrittenInVersionOne) {
+  const Bytes wide = {0, 0, 0, 20, 'm', 'e', 'h', 'd', 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 2};
+  const Bytes narrow = {0, 0, 0, 16, 'm', 'e', 'h', 'd', 0, 0, 0, 0, 0, 1, 0, 2};
+  for (const Bytes& bytes : {wide, narrow}) {
+    Document file(bytes);
+    MehdBox& mehd = file.read<MehdBox>();
+    EXPECT_EQ(mehd.record().fragmentDuration, 0x10002u);
+    EXPECT_EQ(file.written(mehd), wide);
+  }
+}
+
+TEST(TrexBox, WritesOneForEveryDefault) {
+  Document file({0, 0, 0, 32, 't', 'r', 'e', 'x', 0, 0, 0,    0,    0, 0, 0, 5,
+                 0, 0, 0, 2,  0,   0,   4,   0,   0, 0, 0x12, 0x34, 0, 1, 0, 0});
+  TrexBox& trex = file.read<TrexBox>();
+  EXPECT_EQ(trex.record().trackId, 5u);
+  EXPECT_EQ(trex.record().descriptionIndex, 2u);
+  EXPECT_EQ(trex.record().duration, 1024u);
+  EXPECT_EQ(trex.record().sampleSize, 0x1234u);
+  EXPECT_EQ(trex.record().sampleFlags, 0x10000u);
+  EXPECT_EQ(file.written(trex), fullBox("trex", 0, 0, u32List({5, 1, 1, 1, 1})));
+}
+
+TEST(TrexBox, BuiltHasItsTrack) {
+  Document file;
+  TrexBox trex(9, file.stream);
+  EXPECT_EQ(trex.getSize(), 32u);
+  EXPECT_EQ(file.written(trex), fullBox("trex", 0, 0, u32List({9, 1, 1, 1, 1})));
+}
+
+TEST(TrexBox, ClaimsItsFixedPartOnly) {
+  Document file(largeForm(fullBox("trex", 0, 0, u32List({5, 1, 1, 1, 1}), box("abcd"))));
+  const TrexBox& trex = file.read<TrexBox>();
+  EXPECT_EQ(trex.getSize(), 40u);
+  ASSERT_EQ(trex.children().size(), 1u);
+  EXPECT_EQ(trex.children()[0]->type(), fourCc("abcd"));
+}
+
+TEST(MovieBoxes, ShorterThanTheirFieldsAreRefused) {
+  for (const Bytes& whole : {mvhd(0), mvhd(1), fullBox("mehd", 0, 0, u32(1)),
+                             fullBox("mehd", 1, 0, u64(1)), fullBox("trex", 0, 0, zeros(20))}) {
+    const Bytes payload = payloadOf(whole);
+    EXPECT_EQ(codeOfReading(whole), std::nullopt);
+    for (std::size_t length = 4; length < payload.size(); ++length) {
+      const Bytes shorter(payload.begin(), payload.begin() + static_cast<std::ptrdiff_t>(length));
+      EXPECT_EQ(codeOfReading(boxAround(typeOf(whole), shorter)), 27u)
+          << typeOf(whole) << ' ' << length;
+    }
+  }
+}
+
+TEST(MvexBox, BuiltHoldsItsDuration) {
+  Document file;
+  MvexBox mvex(3000, file.stream);
+  EXPECT_EQ(mvex.getCurrentSize(), 28u);
+  addNewChild<TrexBox>(mvex, 1u, file.stream);
+  EXPECT_EQ(mvex.findTrex(1).record().trackId, 1u);
+  EXPECT_EQ(file.written(mvex), box("mvex", fullBox("mehd", 1, 0, u64(3000)),
+                                    fullBox("trex", 0, 0, u32List({1, 1, 1, 1, 1}))));
+  ASSERT_NE(mvex.mehd(), nullptr);
+  mvex.mehd()->setFragmentDuration(4000);
+  EXPECT_EQ(loadU64(file.written(mvex).data() + 20), 4000u);
+}
+
+TEST(MvexBox, FindsTheFirstDefaultsOfATrack) {
+  const auto trex = [](std::uint32_t track, std::uint32_t duration) {
+    return fullBox("trex", 0, 0, u32List({track, 1, duration, 0, 0}));
+  };
+  Document file(box("mvex", fullBox("mehd", 0, 0, u32(8)), trex(2, 20), trex(1, 10), trex(2, 30)));
+  const MvexBox& mvex = file.read<MvexBox>();
+  EXPECT_EQ(mvex.findTrex(2).record().duration, 20u);
+  EXPECT_EQ(mvex.findTrex(1).record().duration, 10u);
+  EXPECT_EQ(codeOf([&] { mvex.findTrex(3); }), 25u);
+  EXPECT_EQ(mvex.lookUpTrex(2), &mvex.findTrex(2));
+  EXPECT_EQ(mvex.lookUpTrex(3), nullptr);
+  ASSERT_NE(mvex.mehd(), nullptr);
+  EXPECT_EQ(mvex.mehd()->record().fragmentDuration, 8u);
+}
+
+TEST(MvexBox, OfRepeatedDurationsTheLastCounts) {
+  Document file(box("mvex", fullBox("mehd", 0, 0, u32(8)), fullBox("mehd", 1, 0, u64(9))));
+  EXPECT_EQ(file.read<MvexBox>().mehd()->record().fragmentDuration, 9u);
+}
+
+TEST(MvexBox, IsValidWhateverItHolds) {
+  EXPECT_EQ(codeOfReading(box("mvex")), std::nullopt);
+  EXPECT_EQ(
+      codeOfReading(box("mvex", fullBox("mehd", 0, 0, u32(8)), fullBox("mehd", 0, 0, u32(8)))),
+      std::nullopt);
+}
+
+TEST(MoovBox, RemembersItsTracksInOrder) {
+  Document file(box("moov", mvhd0(), trak(), box("udta"), trak(), box("mvex")));
+  const MoovBox& movie = file.read<MoovBox>();
+  EXPECT_NE(movie.mvhd(), nullptr);
+  EXPECT_NE(movie.mvex(), nullptr);
+  ASSERT_EQ(movie.tracks().size(), 2u);
+  EXPECT_EQ(movie.tracks()[0], movie.children()[1].get());
+  EXPECT_EQ(movie.tracks()[1], movie.children()[3].get());
+}
+
+}  // namespace
+}  // namespace norvik::kav::impl

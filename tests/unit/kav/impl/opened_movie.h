@@ -1,0 +1,102 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kav/impl/reading/reader.h"
+#include "tests/support/box_builders.h"
+#include "tests/support/bytes.h"
+#include "tests/support/media_samples.h"
+#include "tests/support/memory_stream.h"
+#include "tests/support/movie_builder.h"
+#include "tests/unit/kav/impl/table_fixtures.h"
+
+// What the tests of the iterators share: small movies, opened, and their samples as columns.
+
+namespace norvik::kav::impl {
+
+using namespace quarrypack::test;
+
+using Column = std::vector<std::uint64_t>;
+
+struct OpenedMovie {
+  explicit OpenedMovie(const Bytes& file, const ReaderOptions& options = {})
+      : memory(MemoryStream::create(file)), reader(memory, options) {}
+  explicit OpenedMovie(const MovieBuilder& movie, const ReaderOptions& options = {})
+      : OpenedMovie(movie.build(), options) {}
+
+  // Counted from 1.
+  const TrackRecord& track(std::size_t number = 1) const { return reader.tracks()[number - 1]; }
+
+  Bytes bytesOf(const Sample& sample) {
+    Bytes bytes(sample.info.size);
+    reader.readBytes(sample.fileOffset, bytes);
+    return bytes;
+  }
+
+  MemoryStreamPtr memory;
+  Reader reader;
+};
+
+// All that an iterator has to give. hasNext must tell the truth all the way.
+inline std::vector<SamplePtr> drain(SampleIterator& iterator) {
+  std::vector<SamplePtr> samples;
+  while (iterator.hasNext()) {
+    samples.push_back(iterator.next());
+    if (samples.back() == nullptr) throw std::logic_error("a sample was promised and not given");
+  }
+  if (iterator.next() != nullptr) throw std::logic_error("a sample was given and not promised");
+  return samples;
+}
+
+template <class Value>
+Column columnOf(const std::vector<SamplePtr>& samples, Value value) {
+  Column column;
+  for (const SamplePtr& sample : samples) column.push_back(value(*sample));
+  return column;
+}
+inline Column timesOf(const std::vector<SamplePtr>& samples) {
+  return columnOf(samples, [](const Sample& sample) { return sample.info.decodingTime; });
+}
+inline Column sizesOf(const std::vector<SamplePtr>& samples) {
+  return columnOf(samples, [](const Sample& sample) { return sample.info.size; });
+}
+inline Column flagsOf(const std::vector<SamplePtr>& samples) {
+  return columnOf(samples, [](const Sample& sample) { return sample.info.flags; });
+}
+inline Column offsetsOf(const std::vector<SamplePtr>& samples) {
+  return columnOf(samples, [](const Sample& sample) { return sample.fileOffset; });
+}
+inline Column compositionOffsetsOf(const std::vector<SamplePtr>& samples) {
+  return columnOf(samples, [](const Sample& sample) { return sample.info.compositionOffset; });
+}
+inline Column trackIdsOf(const std::vector<SamplePtr>& samples) {
+  return columnOf(samples, [](const Sample& sample) { return sample.info.trackId; });
+}
+inline Column sequencesOf(const std::vector<SamplePtr>& samples) {
+  return columnOf(samples, [](const Sample& sample) { return sample.fragmentSequence; });
+}
+inline Column descriptionsOf(const std::vector<SamplePtr>& samples) {
+  return columnOf(samples, [](const Sample& sample) { return sample.descriptionIndex; });
+}
+
+// A track of samples of 1, 2, 3, ... bytes, which lie in chunks of 2 and 1 samples in turn.
+inline MovieTrack countingTrack(std::size_t count, std::uint32_t timescale = 1000,
+                                std::uint32_t duration = 10) {
+  MovieTrack track = otherTrack("text", genericEntry("text"), count);
+  track.timescale = timescale;
+  track.samplesPerChunk = {2, 1};
+  for (std::size_t i = 0; i < count; ++i) {
+    track.samples[i].bytes = Bytes(i + 1, static_cast<std::uint8_t>(0xA0 + i));
+    track.samples[i].duration = duration;
+  }
+  return track;
+}
+
+inline const std::string kTables = "moov/trak[1]/mdia/minf/stbl/";
+
+}  // namespace norvik::kav::impl

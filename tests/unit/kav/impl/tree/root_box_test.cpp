@@ -1,0 +1,248 @@
+#include "kav/impl/tree/root_box.h"
+
+#include "kav/impl/boxes/file_boxes.h"
+#include "kav/impl/boxes/movie_boxes.h"
+#include "kav/impl/boxes/track_boxes.h"
+#include "tests/unit/kav/impl/box_test_tools.h"
+
+namespace norvik::kav::impl {
+namespace {
+
+Bytes moof() { return box("moof", fullBox("mfhd", 0, 0, u32(1))); }
+
+TEST(RootBox, ReadsNothingAheadOfNeed) {
+  Document file(concat({box("free"), moov(), box("mdat")}));
+  EXPECT_EQ(file.root.loadedCount(), 0u);
+  EXPECT_EQ(file.root.getChild(0)->type(), fourCc("free"));
+  EXPECT_EQ(file.root.loadedCount(), 1u);
+  EXPECT_EQ(file.root.getChild(2)->type(), fourCc("mdat"));
+  EXPECT_EQ(file.root.loadedCount(), 3u);
+  EXPECT_EQ(file.root.getChild(3), nullptr);
+  EXPECT_EQ(file.root.getChild(0)->type(), fourCc("free"));
+}
+
+TEST(RootBox, HoldsTheTopLevelBoxesInTheirPlaces) {
+  Document file(concat({box("free", zeros(2)), box("mdat", zeros(5))}));
+  file.root.getChild(1);
+  EXPECT_EQ(file.root.children()[1]->start(), 10u);
+  EXPECT_EQ(file.root.getCurrentSize(), 23u);
+}
+
+TEST(RootBox, RemembersTheMovieAndItsParts) {
+  Document file(concat({box("free"), moov()}));
+  EXPECT_EQ(file.root.movie(), nullptr);
+  MoovBox* movie = file.root.readMovie();
+  ASSERT_NE(movie, nullptr);
+  EXPECT_EQ(file.root.movie(), movie);
+  ASSERT_NE(movie->mvhd(), nullptr);
+  EXPECT_EQ(movie->mvhd()->record().timescale, 600u);
+  ASSERT_EQ(movie->tracks().size(), 1u);
+  EXPECT_NE(movie->tracks()[0]->findStbl(), nullptr);
+}
+
+TEST(RootBox, HasNoMovieInAFileWithoutOne) {
+  Document file(concat({box("free"), box("mdat")}));
+  EXPECT_EQ(file.root.readMovie(), nullptr);
+}
+
+TEST(RootBox, FindsAMovieInEveryForm) {
+  for (const Bytes& form : {moov(), largeForm(moov()), uuidForm(moov()), runningToEnd(moov())}) {
+    Document file(concat({box("free"), form}));
+    MoovBox* movie = file.root.readMovie();
+    ASSERT_NE(movie, nullptr);
+    EXPECT_EQ(movie->tracks().size(), 1u);
+  }
+}
+
+TEST(RootBox, FetchesTheMovieForAFragmentInFrontOfIt) {
+  Document file(concat({moof(), box("free"), moov(), box("mdat")}));
+  EXPECT_EQ(file.root.readNextBox()->type(), fourCc("moof"));
+  MoovBox* movie = file.root.movie();
+  ASSERT_NE(movie, nullptr);
+  EXPECT_EQ(movie->tracks().size(), 1u);
+  EXPECT_EQ(file.root.loadedCount(), 1u);
+
+  EXPECT_EQ(file.root.readNextBox()->type(), fourCc("free"));
+  EXPECT_EQ(file.root.readNextBox(), movie) << "it is adopted where it stands";
+  EXPECT_EQ(file.root.children()[2].get(), movie);
+  EXPECT_EQ(file.root.readNextBox()->type(), fourCc("mdat"));
+  EXPECT_EQ(file.root.readNextBox(), nullptr);
+}
+
+TEST(RootBox, DestroysAMovieThatItNeverReached) {
+  Document file(concat({moof(), moov()}));
+  file.root.readNextBox();
+  EXPECT_NE(file.root.movie(), nullptr);
+}
+
+TEST(RootBox, ReadMovieGoesOnToTheMovieThatWasFetchedEarly) {
+  Document file(concat({moof(), box("free"), moov()}));
+  MoovBox* movie = file.root.readMovie();
+  EXPECT_EQ(file.root.loadedCount(), 3u);
+  EXPECT_EQ(file.root.children()[2].get(), movie);
+}
+
+TEST(RootBox, AFragmentWithoutAMovieIsRefused) {
+  EXPECT_EQ(codeOfReading(moof()), 6u);
+  EXPECT_EQ(codeOfReading(concat({moof(), box("mdat")})), 6u);
+}
+
+TEST(RootBox, LooksForTheMovieBeforeItReadsAFragmentInFrontOfIt) {
+  const Bytes brokenFragments[] = {
+      box("moof", fullBox("mfhd", 0, 0, u32(1)), claimingSize(1000, box("traf"))),
+      box("moof", box("mfhd")),
+      box("moof"),
+  };
+  for (const Bytes& fragment : brokenFragments) EXPECT_EQ(codeOfReading(fragment), 6u);
+  EXPECT_EQ(codeOfReading(concat({brokenFragments[1], moov()})), 28u);
+  EXPECT_EQ(codeOfReading(concat({brokenFragments[2], moov()})), 14u);
+}
+
+TEST(RootBox, PassesOverAUuidBoxTooShortForItsExtendedType) {
+  const Bytes tooShort = box("uuid", zeros(12));
+  Document file(concat({tooShort, box("moov", mvhd0(), tooShort, trak())}));
+  EXPECT_TRUE(file.read<UuidBox>().payload() == zeros(12));
+  EXPECT_EQ(file.read<MoovBox>().tracks().size(), 1u);
+}
+
+TEST(RootBox, LooksAtTheEndOfTheFileAnewInEachCall) {
+  Document file(box("free", zeros(2)));
+  ASSERT_NE(file.root.readNextBox(), nullptr);
+  EXPECT_EQ(file.root.readNextBox(), nullptr);
+  const Bytes more = box("skip", zeros(3));
+  Bytes& bytes = file.memory->bytes();
+  bytes.insert(bytes.end(), more.begin(), more.end());
+  EXPECT_EQ(file.read<SkipBox>().end(), 21u);
+  EXPECT_EQ(file.root.getChild(2), nullptr);
+  bytes.insert(bytes.end(), more.begin(), more.end());
+  EXPECT_NE(file.root.getChild(2), nullptr);
+}
+
+TEST(RootBox, AMovieFetchedEarlyIsCheckedLikeAnyOther) {
+  EXPECT_EQ(codeOfReading(concat({moof(), box("moov", mvhd0())})), 14u);
+  EXPECT_EQ(codeOfReading(concat({moof(), claimingSize(2000, moov())})), 27u);
+}
+
+TEST(RootBox, ASecondMovieIsRefused) {
+  Document file(concat({moov(), box("free"), moov()}));
+  file.root.readNextBox();
+  file.root.readNextBox();
+  EXPECT_EQ(codeOf([&] { file.root.readNextBox(); }), 36u);
+
+  Document fragmented(concat({moof(), moov(), moov()}));
+  fragmented.root.readNextBox();
+  fragmented.root.readNextBox();
+  EXPECT_EQ(codeOf([&] { fragmented.root.readNextBox(); }), 36u);
+}
+
+TEST(RootBox, ChecksTheRulesOfEveryBox) {
+  const Bytes noUrl = box("dinf");
+  const auto mdiaWith = [](const Bytes& information) {
+    return box("moov", mvhd0(),
+               box("trak", tkhd0(), box("mdia", mdhd0(), hdlr("text"), information)));
+  };
+  const Bytes cases[] = {
+      box("moov"),
+      box("moov", mvhd0()),
+      box("moov", trak()),
+      box("moov", mvhd0(), mvhd0(), trak()),
+      box("moov", mvhd0(), box("trak", tkhd0())),
+      box("moov", mvhd0(), box("trak", mdia())),
+      box("moov", mvhd0(), box("trak", tkhd0(), tkhd0(), mdia())),
+      box("moov", mvhd0(), box("trak", tkhd0(), box("mdia", mdhd0(), hdlr("text")))),
+      box("moov", mvhd0(), box("trak", tkhd0(), box("mdia", mdhd0(), minf()))),
+      box("moov", mvhd0(), box("trak", tkhd0(), box("mdia", hdlr("text"), minf()))),
+      mdiaWith(box("minf", dinf())),
+      mdiaWith(box("minf", emptyStbl())),
+      mdiaWith(box("minf", noUrl, emptyStbl())),
+      mdiaWith(box("minf", dinf(), box("stbl"))),
+      mdiaWith(
+          box("minf", dinf(), box("stbl", payloadOf(emptyStbl()), fullBox("co64", 0, 0, u32(0))))),
+  };
+  for (const Bytes& bytes : cases) EXPECT_EQ(codeOfReading(bytes), 14u) << &bytes - cases;
+  EXPECT_EQ(codeOfReading(moov()), std::nullopt);
+  EXPECT_EQ(codeOfReading(mdiaWith(box("minf", box("dinf", fullBox("url ", 0, 1)), emptyStbl()))),
+            std::nullopt);
+}
+
+TEST(RootBox, ReadsOnToTheMetadataAndNoFurther) {
+  Document file(concat({box("free"), uuidBox(kXmpUuid, text("xmp")), box("mdat")}));
+  XMPDataBox* metadata = file.root.readMetadata();
+  ASSERT_NE(metadata, nullptr);
+  EXPECT_EQ(metadata->payload(), text("xmp"));
+  EXPECT_EQ(file.root.loadedCount(), 2u);
+  EXPECT_EQ(file.root.readMetadata(), metadata);
+}
+
+TEST(RootBox, ShowsTheMetadataThatItMetWithoutReadingOn) {
+  Document file(
+      concat({box("free"), uuidBox(kXmpUuid, text("one")), uuidBox(kXmpUuid, text("two"))}));
+  EXPECT_EQ(file.root.metadata(), nullptr);
+  file.root.readNextBox();
+  EXPECT_EQ(file.root.metadata(), nullptr);
+  EXPECT_EQ(file.root.loadedCount(), 1u);
+  EXPECT_EQ(file.root.metadata(), file.root.getChild(1));
+  EXPECT_EQ(file.root.metadata()->payload(), text("one"));
+  EXPECT_EQ(file.root.metadata(), file.root.getChild(1));
+  file.root.readNextBox();
+  EXPECT_EQ(file.root.metadata()->payload(), text("two")) << "of two the last counts";
+}
+
+TEST(RootBox, HasNoMetadataInAFileWithoutIt) {
+  Uuid other = kXmpUuid;
+  other[0] ^= 1;
+  Document file(concat({box("free"), uuidBox(other, text("xmp"))}));
+  EXPECT_EQ(file.root.readMetadata(), nullptr);
+}
+
+TEST(RootBox, EndsCleanlyAtStrayBytes) {
+  Document file(concat({box("free"), zeros(5)}));
+  EXPECT_NE(file.root.readNextBox(), nullptr);
+  EXPECT_EQ(file.root.readNextBox(), nullptr);
+
+  Document strict(concat({box("free"), zeros(5)}));
+  Handler handler(0);
+  strict.stream.setProblemHandler(handler.asHandler());
+  strict.root.readNextBox();
+  EXPECT_EQ(codeOf([&] { strict.root.readNextBox(); }), 1028u);
+}
+
+TEST(RootBox, AcceptsMediaDataThatIsCutOff) {
+  Document file(concat({box("free"), claimingSize(5000, box("mdat", zeros(10)))}));
+  file.root.readNextBox();
+  EXPECT_EQ(file.read<MdatBox>().end(), 5008u);
+  EXPECT_EQ(file.root.readNextBox(), nullptr);
+}
+
+TEST(RootBox, AcceptsMediaDataWithAnEndThatNoStreamCanReach) {
+  constexpr std::uint64_t kBeyond = std::uint64_t{1} << 63;
+  Document file(claimingLargeSize(kBeyond, box("mdat", zeros(10))));
+  EXPECT_EQ(file.read<MdatBox>().end(), kBeyond);
+  EXPECT_EQ(file.root.readNextBox(), nullptr);
+}
+
+TEST(RootBox, RefusesAMovieThatIsCutOff) {
+  const Bytes whole = moov();
+  for (std::size_t length = 8; length < whole.size(); ++length) {
+    ASSERT_EQ(
+        codeOfReading(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length))),
+        27u)
+        << length;
+  }
+}
+
+TEST(RootBox, EveryFailureOfTheStreamComesThrough) {
+  const Bytes bytes = concat({moof(), box("free"), moov()});
+  Document counted(bytes);
+  counted.memory->resetCalls();
+  counted.root.readMovie();
+  const std::size_t calls = counted.memory->calls().all();
+  for (std::size_t k = 1; k <= calls; ++k) {
+    Document file(bytes);
+    file.memory->injectFault(k, MemoryStream::Fault::fails);
+    ASSERT_EQ(codeOf([&] { file.root.readMovie(); }), 1u) << "call " << k;
+  }
+}
+
+}  // namespace
+}  // namespace norvik::kav::impl
