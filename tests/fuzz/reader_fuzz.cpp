@@ -121,8 +121,9 @@ void readThroughFacade(const MemoryStreamPtr& file, const kav::NorvikKavReaderOp
 }
 
 void walk(impl::SampleIterator& samples) {
+  kav::Sample sample;
   for (int i = 0; i < kMostSamples && samples.hasNext(); ++i) {
-    if (samples.next() == nullptr) break;
+    if (!samples.take(sample)) break;
   }
 }
 
@@ -160,7 +161,7 @@ void readRandomAccess(impl::NorvikKavStream& stream, impl::RootBox& root, const 
     auto header = impl::readBoxHeader(stream, &box);
     if (!header) return;
     position = header->end;
-    if (header->type != impl::fourCc("tfra")) continue;
+    if (header->type != norvik::kav::fourCc("tfra")) continue;
     impl::TfraBox table(std::move(*header), stream);
     table.readBody(root, true);
   }
@@ -168,22 +169,22 @@ void readRandomAccess(impl::NorvikKavStream& stream, impl::RootBox& root, const 
 
 void readInside(const MemoryStreamPtr& file) {
   impl::Reader reader(file, {});
-  for (const impl::TrackRecord& track : reader.tracks()) walkSegments(track);
+  for (const impl::TrackRecord& track : reader.records()) walkSegments(track);
 
-  impl::DocIteratorOptions range;
-  range.start = {1, 7};
-  range.end = {~std::uint64_t{0}, 90000};
-  const auto tracks = impl::createTrackIterators(reader.tracks(), 600, range);
+  kav::SampleOptions range;
+  range.from = {1, 7};
+  range.to = {~std::uint64_t{0}, 90000};
+  const auto tracks = impl::createTrackIterators(reader.records(), 600, range);
   for (const auto& track : tracks) walk(*track);
 
   impl::KavDocument document(file, {});
   impl::RootBox& root = document.root();
   for (std::size_t i = 0; impl::Box* box = root.getChild(i); ++i) {
-    if (box->type() == impl::fourCc("mfra")) readRandomAccess(document.stream(), root, *box);
+    if (box->type() == norvik::kav::fourCc("mfra")) readRandomAccess(document.stream(), root, *box);
     auto* fragment = impl::childAs<impl::MoofBox>(*box);
     if (fragment != nullptr) walkParts(*fragment, 1);
   }
-  impl::BoxIteratorByType movies(root, impl::fourCc("moov"));
+  impl::BoxIteratorByType movies(root, norvik::kav::fourCc("moov"));
   check(movies.current() == root.movie(), "the movie is the first box of its type");
 }
 

@@ -75,28 +75,29 @@ void StblBox::readChildren(RootBox& root, bool check) {
   sdtp_->readBody(root, check);
 }
 
-void StblBox::addSample(const WrittenSample& sample) {
+void StblBox::addSample(const Sample& sample) {
   if (samplesAdded_ >= capacity_) throw Exception(ErrorCode::sampleTableFull);
   ++samplesAdded_;
-  stts_->addSampleTime(sample.decodingTime);
-  ctts_->addCompositionOffset(sample.compositionOffset);
-  stsz_->addSampleSize(sample.size);
+  const NorvikKavSampleInfo& info = sample.info;
+  stts_->addSampleTime(info.decodingTime);
+  ctts_->addCompositionOffset(info.compositionOffset);
+  stsz_->addSampleSize(info.size);
   addToChunk(sample);
-  if (isSync(sample.flags)) stss_->addSyncSample(stsz_->sampleCount());
-  if (sdtp_ != nullptr) sdtp_->addSampleDependencies(dependenciesOf(sample.flags));
+  if (isSync(info.flags)) stss_->addSyncSample(stsz_->sampleCount());
+  if (sdtp_ != nullptr) sdtp_->addSampleDependencies(dependenciesOf(info.flags));
 }
 
-void StblBox::addToChunk(const WrittenSample& sample) {
+void StblBox::addToChunk(const Sample& sample) {
   const bool joins = chunk_.samples > 0 && chunk_.descriptionIndex == sample.descriptionIndex &&
-                     chunk_.expectedOffset == sample.offset;
+                     chunk_.expectedOffset == sample.fileOffset;
   if (!joins) {
     closeChunk();
     ++chunk_.number;
     chunk_.descriptionIndex = sample.descriptionIndex;
-    chunk_.offset = sample.offset;
+    chunk_.offset = sample.fileOffset;
   }
   ++chunk_.samples;
-  chunk_.expectedOffset = sample.offset + sample.size;
+  chunk_.expectedOffset = sample.fileOffset + sample.info.size;
 }
 
 void StblBox::closeChunk() {

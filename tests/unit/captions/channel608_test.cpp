@@ -283,7 +283,6 @@ TEST(Channel608, GoesOnInTheRowWhenRollUpTurnsToPaintOn) {
 }
 
 TEST(Channel608, KnowsWhenItIsInText) {
-  test::PairScript unused;
   CueBuilder builder;
   Channel608 channel(Channel::cc1, builder);
   EXPECT_FALSE(channel.isInText());
