@@ -6,6 +6,7 @@
 #include "kav/impl/boxes/table_boxes.h"
 #include "kav/impl/model/box.h"
 #include "kav/impl/model/build_parameters.h"
+#include "kav/impl/tables/chunk_table.h"
 #include "kav/sample.h"
 
 namespace norvik::kav::impl {
@@ -48,18 +49,8 @@ class StblBox final : public Box {
   const IChunkOffsetBox* chunkOffsets() const;
 
  private:
-  // Chunks are written when they are complete: consecutive samples of one description that lie
-  // next to each other in the file.
-  struct OpenChunk {
-    std::uint32_t descriptionIndex = 0;
-    std::uint32_t samples = 0;  // none while no chunk is open
-    std::uint32_t number = 0;   // of the chunk that is open or, with none, of the last one
-    std::uint64_t offset = 0;
-    std::uint64_t expectedOffset = 0;  // where the next sample must lie to join
-  };
-
-  void addToChunk(const Sample& sample);
-  void closeChunk();
+  // Chunks are written when they are complete.
+  void writeChunk(const ChunkTableBuilder::Chunk& chunk);
 
   StsdBox* stsd_ = nullptr;
   SttsBox* stts_ = nullptr;
@@ -73,7 +64,7 @@ class StblBox final : public Box {
 
   std::uint32_t capacity_ = 0;
   std::uint32_t samplesAdded_ = 0;
-  OpenChunk chunk_;
+  ChunkTableBuilder chunks_;
 };
 
 }  // namespace norvik::kav::impl

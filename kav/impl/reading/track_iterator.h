@@ -8,7 +8,11 @@
 #include "kav/impl/reading/edit_segments.h"
 #include "kav/impl/reading/sample_iterator.h"
 #include "kav/impl/reading/track_record.h"
-#include "kav/impl/tables/sample_cursors.h"
+#include "kav/impl/tables/chunk_table.h"
+#include "kav/impl/tables/composition_table.h"
+#include "kav/impl/tables/sync_table.h"
+#include "kav/impl/tables/table_interfaces.h"
+#include "kav/impl/tables/time_table.h"
 
 namespace norvik::kav::impl {
 

@@ -24,9 +24,9 @@ TEST(StblBox, RemembersItsTables) {
                                  fullBox("ctts", 0, 0, u32(0)), fullBox("stss", 0, 0, u32(0)),
                                  fullBox("sdtp", 0, 0, zeros(3)), box("free")));
   EXPECT_NE(stbl->stsd(), nullptr);
-  EXPECT_EQ(stbl->stts()->runs().size(), 1u);
+  EXPECT_EQ(stbl->stts()->table().runs().size(), 1u);
   EXPECT_TRUE(stbl->ctts()->isEmptyTable());
-  EXPECT_EQ(stbl->stsc()->runs().size(), 1u);
+  EXPECT_EQ(stbl->stsc()->table().runs().size(), 1u);
   EXPECT_EQ(stbl->stsz()->sampleCount(), 3u);
   EXPECT_EQ(stbl->stco()->entryCount(), 1u);
   EXPECT_EQ(stbl->co64(), nullptr);

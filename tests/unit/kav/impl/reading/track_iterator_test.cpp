@@ -118,8 +118,8 @@ TEST(TrackIterator, PassesEntriesOfNoSamplesAndOfNoChunks) {
   movie.replace(kTables + "stsc",
                 fullBox("stsc", 0, 0, u32(4), u32List({1, 9, 1, 1, 2, 1, 2, 8, 1, 2, 1, 1})));
   OpenedMovie opened(movie);
-  EXPECT_EQ(opened.track().stbl->stts()->runs().size(), 4u);
-  EXPECT_EQ(opened.track().stbl->ctts()->runs().size(), 4u);
+  EXPECT_EQ(opened.track().stbl->stts()->table().runs().size(), 4u);
+  EXPECT_EQ(opened.track().stbl->ctts()->table().runs().size(), 4u);
   EXPECT_EQ(timesOf(samplesOf(opened)), timesOf(samplesOf(plain)));
   EXPECT_EQ(compositionOffsetsOf(samplesOf(opened)), (Column{5, 5, 6, 6}));
   EXPECT_EQ(compositionOffsetsOf(samplesOf(opened, 20)), (Column{6, 6}));
