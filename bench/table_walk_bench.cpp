@@ -36,8 +36,9 @@ Reader openMovie(std::int64_t pictures) {
 
 std::int64_t walk(SampleIterator& samples) {
   std::int64_t count = 0;
-  while (const SamplePtr sample = samples.next()) {
-    benchmark::DoNotOptimize(sample->fileOffset);
+  Sample sample;
+  while (samples.take(sample)) {
+    benchmark::DoNotOptimize(sample.fileOffset);
     ++count;
   }
   return count;
@@ -47,7 +48,7 @@ void BM_WalkOneTrack(benchmark::State& state) {
   const Reader reader = openMovie(state.range(0));
   std::int64_t walked = 0;
   for (auto _ : state) {
-    TrackIterator samples(reader.tracks()[0], 0, 0, std::uint64_t{1} << 40);
+    TrackIterator samples(reader.records()[0], 0, 0, std::uint64_t{1} << 40);
     walked += walk(samples);
   }
   state.SetItemsProcessed(walked);

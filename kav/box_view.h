@@ -20,8 +20,8 @@ class BoxView {
  public:
   using List = std::vector<BoxView>;
 
-  // The box that begins with the first of these bytes, which may go on past its end. None where they
-  // do not hold a whole box.
+  // The box that begins with the first of these bytes, which may go on past its end. None where
+  // they do not hold a whole box.
   static std::optional<BoxView> at(std::span<const std::uint8_t> bytes);
 
   // The boxes that follow each other in these bytes. offset is added to BoxView::offset() of each.
@@ -41,8 +41,8 @@ class BoxView {
 
   std::size_t headerLength() const { return headerLength_; }  // 8, 16, 24 or 32
 
-  // The boxes in the payload, after fieldsLength bytes of fields. An empty list where the payload is
-  // shorter than its fields.
+  // The boxes in the payload, after fieldsLength bytes of fields. An empty list where the payload
+  // is shorter than its fields.
   List children(std::size_t fieldsLength = 0) const;
 
   // The box at the end of a path such as "trak[2]/mdia/minf/stbl/stsd": in each part a type and, in

@@ -54,10 +54,14 @@ void require(Pointers... pointers) {
   if ((!pointers || ...)) throw Exception(ErrorCode::missingArgument);
 }
 
-const impl::TrackRecord& trackAt(NorvikKavReader* reader, std::uint32_t index) {
+const impl::TrackRecord& recordAt(NorvikKavReader* reader, std::uint32_t index) {
   require(reader);
-  if (index >= reader->reader.tracks().size()) throw Exception(ErrorCode::missingArgument);
-  return reader->reader.tracks()[index];
+  if (index >= reader->reader.records().size()) throw Exception(ErrorCode::missingArgument);
+  return reader->reader.records()[index];
+}
+
+const Track& trackAt(NorvikKavReader* reader, std::uint32_t index) {
+  return *recordAt(reader, index).track;
 }
 
 template <class Info>
@@ -94,17 +98,15 @@ std::uint32_t getMovieInfo(NorvikKavReader* reader, NorvikKavMovieInfo* info) no
   return guarded([&] {
     require(reader, info);
     NorvikKavMovieInfo result;
-    if (const impl::MvhdBox* header = reader->reader.movieHeader()) {
-      const auto& record = header->record();
-      result.timescale = record.timescale;
-      result.duration = record.duration;
-      result.creationTime = record.creationTime;
-      result.modificationTime = record.modificationTime;
-      result.rate = record.rate;
-      result.volume = record.volume;
-    }
+    const MovieInfo& movie = reader->reader.info();
+    result.timescale = movie.timescale;
+    result.duration = movie.duration;
+    result.creationTime = movie.creationTime;
+    result.modificationTime = movie.modificationTime;
+    result.rate = movie.rate;
+    result.volume = movie.volume;
     result.trackCount = static_cast<std::uint32_t>(reader->reader.tracks().size());
-    result.isFragmented = reader->reader.isFragmented() ? 1 : 0;
+    result.isFragmented = movie.isFragmented ? 1 : 0;
     *info = result;
   });
 }
@@ -129,8 +131,9 @@ std::uint32_t getTrackName(NorvikKavReader* reader, std::uint32_t trackIndex,
                            char* buffer) noexcept {
   return guarded([&] {
     require(buffer);
-    const impl::TrackRecord& track = trackAt(reader, trackIndex);
+    const Track& track = trackAt(reader, trackIndex);
     std::copy(track.name.begin(), track.name.end(), buffer);
+    if (track.info.handlerNameLength != 0) buffer[track.name.size()] = '\0';
   });
 }
 
@@ -138,8 +141,7 @@ std::uint32_t getSampleDescriptionCount(NorvikKavReader* reader, std::uint32_t t
                                         std::uint32_t* count) noexcept {
   return guarded([&] {
     require(count);
-    const impl::TrackRecord& track = trackAt(reader, trackIndex);
-    *count = track.stsd == nullptr ? 0 : track.stsd->entryCount();
+    *count = static_cast<std::uint32_t>(trackAt(reader, trackIndex).descriptions.size());
   });
 }
 
@@ -148,11 +150,9 @@ std::uint32_t getSampleDescriptionHandle(NorvikKavReader* reader, std::uint32_t 
                                          const NorvikKavSampleDescription** description) noexcept {
   return guarded([&] {
     require(description);
-    const impl::TrackRecord& track = trackAt(reader, trackIndex);
-    const impl::SampleDescriptor* found =
-        track.stsd == nullptr ? nullptr : track.stsd->descriptor(descriptionIndex);
+    const SampleDescription* found = trackAt(reader, trackIndex).description(descriptionIndex);
     require(found);
-    *description = impl::toHandle(found);
+    *description = impl::toHandle(&found->descriptor());
   });
 }
 
@@ -179,7 +179,7 @@ std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description
                                    std::uint8_t* buffer) noexcept {
   return guarded([&] {
     require(description, buffer);
-    impl::Reader::getSampleDescription(*impl::fromHandle(description), buffer);
+    std::ranges::copy(impl::fromHandle(description)->headerBytes(), buffer);
   });
 }
 
@@ -187,7 +187,9 @@ std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const s
                                     NorvikKavSampleDescription** description) noexcept {
   return guarded([&] {
     require(info, description);
-    *description = impl::toHandle(impl::makeDescriptor(*info, header).release());
+    if (info->headerLength != 0) require(header);
+    *description =
+        impl::toHandle(impl::makeDescriptor(*info, {header, info->headerLength}).release());
   });
 }
 
@@ -208,7 +210,7 @@ std::uint32_t getHintedTrackCount(NorvikKavReader* reader, std::uint32_t trackIn
                                   std::uint32_t* count) noexcept {
   return guarded([&] {
     require(count);
-    *count = static_cast<std::uint32_t>(hintedTracks(trackAt(reader, trackIndex)).size());
+    *count = static_cast<std::uint32_t>(hintedTracks(recordAt(reader, trackIndex)).size());
   });
 }
 
@@ -216,7 +218,7 @@ std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
                               std::uint32_t* trackIds) noexcept {
   return guarded([&] {
     require(trackIds);
-    const std::span<const std::uint32_t> ids = hintedTracks(trackAt(reader, trackIndex));
+    const std::span<const std::uint32_t> ids = hintedTracks(recordAt(reader, trackIndex));
     std::copy(ids.begin(), ids.end(), trackIds);
   });
 }
@@ -225,7 +227,7 @@ std::uint32_t getEditShift(NorvikKavReader* reader, std::uint32_t trackIndex,
                            std::uint64_t* ticks) noexcept {
   return guarded([&] {
     require(reader, ticks);
-    *ticks = reader->reader.editShift(trackAt(reader, trackIndex));
+    *ticks = reader->reader.editShift(recordAt(reader, trackIndex));
   });
 }
 
@@ -233,7 +235,7 @@ std::uint32_t countSamples(NorvikKavReader* reader, std::uint64_t costLimit,
                            NorvikKavTrackTotals* totals) noexcept {
   return guarded([&] {
     require(reader, totals);
-    for (const impl::TrackTotals& track : reader->reader.countSamples(costLimit)) {
+    for (const TrackTotals& track : reader->reader.countSamples(costLimit)) {
       *totals++ = {track.sampleCount, track.gapCount};
     }
   });
@@ -283,7 +285,7 @@ std::uint32_t getSampleLocation(const NorvikKavSample* sample,
                                 NorvikKavSampleLocation* location) noexcept {
   return guarded([&] {
     require(sample, location);
-    const impl::Sample& found = *impl::fromHandle(sample);
+    const Sample& found = *impl::fromHandle(sample);
     location->fileOffset = found.fileOffset;
     location->trackIndex = found.track->index;
     location->descriptionIndex = found.descriptionIndex;

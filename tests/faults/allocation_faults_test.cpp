@@ -9,6 +9,7 @@
 #include "config/config_document.h"
 #include "src/entry_point.h"
 #include "tests/faults/fault_runs.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/run_program.h"
 
 // The option library hands its values over as plain pointers, and loses one when the memory for its
@@ -77,19 +78,14 @@ TEST(AllocationFaults, EndTheReaderWithACode) {
       const MemoryStreamPtr stream = MemoryStream::create(movie.bytes);
       Bytes read;
       read.reserve(expected.size());
-      std::uint32_t code = 0;
-      {
+      const auto code = thrownCode([&] {
         const ShortMemory shortMemory(k);
-        try {
-          readAll(*stream, read);
-        } catch (const kav::Exception& exception) {
-          code = exception.code();
-        }
-      }
-      if (code == 0) {
+        readAll(*stream, read);
+      });
+      if (code == kav::ErrorCode::success) {
         EXPECT_EQ(read, expected) << "allocation " << k;
       } else {
-        EXPECT_EQ(code, static_cast<std::uint32_t>(kav::ErrorCode::outOfMemory)) << k;
+        EXPECT_EQ(code, kav::ErrorCode::outOfMemory) << k;
       }
       EXPECT_EQ(stream->references(), 1u) << "allocation " << k;
       return faultWasMet;

@@ -7,6 +7,7 @@
 
 #include "tests/faults/fault_runs.h"
 #include "tests/support/box_walk.h"
+#include "tests/support/expect_code.h"
 
 namespace quarrypack::test {
 namespace {
@@ -59,7 +60,7 @@ TEST_P(StreamFaults, EndTheReaderWithACode) {
           EXPECT_EQ(read, expected) << "call " << k;
         }
       } catch (const kav::Exception& exception) {
-        EXPECT_NE(exception.code(), 0u);
+        EXPECT_NE(static_cast<kav::ErrorCode>(exception.code()), kav::ErrorCode::success);
       }
       EXPECT_EQ(stream->bytes(), movie.bytes) << "call " << k;
       EXPECT_EQ(stream->references(), 1u) << "call " << k;
@@ -73,26 +74,26 @@ TEST_P(StreamFaults, OfTheInputEndTheConversion) {
     const MemoryStreamPtr reference = MemoryStream::create();
     ASSERT_TRUE(convertQuietly(*MemoryStream::create(movie.bytes), *reference));
     const TableEntries entries(movie.bytes);
-    forEachFault("input of the pass, " + movie.name + ", " + nameOf(GetParam()),
-                 [&](std::size_t k) {
-                   const MemoryStreamPtr input = MemoryStream::create(movie.bytes);
-                   const MemoryStreamPtr output = MemoryStream::create();
-                   input->injectFault(k, GetParam());
-                   try {
-                     EXPECT_TRUE(convertQuietly(*input, *output)) << "call " << k;
-                     if (entries.wereCut(*input, GetParam())) {
-                       EXPECT_NO_THROW(BoxWalk(output->bytes())) << "call " << k;
-                     } else {
-                       EXPECT_EQ(output->bytes(), reference->bytes()) << "call " << k;
-                     }
-                   } catch (const kav::Exception& exception) {
-                     EXPECT_NE(exception.code(), 0u);
-                   }
-                   EXPECT_EQ(input->bytes(), movie.bytes) << "call " << k;
-                   EXPECT_EQ(input->references(), 1u) << "call " << k;
-                   EXPECT_EQ(output->references(), 1u) << "call " << k;
-                   return input->faultWasMet();
-                 });
+    forEachFault(
+        "input of the pass, " + movie.name + ", " + nameOf(GetParam()), [&](std::size_t k) {
+          const MemoryStreamPtr input = MemoryStream::create(movie.bytes);
+          const MemoryStreamPtr output = MemoryStream::create();
+          input->injectFault(k, GetParam());
+          try {
+            EXPECT_TRUE(convertQuietly(*input, *output)) << "call " << k;
+            if (entries.wereCut(*input, GetParam())) {
+              EXPECT_NO_THROW(BoxWalk(output->bytes())) << "call " << k;
+            } else {
+              EXPECT_EQ(output->bytes(), reference->bytes()) << "call " << k;
+            }
+          } catch (const kav::Exception& exception) {
+            EXPECT_NE(static_cast<kav::ErrorCode>(exception.code()), kav::ErrorCode::success);
+          }
+          EXPECT_EQ(input->bytes(), movie.bytes) << "call " << k;
+          EXPECT_EQ(input->references(), 1u) << "call " << k;
+          EXPECT_EQ(output->references(), 1u) << "call " << k;
+          return input->faultWasMet();
+        });
   }
 }
 
@@ -100,19 +101,19 @@ TEST_P(StreamFaults, OfTheOutputEndTheConversion) {
   for (const NamedMovie& movie : faultMovies()) {
     const MemoryStreamPtr reference = MemoryStream::create();
     ASSERT_TRUE(convertQuietly(*MemoryStream::create(movie.bytes), *reference));
-    forEachFault("output of the pass, " + movie.name + ", " + nameOf(GetParam()),
-                 [&](std::size_t k) {
-                   const MemoryStreamPtr input = MemoryStream::create(movie.bytes);
-                   const MemoryStreamPtr output = MemoryStream::create();
-                   output->injectFault(k, GetParam());
-                   try {
-                     EXPECT_TRUE(convertQuietly(*input, *output)) << "call " << k;
-                     EXPECT_EQ(output->bytes(), reference->bytes()) << "call " << k;
-                   } catch (const kav::Exception& exception) {
-                     EXPECT_NE(exception.code(), 0u);
-                   }
-                   return output->faultWasMet();
-                 });
+    forEachFault(
+        "output of the pass, " + movie.name + ", " + nameOf(GetParam()), [&](std::size_t k) {
+          const MemoryStreamPtr input = MemoryStream::create(movie.bytes);
+          const MemoryStreamPtr output = MemoryStream::create();
+          output->injectFault(k, GetParam());
+          try {
+            EXPECT_TRUE(convertQuietly(*input, *output)) << "call " << k;
+            EXPECT_EQ(output->bytes(), reference->bytes()) << "call " << k;
+          } catch (const kav::Exception& exception) {
+            EXPECT_NE(static_cast<kav::ErrorCode>(exception.code()), kav::ErrorCode::success);
+          }
+          return output->faultWasMet();
+        });
   }
 }
 
@@ -129,7 +130,7 @@ TEST_P(StreamFaults, EndTheWriter) {
         writeMovie(*output, form, descriptions.first());
         EXPECT_EQ(output->bytes(), reference->bytes()) << "call " << k;
       } catch (const kav::Exception& exception) {
-        EXPECT_NE(exception.code(), 0u);
+        EXPECT_NE(static_cast<kav::ErrorCode>(exception.code()), kav::ErrorCode::success);
       }
       EXPECT_EQ(output->references(), 1u) << "call " << k;
       return output->faultWasMet();

@@ -121,8 +121,9 @@ void readThroughFacade(const MemoryStreamPtr& file, const kav::NorvikKavReaderOp
 }
 
 void walk(impl::SampleIterator& samples) {
+  kav::Sample sample;
   for (int i = 0; i < kMostSamples && samples.hasNext(); ++i) {
-    if (samples.next() == nullptr) break;
+    if (!samples.take(sample)) break;
   }
 }
 
@@ -168,12 +169,12 @@ void readRandomAccess(impl::NorvikKavStream& stream, impl::RootBox& root, const 
 
 void readInside(const MemoryStreamPtr& file) {
   impl::Reader reader(file, {});
-  for (const impl::TrackRecord& track : reader.tracks()) walkSegments(track);
+  for (const impl::TrackRecord& track : reader.records()) walkSegments(track);
 
-  impl::DocIteratorOptions range;
-  range.start = {1, 7};
-  range.end = {~std::uint64_t{0}, 90000};
-  const auto tracks = impl::createTrackIterators(reader.tracks(), 600, range);
+  kav::SampleOptions range;
+  range.from = {1, 7};
+  range.to = {~std::uint64_t{0}, 90000};
+  const auto tracks = impl::createTrackIterators(reader.records(), 600, range);
   for (const auto& track : tracks) walk(*track);
 
   impl::KavDocument document(file, {});

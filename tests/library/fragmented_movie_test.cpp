@@ -12,6 +12,7 @@
 #include "tests/library/remux.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -262,7 +263,7 @@ class FragmentedWriter : public ::testing::Test {
     info.handlerType = handler;
     info.codecType = 0x736F7774;  // "sowt"
     norvik::kav::NorvikKavSampleDescription* description = nullptr;
-    EXPECT_EQ(makeSampleDescription(&info, nullptr, &description), 0u);
+    EXPECT_RESULT(success, makeSampleDescription(&info, nullptr, &description));
     writer().addSampleDescription(number, description);
     closeSampleDescription(description);
     return number;
@@ -276,16 +277,6 @@ class FragmentedWriter : public ::testing::Test {
                         .flags = flags,
                         .size = static_cast<std::uint32_t>(bytes.size()),
                         .data = bytes.data()});
-  }
-
-  template <class Operation>
-  std::uint32_t codeOf(Operation operation) {
-    try {
-      operation();
-    } catch (const norvik::kav::Exception& exception) {
-      return exception.code();
-    }
-    return 0;
   }
 
   norvik::kav::NorvikKavWriterConfiguration configuration_;
@@ -419,9 +410,9 @@ TEST_F(FragmentedWriter, RefusesToBeAnnouncedMoreSamplesThanAnyFileHas) {
   track.info.mediaTimescale = 3000;
   track.handlerType = 0x736F756E;
   track.sampleCount = 100000001;
-  EXPECT_EQ(codeOf([&] { writer().addTrack(track); }), 9u);
+  EXPECT_CODE(implausibleCount, writer().addTrack(track));
   track.sampleCount = 100000000;
-  EXPECT_EQ(codeOf([&] { writer().addTrack(track); }), 0u);
+  EXPECT_CODE(success, writer().addTrack(track));
 }
 
 // The sample that was held back cannot wait for the next one to tell how long it lasts.
@@ -439,7 +430,7 @@ TEST_F(FragmentedWriter, EndsTheFragmentWithItsLastSampleWhenMetadataComes) {
   EXPECT_EQ(walk.track(2).samples.size(), 1u);
   // A tick of the movie, as at the end of a track.
   EXPECT_EQ(walk.track(1).samples[1].duration, 5u);
-  EXPECT_EQ(codeOf([&] { add(999); }), 1288u);
+  EXPECT_CODE(sampleTimeBackwards, add(999));
   add(2000);
   add(3000);
   writer().finish();
@@ -454,7 +445,7 @@ TEST_F(FragmentedWriter, EndsTheFragmentWithItsLastSampleWhenMetadataComes) {
 TEST_F(FragmentedWriter, RefusesTimesThatGoBackwards) {
   addTrack();
   add(3000);
-  EXPECT_EQ(codeOf([&] { add(2999); }), 1288u);
+  EXPECT_CODE(sampleTimeBackwards, add(2999));
 }
 
 TEST_F(FragmentedWriter, RefusesTimesThatGoBackwardsAcrossAGap) {
@@ -462,35 +453,33 @@ TEST_F(FragmentedWriter, RefusesTimesThatGoBackwardsAcrossAGap) {
   add(0);
   add(3000);
   add(1000, norvik::kav::kSampleIsGap, {});
-  EXPECT_EQ(codeOf([&] { add(4000); }), 1288u);
+  EXPECT_CODE(sampleTimeBackwards, add(4000));
 }
 
 TEST_F(FragmentedWriter, RefusesASampleThatNoFragmentCanHold) {
   addTrack();
   const std::uint8_t byte = 0;
-  EXPECT_EQ(
-      codeOf([&] {
-        writer().addSample({.trackNumber = 1, .flags = 1, .size = (1U << 30) + 1, .data = &byte});
-      }),
-      1289u);
+  EXPECT_CODE(
+      sampleTooLarge,
+      writer().addSample({.trackNumber = 1, .flags = 1, .size = (1U << 30) + 1, .data = &byte}));
 }
 
 TEST_F(FragmentedWriter, RefusesUnknownTracksAndDescriptions) {
-  EXPECT_EQ(codeOf([&] { add(0); }), 1280u);
+  EXPECT_CODE(unknownTrack, add(0));
   addTrack();
-  EXPECT_EQ(codeOf([&] { add(0, 1, text("abc"), 0); }), 1536u);
-  EXPECT_EQ(codeOf([&] { add(0, 1, text("abc"), 2); }), 1536u);
-  EXPECT_EQ(codeOf([&] { add(0, 1, text("abc"), 1); }), 0u);
+  EXPECT_CODE(unknownDescription, add(0, 1, text("abc"), 0));
+  EXPECT_CODE(unknownDescription, add(0, 1, text("abc"), 2));
+  EXPECT_CODE(success, add(0, 1, text("abc"), 1));
 }
 
 TEST_F(FragmentedWriter, TakesNoTracksAfterSamplesAndNothingAfterTheFinish) {
   addTrack();
   add(0);
-  EXPECT_EQ(codeOf([&] { addTrack(); }), 33u);
+  EXPECT_CODE(tracksClosedBySamples, addTrack());
   writer().finish();
-  EXPECT_EQ(codeOf([&] { addTrack(); }), 2052u);
-  EXPECT_EQ(codeOf([&] { add(1); }), 48u);
-  EXPECT_EQ(codeOf([&] { writer().setXMPMetadata("x", 1); }), 48u);
+  EXPECT_CODE(addTrackAfterFinish, addTrack());
+  EXPECT_CODE(writerNotOpen, add(1));
+  EXPECT_CODE(writerNotOpen, writer().setXMPMetadata("x", 1));
 }
 
 TEST_F(FragmentedWriter, RefusesMoreGapsThanAnnounced) {
@@ -499,7 +488,7 @@ TEST_F(FragmentedWriter, RefusesMoreGapsThanAnnounced) {
     add(time);
     add(time + 1000, norvik::kav::kSampleIsGap, {});
   }
-  EXPECT_EQ(codeOf([&] { add(4000); }), 16u);
+  EXPECT_CODE(editListFull, add(4000));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "kav/writer.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
 
@@ -62,7 +63,7 @@ TEST(Metadata, IsEmptyInAMovieWithoutIt) {
   MovieBuilder movie({videoTrack()});
   movie.tail = uuidBox(uuidOf("abcd"), text("no packet"));
   const Metadata found = metadataOf(movie.build());
-  EXPECT_EQ(found.code, 0u);
+  EXPECT_RESULT(success, found.code);
   EXPECT_TRUE(found.bytes.empty());
 }
 
@@ -94,14 +95,7 @@ class WrittenMetadata : public ::testing::TestWithParam<bool> {
         {.trackNumber = 1, .decodingTime = time, .flags = 1, .size = 3, .data = "abc"});
   }
 
-  std::uint32_t codeOfSetting(const Bytes& packet) {
-    try {
-      writer_->setXMPMetadata(packet.data(), packet.size());
-    } catch (const Exception& exception) {
-      return exception.code();
-    }
-    return 0;
-  }
+  void setMetadata(const Bytes& packet) { writer_->setXMPMetadata(packet.data(), packet.size()); }
 
   MemoryStreamPtr stream_ = MemoryStream::create();
   std::optional<Writer> writer_;
@@ -111,7 +105,7 @@ TEST_P(WrittenMetadata, IsReadBackFromBetweenTheSamples) {
   addTrack();
   addSample(0);
   addSample(10);
-  EXPECT_EQ(codeOfSetting(text("<x:xmpmeta/>")), 0u);
+  EXPECT_CODE(success, setMetadata(text("<x:xmpmeta/>")));
   addSample(20);
   writer_->finish();
   EXPECT_EQ(metadataOf(stream_->bytes()).bytes, text("<x:xmpmeta/>"));
@@ -120,7 +114,7 @@ TEST_P(WrittenMetadata, IsReadBackFromBetweenTheSamples) {
 
 TEST_P(WrittenMetadata, IsReadBackFromAMovieWithoutSamples) {
   addTrack();
-  EXPECT_EQ(codeOfSetting(text("<x:xmpmeta/>")), 0u);
+  EXPECT_CODE(success, setMetadata(text("<x:xmpmeta/>")));
   writer_->finish();
   EXPECT_EQ(metadataOf(stream_->bytes()).bytes, text("<x:xmpmeta/>"));
 }
@@ -128,15 +122,15 @@ TEST_P(WrittenMetadata, IsReadBackFromAMovieWithoutSamples) {
 TEST_P(WrittenMetadata, MayBe64MiBAndNoMore) {
   addTrack();
   Bytes packet(kMost + 1, 'x');
-  EXPECT_EQ(codeOfSetting(packet), 1282u);
+  EXPECT_CODE(metadataTooLarge, setMetadata(packet));
   packet.pop_back();
-  EXPECT_EQ(codeOfSetting(packet), 0u);
+  EXPECT_CODE(success, setMetadata(packet));
   writer_->finish();
   EXPECT_EQ(metadataOf(stream_->bytes()).bytes, packet);
 }
 
 TEST_P(WrittenMetadata, MayComeBeforeAnyTrack) {
-  EXPECT_EQ(codeOfSetting(text("<x:xmpmeta/>")), 0u);
+  EXPECT_CODE(success, setMetadata(text("<x:xmpmeta/>")));
   addTrack();
   addTrack();
   addSample(0);
@@ -150,28 +144,18 @@ TEST_P(WrittenMetadata, MayComeBeforeAnyTrack) {
 TEST_P(WrittenMetadata, IsRefusedByAFinishedWriter) {
   addTrack();
   writer_->finish();
-  EXPECT_EQ(codeOfSetting(text("x")), 48u);
+  EXPECT_CODE(writerNotOpen, setMetadata(text("x")));
 }
 
 TEST_P(WrittenMetadata, NeedsItsBytes) {
   addTrack();
-  try {
-    writer_->setXMPMetadata(nullptr, 1);
-    FAIL() << "taken";
-  } catch (const Exception& exception) {
-    EXPECT_EQ(exception.code(), 20u);
-  }
+  EXPECT_CODE(missingArgument, writer_->setXMPMetadata(nullptr, 1));
 }
 
 TEST_P(WrittenMetadata, ClosesTheListOfTracks) {
   addTrack();
-  codeOfSetting(text("x"));
-  try {
-    addTrack();
-    FAIL() << "taken";
-  } catch (const Exception& exception) {
-    EXPECT_EQ(exception.code(), 32u);
-  }
+  setMetadata(text("x"));
+  EXPECT_CODE(tracksClosedByMetadata, addTrack());
 }
 
 INSTANTIATE_TEST_SUITE_P(BothForms, WrittenMetadata, ::testing::Bool(), [](const auto& param) {

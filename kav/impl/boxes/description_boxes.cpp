@@ -182,10 +182,12 @@ std::unique_ptr<SampleDescriptor> freshDescriptor(const BoxHeader& header, FourC
 
 template <class Info>
 std::unique_ptr<SampleDescriptor> descriptorFrom(const NorvikKavSampleDescInfo& info,
-                                                 const std::uint8_t* bytes) {
-  // Whoever handed in a shorter record has no fields of this kind behind it.
+                                                 std::span<const std::uint8_t> header) {
+  // A record of another length lacks the fields of this kind.
   if (info.structSize != sizeof(Info)) throw Exception(ErrorCode::unsupportedTrackType);
-  return std::make_unique<DescriptorOf<Info>>(static_cast<const Info&>(info), bytes);
+  Info record = static_cast<const Info&>(info);
+  record.headerLength = static_cast<std::uint32_t>(header.size());
+  return std::make_unique<DescriptorOf<Info>>(record, header.data());
 }
 
 // A hint track in the maker's streaming form, which has one description only.
@@ -247,17 +249,28 @@ template class DescriptorOf<NorvikKavAudioSampleDescInfo>;
 template class DescriptorOf<NorvikKavZeltSampleDescInfo>;
 
 std::unique_ptr<SampleDescriptor> makeDescriptor(const NorvikKavSampleDescInfo& info,
-                                                 const std::uint8_t* bytes) {
+                                                 std::span<const std::uint8_t> header) {
+  if (header.size() > std::numeric_limits<std::uint32_t>::max()) {
+    throw Exception(ErrorCode::implausibleCount);
+  }
   switch (info.handlerType) {
     case fourCc("vide"):
-      return descriptorFrom<NorvikKavVideoSampleDescInfo>(info, bytes);
+      return descriptorFrom<NorvikKavVideoSampleDescInfo>(info, header);
     case fourCc("soun"):
-      return descriptorFrom<NorvikKavAudioSampleDescInfo>(info, bytes);
+      return descriptorFrom<NorvikKavAudioSampleDescInfo>(info, header);
     case fourCc("hint"):
-      return descriptorFrom<NorvikKavZeltSampleDescInfo>(info, bytes);
+      return descriptorFrom<NorvikKavZeltSampleDescInfo>(info, header);
     default:
-      return descriptorFrom<NorvikKavSampleDescInfo>(info, bytes);
+      return descriptorFrom<NorvikKavSampleDescInfo>(info, header);
   }
+}
+
+std::span<const std::uint8_t> boxesOf(const SampleDescriptor& descriptor) {
+  const std::span<const std::uint8_t> bytes = descriptor.headerBytes();
+  const auto* sound = dynamic_cast<const AudioSampleDescriptor*>(&descriptor);
+  if (sound == nullptr || (sound->info().version != 1 && sound->info().version != 2)) return bytes;
+  const std::optional<std::size_t> extension = extensionLength(sound->info(), bytes);
+  return bytes.subspan(extension.value_or(bytes.size()));
 }
 
 AudioSampleDescriptor portableForm(const AudioSampleDescriptor& descriptor) {
@@ -289,16 +302,16 @@ AudioSampleDescriptor portableForm(const AudioSampleDescriptor& descriptor) {
 }
 
 KavSampleEntry::KavSampleEntry(BoxHeader header, NorvikKavStream& stream,
-                               std::unique_ptr<SampleDescriptor> descriptor)
+                               std::shared_ptr<SampleDescriptor> descriptor)
     : Box(std::move(header), stream), descriptor_(std::move(descriptor)) {
   if (extendedType()) descriptor_->setExtendedType(*extendedType());
 }
 
-KavSampleEntry::KavSampleEntry(std::unique_ptr<SampleDescriptor> descriptor,
+KavSampleEntry::KavSampleEntry(std::shared_ptr<SampleDescriptor> descriptor,
                                NorvikKavStream& stream)
     : KavSampleEntry(std::move(descriptor), stream, kGenericEntrySize) {}
 
-KavSampleEntry::KavSampleEntry(std::unique_ptr<SampleDescriptor> descriptor,
+KavSampleEntry::KavSampleEntry(std::shared_ptr<SampleDescriptor> descriptor,
                                NorvikKavStream& stream, std::size_t fixedSize)
     : Box(descriptor->codecType(), stream), descriptor_(std::move(descriptor)) {
   if (type() == fourCc("uuid")) setExtendedType(descriptor_->extendedType());

@@ -85,11 +85,15 @@ using VideoSampleDescriptor = DescriptorOf<NorvikKavVideoSampleDescInfo>;
 using AudioSampleDescriptor = DescriptorOf<NorvikKavAudioSampleDescInfo>;
 using ZeltSampleDescriptor = DescriptorOf<NorvikKavZeltSampleDescInfo>;
 
-// The descriptor that a public record with its header bytes stands for; the record's handler tells
-// its kind. Throws unsupportedTrackType for a record that is not as long as its kind,
-// missingArgument for a header length without bytes.
+// The descriptor that a public record makes with header bytes, whatever length the record states
+// for them; the record's handler tells its kind. Throws unsupportedTrackType for a record that is
+// not as long as its kind, implausibleCount for more header bytes than a record can count.
 std::unique_ptr<SampleDescriptor> makeDescriptor(const NorvikKavSampleDescInfo& info,
-                                                 const std::uint8_t* bytes);
+                                                 std::span<const std::uint8_t> header);
+
+// The boxes among the header bytes. They follow the fields that a QuickTime sound entry of version
+// 1 or 2 begins with; bytes too short for these hold no boxes.
+std::span<const std::uint8_t> boxesOf(const SampleDescriptor& descriptor);
 
 // The form in which a sound description is written. QuickTime puts the decoder configuration of
 // AAC sound into a wave atom behind the fields of version 1 or 2, where strict readers do not look:
@@ -103,12 +107,15 @@ class KavSampleEntry : public Box {
  public:
   // An entry read from a file. A fresh descriptor of the right kind is filled by readContent.
   KavSampleEntry(BoxHeader header, NorvikKavStream& stream,
-                 std::unique_ptr<SampleDescriptor> descriptor);
+                 std::shared_ptr<SampleDescriptor> descriptor);
 
   // An entry to be written.
-  KavSampleEntry(std::unique_ptr<SampleDescriptor> descriptor, NorvikKavStream& stream);
+  KavSampleEntry(std::shared_ptr<SampleDescriptor> descriptor, NorvikKavStream& stream);
 
   const SampleDescriptor& descriptor() const { return *descriptor_; }
+
+  // The same, to outlive the entry. Once an entry was read, its descriptor does not change.
+  std::shared_ptr<const SampleDescriptor> sharedDescriptor() const { return descriptor_; }
 
   void writeHeader() override;
 
@@ -117,7 +124,7 @@ class KavSampleEntry : public Box {
   void writeContent() override;
 
  protected:
-  KavSampleEntry(std::unique_ptr<SampleDescriptor> descriptor, NorvikKavStream& stream,
+  KavSampleEntry(std::shared_ptr<SampleDescriptor> descriptor, NorvikKavStream& stream,
                  std::size_t fixedSize);
 
   // The fields between the box header and the header bytes: their length, and how they are moved.
@@ -128,7 +135,7 @@ class KavSampleEntry : public Box {
   SampleDescriptor& mutableDescriptor() { return *descriptor_; }
 
  private:
-  std::unique_ptr<SampleDescriptor> descriptor_;
+  std::shared_ptr<SampleDescriptor> descriptor_;
 };
 
 class KavVideoSampleEntry final : public KavSampleEntry {
@@ -193,6 +200,9 @@ class StsdBox final : public VariableSizeBox {
 
   // The description that samples refer to by a 1-based index, or null when there is none.
   const SampleDescriptor* descriptor(std::uint32_t index) const;
+
+  // In the order of their indices.
+  std::span<KavSampleEntry* const> entries() const { return entries_; }
 
   void readContent() override;
   void writeContent() override;

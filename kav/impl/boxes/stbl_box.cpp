@@ -69,43 +69,33 @@ void StblBox::readChildren(RootBox& root, bool check) {
   for (const BoxPtr& child : children()) {
     if (child->type() != fourCc("sdtp")) child->readBody(root, check);
   }
-  // Its length is known by the other tables only, which may stand behind it.
+  // Its length is known by the other tables only, which may come after it.
   if (sdtp_ == nullptr || stsz_ == nullptr) return;
   sdtp_->setSampleCount(stsz_->sampleCount());
   sdtp_->readBody(root, check);
 }
 
-void StblBox::addSample(const WrittenSample& sample) {
+void StblBox::addSample(const Sample& sample) {
   if (samplesAdded_ >= capacity_) throw Exception(ErrorCode::sampleTableFull);
   ++samplesAdded_;
-  stts_->addSampleTime(sample.decodingTime);
-  ctts_->addCompositionOffset(sample.compositionOffset);
-  stsz_->addSampleSize(sample.size);
-  addToChunk(sample);
-  if (isSync(sample.flags)) stss_->addSyncSample(stsz_->sampleCount());
-  if (sdtp_ != nullptr) sdtp_->addSampleDependencies(dependenciesOf(sample.flags));
+  const NorvikKavSampleInfo& info = sample.info;
+  stts_->addSampleTime(info.decodingTime);
+  ctts_->addCompositionOffset(info.compositionOffset);
+  stsz_->addSampleSize(info.size);
+  const auto closed = chunks_.add(sample.fileOffset, info.size, sample.descriptionIndex);
+  if (closed) writeChunk(*closed);
+  if (isSync(info.flags)) stss_->addSyncSample(stsz_->sampleCount());
+  if (sdtp_ != nullptr) sdtp_->addSampleDependencies(dependenciesOf(info.flags));
 }
 
-void StblBox::addToChunk(const WrittenSample& sample) {
-  const bool joins = chunk_.samples > 0 && chunk_.descriptionIndex == sample.descriptionIndex &&
-                     chunk_.expectedOffset == sample.offset;
-  if (!joins) {
-    closeChunk();
-    ++chunk_.number;
-    chunk_.descriptionIndex = sample.descriptionIndex;
-    chunk_.offset = sample.offset;
-  }
-  ++chunk_.samples;
-  chunk_.expectedOffset = sample.offset + sample.size;
+void StblBox::writeChunk(const ChunkTableBuilder::Chunk& chunk) {
+  const ChunkEntry& entry = chunk.entry;
+  stsc_->addChunk(entry.firstChunk, entry.samplesPerChunk, entry.descriptionIndex);
+  co64_->addChunkOffset(chunk.offset);
 }
 
-void StblBox::closeChunk() {
-  if (chunk_.samples == 0) return;
-  stsc_->addChunk(chunk_.number, chunk_.samples, chunk_.descriptionIndex);
-  co64_->addChunkOffset(chunk_.offset);
-  chunk_.samples = 0;
+void StblBox::updateContent() {
+  if (const auto chunk = chunks_.finish()) writeChunk(*chunk);
 }
-
-void StblBox::updateContent() { closeChunk(); }
 
 }  // namespace norvik::kav::impl

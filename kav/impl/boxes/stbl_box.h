@@ -6,20 +6,12 @@
 #include "kav/impl/boxes/table_boxes.h"
 #include "kav/impl/model/box.h"
 #include "kav/impl/model/build_parameters.h"
+#include "kav/impl/tables/chunk_table.h"
+#include "kav/sample.h"
 
 namespace norvik::kav::impl {
 
 class StsdBox;
-
-// A sample that was written to the file, as the sample table of its track records it.
-struct WrittenSample {
-  std::uint64_t offset = 0;  // of its first byte in the file
-  std::uint64_t decodingTime = 0;
-  std::uint32_t size = 0;
-  std::uint32_t compositionOffset = 0;
-  std::uint32_t flags = 0;             // low byte 1: sync sample; bits 8 to 15: its sdtp byte
-  std::uint32_t descriptionIndex = 1;  // counts from 1
-};
 
 // The sample table of a track. It is read with the movie, or built: constructed with room for the
 // announced samples, given each sample in decoding order, and completed by updateContent, before
@@ -37,8 +29,10 @@ class StblBox final : public Box {
   std::span<const ChildRule> getChildRules() const override;
   void readChildren(RootBox& root, bool check) override;
 
-  // Throws sampleTableFull for more samples than were announced.
-  void addSample(const WrittenSample& sample);
+  // Adds a sample that was written to the file: its size, times and flags, its description, and
+  // where its bytes are. Of the flags, 1 in the low byte is a sync sample. Throws sampleTableFull
+  // for more samples than were announced.
+  void addSample(const Sample& sample);
 
   // The children, null when absent.
   StsdBox* stsd() const { return stsd_; }
@@ -55,18 +49,8 @@ class StblBox final : public Box {
   const IChunkOffsetBox* chunkOffsets() const;
 
  private:
-  // Chunks are written when they are complete: consecutive samples of one description that lie
-  // next to each other in the file.
-  struct OpenChunk {
-    std::uint32_t descriptionIndex = 0;
-    std::uint32_t samples = 0;  // none while no chunk is open
-    std::uint32_t number = 0;   // of the chunk that is open or, with none, of the last one
-    std::uint64_t offset = 0;
-    std::uint64_t expectedOffset = 0;  // where the next sample must lie to join
-  };
-
-  void addToChunk(const WrittenSample& sample);
-  void closeChunk();
+  // Chunks are written when they are complete.
+  void writeChunk(const ChunkTableBuilder::Chunk& chunk);
 
   StsdBox* stsd_ = nullptr;
   SttsBox* stts_ = nullptr;
@@ -80,7 +64,7 @@ class StblBox final : public Box {
 
   std::uint32_t capacity_ = 0;
   std::uint32_t samplesAdded_ = 0;
-  OpenChunk chunk_;
+  ChunkTableBuilder chunks_;
 };
 
 }  // namespace norvik::kav::impl

@@ -1,7 +1,5 @@
 #include "kav/impl/boxes/table_boxes.h"
 
-#include <algorithm>
-#include <numeric>
 #include <utility>
 
 #include "kav/exception.h"
@@ -31,88 +29,50 @@ SttsBox::SttsBox(BoxHeader header, NorvikKavStream& stream) : TableBox(std::move
 SttsBox::SttsBox(std::uint32_t capacity, std::uint32_t lastSampleDuration, NorvikKavStream& stream)
     : TableBox(fourCc("stts"), stream, kTimeTable,
                plausibleCapacity(capacity, ErrorCode::implausibleCount)),
-      lastSampleDuration_(lastSampleDuration) {}
+      state_(TimeTableBuilder(lastSampleDuration)) {}
 
 void SttsBox::readContent() {
   const std::uint32_t count = readNumber();
   requireEntries(count, kTimeTable.entryLength, ErrorCode::implausibleCount);
   setEntryCount(count);
-  runs_.reserve(count);
-  decodeEntries<TimeEntry>(
-      count, [this](const TimeEntry& entry) { runs_.add(entry.sampleCount, entry.sampleDelta); });
-  runs_.finish();
+  TimeTable::Loader loader(count);
+  decodeEntries<TimeEntry>(count, [&](const TimeEntry& entry) { loader.add(entry); });
+  state_ = std::move(loader).finish();
 }
 
 void SttsBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void SttsBox::updateContent() {
   takeBackFinal();
-  if (hasOnlyOneSample_) {
-    // A track of one picture lasts one unit, whatever a last sample lasts elsewhere.
-    appendFinal(TimeEntry{1, 1});
-  } else if (pending_.sampleCount > 0) {
-    appendFinal(pending_);
-    appendFinal(TimeEntry{1, lastSampleDuration_});
+  if (const auto* builder = std::get_if<TimeTableBuilder>(&state_)) {
+    for (const TimeEntry& entry : builder->finish()) appendFinal(entry);
   }
   writeContent();
-}
-
-void SttsBox::addSampleTime(std::uint64_t decodingTime) {
-  if (!hasSample_) {
-    hasSample_ = true;
-    hasOnlyOneSample_ = true;
-    previousTime_ = decodingTime;
-    return;
-  }
-  hasOnlyOneSample_ = false;
-  const std::uint32_t delta = wrappingDistance(previousTime_, decodingTime);
-  if (pending_.sampleDelta == kNoDelta || delta == pending_.sampleDelta) {
-    ++pending_.sampleCount;
-    pending_.sampleDelta = delta;
-  } else {
-    append(pending_);
-    pending_ = {1, delta};
-  }
-  previousTime_ = decodingTime;
-}
-
-std::uint64_t SttsBox::endTime() const {
-  if (runs_.filled().empty()) return 0;
-  const TimeRun& last = runs_.filled().back();
-  return last.startTime + std::uint64_t{last.sampleCount} * last.sampleDelta;
 }
 
 CttsBox::CttsBox(BoxHeader header, NorvikKavStream& stream) : TableBox(std::move(header), stream) {}
 
 CttsBox::CttsBox(std::uint32_t capacity, NorvikKavStream& stream)
-    : TableBox(fourCc("ctts"), stream, kOffsetTable, capacity) {}
+    : TableBox(fourCc("ctts"), stream, kOffsetTable, capacity), state_(CompositionTableBuilder()) {}
 
 void CttsBox::readContent() {
   const std::uint32_t count = readCount();
   requireEntries(count, kOffsetTable.entryLength, ErrorCode::implausibleCount);
   setEntryCount(count);
   if (count > 0) isEmptyTable_ = false;
-  runs_.reserve(count);
-  decodeEntries<OffsetEntry>(count, [this](const OffsetEntry& entry) {
-    runs_.add(entry.sampleCount, entry.sampleOffset);
-  });
+  CompositionTable::Loader loader(count);
+  decodeEntries<OffsetEntry>(count, [&](const OffsetEntry& entry) { loader.add(entry); });
+  state_ = std::move(loader).finish();
 }
 
 void CttsBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void CttsBox::updateContent() {
   takeBackFinal();
-  if (pending_.sampleCount > 0) appendFinal(pending_);
-  writeContent();
-}
-
-void CttsBox::addCompositionOffset(std::uint32_t offset) {
-  if (pending_.sampleCount > 0 && offset != pending_.sampleOffset) {
-    append(pending_);
-    pending_.sampleCount = 0;
+  if (const auto* builder = std::get_if<CompositionTableBuilder>(&state_)) {
+    if (const auto entry = builder->finish()) appendFinal(*entry);
   }
-  ++pending_.sampleCount;
-  pending_.sampleOffset = offset;
+  writeContent();
 }
 
 StscBox::StscBox(BoxHeader header, NorvikKavStream& stream) : TableBox(std::move(header), stream) {}
@@ -128,10 +88,9 @@ void StscBox::readContent() {
 }
 
 void StscBox::readEntries(std::uint32_t count) {
-  decodeEntries<ChunkEntry>(count, [this](const ChunkEntry& entry) {
-    runs_.add(entry.firstChunk, entry.samplesPerChunk, entry.descriptionIndex);
-  });
-  runs_.finish();
+  ChunkTable::Loader loader;
+  decodeEntries<ChunkEntry>(count, [&](const ChunkEntry& entry) { loader.add(entry); });
+  table_ = std::move(loader).finish();
 }
 
 void StscBox::writeContent() { writeFixedNumber(0, entryCount()); }
@@ -151,36 +110,24 @@ StszBox::StszBox(std::uint32_t capacity, NorvikKavStream& stream)
 
 void StszBox::readContent() {
   if (bytesLeft() < kSizeTable.fixedLength) throw Exception(ErrorCode::truncatedBox);
-  sampleSize_ = readNumber();
+  const std::uint32_t sampleSize = readNumber();
   const std::uint32_t count = readNumber();
-  requireEntries(count, sampleSize_ == 0 ? kSizeTable.entryLength : 0,
-                 ErrorCode::implausibleSampleCount);
+  const bool hasSizes = sampleSize == 0;
+  requireEntries(count, hasSizes ? kSizeTable.entryLength : 0, ErrorCode::implausibleSampleCount);
   setEntryCount(count);
-  if (sampleSize_ == 0) readSampleSizes(count);
+  if (hasSizes) {
+    readSampleSizes(count);
+  } else {
+    table_ = SizeTable(sampleSize, count);
+  }
 }
 
 void StszBox::readSampleSizes(std::uint32_t count) {
-  sizes_.reserve(count);
-  std::uint64_t sum = 0;
-  decodeEntries<NumberEntry>(count, [&](const NumberEntry& entry) {
-    if (sizes_.size() % kStride == 0) sums_.push_back(sum);
-    sizes_.push_back(entry.number);
-    sum += entry.number;
-  });
-}
-
-std::uint64_t StszBox::bytesBefore(std::uint64_t entry) const {
-  const std::size_t last =
-      std::min<std::uint64_t>(entry, sampleSize_ != 0 ? sampleCount() : sizes_.size());
-  if (sampleSize_ != 0) return std::uint64_t{last} * sampleSize_;
-  if (last == 0) return 0;
-  const std::size_t stride = (last - 1) / kStride;
-  return std::accumulate(sizes_.data() + stride * kStride, sizes_.data() + last, sums_[stride]);
-}
-
-std::uint64_t StszBox::totalSize(std::uint32_t firstSample, std::uint32_t count) const {
-  const std::uint64_t first = firstSample == 0 ? 0 : firstSample - 1;
-  return bytesBefore(first + count) - bytesBefore(first);
+  std::vector<std::uint32_t> sizes;
+  sizes.reserve(count);
+  decodeEntries<NumberEntry>(count,
+                             [&](const NumberEntry& entry) { sizes.push_back(entry.number); });
+  table_ = SizeTable(std::move(sizes));
 }
 
 void StszBox::writeContent() {
@@ -194,14 +141,15 @@ void StszBox::addSampleSize(std::uint32_t size) { append(NumberEntry{size}); }
 
 std::unique_ptr<SampleSizeIterator> StszBox::getSampleSizeIterator(
     std::uint32_t sampleNumber) const {
-  if (sampleSize_ != 0) {
-    return std::make_unique<FixedSampleSizeIterator>(sampleSize_, sampleNumber, sampleCount());
+  if (table_.sampleSize() != 0) {
+    return std::make_unique<FixedSampleSizeIterator>(table_.sampleSize(), sampleNumber,
+                                                     sampleCount());
   }
-  return std::make_unique<NormalVariableSampleSizeIterator>(sizes_, sampleNumber);
+  return std::make_unique<NormalVariableSampleSizeIterator>(table_.sizes(), sampleNumber);
 }
 
 Co64Box::Co64Box(std::uint32_t capacity, NorvikKavStream& stream)
-    : ChunkOffsetTable(fourCc("co64"), stream, kWideOffsetTable,
+    : ChunkOffsetBoxOf(fourCc("co64"), stream, kWideOffsetTable,
                        plausibleCapacity(capacity, ErrorCode::implausibleSampleCount)) {}
 
 void Co64Box::writeContent() { writeFixedNumber(0, entryCount()); }
@@ -220,10 +168,11 @@ void StssBox::readContent() {
   const std::uint32_t count = readCount();
   requireEntries(count, kSyncTable.entryLength, ErrorCode::implausibleSampleCount);
   setEntryCount(count);
-  sampleNumbers_.reserve(count);
-  decodeEntries<NumberEntry>(
-      count, [this](const NumberEntry& entry) { sampleNumbers_.push_back(entry.number); });
-  risingNumbers_.build(sampleNumbers_.size(), [this](std::size_t i) { return sampleNumbers_[i]; });
+  std::vector<std::uint32_t> numbers;
+  numbers.reserve(count);
+  decodeEntries<NumberEntry>(count,
+                             [&](const NumberEntry& entry) { numbers.push_back(entry.number); });
+  table_ = SyncTable(std::move(numbers));
 }
 
 void StssBox::writeContent() { writeFixedNumber(0, entryCount()); }
@@ -231,12 +180,6 @@ void StssBox::writeContent() { writeFixedNumber(0, entryCount()); }
 void StssBox::updateContent() { writeContent(); }
 
 void StssBox::addSyncSample(std::uint32_t sampleNumber) { append(NumberEntry{sampleNumber}); }
-
-SyncSampleCursor StssBox::getSyncSampleCursor(std::uint32_t sampleNumber) const {
-  const std::size_t index = risingNumbers_.firstReaching(
-      sampleNumbers_.size(), sampleNumber, [this](std::size_t i) { return sampleNumbers_[i]; });
-  return {sampleNumbers_.data() + index, sampleNumbers_.data() + sampleNumbers_.size()};
-}
 
 SdtpBox::SdtpBox(BoxHeader header, NorvikKavStream& stream) : TableBox(std::move(header), stream) {}
 

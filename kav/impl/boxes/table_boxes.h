@@ -3,11 +3,17 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <variant>
 #include <vector>
 
 #include "kav/impl/boxes/table_box.h"
-#include "kav/impl/tables/sample_cursors.h"
-#include "kav/impl/tables/sample_runs.h"
+#include "kav/impl/tables/chunk_table.h"
+#include "kav/impl/tables/composition_table.h"
+#include "kav/impl/tables/offset_table.h"
+#include "kav/impl/tables/size_table.h"
+#include "kav/impl/tables/sync_table.h"
+#include "kav/impl/tables/table_interfaces.h"
+#include "kav/impl/tables/time_table.h"
 
 namespace norvik::kav::impl {
 
@@ -23,77 +29,10 @@ namespace norvik::kav::impl {
 //           stss   sync samples         their numbers
 //           sdtp   dependencies         one byte a sample
 //
-// A table is read completely and then searched, or built sample by sample and never searched.
+// A table is read completely and then searched, or built sample by sample and never searched. The
+// boxes do the input and output; tables and builders know nothing of a file.
 
-struct TimeEntry {
-  std::uint32_t sampleCount = 0;
-  std::uint32_t sampleDelta = 0;
-
-  template <class Fields, class Self>
-  static constexpr void layout(Fields& fields, Self& self) {
-    fields.u32(self.sampleCount);
-    fields.u32(self.sampleDelta);
-  }
-};
-
-struct OffsetEntry {
-  std::uint32_t sampleCount = 0;
-  std::uint32_t sampleOffset = 0;
-
-  template <class Fields, class Self>
-  static constexpr void layout(Fields& fields, Self& self) {
-    fields.u32(self.sampleCount);
-    fields.u32(self.sampleOffset);
-  }
-};
-
-struct ChunkEntry {
-  std::uint32_t firstChunk = 0;
-  std::uint32_t samplesPerChunk = 0;
-  std::uint32_t descriptionIndex = 0;
-
-  template <class Fields, class Self>
-  static constexpr void layout(Fields& fields, Self& self) {
-    fields.u32(self.firstChunk);
-    fields.u32(self.samplesPerChunk);
-    fields.u32(self.descriptionIndex);
-  }
-};
-
-// A size, a 32-bit chunk offset or a sample number.
-struct NumberEntry {
-  std::uint32_t number = 0;
-
-  std::uint64_t chunkOffset() const { return number; }
-
-  template <class Fields, class Self>
-  static constexpr void layout(Fields& fields, Self& self) {
-    fields.u32(self.number);
-  }
-};
-
-struct WideOffsetEntry {
-  std::uint64_t offset = 0;
-
-  std::uint64_t chunkOffset() const { return offset; }
-
-  template <class Fields, class Self>
-  static constexpr void layout(Fields& fields, Self& self) {
-    fields.u64(self.offset);
-  }
-};
-
-struct DependencyEntry {
-  std::uint8_t dependencies = 0;
-
-  template <class Fields, class Self>
-  static constexpr void layout(Fields& fields, Self& self) {
-    fields.u8(self.dependencies);
-  }
-};
-
-// Decoding times. While it is built, a run waits until a sample of another duration comes; the
-// duration of the last sample cannot be told from decoding times and is given at construction.
+// Decoding times.
 class SttsBox final : public TableBox {
  public:
   SttsBox(BoxHeader header, NorvikKavStream& stream);
@@ -105,30 +44,23 @@ class SttsBox final : public TableBox {
   void writeContent() override;
   void updateContent() override;
 
-  // Times come in decoding order.
-  void addSampleTime(std::uint64_t decodingTime);
+  // Times come in decoding order. Only for a box that is built.
+  void addSampleTime(std::uint64_t decodingTime) {
+    if (const auto entry = std::get<TimeTableBuilder>(state_).add(decodingTime)) append(*entry);
+  }
 
-  std::span<const TimeRun> runs() const { return runs_.runs(); }
+  // Only for a box that was read.
+  const TimeTable& table() const { return std::get<TimeTable>(state_); }
+  std::uint64_t endTime() const { return table().endTime(); }
 
-  // The decoding time behind the last sample.
-  std::uint64_t endTime() const;
-
-  // Stands at the first sample with a decoding time at or after a time.
-  TimeCursor getTimeCursor(std::uint64_t time) const { return {runs_, time}; }
+  // At the first sample with a decoding time at or after a time.
+  TimeCursor getTimeCursor(std::uint64_t time) const { return {table(), time}; }
 
  private:
-  static constexpr std::uint32_t kNoDelta = 0xFFFFFFFF;
-
-  TimeRuns runs_;
-
-  TimeEntry pending_{0, kNoDelta};
-  std::uint64_t previousTime_ = 0;
-  bool hasSample_ = false;
-  bool hasOnlyOneSample_ = false;
-  std::uint32_t lastSampleDuration_ = 0;
+  std::variant<TimeTable, TimeTableBuilder> state_;
 };
 
-// Composition offsets. While it is built, a run waits until another offset comes.
+// Composition offsets.
 class CttsBox final : public TableBox {
  public:
   CttsBox(BoxHeader header, NorvikKavStream& stream);
@@ -138,20 +70,23 @@ class CttsBox final : public TableBox {
   void writeContent() override;
   void updateContent() override;
 
-  void addCompositionOffset(std::uint32_t offset);
+  // Only for a box that is built.
+  void addCompositionOffset(std::uint32_t offset) {
+    if (const auto entry = std::get<CompositionTableBuilder>(state_).add(offset)) append(*entry);
+  }
 
-  // Tells that no entry was announced by the table.
+  // Obliged: whether the table announced no entry.
   bool isEmptyTable() const { return isEmptyTable_; }
-  std::span<const OffsetRun> runs() const { return runs_.runs(); }
+
+  // Only for a box that was read.
+  const CompositionTable& table() const { return std::get<CompositionTable>(state_); }
   CompositionCursor getCompositionCursor(std::uint32_t sampleNumber) const {
-    return {runs_.filled(), sampleNumber};
+    return {table(), sampleNumber};
   }
 
  private:
-  OffsetRuns runs_;
+  std::variant<CompositionTable, CompositionTableBuilder> state_;
   bool isEmptyTable_ = true;
-
-  OffsetEntry pending_;
 };
 
 // Samples of chunks. A built table has one entry for each chunk.
@@ -164,19 +99,20 @@ class StscBox final : public TableBox {
   void writeContent() override;
   void updateContent() override;
 
+  // Obliged: three virtual operations in this order.
   virtual void addChunk(std::uint32_t firstChunk, std::uint32_t samplesPerChunk,
                         std::uint32_t descriptionIndex);
 
-  // Stands at the first sample of the chunk that holds the sample.
+  // At the first sample of the chunk that holds the sample.
   virtual ChunkCursor getChunkCursor(std::uint32_t sampleNumber) const {
-    return {runs_.filled(), sampleNumber};
+    return {table_.filled(), sampleNumber};
   }
   virtual void readEntries(std::uint32_t count);
 
-  std::span<const ChunkRun> runs() const { return runs_.runs(); }
+  const ChunkTable& table() const { return table_; }
 
  private:
-  ChunkRuns runs_;
+  ChunkTable table_;
 };
 
 // Sample sizes. A built table has a size for each sample.
@@ -191,44 +127,37 @@ class StszBox final : public TableBox, public ISampleSizeBox {
   void writeContent() override;
   void updateContent() override;
 
+  // Obliged: two virtual operations in this order.
   virtual void addSampleSize(std::uint32_t size);
   virtual void readSampleSizes(std::uint32_t count);
 
   std::unique_ptr<SampleSizeIterator> getSampleSizeIterator(
       std::uint32_t sampleNumber) const override;
 
-  // The size of all samples, or 0 when each has its own.
-  std::uint32_t sampleSize() const { return sampleSize_; }
+  // As the box states it, even where the stream delivered fewer sizes.
   std::uint32_t sampleCount() const { return entryCount(); }
-  std::span<const std::uint32_t> sizes() const { return sizes_; }
 
-  // The bytes of a number of samples from one on, in a time that does not grow with the number: a
-  // chunk may hold a whole movie. Samples that the table does not have count nothing.
-  std::uint64_t totalSize(std::uint32_t firstSample, std::uint32_t count) const;
+  const SizeTable& table() const { return table_; }
+  std::uint64_t totalSize(std::uint32_t firstSample, std::uint32_t count) const {
+    return table_.totalSize(firstSample, count);
+  }
 
  private:
-  static constexpr std::size_t kStride = 256;
-
-  // The bytes of the samples in front of an entry.
-  std::uint64_t bytesBefore(std::uint64_t entry) const;
-
-  std::uint32_t sampleSize_ = 0;
-  std::vector<std::uint32_t> sizes_;
-  std::vector<std::uint64_t> sums_;  // the bytes in front of every kStride-th entry
+  SizeTable table_;
 };
 
-// Where the chunks begin in the file, in entries of either width. In memory both are 64 bits wide.
+// Where the chunks begin in the file, in entries of either width.
 template <class Entry>
-class ChunkOffsetTable : public TableBox, public IChunkOffsetBox {
+class ChunkOffsetBoxOf : public TableBox, public IChunkOffsetBox {
  public:
-  ChunkOffsetTable(BoxHeader header, NorvikKavStream& stream)
+  ChunkOffsetBoxOf(BoxHeader header, NorvikKavStream& stream)
       : TableBox(std::move(header), stream) {}
 
   std::unique_ptr<ChunkOffsetIterator> getChunkOffsetIterator(
       std::uint32_t chunkNumber) const override {
-    return std::make_unique<NormalChunkOffsetIterator>(offsets_, chunkNumber);
+    return std::make_unique<NormalChunkOffsetIterator>(table_.offsets(), chunkNumber);
   }
-  std::span<const std::uint64_t> offsets() const { return offsets_; }
+  const OffsetTable& table() const { return table_; }
 
  protected:
   using TableBox::TableBox;
@@ -241,30 +170,33 @@ class ChunkOffsetTable : public TableBox, public IChunkOffsetBox {
   }
 
   void readOffsets(std::uint32_t count) {
-    offsets_.reserve(count);
+    std::vector<std::uint64_t> offsets;
+    offsets.reserve(count);
     decodeEntries<Entry>(count,
-                         [this](const Entry& entry) { offsets_.push_back(entry.chunkOffset()); });
+                         [&](const Entry& entry) { offsets.push_back(entry.chunkOffset()); });
+    table_ = OffsetTable(std::move(offsets));
   }
 
  private:
-  std::vector<std::uint64_t> offsets_;
+  OffsetTable table_;
 };
 
 // Chunk offsets of 32 bits. They are only read: a built table has 64 bits, since it is begun before
 // anybody knows how long the file will be.
-class StcoBox final : public ChunkOffsetTable<NumberEntry> {
+class StcoBox final : public ChunkOffsetBoxOf<NumberEntry> {
  public:
-  using ChunkOffsetTable::ChunkOffsetTable;
+  using ChunkOffsetBoxOf::ChunkOffsetBoxOf;
 
   void readContent() override { readChunkOffsets(readOffsetCount()); }
 
+  // Obliged: a virtual operation.
   virtual void readChunkOffsets(std::uint32_t count) { readOffsets(count); }
 };
 
 // Chunk offsets of 64 bits.
-class Co64Box final : public ChunkOffsetTable<WideOffsetEntry> {
+class Co64Box final : public ChunkOffsetBoxOf<WideOffsetEntry> {
  public:
-  using ChunkOffsetTable::ChunkOffsetTable;
+  using ChunkOffsetBoxOf::ChunkOffsetBoxOf;
 
   // Throws implausibleSampleCount for a capacity that no real file has.
   Co64Box(std::uint32_t capacity, NorvikKavStream& stream);
@@ -273,11 +205,12 @@ class Co64Box final : public ChunkOffsetTable<WideOffsetEntry> {
   void writeContent() override;
   void updateContent() override;
 
+  // Obliged: two virtual operations in this order.
   virtual void addChunkOffset(std::uint64_t offset);
   virtual void readChunkOffsets(std::uint32_t count) { readOffsets(count); }
 };
 
-// The numbers of the sync samples, in the order of the file whatever it is.
+// The numbers of the sync samples.
 class StssBox final : public TableBox, public ISyncSampleBox {
  public:
   StssBox(BoxHeader header, NorvikKavStream& stream);
@@ -291,12 +224,13 @@ class StssBox final : public TableBox, public ISyncSampleBox {
 
   void addSyncSample(std::uint32_t sampleNumber);
 
-  SyncSampleCursor getSyncSampleCursor(std::uint32_t sampleNumber) const override;
-  std::span<const std::uint32_t> sampleNumbers() const { return sampleNumbers_; }
+  SyncSampleCursor getSyncSampleCursor(std::uint32_t sampleNumber) const override {
+    return table_.cursorFrom(sampleNumber);
+  }
+  const SyncTable& table() const { return table_; }
 
  private:
-  std::vector<std::uint32_t> sampleNumbers_;
-  RisingIndex risingNumbers_;
+  SyncTable table_;
 };
 
 // What samples depend on, one byte each. The box does not tell how many: when it is read, the

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -19,7 +20,7 @@ namespace {
 constexpr std::size_t kMostScannedTracks = 16;
 
 // Whether a time is earlier than another. Exact for all times, which their products would not be.
-bool isEarlier(const ScaledTime& a, const ScaledTime& b) {
+bool isEarlier(const Moment& a, const Moment& b) {
   const std::uint64_t seconds = a.time / a.timescale;
   const std::uint64_t otherSeconds = b.time / b.timescale;
   if (seconds != otherSeconds) return seconds < otherSeconds;
@@ -28,43 +29,52 @@ bool isEarlier(const ScaledTime& a, const ScaledTime& b) {
 
 // As rescaleTime, seconds apart from their fraction: a stream that counts from 1970 in fine units
 // passes 64 bits otherwise.
-std::uint64_t inTimescale(const ScaledTime& time, std::uint32_t timescale) {
+std::uint64_t inTimescale(const Moment& time, std::uint32_t timescale) {
   const std::uint64_t seconds = time.time / time.timescale;
   const std::uint64_t fraction = time.time % time.timescale;
   return wrappingAdd(wrappingMultiply(seconds, timescale),
                      rescaleTime(fraction, time.timescale, timescale));
 }
 
+// The same for the bound of a range, which may be any time at all: one that is too late for 64 bits
+// lies after every sample.
+std::uint64_t boundInTimescale(const Moment& bound, std::uint32_t timescale) {
+  constexpr std::uint64_t kLatest = std::numeric_limits<std::uint64_t>::max();
+  if (bound.timescale == 0 || timescale == 0) return 0;
+  if (bound.time / bound.timescale >= kLatest / timescale) return kLatest;
+  return inTimescale(bound, timescale);
+}
+
 // The decoding time of the first sample of a track, as a movie with fragments states it; nothing
 // for a track without samples.
 std::optional<std::uint64_t> beginOf(const TrackRecord& track) {
   if (track.hasSamplesInTables()) return 0;
-  const FragmentPlaces::Place* first = track.root->fragmentOf(track.info.trackId, 0);
+  const FragmentPlaces::Place* first = track.root->fragmentOf(track.info().trackId, 0);
   if (first == nullptr) return std::nullopt;
-  return first->fragment->partsOf(track.info.trackId).front()->decodeTime().value_or(0);
+  return first->fragment->partsOf(track.info().trackId).front()->decodeTime().value_or(0);
 }
 
 // The time 0 of a movie: the earliest time at which one of its tracks begins. The fragments of an
 // excerpt keep the times of the whole, from which it is taken off. No more is read for it than for
 // the first samples of the tracks, which are wanted next.
-ScaledTime beginOf(std::span<const TrackRecord> tracks) {
-  std::optional<ScaledTime> earliest;
+Moment beginOf(std::span<const TrackRecord> tracks) {
+  std::optional<Moment> earliest;
   for (const TrackRecord& track : tracks) {
-    if (!track.isFragmented() || track.info.mediaTimescale == 0) continue;
+    if (!track.isFragmented() || track.info().mediaTimescale == 0) continue;
     const std::optional<std::uint64_t> begin = beginOf(track);
     if (!begin) continue;
-    const ScaledTime time{*begin, track.info.mediaTimescale};
+    const Moment time{*begin, track.info().mediaTimescale};
     if (!earliest || isEarlier(time, *earliest)) earliest = time;
     if (time.time == 0) break;
   }
-  return earliest.value_or(kWholeFileStart);
+  return earliest.value_or(kStartOfMovie);
 }
 
 // The composition offset of the first sample of a track's media, where the edit list needs it.
 std::uint32_t firstCompositionOffset(MediaIterCreator& creator, const ElstBox& edits) {
   if (!hasShiftedMedia(edits)) return 0;
-  const SamplePtr first = creator.createMediaIterator(0)->next();
-  return first == nullptr ? 0 : first->info.compositionOffset;
+  Sample first;
+  return creator.createMediaIterator(0)->take(first) ? first.info.compositionOffset : 0;
 }
 
 // One track on its way to its iterator.
@@ -75,20 +85,19 @@ struct TrackPlan {
   std::uint32_t firstOffset;
 };
 
-TrackPlan planTrack(const TrackRecord& track, const DocIteratorOptions& options,
-                    const ScaledTime& begin) {
-  auto creator = std::make_unique<MediaIterCreator>(track, options.context, options.ignoreEditLists,
-                                                    inTimescale(begin, track.info.mediaTimescale));
-  const ElstBox* edits = options.ignoreEditLists ? nullptr : track.edits();
+TrackPlan planTrack(const TrackRecord& track, const SampleOptions& options, const Moment& begin) {
+  auto creator = std::make_unique<MediaIterCreator>(
+      track, options.context, !options.applyEdits, inTimescale(begin, track.info().mediaTimescale));
+  const ElstBox* edits = options.applyEdits ? track.edits() : nullptr;
   const std::uint32_t offset = edits == nullptr ? 0 : firstCompositionOffset(*creator, *edits);
   return {track, std::move(creator), edits, offset};
 }
 
 std::unique_ptr<SampleIterator> createTrackIterator(TrackPlan plan, std::uint32_t movieTimescale,
-                                                    const DocIteratorOptions& options) {
-  const std::uint32_t timescale = plan.track.info.mediaTimescale;
-  const std::uint64_t start = rescaleTime(options.start.time, options.start.timescale, timescale);
-  const std::uint64_t end = rescaleTime(options.end.time, options.end.timescale, timescale);
+                                                    const SampleOptions& options) {
+  const std::uint32_t timescale = plan.track.info().mediaTimescale;
+  const std::uint64_t start = boundInTimescale(options.from, timescale);
+  const std::uint64_t end = boundInTimescale(options.to, timescale);
   if (plan.edits == nullptr) return plan.creator->createMediaIterator(start, end);
   std::vector<EditSegment> segments = makeEditSegments(*plan.edits, plan.firstOffset);
   return std::make_unique<PresentationIter>(std::move(plan.creator), std::move(segments),
@@ -99,28 +108,30 @@ std::unique_ptr<SampleIterator> createTrackIterator(TrackPlan plan, std::uint32_
 
 std::vector<std::unique_ptr<SampleIterator>> createTrackIterators(
     std::span<const TrackRecord> tracks, std::uint32_t movieTimescale,
-    const DocIteratorOptions& options) {
+    const SampleOptions& options) {
   std::vector<std::unique_ptr<SampleIterator>> iterators;
   iterators.reserve(tracks.size());
-  const ScaledTime begin = beginOf(tracks);
+  const Moment begin = beginOf(tracks);
   for (const TrackRecord& track : tracks) {
+    if (options.trackIndex && *options.trackIndex != track.track->index) continue;
     iterators.push_back(
         createTrackIterator(planTrack(track, options, begin), movieTimescale, options));
   }
   return iterators;
 }
 
-std::uint64_t editShift(const TrackRecord& track, const DocIteratorOptions& options) {
+std::uint64_t editShift(const TrackRecord& track, const SampleOptions& options) {
   // The composition offset of the first sample does not depend on where the movie begins.
-  const TrackPlan plan = planTrack(track, options, kWholeFileStart);
+  const TrackPlan plan = planTrack(track, options, kStartOfMovie);
   return plan.edits == nullptr ? 0 : editShift(*plan.edits, plan.firstOffset);
 }
 
 DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
   tracks_.reserve(tracks.size());
   for (auto& iterator : tracks) {
-    SamplePtr head = iterator->next();
-    tracks_.push_back({std::move(iterator), std::move(head)});
+    Track& track = tracks_.emplace_back();
+    track.iterator = std::move(iterator);
+    track.hasHead = track.iterator->take(track.head);
   }
   if (tracks_.size() <= kMostScannedTracks) {
     earliest_ = scanForEarliest();
@@ -141,13 +152,13 @@ DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
 }
 
 bool DocIterator::comesBefore(std::size_t a, std::size_t b) const {
-  const Sample* x = tracks_[a].head.get();
-  const Sample* y = tracks_[b].head.get();
-  if (x == nullptr || y == nullptr) return x != nullptr;
+  if (!tracks_[a].hasHead || !tracks_[b].hasHead) return tracks_[a].hasHead;
+  const NorvikKavSampleInfo& x = tracks_[a].head.info;
+  const NorvikKavSampleInfo& y = tracks_[b].head.info;
   // Seconds compared exactly, by multiplying across; for times beyond any real movie the products
   // wrap.
-  return wrappingMultiply(x->info.decodingTime, y->info.timescale) <
-         wrappingMultiply(y->info.decodingTime, x->info.timescale);
+  return wrappingMultiply(x.decodingTime, y.timescale) <
+         wrappingMultiply(y.decodingTime, x.timescale);
 }
 
 std::size_t DocIterator::scanForEarliest() const {
@@ -171,22 +182,22 @@ void DocIterator::findEarliestAgain(std::size_t track) {
   earliest_ = winners_[1];
 }
 
-bool DocIterator::hasNext() { return !tracks_.empty() && tracks_[earliest_].head != nullptr; }
+bool DocIterator::hasNext() { return !tracks_.empty() && tracks_[earliest_].hasHead; }
 
-SamplePtr DocIterator::next() {
-  if (tracks_.empty()) return nullptr;
+bool DocIterator::take(Sample& sample) {
+  if (!hasNext()) return false;
   Track& track = tracks_[earliest_];
-  if (track.head == nullptr) return nullptr;
-  SamplePtr chosen = std::move(track.head);
+  sample = track.head;
+  track.hasHead = false;
   try {
-    track.head = track.iterator->hasNext() ? track.iterator->next() : nullptr;
+    track.hasHead = track.iterator->hasNext() && track.iterator->take(track.head);
   } catch (...) {
     // The other tracks go on without this one.
     findEarliestAgain(earliest_);
     throw;
   }
   findEarliestAgain(earliest_);
-  return chosen;
+  return true;
 }
 
 }  // namespace norvik::kav::impl

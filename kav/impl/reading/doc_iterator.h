@@ -8,50 +8,35 @@
 
 #include "kav/impl/reading/sample_iterator.h"
 #include "kav/impl/reading/track_record.h"
+#include "kav/sample_options.h"
 
 namespace norvik::kav::impl {
 
-// A time with its timescale (units per second).
-struct ScaledTime {
-  std::uint64_t time = 0;
-  std::uint32_t timescale = 1;
-};
-
-// Ten years of 365 days stand for a whole file.
-inline constexpr ScaledTime kWholeFileStart{0, 1};
-inline constexpr ScaledTime kWholeFileEnd{315360000, 1};
-
-struct DocIteratorOptions {
-  bool ignoreEditLists = false;
-  ScaledTime start = kWholeFileStart;
-  ScaledTime end = kWholeFileEnd;
-  std::uint64_t context = 0;  // handed on with every sample
-};
-
-// Makes the iterators of all tracks of a document, in their order, edit lists applied. The times of
-// a movie with fragments count from the earliest one at which a track begins.
+// Makes the iterators of the tracks of a document that are wanted, in their order. The times of a
+// movie with fragments count from the earliest one at which any of its tracks begins.
 std::vector<std::unique_ptr<SampleIterator>> createTrackIterators(
     std::span<const TrackRecord> tracks, std::uint32_t movieTimescale,
-    const DocIteratorOptions& options);
+    const SampleOptions& options);
 
 // By how much the samples of a track are delivered later than its edit list says, in the media
 // timescale: what was taken off the first media time, because samples are picked by decoding time;
-// see makeEditSegments. 0 where edit lists are ignored.
-std::uint64_t editShift(const TrackRecord& track, const DocIteratorOptions& options);
+// see makeEditSegments. 0 where edit lists are not applied.
+std::uint64_t editShift(const TrackRecord& track, const SampleOptions& options);
 
 // The samples of all tracks, merged by decoding time. Of samples at the same time, the one whose
-// track stands first in the file comes first.
+// track is first in the file comes first.
 class DocIterator final : public SampleIterator {
  public:
   explicit DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks);
 
   bool hasNext() override;
-  SamplePtr next() override;
+  bool take(Sample& sample) override;
 
  private:
   struct Track {
     std::unique_ptr<SampleIterator> iterator;
-    SamplePtr head;
+    Sample head;
+    bool hasHead = false;
   };
 
   // Whether the head of track a is earlier than that of track b; a track without one never is.

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/table_boxes.h"
@@ -28,7 +27,7 @@ FragmentedTrackIterator::FragmentedTrackIterator(const TrackRecord& track, std::
                                                  std::shared_ptr<PassedRuns> passedRuns,
                                                  std::uint64_t movieBegin)
     : track_(track),
-      context_(context),
+      blank_(blankSample(track, context)),
       start_(start),
       end_(end),
       movieBegin_(movieBegin),
@@ -53,7 +52,7 @@ void FragmentedTrackIterator::beginAfter(const Sample& lastOfMovie) {
 
 void FragmentedTrackIterator::openMovieSamples() {
   if (!track_.hasSamplesInTables()) return;
-  movieSamples_ = std::make_unique<TrackIterator>(track_, context_, start_, end_);
+  movieSamples_ = std::make_unique<TrackIterator>(track_, blank_.context, start_, end_);
   if (track_.stbl->stts() != nullptr) decodingTime_ = track_.stbl->stts()->endTime();
   if (!movieSamples_->hasNext()) movieSamples_.reset();
 }
@@ -61,7 +60,7 @@ void FragmentedTrackIterator::openMovieSamples() {
 bool FragmentedTrackIterator::openNextFragment() {
   fragment_ = nullptr;
   RootBox& root = *track_.root;
-  const FragmentPlaces::Place* place = root.fragmentOf(track_.info.trackId, nextFragment_);
+  const FragmentPlaces::Place* place = root.fragmentOf(track_.info().trackId, nextFragment_);
   if (place == nullptr) {
     fragmentsPassed_ = root.fragmentCount();
     return false;
@@ -70,7 +69,7 @@ bool FragmentedTrackIterator::openNextFragment() {
   fragment_ = place->fragment;
   fragmentsPassed_ = place->number;
   resolveFragment(*fragment_, *root.movie()->mvex());
-  parts_ = fragment_->partsOf(track_.info.trackId);
+  parts_ = fragment_->partsOf(track_.info().trackId);
   return true;
 }
 
@@ -180,49 +179,45 @@ std::uint8_t FragmentedTrackIterator::dependenciesOf(std::uint32_t sampleFlags) 
   return static_cast<std::uint8_t>(sampleFlags >> kDependencyShift & 0xFF);
 }
 
-SamplePtr FragmentedTrackIterator::makeSample() const {
+void FragmentedTrackIterator::fill(Sample& sample) const {
   const TrunBox::Sample& entry = samples_->current();
   const std::uint32_t descriptionIndex = parts_.front()->layout().descriptionIndex;
-  auto sample = std::make_unique<Sample>();
-  NorvikKavSampleInfo& info = sample->info;
+  sample = blank_;
+  NorvikKavSampleInfo& info = sample.info;
   info.size = entry.size;
   info.decodingTime = decodingTime_;
-  info.timescale = track_.info.mediaTimescale;
   info.compositionOffset = entry.compositionOffset;
-  info.trackId = track_.info.trackId;
   info.flags = (entry.flags & kNotSyncFlags) == 0 ? kSampleIsSync : 0;
-  sample->dependencies = dependenciesOf(entry.flags);
-  sample->fileOffset = offsetFrom(runBase_, entry.dataOffset);
-  sample->fragmentSequence = fragment_->sequenceNumber();
-  sample->isOfFragment = true;
-  sample->description =
-      track_.stsd == nullptr ? nullptr : track_.stsd->descriptor(descriptionIndex);
-  if (sample->description != nullptr) sample->descriptionIndex = descriptionIndex;
-  sample->track = &track_;
-  sample->context = context_;
-  return sample;
+  sample.dependencies = dependenciesOf(entry.flags);
+  sample.fileOffset = offsetFrom(runBase_, entry.dataOffset);
+  sample.fragmentSequence = fragment_->sequenceNumber();
+  sample.isOfFragment = true;
+  sample.description = track_.track->description(descriptionIndex);
+  if (sample.description != nullptr) sample.descriptionIndex = descriptionIndex;
 }
 
-SamplePtr FragmentedTrackIterator::next() {
-  if (movieSamples_ != nullptr) {
-    SamplePtr sample = movieSamples_->next();
-    if (!movieSamples_->hasNext()) {
-      movieSamples_.reset();
-      beginAfter(*sample);
-    }
-    return sample;
+bool FragmentedTrackIterator::takeOfMovie(Sample& sample) {
+  const bool taken = movieSamples_->take(sample);
+  if (!movieSamples_->hasNext()) {
+    movieSamples_.reset();
+    beginAfter(sample);
   }
-  if (ended_) return nullptr;
-  SamplePtr sample = makeSample();
-  if (sample->description == nullptr) {
+  return taken;
+}
+
+bool FragmentedTrackIterator::take(Sample& sample) {
+  if (movieSamples_ != nullptr) return takeOfMovie(sample);
+  if (ended_) return false;
+  fill(sample);
+  if (sample.description == nullptr) {
     // Without its description nothing after this sample can be understood.
     ended_ = true;
-    return sample;
+    return true;
   }
   decodingTime_ = wrappingAdd(decodingTime_, samples_->current().duration);
   samples_->next();
   settle();
-  return sample;
+  return true;
 }
 
 }  // namespace norvik::kav::impl

@@ -33,7 +33,7 @@ class FragmentedTrackIterator final : public SampleIterator {
                           std::uint64_t movieBegin = 0);
 
   bool hasNext() override;
-  SamplePtr next() override;
+  bool take(Sample& sample) override;
 
   // How much was passed so far.
   std::size_t fragmentsPassed() const { return fragmentsPassed_; }
@@ -45,6 +45,7 @@ class FragmentedTrackIterator final : public SampleIterator {
 
  private:
   void openMovieSamples();
+  bool takeOfMovie(Sample& sample);
 
   // Stands the iterator at the first sample of the fragments.
   void begin();
@@ -58,11 +59,11 @@ class FragmentedTrackIterator final : public SampleIterator {
   void noteRun();
   void jump();
   void leaveRun();
-  SamplePtr makeSample() const;
+  void fill(Sample& sample) const;
   std::uint8_t dependenciesOf(std::uint32_t sampleFlags) const;
 
   const TrackRecord& track_;
-  std::uint64_t context_;
+  const Sample blank_;  // what all samples of the track have in common
   std::uint64_t start_;
   std::uint64_t end_;
   std::uint64_t movieBegin_;

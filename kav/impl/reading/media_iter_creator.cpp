@@ -32,7 +32,7 @@ std::unique_ptr<SampleIterator> MediaIterCreator::createMediaIterator(std::uint6
 
 SamplePtr MediaIterCreator::createEmptySample(std::uint64_t time) {
   // Without a sample before it an empty edit is counted to the first fragment.
-  return makeEmptySample(track_, time, context_, fragmented_ ? 1 : 0);
+  return std::make_unique<Sample>(emptySample(track_, time, context_, fragmented_ ? 1 : 0));
 }
 
 }  // namespace norvik::kav::impl

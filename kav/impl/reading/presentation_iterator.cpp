@@ -18,7 +18,7 @@ PresentationIter::PresentationIter(std::unique_ptr<IMediaIterCreator> creator,
       mediaTimescale_(mediaTimescale),
       end_(end) {
   openSegment();
-  held_ = fetch();
+  fetch();
 }
 
 // A segment without a duration shows the rest of the media.
@@ -45,46 +45,46 @@ void PresentationIter::openSegment() {
   media_ = creator_->createMediaIterator(segment.mediaTime);
 }
 
-SamplePtr PresentationIter::fetchFromMedia() {
+bool PresentationIter::fetchFromMedia() {
   const std::uint64_t mediaTime = segments_[segment_].mediaTime;
-  while (SamplePtr sample = media_->next()) {
-    if (sample->info.decodingTime < mediaTime) continue;
-    sample->info.decodingTime =
-        wrappingAdd(sample->info.decodingTime, wrappingSubtract(segmentStart_, mediaTime));
-    if (sample->info.decodingTime >= segmentEnd_) break;
-    if (sample->isOfFragment) fragmentSequence_ = sample->fragmentSequence;
-    return sample;
+  while (media_->take(held_)) {
+    if (held_.info.decodingTime < mediaTime) continue;
+    held_.info.decodingTime =
+        wrappingAdd(held_.info.decodingTime, wrappingSubtract(segmentStart_, mediaTime));
+    if (held_.info.decodingTime >= segmentEnd_) break;
+    if (held_.isOfFragment) fragmentSequence_ = held_.fragmentSequence;
+    return true;
   }
-  return nullptr;
+  return false;
 }
 
-SamplePtr PresentationIter::createEmptySample() const {
-  SamplePtr sample = creator_->createEmptySample(segmentStart_);
-  if (fragmentSequence_) sample->fragmentSequence = *fragmentSequence_;
-  return sample;
+void PresentationIter::holdEmptySample() {
+  held_ = *creator_->createEmptySample(segmentStart_);
+  if (fragmentSequence_) held_.fragmentSequence = *fragmentSequence_;
 }
 
-SamplePtr PresentationIter::fetch() {
-  while (segment_ < segments_.size()) {
+void PresentationIter::fetch() {
+  holds_ = false;
+  while (!holds_ && segment_ < segments_.size()) {
     if (segments_[segment_].isEmpty()) {
-      SamplePtr sample = createEmptySample();
+      holdEmptySample();
       nextSegment();
-      return sample;
+      holds_ = true;
+      return;
     }
     // Media that runs out inside a segment goes on with the next one.
-    if (SamplePtr sample = fetchFromMedia()) return sample;
-    nextSegment();
+    holds_ = fetchFromMedia();
+    if (!holds_) nextSegment();
   }
-  return nullptr;
 }
 
-bool PresentationIter::hasNext() { return held_ != nullptr && held_->info.decodingTime < end_; }
+bool PresentationIter::hasNext() { return holds_ && held_.info.decodingTime < end_; }
 
-SamplePtr PresentationIter::next() {
-  if (!hasNext()) return nullptr;
-  SamplePtr current = std::move(held_);
-  held_ = fetch();
-  return current;
+bool PresentationIter::take(Sample& sample) {
+  if (!hasNext()) return false;
+  sample = held_;
+  fetch();
+  return true;
 }
 
 }  // namespace norvik::kav::impl

@@ -21,17 +21,17 @@ class PresentationIter final : public SampleIterator {
                    std::uint32_t movieTimescale, std::uint32_t mediaTimescale, std::uint64_t end);
 
   bool hasNext() override;
-  SamplePtr next() override;
+  bool take(Sample& sample) override;
 
  private:
   void nextSegment();
   void openSegment();
   std::uint64_t endOf(const EditSegment& segment) const;  // media timescale
 
-  // The next sample that the edit list lets through; null at the end.
-  SamplePtr fetch();
-  SamplePtr fetchFromMedia();
-  SamplePtr createEmptySample() const;
+  // Holds the next sample that the edit list shows, if there is one.
+  void fetch();
+  bool fetchFromMedia();
+  void holdEmptySample();
 
   std::unique_ptr<IMediaIterCreator> creator_;
   std::vector<EditSegment> segments_;
@@ -44,7 +44,8 @@ class PresentationIter final : public SampleIterator {
   std::uint64_t segmentEnd_ = 0;
   std::optional<std::uint32_t> fragmentSequence_;  // of the latest sample, if it is of a fragment
   std::unique_ptr<SampleIterator> media_;
-  SamplePtr held_;
+  Sample held_;
+  bool holds_ = false;  // held_ comes next
 };
 
 }  // namespace norvik::kav::impl

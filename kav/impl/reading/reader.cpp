@@ -50,20 +50,70 @@ class CostBudget {
 TrackTotals countTrack(SampleIterator& samples, std::uint64_t fileLength, CostBudget& budget) {
   TrackTotals totals;
   try {
-    while (SamplePtr sample = samples.next()) {
-      if (!budget.spend(sample->info.size)) break;
-      if (sample->info.flags == kSampleIsGap) {
+    Sample sample;
+    while (samples.take(sample)) {
+      const std::uint32_t size = sample.info.size;
+      if (!budget.spend(size)) break;
+      if (sample.isGap()) {
         ++totals.gapCount;
         continue;
       }
-      const std::uint32_t size = sample->info.size;
-      if (size != 0 && (size > fileLength || sample->fileOffset > fileLength - size)) break;
+      if (size != 0 && (size > fileLength || sample.fileOffset > fileLength - size)) break;
       ++totals.sampleCount;
     }
   } catch (const Exception&) {
     return totals;
   }
   return totals;
+}
+
+MovieInfo infoOf(const MoovBox& movie) {
+  MovieInfo info;
+  info.isFragmented = movie.mvex() != nullptr;
+  if (movie.mvhd() == nullptr) return info;
+  const auto& header = movie.mvhd()->record();
+  info.timescale = header.timescale;
+  info.duration = header.duration;
+  info.creationTime = header.creationTime;
+  info.modificationTime = header.modificationTime;
+  info.rate = header.rate;
+  info.volume = header.volume;
+  return info;
+}
+
+void addTrackHeader(const TkhdBox& header, NorvikKavTrackInfo& info) {
+  info.trackId = header.record().trackId;
+  info.tkhdFlags = header.flags();
+  info.creationTime = header.record().creationTime;
+  info.modificationTime = header.record().modificationTime;
+  info.width = header.record().width;
+  info.height = header.record().height;
+  info.volume = header.record().volume;
+}
+
+void addMedia(const MdiaBox& media, Track& track) {
+  if (const MdhdBox* header = media.mdhd()) {
+    track.info.mediaTimescale = header->record().timescale;
+    track.info.language = unpackLanguage(header->record().language);
+  }
+  if (const HdlrBox* handler = media.hdlr()) {
+    track.handlerType = handler->handlerType();
+    const std::vector<std::uint8_t>& name = handler->name();
+    track.info.handlerNameLength = static_cast<std::uint32_t>(name.size());
+    // A name that was read always ends in a zero byte.
+    if (!name.empty()) track.name.assign(name.begin(), name.end() - 1);
+  }
+}
+
+void addSampleTable(const StblBox& table, Track& track) {
+  if (table.sdtp() != nullptr) track.info.flags |= kTrackHasSampleDependencies;
+  track.hasSyncTable = table.stss() != nullptr;
+  if (table.stsd() == nullptr) return;
+  const auto entries = table.stsd()->entries();
+  track.descriptions.reserve(entries.size());
+  for (const KavSampleEntry* entry : entries) {
+    track.descriptions.emplace_back(entry->sharedDescriptor());
+  }
 }
 
 }  // namespace
@@ -73,7 +123,9 @@ Reader::Reader(boost::intrusive_ptr<NorvikIStream> stream, const ReaderOptions& 
   RootBox& root = document_.root();
   MoovBox* movie = root.readMovie();
   if (movie == nullptr) throw Exception(ErrorCode::noMovie);
-  tracks_.reserve(movie->tracks().size());
+  info_ = infoOf(*movie);
+  tracks_.reserve(movie->tracks().size());  // records point to them
+  records_.reserve(movie->tracks().size());
   for (TrakBox* trak : movie->tracks()) addTrack(*trak);
   for (const BoxPtr& box : root.children()) {
     mediaData_ = childAs<MdatBox>(*box);
@@ -83,83 +135,51 @@ Reader::Reader(boost::intrusive_ptr<NorvikIStream> stream, const ReaderOptions& 
 }
 
 void Reader::addTrack(TrakBox& trak) {
-  TrackRecord track;
-  track.index = static_cast<std::uint32_t>(tracks_.size());
-  track.trak = &trak;
-  track.root = &document_.root();
-  NorvikKavTrackInfo& info = track.info;
-  if (const TkhdBox* header = trak.tkhd()) {
-    info.trackId = header->record().trackId;
-    info.tkhdFlags = header->flags();
-    info.creationTime = header->record().creationTime;
-    info.modificationTime = header->record().modificationTime;
-    info.width = header->record().width;
-    info.height = header->record().height;
-    info.volume = header->record().volume;
-  }
+  Track& track = tracks_.emplace_back();
+  track.index = static_cast<std::uint32_t>(tracks_.size() - 1);
+  if (trak.tkhd() != nullptr) addTrackHeader(*trak.tkhd(), track.info);
   if (const MdiaBox* media = trak.mdia()) {
-    if (const MdhdBox* header = media->mdhd()) {
-      info.mediaTimescale = header->record().timescale;
-      info.language = unpackLanguage(header->record().language);
-      if (trak.tkhd() != nullptr) {
-        info.duration =
-            rescaleTime(trak.tkhd()->record().duration, movieTimescale(), info.mediaTimescale);
-      }
-    }
-    if (const HdlrBox* handler = media->hdlr()) {
-      track.handlerType = handler->handlerType();
-      track.name = handler->name();
-      info.handlerNameLength = static_cast<std::uint32_t>(track.name.size());
+    addMedia(*media, track);
+    if (trak.tkhd() != nullptr && media->mdhd() != nullptr) {
+      track.info.duration =
+          rescaleTime(trak.tkhd()->record().duration, info_.timescale, track.info.mediaTimescale);
     }
   }
-  track.stbl = trak.findStbl();
-  if (track.stbl != nullptr) {
-    track.stsd = track.stbl->stsd();
-    if (track.stbl->sdtp() != nullptr) info.flags |= kTrackHasSampleDependencies;
-  }
-  tracks_.push_back(std::move(track));
+  StblBox* const table = trak.findStbl();
+  if (table != nullptr) addSampleTable(*table, track);
+  records_.push_back({.track = &track, .trak = &trak, .stbl = table, .root = &document_.root()});
 }
 
-const MvhdBox* Reader::movieHeader() const {
-  const MoovBox* movie = document_.root().movie();
-  return movie == nullptr ? nullptr : movie->mvhd();
-}
-
-std::uint32_t Reader::movieTimescale() const {
-  const MoovBox* movie = document_.root().movie();
-  return movie == nullptr || movie->mvhd() == nullptr ? 0 : movie->mvhd()->record().timescale;
-}
-
-bool Reader::isFragmented() const {
-  const MoovBox* movie = document_.root().movie();
-  return movie != nullptr && movie->mvex() != nullptr;
-}
-
-DocIteratorOptions Reader::iteratorOptions() const {
-  DocIteratorOptions options;
-  options.ignoreEditLists = options_.ignoreEditLists;
+SampleOptions Reader::wholeFile() const {
+  SampleOptions options;
+  options.applyEdits = !options_.ignoreEditLists;
   return options;
 }
 
-std::vector<std::unique_ptr<SampleIterator>> Reader::createIterators() {
-  return createTrackIterators(tracks_, movieTimescale(), iteratorOptions());
-}
+std::unique_ptr<DocIterator> Reader::createDocIterator() { return createDocIterator(wholeFile()); }
 
-std::unique_ptr<DocIterator> Reader::createDocIterator() {
-  return std::make_unique<DocIterator>(createIterators());
+std::unique_ptr<DocIterator> Reader::createDocIterator(const SampleOptions& options) {
+  return std::make_unique<DocIterator>(createTrackIterators(records_, info_.timescale, options));
 }
 
 std::uint64_t Reader::editShift(const TrackRecord& track) const {
-  return impl::editShift(track, iteratorOptions());
+  return impl::editShift(track, wholeFile());
 }
 
 std::vector<TrackTotals> Reader::countSamples(std::uint64_t costLimit) {
+  return countSamples(costLimit, wholeFile());
+}
+
+std::vector<TrackTotals> Reader::countSamples(std::uint64_t costLimit,
+                                              const SampleOptions& options) {
   CostBudget budget(costLimit);
-  std::vector<TrackTotals> totals(tracks_.size());
+  std::vector<TrackTotals> totals(records_.size());
   try {
-    const auto iterators = createIterators();
-    for (std::size_t i = 0; i < iterators.size(); ++i) {
-      totals[i] = countTrack(*iterators[i], document_.stream().size(), budget);
+    const auto iterators = createTrackIterators(records_, info_.timescale, options);
+    // With one track wanted there is one iterator, which belongs to that track.
+    std::size_t track = options.trackIndex.value_or(0);
+    for (const auto& iterator : iterators) {
+      totals[track++] = countTrack(*iterator, document_.stream().size(), budget);
     }
   } catch (const Exception&) {
     // Nothing can be iterated then, and nothing will need room.
@@ -191,8 +211,8 @@ void Reader::getMetadata(std::uint8_t* buffer) {
   if (box != nullptr) box->copyPayload(buffer);
 }
 
-void Reader::getSampleDescription(const SampleDescriptor& description, std::uint8_t* buffer) {
-  std::copy(description.headerBytes().begin(), description.headerBytes().end(), buffer);
+void Reader::getSampleDescription(const SampleDescription& description, std::uint8_t* buffer) {
+  std::ranges::copy(description.headerBytes(), buffer);
 }
 
 void Reader::checkBytes(std::uint64_t offset, std::uint64_t length) {

@@ -12,23 +12,18 @@
 #include "kav/impl/reading/doc_iterator.h"
 #include "kav/impl/reading/track_record.h"
 #include "kav/impl/tree/kav_document.h"
+#include "kav/movie_info.h"
+#include "kav/sample_options.h"
+#include "kav/track.h"
 
 namespace norvik::kav::impl {
 
 class MdatBox;
-class MvhdBox;
-class SampleDescriptor;
 class XMPDataBox;
 
 struct ReaderOptions {
   bool ignoreEditLists = false;
   ProblemHandler problemHandler{};
-};
-
-// What a track's samples come to, as far as they are in the file.
-struct TrackTotals {
-  std::uint32_t sampleCount = 0;
-  std::uint32_t gapCount = 0;
 };
 
 // A movie opened for reading: its tracks, and iterators over its samples. Iterators, track records
@@ -38,20 +33,27 @@ class Reader {
   // Throws noMovie for a stream without a moov box.
   Reader(boost::intrusive_ptr<NorvikIStream> stream, const ReaderOptions& options);
 
-  std::span<const TrackRecord> tracks() const { return tracks_; }
-  const MvhdBox* movieHeader() const;
-  bool isFragmented() const;
+  const MovieInfo& info() const { return info_; }
+
+  // The tracks in the order of the file, and what the reader knows of each.
+  std::span<const Track> tracks() const { return tracks_; }
+  std::span<const TrackRecord> records() const { return records_; }
+
   MdatBox* mediaData() const { return mediaData_; }
 
   // All samples of the file, edit lists applied unless the reader was told to ignore them.
   std::unique_ptr<DocIterator> createDocIterator();
 
+  // The samples that the options ask for.
+  std::unique_ptr<DocIterator> createDocIterator(const SampleOptions& options);
+
   // By how many ticks of a track its samples are delivered later than its edit list says.
   std::uint64_t editShift(const TrackRecord& track) const;
 
-  // What the track iterators behind createDocIterator would deliver, a record for each track, until
-  // the samples cost more than the limit.
+  // What the samples come to that the options ask for, a record for each track, until they cost
+  // more than the limit.
   std::vector<TrackTotals> countSamples(std::uint64_t costLimit);
+  std::vector<TrackTotals> countSamples(std::uint64_t costLimit, const SampleOptions& options);
 
   // The payload of the XMP box; empty when there is none. The view lives as long as the reader.
   std::span<const std::uint8_t> metadata();
@@ -60,7 +62,7 @@ class Reader {
   std::uint64_t metadataLength();
 
   // Copies the header bytes of a description into a buffer of its header length.
-  static void getSampleDescription(const SampleDescriptor& description, std::uint8_t* buffer);
+  static void getSampleDescription(const SampleDescription& description, std::uint8_t* buffer);
 
   // Copies the metadata into the caller's buffer; nothing when there is none.
   void getMetadata(std::uint8_t* buffer);
@@ -72,14 +74,14 @@ class Reader {
 
  private:
   void addTrack(TrakBox& trak);
-  DocIteratorOptions iteratorOptions() const;
-  std::vector<std::unique_ptr<SampleIterator>> createIterators();
-  std::uint32_t movieTimescale() const;
+  SampleOptions wholeFile() const;
   XMPDataBox* findMetadata();
 
   ReaderOptions options_;
   KavDocument document_;
-  std::vector<TrackRecord> tracks_;
+  MovieInfo info_;
+  std::vector<Track> tracks_;
+  std::vector<TrackRecord> records_;  // of the same tracks
   MdatBox* mediaData_ = nullptr;
   bool hasNoMetadata_ = false;  // known once the file was read to its end
   std::optional<SampleReadCache> cache_;

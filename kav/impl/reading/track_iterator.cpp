@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/table_boxes.h"
 #include "kav/rescale_time.h"
@@ -27,13 +26,14 @@ std::vector<EditSegment> segmentsOfRange(std::uint64_t start, std::uint64_t end)
 
 TrackIterator::TrackIterator(const TrackRecord& track, std::uint64_t context, std::uint64_t start,
                              std::uint64_t end)
-    : TrackIterator(track, context, segmentsOfRange(start, end), track.info.mediaTimescale, end) {}
+    : TrackIterator(track, context, segmentsOfRange(start, end), track.info().mediaTimescale, end) {
+}
 
 TrackIterator::TrackIterator(const TrackRecord& track, std::uint64_t context,
                              std::vector<EditSegment> segments, std::uint32_t segmentTimescale,
                              std::uint64_t end)
     : track_(track),
-      context_(context),
+      blank_(blankSample(track, context)),
       segments_(std::move(segments)),
       segmentTimescale_(segmentTimescale),
       end_(end),
@@ -52,7 +52,7 @@ void TrackIterator::openSegment() {
   for (; segment_ < segments_.size(); ++segment_) {
     const EditSegment& segment = segments_[segment_];
     if (segment.isEmpty()) return;
-    const std::uint32_t timescale = track_.info.mediaTimescale;
+    const std::uint32_t timescale = track_.info().mediaTimescale;
     const std::uint64_t start = rescaleTime(segment.mediaTime, segmentTimescale_, timescale);
     const std::uint64_t shown =
         rescaleTime(segment.presentationStart, segmentTimescale_, timescale);
@@ -118,52 +118,47 @@ void TrackIterator::advance() {
   openSegment();
 }
 
-SamplePtr TrackIterator::makeSample() {
-  auto sample = std::make_unique<Sample>();
-  NorvikKavSampleInfo& info = sample->info;
+void TrackIterator::fill(Sample& sample) {
+  sample = blank_;
+  NorvikKavSampleInfo& info = sample.info;
   info.size = sizes_->getSampleSize();
   info.decodingTime = times_.decodingTime();
-  info.timescale = track_.info.mediaTimescale;
   info.compositionOffset = compositionOffsets_.compositionOffset();
-  info.trackId = track_.info.trackId;
   if (!dependencies_.empty()) {
-    sample->dependencies = dependencies_.front();
-    info.flags = std::uint32_t{sample->dependencies} << kSampleDependencyShift;
+    sample.dependencies = dependencies_.front();
+    info.flags = std::uint32_t{sample.dependencies} << kSampleDependencyShift;
   }
   if (syncSamples_.isAt(times_.sampleNumber())) {
     info.flags |= kSampleIsSync;
     syncSamples_.next();
   }
-  sample->fileOffset = offset_;
-  sample->description =
-      track_.stsd == nullptr ? nullptr : track_.stsd->descriptor(chunks_.descriptionIndex());
-  if (sample->description != nullptr) sample->descriptionIndex = chunks_.descriptionIndex();
-  sample->track = &track_;
-  sample->context = context_;
-  return sample;
+  sample.fileOffset = offset_;
+  sample.description = track_.track->description(chunks_.descriptionIndex());
+  if (sample.description != nullptr) sample.descriptionIndex = chunks_.descriptionIndex();
 }
 
 bool TrackIterator::hasNext() { return valid_ || segment_ < segments_.size(); }
 
-SamplePtr TrackIterator::next() {
-  if (!hasNext()) return nullptr;
+bool TrackIterator::take(Sample& sample) {
+  if (!hasNext()) return false;
   if (!valid_) {
     // An empty segment, where openSegment has stopped.
     const std::uint64_t time =
-        rescaleTime(segments_[segment_].duration, segmentTimescale_, track_.info.mediaTimescale);
+        rescaleTime(segments_[segment_].duration, segmentTimescale_, track_.info().mediaTimescale);
     ++segment_;
     openSegment();
-    return makeEmptySample(track_, time, context_, 0);
+    sample = emptySample(track_, time, blank_.context, 0);
+    return true;
   }
-  SamplePtr sample = makeSample();
-  if (sample->description == nullptr) {
-    // Without its description nothing behind this sample can be understood.
+  fill(sample);
+  if (sample.description == nullptr) {
+    // Without its description nothing after this sample can be understood.
     valid_ = false;
     segment_ = segments_.size();
-    return sample;
+    return true;
   }
   advance();
-  return sample;
+  return true;
 }
 
 }  // namespace norvik::kav::impl

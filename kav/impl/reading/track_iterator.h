@@ -8,7 +8,11 @@
 #include "kav/impl/reading/edit_segments.h"
 #include "kav/impl/reading/sample_iterator.h"
 #include "kav/impl/reading/track_record.h"
-#include "kav/impl/tables/sample_cursors.h"
+#include "kav/impl/tables/chunk_table.h"
+#include "kav/impl/tables/composition_table.h"
+#include "kav/impl/tables/sync_table.h"
+#include "kav/impl/tables/table_interfaces.h"
+#include "kav/impl/tables/time_table.h"
 
 namespace norvik::kav::impl {
 
@@ -28,7 +32,7 @@ class TrackIterator final : public SampleIterator {
                 std::uint32_t segmentTimescale, std::uint64_t end);
 
   bool hasNext() override;
-  SamplePtr next() override;
+  bool take(Sample& sample) override;
 
  private:
   // Stands the iterator at the first sample of the first segment from segment_ on that has one.
@@ -36,10 +40,10 @@ class TrackIterator final : public SampleIterator {
   void position(std::uint64_t start, std::uint64_t end);
   bool walkToSample(std::uint32_t number);
   void advance();
-  SamplePtr makeSample();
+  void fill(Sample& sample);
 
   const TrackRecord& track_;
-  std::uint64_t context_;
+  const Sample blank_;  // what all samples of the track have in common
   std::vector<EditSegment> segments_;
   std::uint32_t segmentTimescale_;
   std::uint64_t end_;

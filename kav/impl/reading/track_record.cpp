@@ -1,7 +1,5 @@
 #include "kav/impl/reading/track_record.h"
 
-#include <memory>
-
 #include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/table_boxes.h"
@@ -22,16 +20,21 @@ bool TrackRecord::hasSamplesInTables() const {
   return stbl != nullptr && stbl->stsz() != nullptr && stbl->stsz()->sampleCount() != 0;
 }
 
-SamplePtr makeEmptySample(const TrackRecord& track, std::uint64_t time, std::uint64_t context,
-                          std::uint32_t fragmentSequence) {
-  auto sample = std::make_unique<Sample>();
-  sample->info.decodingTime = time;
-  sample->info.timescale = track.info.mediaTimescale;
-  sample->info.trackId = track.info.trackId;
-  sample->info.flags = kSampleIsGap;
-  sample->fragmentSequence = fragmentSequence;
-  sample->track = &track;
-  sample->context = context;
+Sample blankSample(const TrackRecord& track, std::uint64_t context) {
+  Sample sample;
+  sample.info.timescale = track.info().mediaTimescale;
+  sample.info.trackId = track.info().trackId;
+  sample.track = track.track;
+  sample.context = context;
+  return sample;
+}
+
+Sample emptySample(const TrackRecord& track, std::uint64_t time, std::uint64_t context,
+                   std::uint32_t fragmentSequence) {
+  Sample sample = blankSample(track, context);
+  sample.info.decodingTime = time;
+  sample.info.flags = kSampleIsGap;
+  sample.fragmentSequence = fragmentSequence;
   return sample;
 }
 

@@ -1,29 +1,25 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
-#include "kav/four_cc.h"
 #include "kav/impl/boxes/track_boxes.h"
-#include "kav/impl/reading/sample_iterator.h"
 #include "kav/impl/tree/root_box.h"
-#include "kav/track_info.h"
+#include "kav/sample.h"
+#include "kav/track.h"
 
 namespace norvik::kav::impl {
 
 class StblBox;
-class StsdBox;
 
-// What the reader keeps of one track. The boxes are views into the document.
+// A track as the reader knows it: what everyone may see of it, and its boxes, which are views into
+// the document.
 struct TrackRecord {
-  NorvikKavTrackInfo info;
-  FourCc handlerType = 0;
-  std::vector<std::uint8_t> name;  // info.handlerNameLength bytes
-  std::uint32_t index = 0;         // place in the reader's list
+  const Track* track = nullptr;  // owned by the reader; never null in one of its records
   TrakBox* trak = nullptr;
   StblBox* stbl = nullptr;  // null when the track has none
-  StsdBox* stsd = nullptr;
   RootBox* root = nullptr;
+
+  const NorvikKavTrackInfo& info() const { return track->info; }
 
   // The track's edit list; null when it has none, or one without edits, which means the same.
   const ElstBox* edits() const;
@@ -36,8 +32,11 @@ struct TrackRecord {
   bool hasSamplesInTables() const;
 };
 
-// The sample that stands for an empty edit of a track, at a time in the media timescale.
-SamplePtr makeEmptySample(const TrackRecord& track, std::uint64_t time, std::uint64_t context,
-                          std::uint32_t fragmentSequence);
+// A sample of a track with all that its samples have in common, and nothing else.
+Sample blankSample(const TrackRecord& track, std::uint64_t context);
+
+// The sample for an empty edit of a track, at a time in the media timescale.
+Sample emptySample(const TrackRecord& track, std::uint64_t time, std::uint64_t context,
+                   std::uint32_t fragmentSequence);
 
 }  // namespace norvik::kav::impl

@@ -40,12 +40,14 @@ void MediaDataWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
                                 std::uint64_t mediaTime) {
   if (mediaData_ == nullptr) beginMedia();
   const std::uint64_t offset = mediaData_->addSampleData(sample.data);
-  track.stbl->addSample({.offset = offset,
-                         .decodingTime = mediaTime,
-                         .size = static_cast<std::uint32_t>(sample.data.size()),
-                         .compositionOffset = sample.compositionOffset,
-                         .flags = sample.flags,
-                         .descriptionIndex = sample.descriptionIndex});
+  Sample written;
+  written.info.size = static_cast<std::uint32_t>(sample.data.size());
+  written.info.decodingTime = mediaTime;
+  written.info.compositionOffset = sample.compositionOffset;
+  written.info.flags = sample.flags;
+  written.fileOffset = offset;
+  written.descriptionIndex = sample.descriptionIndex;
+  track.stbl->addSample(written);
 }
 
 void MediaDataWriter::finish() {

@@ -1,8 +1,9 @@
 #include "kaf/kav_stream.h"
 
 #include "kaf/open_mode.h"
-#include "kav/exception.h"
+#include "kav/error_code.h"
 #include "kav/impl/bytes/stream_adapters.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/run_program.h"
 #include "tests/unit/kaf/ordinary_user.h"
 #include "tests/unit/kaf/system_calls.h"
@@ -15,8 +16,6 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <functional>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,12 +25,14 @@ namespace {
 
 namespace fs = std::filesystem;
 using kaf::OpenMode;
+using norvik::kav::ErrorCode;
 using quarrypack::test::Bytes;
 using quarrypack::test::failSystemCall;
 using quarrypack::test::readFile;
 using quarrypack::test::resetSystemCalls;
 using quarrypack::test::SystemCall;
 using quarrypack::test::systemCallCount;
+using quarrypack::test::thrownCode;
 using quarrypack::test::writeFile;
 using KavStreamPtr = boost::intrusive_ptr<KavStream>;
 
@@ -56,60 +57,54 @@ class KavStreamTest : public testing::Test {
   quarrypack::test::TemporaryFolder folder_;
 };
 
-std::optional<std::uint32_t> codeOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const norvik::kav::Exception& e) {
-    return e.code();
-  }
-  return std::nullopt;
-}
-
-TEST_F(KavStreamTest, OpeningAMissingInputIsCodeThree) {
+TEST_F(KavStreamTest, OpeningAMissingInputIsFileNotFound) {
   const KavStreamPtr stream(new KavStream(at("missing.mov"), kInput));
-  EXPECT_EQ(codeOf([&] { stream->open(); }), 3u);
+  EXPECT_CODE(fileNotFound, stream->open());
 }
 
-TEST_F(KavStreamTest, OpeningAnOutputInAFolderWithoutWritePermissionIsCodeFour) {
+TEST_F(KavStreamTest, OpeningAnOutputInAFolderWithoutWritePermissionIsAccessDenied) {
   fs::create_directory(at("closed"));
   fs::permissions(at("closed"), fs::perms::owner_read | fs::perms::owner_exec);
   const KavStreamPtr stream(new KavStream(at("closed/o.mp4"), kOutput));
   const quarrypack::test::OrdinaryUser user;
-  EXPECT_EQ(codeOf([&] { stream->open(); }), 4u);
+  EXPECT_CODE(accessDenied, stream->open());
 }
 
 TEST_F(KavStreamTest, TurnsSystemErrorsIntoTheLibrarysCodes) {
-  const std::vector<std::pair<int, std::uint32_t>> cases = {
-      {ENOENT, 3}, {EACCES, 4}, {EEXIST, 4}, {EMFILE, 4}, {EINVAL, 1}, {EIO, 1}, {ENOSPC, 1},
+  const std::vector<std::pair<int, ErrorCode>> cases = {
+      {ENOENT, ErrorCode::fileNotFound}, {EACCES, ErrorCode::accessDenied},
+      {EEXIST, ErrorCode::accessDenied}, {EMFILE, ErrorCode::accessDenied},
+      {EINVAL, ErrorCode::ioFailed},     {EIO, ErrorCode::ioFailed},
+      {ENOSPC, ErrorCode::ioFailed},
   };
   for (const auto& [number, code] : cases) {
     const KavStreamPtr stream(new KavStream(at("o.mp4"), kOutput));
     failSystemCall(SystemCall::open, 1, number);
-    EXPECT_EQ(codeOf([&] { stream->open(); }), code) << number;
+    EXPECT_EQ(thrownCode([&] { stream->open(); }), code) << number;
   }
 }
 
 TEST_F(KavStreamTest, EveryOperationTranslatesItsFailure) {
   std::uint8_t byte = 0;
   const KavStreamPtr closed(new KavStream(at("o.mp4"), kOutput));
-  EXPECT_EQ(codeOf([&] { closed->read(&byte, 1); }), 1u);
-  EXPECT_EQ(codeOf([&] { closed->write(&byte, 1); }), 1u);
-  EXPECT_EQ(codeOf([&] { closed->seek(0, 0); }), 1u);
-  EXPECT_EQ(codeOf([&] { closed->tell(); }), 1u);
-  EXPECT_EQ(codeOf([&] { closed->setSize(0); }), 1u);
-  EXPECT_EQ(codeOf([&] { (void)closed->sameFileAs(*closed); }), 1u);
-  EXPECT_EQ(codeOf([&] { closed->close(); }), std::nullopt);
+  EXPECT_CODE(ioFailed, closed->read(&byte, 1));
+  EXPECT_CODE(ioFailed, closed->write(&byte, 1));
+  EXPECT_CODE(ioFailed, closed->seek(0, 0));
+  EXPECT_CODE(ioFailed, closed->tell());
+  EXPECT_CODE(ioFailed, closed->setSize(0));
+  EXPECT_CODE(ioFailed, closed->sameFileAs(*closed));
+  EXPECT_CODE(success, closed->close());
   const KavStreamPtr stream = opened("o.mp4", kOutput);
   failSystemCall(SystemCall::close, 1, EIO);
-  EXPECT_EQ(codeOf([&] { stream->close(); }), 1u);
+  EXPECT_CODE(ioFailed, stream->close());
 }
 
-TEST_F(KavStreamTest, AFolderOrAPipeIsCodeOneAtOnce) {
+TEST_F(KavStreamTest, AFolderOrAPipeIsAnIoFailureAtOnce) {
   fs::create_directory(at("folder"));
   ASSERT_EQ(mkfifo(at("pipe").c_str(), 0600), 0);
   for (const char* name : {"folder", "pipe"}) {
     const KavStreamPtr stream(new KavStream(at(name), kInput));
-    EXPECT_EQ(codeOf([&] { stream->open(); }), 1u) << name;
+    EXPECT_CODE(ioFailed, stream->open()) << name;
   }
 }
 
@@ -151,7 +146,7 @@ TEST_F(KavStreamTest, TheAdapterReadsAFileExactly) {
   stream.readFully(bytes.data(), bytes.size());
   EXPECT_EQ(bytes[7], 7);
   stream.seek(-4, norvik::kav::kSeekFromEnd);
-  EXPECT_EQ(codeOf([&] { stream.readFully(bytes.data(), bytes.size()); }), 5u);
+  EXPECT_CODE(shortRead, stream.readFully(bytes.data(), bytes.size()));
 }
 
 TEST_F(KavStreamTest, TheAdapterMeasuresBytesThatAreStillHeld) {

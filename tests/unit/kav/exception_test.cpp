@@ -5,12 +5,14 @@
 #include <cstdint>
 #include <exception>
 
+#include "tests/support/expect_code.h"
+
 namespace norvik::kav {
 namespace {
 
 TEST(Exception, CarriesANumberAndNoText) {
   const Exception named(ErrorCode::noMovie);
-  EXPECT_EQ(named.code(), 6u);
+  EXPECT_RESULT(noMovie, named.code());
   EXPECT_STREQ(named.what(), "");
   const Exception numbered(std::uint32_t{77});
   EXPECT_EQ(numbered.code(), 77u);

@@ -8,9 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "kav/exception.h"
 #include "tests/support/box_walk.h"
-#include "tests/support/code_of.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -126,20 +125,20 @@ TEST(WriterFacade, WritesWhatItIsGiven) {
 }
 
 TEST(WriterFacade, NeedsItsArguments) {
-  EXPECT_EQ(codeOf([] { Writer(nullptr, movieConfiguration()); }), 20u);
+  EXPECT_CODE(missingArgument, Writer(nullptr, movieConfiguration()));
   const MemoryStreamPtr stream = MemoryStream::create();
-  EXPECT_EQ(codeOf([&] { Writer(stream.get(), movieConfiguration(0)); }), 10u);
+  EXPECT_CODE(zeroTimescale, Writer(stream.get(), movieConfiguration(0)));
   EXPECT_EQ(stream->references(), 1u);
   Writer writer(stream.get(), movieConfiguration());
   NorvikKavTrackConfiguration track = trackConfiguration();
   track.info.mediaTimescale = 0;
-  EXPECT_EQ(codeOf([&] { writer.addTrack(track); }), 10u);
+  EXPECT_CODE(zeroTimescale, writer.addTrack(track));
   writer.addTrack(trackConfiguration());
-  EXPECT_EQ(codeOf([&] { writer.addSampleDescription(1, nullptr); }), 20u);
+  EXPECT_CODE(missingArgument, writer.addSampleDescription(1, nullptr));
   NorvikKavWriterSample sample = sampleOf(text("x"), 0);
   sample.data = nullptr;
-  EXPECT_EQ(codeOf([&] { writer.addSample(sample); }), 20u);
-  EXPECT_EQ(codeOf([&] { writer.setXMPMetadata(nullptr, 1); }), 20u);
+  EXPECT_CODE(missingArgument, writer.addSample(sample));
+  EXPECT_CODE(missingArgument, writer.setXMPMetadata(nullptr, 1));
 }
 
 TEST(WriterFacade, OnceFinishedLooksAtNoArgument) {
@@ -149,9 +148,9 @@ TEST(WriterFacade, OnceFinishedLooksAtNoArgument) {
   writer.finish();
   NorvikKavWriterSample sample = sampleOf(text("x"), 0);
   sample.data = nullptr;
-  EXPECT_EQ(codeOf([&] { writer.addSampleDescription(1, nullptr); }), 48u);
-  EXPECT_EQ(codeOf([&] { writer.addSample(sample); }), 48u);
-  EXPECT_EQ(codeOf([&] { writer.setXMPMetadata(nullptr, 1); }), 48u);
+  EXPECT_CODE(writerNotOpen, writer.addSampleDescription(1, nullptr));
+  EXPECT_CODE(writerNotOpen, writer.addSample(sample));
+  EXPECT_CODE(writerNotOpen, writer.setXMPMetadata(nullptr, 1));
 }
 
 TEST(WriterFacade, TakesSamplesWithoutBytesAndEmptyMetadata) {
@@ -177,7 +176,7 @@ TEST(WriterFacade, RefusesADescriptionThatFitsNoKindOfTrack) {
   NorvikKavTrackConfiguration track = trackConfiguration();
   track.handlerType = 0x736F756E;  // "soun"
   writer.addTrack(track);
-  EXPECT_EQ(codeOf([&] { writer.addSampleDescription(1, source.description); }), 15u);
+  EXPECT_CODE(unsupportedTrackType, writer.addSampleDescription(1, source.description));
 }
 
 TEST(WriterFacade, MovesWithItsMovie) {
@@ -191,7 +190,7 @@ TEST(WriterFacade, MovesWithItsMovie) {
   EXPECT_EQ(second->references(), 1u);
   EXPECT_EQ(assigned.addTrack(trackConfiguration()), 2u);
   assigned.finish();
-  EXPECT_EQ(codeOf([&] { assigned.finish(); }), 48u);
+  EXPECT_CODE(writerNotOpen, assigned.finish());
   EXPECT_EQ(BoxWalk(first->bytes()).tracks().size(), 2u);
 }
 

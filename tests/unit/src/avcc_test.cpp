@@ -1,6 +1,6 @@
 #include "src/avcc.h"
 
-#include "kav/exception.h"
+#include "tests/support/expect_code.h"
 
 #include <gtest/gtest.h>
 
@@ -20,15 +20,6 @@ Bytes description() {
           0xE2, 0x00, 0x03, 0x67, 0x01, 0x02,            //
           0x00, 0x01, 0x68,                              //
           0x01, 0x00, 0x02, 0x69, 0x6A};
-}
-
-std::uint32_t failure(const Bytes& bytes) {
-  try {
-    parseAvcDecoderConfig(bytes);
-  } catch (const norvik::kav::Exception& e) {
-    return e.code();
-  }
-  return 0;
 }
 
 TEST(ParseAvcDecoderConfig, ReadsEveryField) {
@@ -75,9 +66,9 @@ TEST(ParseAvcDecoderConfig, IgnoresACodeAtTheVeryEnd) {
 TEST(ParseAvcDecoderConfig, RefusesABoxThatRunsPastTheEnd) {
   Bytes bytes = description();
   bytes[8] = 0x1C;
-  EXPECT_EQ(failure(bytes), 42u);
+  EXPECT_CODE(avcConfigurationOverrun, parseAvcDecoderConfig(bytes));
   bytes[5] = 0xFF;
-  EXPECT_EQ(failure(bytes), 42u);
+  EXPECT_CODE(avcConfigurationOverrun, parseAvcDecoderConfig(bytes));
 }
 
 TEST(ParseAvcDecoderConfig, RefusesARecordThatRunsPastTheEnd) {
@@ -85,17 +76,17 @@ TEST(ParseAvcDecoderConfig, RefusesARecordThatRunsPastTheEnd) {
   for (std::size_t size = 14; size < full.size(); ++size) {
     Bytes bytes(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(size));
     bytes[8] = 8;
-    EXPECT_EQ(failure(bytes), 42u) << size;
+    EXPECT_CODE(avcConfigurationOverrun, parseAvcDecoderConfig(bytes)) << size;
   }
 }
 
 TEST(ParseAvcDecoderConfig, RefusesAParameterSetThatRunsPastTheEnd) {
   Bytes bytes = description();
   bytes[19] = 0xFF;
-  EXPECT_EQ(failure(bytes), 42u);
+  EXPECT_CODE(avcConfigurationOverrun, parseAvcDecoderConfig(bytes));
   bytes = description();
   bytes[29] = 3;
-  EXPECT_EQ(failure(bytes), 42u);
+  EXPECT_CODE(avcConfigurationOverrun, parseAvcDecoderConfig(bytes));
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/virtual_slots.h"
+
 namespace norvik::tarnsamples {
 namespace {
 
@@ -39,6 +41,15 @@ std::string textFrom(const ConfigNode& root) {
   ValueMap values{{"name", std::string("before")}};
   StringConfigType("default", "").readFromConfigFile(values, root, "name");
   return boost::any_cast<std::string>(values.at("name"));
+}
+
+// There is no destructor among them.
+TEST(ConfigType, HasItsOperationsInTheirOrder) {
+  using quarrypack::test::tableIndexOf;
+  EXPECT_EQ(tableIndexOf(&ConfigType::defaultValue), 0u);
+  EXPECT_EQ(tableIndexOf(&ConfigType::addToDescription), 1u);
+  EXPECT_EQ(tableIndexOf(&ConfigType::readFromConfigFile), 2u);
+  EXPECT_EQ(tableIndexOf(&ConfigType::readFromCommandLine), 3u);
 }
 
 TEST(NoValueConfigType, IsOffByDefault) {

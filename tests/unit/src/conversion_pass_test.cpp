@@ -10,10 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "kav/exception.h"
+#include "kav/error_code.h"
 #include "src/caption_sei.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/movie_builder.h"
 #include "tests/unit/src/console.h"
@@ -22,11 +23,12 @@ namespace quarrypack {
 namespace {
 
 using namespace test;
+using norvik::kav::ErrorCode;
 
 // What became of one conversion.
 struct Outcome {
-  std::optional<int> status;          // nothing where an exception left it
-  std::optional<std::uint32_t> code;  // of the exception
+  std::optional<int> status;            // nothing where an exception left it
+  ErrorCode code = ErrorCode::success;  // of the exception
   std::string out;
   std::string err;
   std::optional<Bytes> output;
@@ -48,11 +50,7 @@ class ConversionPassTest : public testing::Test {
     const std::size_t descriptors = openDescriptors();
     {
       const CapturedConsole console;
-      try {
-        outcome.status = runConversion("tool", paths);
-      } catch (const norvik::kav::Exception& exception) {
-        outcome.code = exception.code();
-      }
+      outcome.code = thrownCode([&] { outcome.status = runConversion("tool", paths); });
       outcome.out = console.out();
       outcome.err = console.err();
     }
@@ -96,28 +94,21 @@ TEST_F(ConversionPassTest, ReportsAMovieWithoutCaptionsUnderTheNameOfTheProgram)
 }
 
 TEST_F(ConversionPassTest, LetsFailuresOut) {
-  EXPECT_EQ(convert(Bytes()).code, 6u);
+  EXPECT_EQ(convert(Bytes()).code, ErrorCode::noMovie);
   MovieBuilder broken = smallMovie();
   broken.drop("moov/trak[1]/mdia/minf/stbl/stsz");
   const Outcome outcome = convert(broken);
-  EXPECT_EQ(outcome.code, 14u);
+  EXPECT_EQ(outcome.code, ErrorCode::childRuleBroken);
   EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
 TEST_F(ConversionPassTest, LetsOutAMissingInputAndAnOutputThatCannotBe) {
   const CapturedConsole console;
-  const auto codeOf = [](const ConversionPaths& files) -> std::uint32_t {
-    try {
-      runConversion("tool", files);
-    } catch (const norvik::kav::Exception& exception) {
-      return exception.code();
-    }
-    return 0;
-  };
-  EXPECT_EQ(codeOf({folder.path() / "none.mov", paths.outputPath}), 3u);
+  EXPECT_CODE(fileNotFound, runConversion("tool", {folder.path() / "none.mov", paths.outputPath}));
   writeFile(paths.inputPath, smallMovie().build());
-  EXPECT_EQ(codeOf({paths.inputPath, folder.path() / "none" / "clip.mp4"}), 3u);
-  EXPECT_EQ(codeOf({paths.inputPath, paths.inputPath}), 4u);
+  EXPECT_CODE(fileNotFound,
+              runConversion("tool", {paths.inputPath, folder.path() / "none" / "clip.mp4"}));
+  EXPECT_CODE(accessDenied, runConversion("tool", {paths.inputPath, paths.inputPath}));
 }
 
 TEST_F(ConversionPassTest, TakesTheLengthOfNalLengthsFromTheFirstVideoTrack) {
@@ -153,7 +144,7 @@ TEST_F(ConversionPassTest, FailsWhereASampleLiesPastTheEndOfTheFile) {
   Bytes file = movie.build();
   file.pop_back();
   const Outcome outcome = convert(file);
-  EXPECT_EQ(outcome.code, 5u);
+  EXPECT_EQ(outcome.code, ErrorCode::shortRead);
   EXPECT_EQ(outcome.out, progressLine());
   EXPECT_TRUE(outcome.output);  // as far as it was written
 }
@@ -179,7 +170,7 @@ TEST_F(ConversionPassTest, TakesSamplesThatComeToManyTimesTheFile) {
 
 // Samples that lie over each other could make a small file fill a disk.
 TEST_F(ConversionPassTest, FailsWhenTheSamplesComeToFarMoreThanTheFile) {
-  EXPECT_EQ(convert(movieOfOverlaps(200)).code, 9u);
+  EXPECT_EQ(convert(movieOfOverlaps(200)).code, ErrorCode::implausibleCount);
 }
 
 TEST_F(ConversionPassTest, SaysSoForEveryDroppedCaption) {

@@ -6,9 +6,8 @@
 #include <optional>
 #include <vector>
 
-#include "kav/exception.h"
 #include "tests/support/bytes.h"
-#include "tests/support/code_of.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -42,9 +41,9 @@ TEST_F(InputMovieTest, HandsOutDescriptionsFrom1On) {
   EXPECT_NE(description.handle, nullptr);
   EXPECT_FALSE(description.header.empty());
   EXPECT_EQ(description.header.size(), movie.descriptionLength(0, 1));
-  EXPECT_EQ(codeOf([&] { movie.description(0, 0); }), 20u);
-  EXPECT_EQ(codeOf([&] { movie.description(0, 2); }), 20u);
-  EXPECT_EQ(codeOf([&] { movie.descriptionCount(3); }), 20u);
+  EXPECT_CODE(missingArgument, movie.description(0, 0));
+  EXPECT_CODE(missingArgument, movie.description(0, 2));
+  EXPECT_CODE(missingArgument, movie.descriptionCount(3));
 }
 
 TEST_F(InputMovieTest, WalksAsManySamplesAsItCounts) {
@@ -76,7 +75,7 @@ TEST(InputMovie, TellsByWhatATrackComesLaterThanItsEditListSays) {
   const InputMovie movie(*stream);
   EXPECT_EQ(movie.editShift(0), 0u);
   EXPECT_EQ(movie.editShift(1), 1001u);
-  EXPECT_EQ(codeOf([&] { movie.editShift(2); }), 20u);
+  EXPECT_CODE(missingArgument, movie.editShift(2));
 }
 
 TEST_F(InputMovieTest, LimitsTheCostOfItsSamples) {
@@ -87,24 +86,24 @@ TEST_F(InputMovieTest, NeedsItsBytesInTheFile) {
   InputSample sample;
   sample.location.fileOffset = file.size() - 2;
   sample.info.size = 2;
-  EXPECT_EQ(codeOf([&] { movie.requireBytes(sample); }), std::nullopt);
+  EXPECT_CODE(success, movie.requireBytes(sample));
   sample.info.size = 3;
-  EXPECT_EQ(codeOf([&] { movie.requireBytes(sample); }), 5u);
+  EXPECT_CODE(shortRead, movie.requireBytes(sample));
   sample.location.fileOffset = ~std::uint64_t{0};
-  EXPECT_EQ(codeOf([&] { movie.requireBytes(sample); }), 5u);
+  EXPECT_CODE(shortRead, movie.requireBytes(sample));
   sample.info.size = 0;
-  EXPECT_EQ(codeOf([&] { movie.requireBytes(sample); }), std::nullopt) << "nothing is nowhere";
+  EXPECT_CODE(success, movie.requireBytes(sample)) << "nothing is nowhere";
 
   Bytes two(2);
-  EXPECT_EQ(codeOf([&] { movie.readAt(file.size() - 1, two); }), 5u);
-  EXPECT_EQ(codeOf([&] { movie.peekAt(file.size() - 1, two); }), 5u);
-  EXPECT_EQ(codeOf([&] { movie.readAt(file.size() + 9, {}); }), std::nullopt);
-  EXPECT_EQ(codeOf([&] { movie.peekAt(file.size() + 9, {}); }), std::nullopt);
+  EXPECT_CODE(shortRead, movie.readAt(file.size() - 1, two));
+  EXPECT_CODE(shortRead, movie.peekAt(file.size() - 1, two));
+  EXPECT_CODE(success, movie.readAt(file.size() + 9, {}));
+  EXPECT_CODE(success, movie.peekAt(file.size() + 9, {}));
 }
 
 TEST(InputMovie, RefusesWhatIsNoMovie) {
   const MemoryStreamPtr stream = MemoryStream::create();
-  EXPECT_EQ(codeOf([&] { InputMovie movie(*stream); }), 6u);
+  EXPECT_CODE(noMovie, InputMovie(*stream));
 }
 
 }  // namespace

@@ -3,59 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <optional>
-#include <stdexcept>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "kav/date_time.h"
-#include "kav/exception.h"
 #include "kav/impl/tree/root_box.h"
 #include "tests/support/box_builders.h"
-#include "tests/support/code_of.h"
-#include "tests/support/memory_stream.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/film.h"
 
 // What the tests of the box classes share.
 
 namespace norvik::kav::impl {
 
 using namespace quarrypack::test;
-
-// A file in memory with a tree of boxes over it.
-struct Document {
-  explicit Document(Bytes bytes = {}, BoxFactory* factory = nullptr,
-                    BoxAllocator* allocator = nullptr)
-      : memory(MemoryStream::create(std::move(bytes))),
-        stream(memory),
-        root(stream, factory, allocator) {
-    stream.computeSize();
-  }
-
-  // The next top-level box as a class; the test fails when it is not one.
-  template <class T>
-  T& read() {
-    T* box = dynamic_cast<T*>(root.readNextBox());
-    if (box == nullptr) throw std::runtime_error("the next box is not of the expected class");
-    return *box;
-  }
-
-  // What the file holds after the box was written.
-  const Bytes& written(Box& box) {
-    box.write();
-    return memory->bytes();
-  }
-
-  MemoryStreamPtr memory;
-  NorvikKavIOStream stream;
-  RootBox root;
-};
-
-// The number that reading the first box of a file throws.
-inline std::optional<std::uint32_t> codeOfReading(const Bytes& file) {
-  Document document(file);
-  return codeOf([&] { document.root.readNextBox(); });
-}
 
 // The header of a compact box at the start of a file, of a length that the file need not have.
 inline BoxHeader headerClaiming(FourCc type, std::uint64_t size) {
@@ -82,7 +43,7 @@ struct Handler {
   std::vector<Problem> asked;
 };
 
-// The unity matrix as it stands in a file.
+// The unity matrix as it is written.
 inline Bytes unityMatrix() {
   return u32List({0x00010000, 0, 0, 0, 0x00010000, 0, 0, 0, 0x40000000});
 }

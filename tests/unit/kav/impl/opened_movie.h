@@ -30,7 +30,7 @@ struct OpenedMovie {
       : OpenedMovie(movie.build(), options) {}
 
   // Counted from 1.
-  const TrackRecord& track(std::size_t number = 1) const { return reader.tracks()[number - 1]; }
+  const TrackRecord& track(std::size_t number = 1) const { return reader.records()[number - 1]; }
 
   Bytes bytesOf(const Sample& sample) {
     Bytes bytes(sample.info.size);
@@ -42,45 +42,48 @@ struct OpenedMovie {
   Reader reader;
 };
 
+using Samples = std::vector<Sample>;
+
 // All that an iterator has to give. hasNext must tell the truth all the way.
-inline std::vector<SamplePtr> drain(SampleIterator& iterator) {
-  std::vector<SamplePtr> samples;
+inline Samples drain(SampleIterator& iterator) {
+  Samples samples;
   while (iterator.hasNext()) {
-    samples.push_back(iterator.next());
-    if (samples.back() == nullptr) throw std::logic_error("a sample was promised and not given");
+    if (!iterator.take(samples.emplace_back())) {
+      throw std::logic_error("a sample was promised and not given");
+    }
   }
   if (iterator.next() != nullptr) throw std::logic_error("a sample was given and not promised");
   return samples;
 }
 
 template <class Value>
-Column columnOf(const std::vector<SamplePtr>& samples, Value value) {
+Column columnOf(const Samples& samples, Value value) {
   Column column;
-  for (const SamplePtr& sample : samples) column.push_back(value(*sample));
+  for (const Sample& sample : samples) column.push_back(value(sample));
   return column;
 }
-inline Column timesOf(const std::vector<SamplePtr>& samples) {
+inline Column timesOf(const Samples& samples) {
   return columnOf(samples, [](const Sample& sample) { return sample.info.decodingTime; });
 }
-inline Column sizesOf(const std::vector<SamplePtr>& samples) {
+inline Column sizesOf(const Samples& samples) {
   return columnOf(samples, [](const Sample& sample) { return sample.info.size; });
 }
-inline Column flagsOf(const std::vector<SamplePtr>& samples) {
+inline Column flagsOf(const Samples& samples) {
   return columnOf(samples, [](const Sample& sample) { return sample.info.flags; });
 }
-inline Column offsetsOf(const std::vector<SamplePtr>& samples) {
+inline Column offsetsOf(const Samples& samples) {
   return columnOf(samples, [](const Sample& sample) { return sample.fileOffset; });
 }
-inline Column compositionOffsetsOf(const std::vector<SamplePtr>& samples) {
+inline Column compositionOffsetsOf(const Samples& samples) {
   return columnOf(samples, [](const Sample& sample) { return sample.info.compositionOffset; });
 }
-inline Column trackIdsOf(const std::vector<SamplePtr>& samples) {
+inline Column trackIdsOf(const Samples& samples) {
   return columnOf(samples, [](const Sample& sample) { return sample.info.trackId; });
 }
-inline Column sequencesOf(const std::vector<SamplePtr>& samples) {
+inline Column sequencesOf(const Samples& samples) {
   return columnOf(samples, [](const Sample& sample) { return sample.fragmentSequence; });
 }
-inline Column descriptionsOf(const std::vector<SamplePtr>& samples) {
+inline Column descriptionsOf(const Samples& samples) {
   return columnOf(samples, [](const Sample& sample) { return sample.descriptionIndex; });
 }
 

@@ -157,24 +157,23 @@ TEST(SampleDescriptor, IsMadeOfTheKindOfItsRecord) {
   video.structSize = sizeof(video);
   video.handlerType = kVideo;
   video.height = 360;
-  const auto made = makeDescriptor(video, nullptr);
+  const auto made = makeDescriptor(video, {});
   ASSERT_NE(dynamic_cast<VideoSampleDescriptor*>(made.get()), nullptr);
   EXPECT_EQ(static_cast<VideoSampleDescriptor&>(*made).info().height, 360);
 
   NorvikKavAudioSampleDescInfo sound;
   sound.structSize = sizeof(sound);
   sound.handlerType = kSound;
-  EXPECT_NE(dynamic_cast<AudioSampleDescriptor*>(makeDescriptor(sound, nullptr).get()), nullptr);
+  EXPECT_NE(dynamic_cast<AudioSampleDescriptor*>(makeDescriptor(sound, {}).get()), nullptr);
 
   NorvikKavZeltSampleDescInfo hint;
   hint.handlerType = kHint;
-  EXPECT_NE(dynamic_cast<ZeltSampleDescriptor*>(makeDescriptor(hint, nullptr).get()), nullptr);
+  EXPECT_NE(dynamic_cast<ZeltSampleDescriptor*>(makeDescriptor(hint, {}).get()), nullptr);
 
   const Bytes bytes = {5};
   NorvikKavSampleDescInfo other;
   other.handlerType = kCaptions;
-  other.headerLength = 1;
-  const auto generic = makeDescriptor(other, bytes.data());
+  const auto generic = makeDescriptor(other, bytes);
   EXPECT_NE(dynamic_cast<GenericSampleDescriptor*>(generic.get()), nullptr);
   EXPECT_EQ(headerBytesOf(*generic), bytes);
 }
@@ -183,11 +182,11 @@ TEST(SampleDescriptor, RefusesARecordThatIsNotAsLongAsItsKind) {
   NorvikKavSampleDescInfo info;
   for (const FourCc handler : {kVideo, kSound}) {
     info.handlerType = handler;
-    EXPECT_EQ(failureOf([&] { makeDescriptor(info, nullptr); }), 15u);
+    EXPECT_EQ(failureOf([&] { makeDescriptor(info, {}); }), 15u);
   }
   info.handlerType = kCaptions;
   info.structSize = 0;
-  EXPECT_EQ(failureOf([&] { makeDescriptor(info, nullptr); }), 15u);
+  EXPECT_EQ(failureOf([&] { makeDescriptor(info, {}); }), 15u);
 }
 
 // --- reading
@@ -478,7 +477,7 @@ TEST(StsdBox, WritesANumberThatWasSetInPlaceOfTheStoredOne) {
   info.horizontalResolution = 96.5F;
   TestFile file;
   StsdBox box(kVideo, 1, 0, file.stream);
-  box.addSampleEntry(kVideo, *makeDescriptor(info, nullptr));
+  box.addSampleEntry(kVideo, *makeDescriptor(info, {}));
   box.write();
   EXPECT_EQ(Bytes(file.bytes().begin() + 16 + 36, file.bytes().begin() + 16 + 44),
             concat({u32(0x00608000), u32(0x00480000)}));

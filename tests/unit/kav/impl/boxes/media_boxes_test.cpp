@@ -29,8 +29,8 @@ Bytes mdhd(unsigned version, std::uint16_t last = 0x7777) {
 
 TEST(MdhdBox, ReadsBothVersions) {
   for (const unsigned version : {0u, 1u}) {
-    Document file(mdhd(version));
-    const MdhdRecord& record = file.read<MdhdBox>().record();
+    Film file(mdhd(version));
+    const MdhdRecord& record = file.box<MdhdBox>().record();
     EXPECT_EQ(record.creationTime, kLeapDayDate);
     EXPECT_EQ(record.modificationTime, kSecondLaterDate);
     EXPECT_EQ(record.timescale, 48000u);
@@ -43,15 +43,16 @@ TEST(MdhdBox, IsWrittenInVersionOne) {
   const Bytes expected = mdhd(1, 0);
   ASSERT_EQ(expected.size(), 44u);
   for (const unsigned version : {0u, 1u}) {
-    Document file(mdhd(version));
-    EXPECT_EQ(file.written(file.read<MdhdBox>()), expected) << version;
+    Film file(mdhd(version));
+    EXPECT_EQ(file.written(file.box<MdhdBox>()), expected) << version;
   }
 }
 
 TEST(MdhdBox, OfAnotherVersionIsRefused) {
   for (const unsigned version : {2u, 255u}) {
-    EXPECT_EQ(codeOfReading(withVersion(version, mdhd(1))), 1029u);
-    EXPECT_EQ(codeOfReading(fullBox("mdhd", version, 0)), 1029u) << "however short it is";
+    EXPECT_CODE(unsupportedVersion, Film(withVersion(version, mdhd(1))).box());
+    EXPECT_CODE(unsupportedVersion, Film(fullBox("mdhd", version, 0)).box())
+        << "however short it is";
   }
 }
 
@@ -60,13 +61,13 @@ TEST(MdhdBox, ShorterThanItsFieldsIsRefused) {
     const Bytes payload = payloadOf(mdhd(version));
     for (std::size_t length = 4; length < payload.size(); ++length) {
       const Bytes shorter(payload.begin(), payload.begin() + static_cast<std::ptrdiff_t>(length));
-      EXPECT_EQ(codeOfReading(boxAround("mdhd", shorter)), 27u) << version << ' ' << length;
+      EXPECT_CODE(truncatedBox, Film(boxAround("mdhd", shorter)).box()) << version << ' ' << length;
     }
   }
 }
 
 TEST(MdhdBox, BuiltTakesItsValuesFromTheParameters) {
-  Document file;
+  Film file;
   MdhdBox built(parametersOf(fourCc("soun")), file.stream);
   EXPECT_EQ(built.getSize(), 44u);
   EXPECT_EQ(file.written(built), fullBox("mdhd", 1, 0, u64(kLeapDay), u64(kLeapDay + 1), u32(48000),
@@ -95,8 +96,8 @@ Bytes namedHandler(const Bytes& name) {
 }
 
 TEST(HdlrBox, KeepsANameThatEndsInZero) {
-  Document file(namedHandler({'a', 'b', 0}));
-  HdlrBox& read = file.read<HdlrBox>();
+  Film file(namedHandler({'a', 'b', 0}));
+  HdlrBox& read = file.box<HdlrBox>();
   EXPECT_EQ(read.handlerType(), fourCc("soun"));
   EXPECT_EQ(read.name(), (Bytes{'a', 'b', 0}));
   EXPECT_EQ(file.written(read),
@@ -105,8 +106,8 @@ TEST(HdlrBox, KeepsANameThatEndsInZero) {
 
 TEST(HdlrBox, ANameWithoutAClosingZeroGainsOne) {
   for (const Bytes& name : {text("ab"), Bytes()}) {
-    Document file(namedHandler(name));
-    HdlrBox& read = file.read<HdlrBox>();
+    Film file(namedHandler(name));
+    HdlrBox& read = file.box<HdlrBox>();
     EXPECT_EQ(read.name(), concat({name, u8(0)}));
     EXPECT_EQ(file.written(read),
               fullBox("hdlr", 0, 0, zeros(4), text("soun"), zeros(12), name, u8(0)));
@@ -115,23 +116,23 @@ TEST(HdlrBox, ANameWithoutAClosingZeroGainsOne) {
 
 TEST(HdlrBox, ShorterThanItsFixedPartIsRefused) {
   for (std::size_t length = 0; length < 20; ++length) {
-    EXPECT_EQ(codeOfReading(fullBox("hdlr", 0, 0, zeros(length))), 27u) << length;
+    EXPECT_CODE(truncatedBox, Film(fullBox("hdlr", 0, 0, zeros(length))).box()) << length;
   }
 }
 
 TEST(HdlrBox, WithANameLongerThanAnyRealOneIsRefusedBeforeItIsRead) {
-  Document file(namedHandler({}));
+  Film file(namedHandler({}));
   constexpr std::uint64_t kLongest = 32 + 100000000;
   file.stream.seekTo(8);
   HdlrBox tooLong(headerClaiming(fourCc("hdlr"), kLongest + 1), file.stream);
-  EXPECT_EQ(codeOf([&] { tooLong.readContent(); }), 9u);
+  EXPECT_CODE(implausibleCount, tooLong.readContent());
   file.stream.seekTo(8);
   HdlrBox longest(headerClaiming(fourCc("hdlr"), kLongest), file.stream);
-  EXPECT_EQ(codeOf([&] { longest.readContent(); }), 5u) << "the name is not in the file";
+  EXPECT_CODE(shortRead, longest.readContent()) << "the name is not in the file";
 }
 
 TEST(HdlrBox, BuiltTakesTypeAndNameAsTheyAre) {
-  Document file;
+  Film file;
   HdlrBox built(parametersOf(fourCc("soun")), file.stream);
   EXPECT_EQ(built.getSize(), 37u);
   EXPECT_EQ(file.written(built),
@@ -139,7 +140,7 @@ TEST(HdlrBox, BuiltTakesTypeAndNameAsTheyAre) {
 }
 
 TEST(HdlrBox, TellsItsTypeBeforeItIsRead) {
-  Document file(namedHandler(text("n")));
+  Film file(namedHandler(text("n")));
   const auto typeOfBoxClaiming = [&](std::uint64_t size) {
     file.stream.seekTo(8);
     return HdlrBox(headerClaiming(fourCc("hdlr"), size), file.stream).peekHandlerType();
@@ -148,12 +149,12 @@ TEST(HdlrBox, TellsItsTypeBeforeItIsRead) {
   EXPECT_EQ(typeOfBoxClaiming(20), fourCc("soun"));
   EXPECT_EQ(typeOfBoxClaiming(19), 0u) << "too short to have one";
   file.memory->bytes().resize(19);
-  EXPECT_EQ(codeOf([&] { typeOfBoxClaiming(20); }), 5u) << "not in the file";
+  EXPECT_CODE(shortRead, typeOfBoxClaiming(20)) << "not in the file";
 }
 
 TEST(VmhdBox, ReadsItsFieldsAndWritesNoColour) {
-  Document file({0, 0, 0, 20, 'v', 'm', 'h', 'd', 0, 0, 0, 1, 0, 0x40, 0x80, 1, 0x80, 2, 0x80, 3});
-  VmhdBox& read = file.read<VmhdBox>();
+  Film file({0, 0, 0, 20, 'v', 'm', 'h', 'd', 0, 0, 0, 1, 0, 0x40, 0x80, 1, 0x80, 2, 0x80, 3});
+  VmhdBox& read = file.box<VmhdBox>();
   EXPECT_EQ(read.record().graphicsMode, 0x40);
   EXPECT_EQ(read.record().opcolor, (std::array<std::uint16_t, 3>{0x8001, 0x8002, 0x8003}));
   EXPECT_EQ(file.written(read), fullBox("vmhd", 0, 1, u16(0x40), zeros(6)));
@@ -161,56 +162,56 @@ TEST(VmhdBox, ReadsItsFieldsAndWritesNoColour) {
 
 TEST(VmhdBox, ShorterThanItsFieldsIsRefused) {
   for (std::size_t length = 0; length < 8; ++length) {
-    EXPECT_EQ(codeOfReading(fullBox("vmhd", 0, 1, zeros(length))), 27u) << length;
+    EXPECT_CODE(truncatedBox, Film(fullBox("vmhd", 0, 1, zeros(length))).box()) << length;
   }
 }
 
 TEST(SmhdBox, ReadsItsBalance) {
-  Document file({0, 0, 0, 16, 's', 'm', 'h', 'd', 0, 0, 0, 0, 0xFF, 0x80, 0x77, 0x77});
-  SmhdBox& read = file.read<SmhdBox>();
+  Film file({0, 0, 0, 16, 's', 'm', 'h', 'd', 0, 0, 0, 0, 0xFF, 0x80, 0x77, 0x77});
+  SmhdBox& read = file.box<SmhdBox>();
   EXPECT_EQ(read.record().balance, 0xFF80);
   EXPECT_EQ(file.written(read), fullBox("smhd", 0, 0, u16(0xFF80), u16(0)));
 }
 
 TEST(SmhdBox, TooShortForABalanceHasItInTheCentre) {
   for (std::size_t length = 0; length < 4; ++length) {
-    Document file(fullBox("smhd", 0, 0, Bytes(length, 0x77)));
-    EXPECT_EQ(file.read<SmhdBox>().record().balance, 0) << length;
+    Film file(fullBox("smhd", 0, 0, Bytes(length, 0x77)));
+    EXPECT_EQ(file.box<SmhdBox>().record().balance, 0) << length;
   }
 }
 
 TEST(MediaHeaders, ClaimTheirFixedPartOnly) {
-  Document file(
+  Film file(
       concat({fullBox("vmhd", 0, 1, zeros(8), box("abcd")),
               fullBox("smhd", 0, 0, zeros(4), box("abcd")), fullBox("nmhd", 0, 0, box("abcd"))}));
-  const VmhdBox& vmhd = file.read<VmhdBox>();
+  const VmhdBox& vmhd = file.box<VmhdBox>();
   EXPECT_EQ(vmhd.getSize(), 20u);
   EXPECT_EQ(vmhd.children().size(), 1u);
-  const SmhdBox& smhd = file.read<SmhdBox>();
+  const SmhdBox& smhd = file.box<SmhdBox>();
   EXPECT_EQ(smhd.getSize(), 16u);
   EXPECT_EQ(smhd.children().size(), 1u);
-  const NmhdBox& nmhd = file.read<NmhdBox>();
+  const NmhdBox& nmhd = file.box<NmhdBox>();
   EXPECT_EQ(nmhd.getSize(), 12u);
   EXPECT_EQ(nmhd.children().size(), 1u);
 }
 
 TEST(MediaHeaders, BuiltAreAllZero) {
-  Document video;
+  Film video;
   VmhdBox vmhd(video.stream);
   EXPECT_EQ(video.written(vmhd), fullBox("vmhd", 0, 1, zeros(8)));
-  Document sound;
+  Film sound;
   SmhdBox smhd(sound.stream);
   EXPECT_EQ(sound.written(smhd), fullBox("smhd", 0, 0, zeros(4)));
-  Document hints;
+  Film hints;
   HmhdBox hmhd(hints.stream);
   EXPECT_EQ(hints.written(hmhd), fullBox("hmhd", 0, 0, zeros(16)));
-  Document other;
+  Film other;
   NmhdBox nmhd(other.stream);
   EXPECT_EQ(other.written(nmhd), fullBox("nmhd", 0, 0));
 }
 
 TEST(DinfBox, BuiltSaysThatTheDataIsInThisFile) {
-  Document file;
+  Film file;
   DinfBox dinf(file.stream);
   EXPECT_EQ(file.written(dinf), (Bytes{0, 0, 0, 36, 'd', 'i', 'n', 'f',  //
                                        0, 0, 0, 28, 'd', 'r', 'e', 'f',  //
@@ -222,8 +223,8 @@ TEST(DrefBox, HasItsEntriesAsChildren) {
   const Bytes dref =
       fullBox("dref", 0, 0, u32(2), fullBox("url ", 0, 0, text("http://")), fullBox("url ", 0, 1));
   for (const Bytes& form : {dref, largeForm(dref), uuidForm(dref), withVersion(1, dref)}) {
-    Document file(form);
-    const DrefBox& read = file.read<DrefBox>();
+    Film file(form);
+    const DrefBox& read = file.box<DrefBox>();
     ASSERT_EQ(read.children().size(), 2u);
     EXPECT_FALSE(childAs<UrlBox>(*read.children()[0])->isInThisFile());
     EXPECT_TRUE(childAs<UrlBox>(*read.children()[1])->isInThisFile());
@@ -231,12 +232,12 @@ TEST(DrefBox, HasItsEntriesAsChildren) {
 }
 
 TEST(DrefBox, OfAnotherVersionIsRefused) {
-  EXPECT_EQ(codeOfReading(fullBox("dref", 2, 0, u32(0))), 1029u);
+  EXPECT_CODE(unsupportedVersion, Film(fullBox("dref", 2, 0, u32(0))).box());
 }
 
 TEST(MinfBox, RemembersItsParts) {
-  Document file(box("minf", hdlr("url "), emptyStbl(), fullBox("smhd", 0, 0, zeros(4)), dinf()));
-  const MinfBox& read = file.read<MinfBox>();
+  Film file(box("minf", hdlr("url "), emptyStbl(), fullBox("smhd", 0, 0, zeros(4)), dinf()));
+  const MinfBox& read = file.box<MinfBox>();
   EXPECT_EQ(read.stbl(), read.children()[1].get());
   EXPECT_EQ(read.mediaHeader(), read.children()[2].get());
   EXPECT_EQ(read.dinf(), read.children()[3].get());
@@ -249,7 +250,7 @@ TEST(MinfBox, BuiltHasTheHeaderOfItsKindOfMedia) {
       {fourCc("tmcd"), fourCc("nmhd")},
   };
   for (const auto& [handler, header] : cases) {
-    Document file;
+    Film file;
     const MinfBox built(parametersOf(handler), file.stream);
     ASSERT_EQ(built.children().size(), 3u);
     EXPECT_EQ(built.mediaHeader(), built.children()[0].get());
@@ -260,7 +261,7 @@ TEST(MinfBox, BuiltHasTheHeaderOfItsKindOfMedia) {
 }
 
 TEST(MdiaBox, BuiltHoldsHeaderHandlerAndInformationInThisOrder) {
-  Document file;
+  Film file;
   const MdiaBox built(parametersOf(fourCc("soun")), file.stream);
   ASSERT_EQ(built.children().size(), 3u);
   EXPECT_EQ(built.mdhd(), built.children()[0].get());
@@ -271,8 +272,8 @@ TEST(MdiaBox, BuiltHoldsHeaderHandlerAndInformationInThisOrder) {
 TEST(MdiaBox, TellsTheSampleEntriesTheirHandlerWhereverItStands) {
   for (const Bytes& bytes :
        {box("mdia", mdhd0(), hdlr("soun"), minf()), box("mdia", minf(), mdhd0(), hdlr("soun"))}) {
-    Document file(bytes);
-    const MdiaBox& read = file.read<MdiaBox>();
+    Film file(bytes);
+    const MdiaBox& read = file.box<MdiaBox>();
     EXPECT_EQ(read.minf()->stbl()->stsd()->handlerType(), fourCc("soun"));
     EXPECT_EQ(read.hdlr()->handlerType(), fourCc("soun"));
   }
@@ -280,7 +281,7 @@ TEST(MdiaBox, TellsTheSampleEntriesTheirHandlerWhereverItStands) {
 
 TEST(MdiaBox, WithAHandlerThatIsCutOffFailsInItsPlace) {
   const Bytes shortHandler = fullBox("hdlr", 0, 0, zeros(4));
-  EXPECT_EQ(codeOfReading(box("mdia", minf(), mdhd0(), shortHandler)), 27u);
+  EXPECT_CODE(truncatedBox, Film(box("mdia", minf(), mdhd0(), shortHandler)).box());
 }
 
 }  // namespace

@@ -9,7 +9,8 @@
 #include "kav/impl/model/box_factory.h"
 #include "kav/impl/tree/root_box.h"
 #include "tests/support/box_builders.h"
-#include "tests/unit/kav/impl/read_box.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/film.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -18,8 +19,8 @@ using namespace quarrypack::test;
 
 TEST(MfroBox, ReadsAndWritesASize) {
   const Bytes bytes = fullBox("mfro", 0, 0, u32(0x01020304));
-  TestFile file(bytes);
-  const OwnedBox<MfroBox> box = file.read<MfroBox>();
+  Film file(bytes);
+  const OwnedBox<MfroBox> box = file.alone<MfroBox>();
   EXPECT_EQ(box->record().size, 0x01020304u);
   file.memory->bytes().assign(16, 0);
   box->write();
@@ -27,12 +28,12 @@ TEST(MfroBox, ReadsAndWritesASize) {
 }
 
 TEST(MfroBox, NeedsFourBytes) {
-  TestFile file(fullBox("mfro", 0, 0, zeros(3)));
-  EXPECT_EQ(failureOf([&] { file.read<MfroBox>(); }), 27u);
+  Film file(fullBox("mfro", 0, 0, zeros(3)));
+  EXPECT_CODE(truncatedBox, file.alone<MfroBox>());
 }
 
 TEST(MfraBox, EndsWithItsOwnLength) {
-  TestFile file;
+  Film file;
   MfraBox box(file.stream);
   EXPECT_FALSE(box.validate());
   for (const std::uint32_t trackId : {1u, 2u, 3u}) {
@@ -52,16 +53,15 @@ TEST(MfraBox, EndsWithItsOwnLength) {
 
 TEST(MfraBox, NeedsExactlyOneEnd) {
   for (const int ends : {0, 2}) {
-    TestFile file;
-    RootBox root(file.stream);
+    Film file;
     MfraBox box(file.stream);
     for (int i = 0; i < ends; ++i) addNewChild<MfroBox>(box, file.stream);
-    EXPECT_EQ(failureOf([&] { box.readBody(root, true); }), 14u) << ends;
+    EXPECT_CODE(childRuleBroken, box.readBody(file.root, true)) << ends;
   }
 }
 
 TEST(MfraBox, IsTheSameWhenItIsWrittenAgain) {
-  TestFile file;
+  Film file;
   MfraBox box(file.stream);
   box.write();
   const Bytes once = file.bytes();
@@ -71,18 +71,18 @@ TEST(MfraBox, IsTheSameWhenItIsWrittenAgain) {
 }
 
 TEST(MfraBox, FailsForALengthThatItsEndCannotTell) {
-  TestFile file;
+  Film file;
   MfraBox box(file.stream);
   box.grow(0xFFFFFFFF - 8 - 16 + 1);
-  EXPECT_EQ(failureOf([&] { box.write(); }), 9u);
+  EXPECT_CODE(implausibleCount, box.write());
   EXPECT_EQ(file.bytes(), Bytes());
 }
 
 TEST(TfraBox, ReadsEntriesOfVersion1) {
-  TestFile file(fullBox("tfra", 1, 0, u32(3), u32(0x3F), u32(2),                              //
-                        u64(0x100000001), u64(0x200000002), u32(1), u32(2), u32(0x01020304),  //
-                        u64(5), u64(6), u32(7), u32(8), u32(9)));
-  const OwnedBox<TfraBox> box = file.read<TfraBox>();
+  Film file(fullBox("tfra", 1, 0, u32(3), u32(0x3F), u32(2),                              //
+                    u64(0x100000001), u64(0x200000002), u32(1), u32(2), u32(0x01020304),  //
+                    u64(5), u64(6), u32(7), u32(8), u32(9)));
+  const OwnedBox<TfraBox> box = file.alone<TfraBox>();
   EXPECT_EQ(box->trackId(), 3u);
   ASSERT_EQ(box->entries().size(), 2u);
   EXPECT_EQ(box->entries()[0], (TfraBox::Entry{0x100000001, 0x200000002, 1, 2, 0x01020304}));
@@ -90,49 +90,48 @@ TEST(TfraBox, ReadsEntriesOfVersion1) {
 }
 
 TEST(TfraBox, ReadsEachNumberInItsCodedLength) {
-  TestFile file(fullBox("tfra", 0, 0, u32(3), u32(0x01 << 4 | 0x00 << 2 | 0x02), u32(2),  //
-                        u32(10), u32(20), u16(0x0102), u8(0x03), u24(0x040506),           //
-                        u32(11), u32(21), u16(0xFFFF), u8(0xFF), u24(0xFFFFFF)));
-  const OwnedBox<TfraBox> box = file.read<TfraBox>();
+  Film file(fullBox("tfra", 0, 0, u32(3), u32(0x01 << 4 | 0x00 << 2 | 0x02), u32(2),  //
+                    u32(10), u32(20), u16(0x0102), u8(0x03), u24(0x040506),           //
+                    u32(11), u32(21), u16(0xFFFF), u8(0xFF), u24(0xFFFFFF)));
+  const OwnedBox<TfraBox> box = file.alone<TfraBox>();
   ASSERT_EQ(box->entries().size(), 2u);
   EXPECT_EQ(box->entries()[0], (TfraBox::Entry{10, 20, 0x0102, 3, 0x040506}));
   EXPECT_EQ(box->entries()[1], (TfraBox::Entry{11, 21, 0xFFFF, 0xFF, 0xFFFFFF}));
 }
 
 TEST(TfraBox, WritesNumbersThatWereShorterInFourBytes) {
-  TestFile file(
-      fullBox("tfra", 0, 0, u32(3), u32(0), u32(1), u32(10), u32(20), u8(1), u8(2), u8(3)));
-  const OwnedBox<TfraBox> box = file.read<TfraBox>();
+  Film file(fullBox("tfra", 0, 0, u32(3), u32(0), u32(1), u32(10), u32(20), u8(1), u8(2), u8(3)));
+  const OwnedBox<TfraBox> box = file.alone<TfraBox>();
   box->write();
   EXPECT_EQ(file.bytes(), fullBox("tfra", 0, 0, u32(3), u32(0x3F), u32(1), u32(10), u32(20), u32(1),
                                   u32(2), u32(3)));
 }
 
 TEST(TfraBox, NeedsTheBytesOfItsHead) {
-  TestFile file(fullBox("tfra", 1, 0, zeros(11)));
-  EXPECT_EQ(failureOf([&] { file.read<TfraBox>(); }), 27u);
+  Film file(fullBox("tfra", 1, 0, zeros(11)));
+  EXPECT_CODE(truncatedBox, file.alone<TfraBox>());
 }
 
 TEST(TfraBox, RefusesEntriesThatDoNotFitInTheirCodedLengths) {
   const auto failure = [](unsigned version, std::uint32_t codes, std::size_t length) {
-    TestFile file(fullBox("tfra", version, 0, u32(1), u32(codes), u32(1), zeros(length)));
-    return failureOf([&] { file.read<TfraBox>(); });
+    Film file(fullBox("tfra", version, 0, u32(1), u32(codes), u32(1), zeros(length)));
+    return thrownCode([&] { file.alone<TfraBox>(); });
   };
-  EXPECT_EQ(failure(1, 0x3F, 28), std::nullopt);
-  EXPECT_EQ(failure(1, 0x3F, 27), 20u);
-  EXPECT_EQ(failure(0, 0x00, 11), std::nullopt);
-  EXPECT_EQ(failure(0, 0x01, 11), 20u);
-  EXPECT_EQ(failure(0, 0x04, 11), 20u);
-  EXPECT_EQ(failure(0, 0x10, 11), 20u);
+  EXPECT_EQ(failure(1, 0x3F, 28), ErrorCode::success);
+  EXPECT_EQ(failure(1, 0x3F, 27), ErrorCode::missingArgument);
+  EXPECT_EQ(failure(0, 0x00, 11), ErrorCode::success);
+  EXPECT_EQ(failure(0, 0x01, 11), ErrorCode::missingArgument);
+  EXPECT_EQ(failure(0, 0x04, 11), ErrorCode::missingArgument);
+  EXPECT_EQ(failure(0, 0x10, 11), ErrorCode::missingArgument);
 }
 
 TEST(TfraBox, RefusesAnImplausibleCount) {
-  TestFile file(fullBox("tfra", 1, 0, u32(1), u32(0), u32(100000001)));
-  EXPECT_EQ(failureOf([&] { file.read<TfraBox>(); }), 9u);
+  Film file(fullBox("tfra", 1, 0, u32(1), u32(0), u32(100000001)));
+  EXPECT_CODE(implausibleCount, file.alone<TfraBox>());
 }
 
 TEST(TfraBox, BuiltIsVersion1With28BytesAnEntry) {
-  TestFile file;
+  Film file;
   TfraBox box(6, file.stream);
   EXPECT_EQ(box.getSize(), 24u);
   box.addEntry({0x100000001, 0x200000002, 1, 2, 3});
@@ -143,7 +142,7 @@ TEST(TfraBox, BuiltIsVersion1With28BytesAnEntry) {
 }
 
 TEST(AfraBox, WritesLongIdsAndLongOffsets) {
-  TestFile file;
+  Film file;
   AfraBox box(600, file.stream);
   box.addEntry({0x100000001, 0x200000002});
   box.addEntry({3, 4});
@@ -154,7 +153,7 @@ TEST(AfraBox, WritesLongIdsAndLongOffsets) {
 }
 
 TEST(AfraBox, UpdatesItsCountAndEntriesOnly) {
-  TestFile file;
+  Film file;
   AfraBox box(600, file.stream);
   box.addEntry({1, 2});
   box.write();
@@ -167,7 +166,7 @@ TEST(AfraBox, UpdatesItsCountAndEntriesOnly) {
 }
 
 TEST(AfraBox, IsKnownToTheFactoryAndPassedOver) {
-  TestFile file(fullBox("afra", 0, 0, u8(0xC0), u32(600), u32(1), u64(1), u64(2)));
+  Film file(fullBox("afra", 0, 0, u8(0xC0), u32(600), u32(1), u64(1), u64(2)));
   BoxPtr box = knownBoxes().createBox(file.stream, *readBoxHeader(file.stream, nullptr), nullptr);
   auto* afra = childAs<AfraBox>(*box);
   ASSERT_NE(afra, nullptr);
@@ -178,7 +177,7 @@ TEST(AfraBox, IsKnownToTheFactoryAndPassedOver) {
 
 TEST(BoxFactory, MakesPlainBoxesOfTheRandomAccessBoxes) {
   for (const std::string_view type : {"mfra", "tfra", "mfro"}) {
-    TestFile file(fullBox(type, 0, 0, u32(0)));
+    Film file(fullBox(type, 0, 0, u32(0)));
     BoxPtr box = knownBoxes().createBox(file.stream, *readBoxHeader(file.stream, nullptr), nullptr);
     EXPECT_EQ(typeid(*box), typeid(Box)) << type;
   }

@@ -24,9 +24,9 @@ TEST(StblBox, RemembersItsTables) {
                                  fullBox("ctts", 0, 0, u32(0)), fullBox("stss", 0, 0, u32(0)),
                                  fullBox("sdtp", 0, 0, zeros(3)), box("free")));
   EXPECT_NE(stbl->stsd(), nullptr);
-  EXPECT_EQ(stbl->stts()->runs().size(), 1u);
+  EXPECT_EQ(stbl->stts()->table().runs().size(), 1u);
   EXPECT_TRUE(stbl->ctts()->isEmptyTable());
-  EXPECT_EQ(stbl->stsc()->runs().size(), 1u);
+  EXPECT_EQ(stbl->stsc()->table().runs().size(), 1u);
   EXPECT_EQ(stbl->stsz()->sampleCount(), 3u);
   EXPECT_EQ(stbl->stco()->entryCount(), 1u);
   EXPECT_EQ(stbl->co64(), nullptr);
@@ -175,11 +175,24 @@ struct Built {
   StblBox stbl;
 };
 
+Sample written(std::uint64_t offset, std::uint64_t time, std::uint32_t size,
+               std::uint32_t compositionOffset, std::uint32_t flags,
+               std::uint32_t descriptionIndex) {
+  Sample sample;
+  sample.fileOffset = offset;
+  sample.info.decodingTime = time;
+  sample.info.size = size;
+  sample.info.compositionOffset = compositionOffset;
+  sample.info.flags = flags;
+  sample.descriptionIndex = descriptionIndex;
+  return sample;
+}
+
 TEST(StblBox, FillsEveryTable) {
   Built built(4, true);
-  built.stbl.addSample({1000, 0, 10, 3, 0x2401, 1});
-  built.stbl.addSample({1010, 20, 30, 3, 0x1800, 1});
-  built.stbl.addSample({1040, 25, 0, 8, 0x0001, 1});
+  built.stbl.addSample(written(1000, 0, 10, 3, 0x2401, 1));
+  built.stbl.addSample(written(1010, 20, 30, 3, 0x1800, 1));
+  built.stbl.addSample(written(1040, 25, 0, 8, 0x0001, 1));
   built.stbl.write();
   StblBox& stbl = built.stbl;
   EXPECT_EQ(built.entries(*stbl.stts()), u32List({1, 20, 1, 5, 1, 7}));
@@ -193,10 +206,10 @@ TEST(StblBox, FillsEveryTable) {
 
 TEST(StblBox, SamplesSideBySideShareAChunk) {
   Built built(4);
-  built.stbl.addSample({100, 0, 10, 0, 0, 1});
-  built.stbl.addSample({110, 1, 10, 0, 0, 1});
-  built.stbl.addSample({130, 2, 10, 0, 0, 1});
-  built.stbl.addSample({140, 3, 10, 0, 0, 1});
+  built.stbl.addSample(written(100, 0, 10, 0, 0, 1));
+  built.stbl.addSample(written(110, 1, 10, 0, 0, 1));
+  built.stbl.addSample(written(130, 2, 10, 0, 0, 1));
+  built.stbl.addSample(written(140, 3, 10, 0, 0, 1));
   built.stbl.write();
   EXPECT_EQ(built.entries(*built.stbl.stsc()), u32List({1, 2, 1, 2, 2, 1}));
   EXPECT_EQ(built.entries(*built.stbl.co64()), concat({u64(100), u64(130)}));
@@ -204,9 +217,9 @@ TEST(StblBox, SamplesSideBySideShareAChunk) {
 
 TEST(StblBox, AnotherDescriptionOpensAnotherChunk) {
   Built built(3);
-  built.stbl.addSample({100, 0, 10, 0, 0, 1});
-  built.stbl.addSample({110, 1, 10, 0, 0, 2});
-  built.stbl.addSample({120, 2, 10, 0, 0, 2});
+  built.stbl.addSample(written(100, 0, 10, 0, 0, 1));
+  built.stbl.addSample(written(110, 1, 10, 0, 0, 2));
+  built.stbl.addSample(written(120, 2, 10, 0, 0, 2));
   built.stbl.write();
   EXPECT_EQ(built.entries(*built.stbl.stsc()), u32List({1, 1, 1, 2, 2, 2}));
 }
@@ -217,7 +230,7 @@ TEST(StblBox, EveryTableFitsItsRoomWhenNothingCanBeShared) {
   built.stbl.addChild(makeBox<Box>(fourCc("free"), built.output.stream));
   const std::uint64_t end = built.stbl.children().back()->start();
   for (std::uint32_t i = 0; i < kSamples; ++i) {
-    built.stbl.addSample({1000 + i * 20, i * (i + 1) / 2, 10, i, 0x0101, 1 + i % 2});
+    built.stbl.addSample(written(1000 + i * 20, i * (i + 1) / 2, 10, i, 0x0101, 1 + i % 2));
   }
   built.stbl.updateContent();
   for (const BoxPtr& child : built.stbl.children()) {
@@ -233,7 +246,7 @@ TEST(StblBox, EveryTableFitsItsRoomWhenNothingCanBeShared) {
 TEST(StblBox, RecordsASyncSampleOnlyWhenNothingElseIsInItsFlags) {
   Built built(4);
   for (const std::uint32_t flags : {0x01u, 0x03u, 0xFF00u, 0xAB01u}) {
-    built.stbl.addSample({0, 0, 1, 0, flags, 1});
+    built.stbl.addSample(written(0, 0, 1, 0, flags, 1));
   }
   built.stbl.write();
   EXPECT_EQ(built.entries(*built.stbl.stss()), u32List({1, 4}));
@@ -268,9 +281,9 @@ TEST(StblBox, IsWrittenWithCountsOnlyWhileItWaitsForSamples) {
 
 TEST(StblBox, CanBeWrittenAgainBetweenSamples) {
   Built built(3);
-  built.stbl.addSample({100, 0, 10, 5, 1, 1});
+  built.stbl.addSample(written(100, 0, 10, 5, 1, 1));
   built.stbl.write();
-  built.stbl.addSample({110, 4, 10, 5, 0, 1});
+  built.stbl.addSample(written(110, 4, 10, 5, 0, 1));
   built.stbl.write();
   built.stbl.write();
   EXPECT_EQ(built.entries(*built.stbl.stts()), u32List({1, 4, 1, 7}));
@@ -281,7 +294,7 @@ TEST(StblBox, CanBeWrittenAgainBetweenSamples) {
 TEST(StblBox, WhatItWroteReadsBack) {
   Built built(5, true);
   for (std::uint32_t i = 0; i < 5; ++i) {
-    built.stbl.addSample({1000 + i * 10, i * 3, 10, i / 2, i == 2 ? 0x0701u : 0x0500u, 1});
+    built.stbl.addSample(written(1000 + i * 10, i * 3, 10, i / 2, i == 2 ? 0x0701u : 0x0500u, 1));
   }
   built.stbl.write();
   Bytes children;

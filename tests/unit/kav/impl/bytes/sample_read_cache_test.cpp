@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <numeric>
 
-#include "tests/unit/kav/impl/table_fixtures.h"
+#include "tests/support/bytes.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/memory_stream.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -105,7 +107,7 @@ TEST(SampleReadCache, HoldsNothingOfABlockThatCouldNotBeRead) {
   file.read(8, 1);
   for (const std::size_t call : {1u, 2u}) {  // the seek, the read
     file.memory->injectFault(call, MemoryStream::Fault::fails);
-    EXPECT_EQ(codeOf([&] { file.read(17, 1); }), 1u);
+    EXPECT_CODE(ioFailed, file.read(17, 1));
     EXPECT_EQ(file.read(9, 1), (Bytes{9}));
     EXPECT_EQ(file.read(17, 1), (Bytes{17}));
     EXPECT_EQ(file.read(8, 1), (Bytes{8}));

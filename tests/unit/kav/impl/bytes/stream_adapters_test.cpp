@@ -5,17 +5,14 @@
 #include <array>
 #include <cstdint>
 #include <limits>
-#include <optional>
 #include <vector>
 
-#include "kav/exception.h"
-#include "tests/support/code_of.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/memory_stream.h"
 
 namespace norvik::kav::impl {
 namespace {
 
-using quarrypack::test::codeOf;
 using quarrypack::test::MemoryStream;
 using quarrypack::test::MemoryStreamPtr;
 using Bytes = std::vector<std::uint8_t>;
@@ -35,7 +32,7 @@ TEST(NorvikKavStream, ReadingEightBytesFourBeforeTheEndIsAShortRead) {
   NorvikKavIStream stream(MemoryStream::create(kTenBytes));
   std::array<std::uint8_t, 8> bytes{};
   stream.seek(-4, kSeekFromEnd);
-  EXPECT_EQ(codeOf([&] { stream.readFully(bytes.data(), bytes.size()); }), 5u);
+  EXPECT_CODE(shortRead, stream.readFully(bytes.data(), bytes.size()));
 }
 
 TEST(NorvikKavStream, ReadingNothingAtTheEndIsNoShortRead) {
@@ -79,7 +76,7 @@ TEST(NorvikKavStream, SeekToRefusesAPositionThatNoStreamCanHave) {
   constexpr auto kLast = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
   stream.seekTo(kLast);
   EXPECT_EQ(stream.tell(), kLast);
-  EXPECT_EQ(codeOf([&] { stream.seekTo(kLast + 1); }), 1u);
+  EXPECT_CODE(ioFailed, stream.seekTo(kLast + 1));
   EXPECT_EQ(stream.tell(), kLast);
 }
 
@@ -115,8 +112,8 @@ TEST(NorvikKavStream, ByDefaultMovesNoBytesAndStandsAtZero) {
   stream.setSize(5);
   EXPECT_EQ(stream.tell(), 0u);
   EXPECT_EQ(stream.computeSize(), 0u);
-  EXPECT_EQ(codeOf([&] { stream.readFully(&byte, 1); }), 5u);
-  EXPECT_EQ(codeOf([&] { stream.writeFully(&byte, 1); }), 1u);
+  EXPECT_CODE(shortRead, stream.readFully(&byte, 1));
+  EXPECT_CODE(ioFailed, stream.writeFully(&byte, 1));
   EXPECT_NO_THROW(stream.writeFully(&byte, 0));
 }
 
@@ -187,7 +184,7 @@ TEST(NorvikKavIOStream, AFullWriteTakenInPartIsAFailure) {
   const MemoryStreamPtr memory = MemoryStream::create();
   NorvikKavIOStream stream(memory);
   memory->injectFault(1, MemoryStream::Fault::isShort);
-  EXPECT_EQ(codeOf([&] { stream.writeFully("abcd", 4); }), 1u);
+  EXPECT_CODE(ioFailed, stream.writeFully("abcd", 4));
   EXPECT_TRUE(memory->faultWasMet());
   stream.writeFully("ef", 2);
   EXPECT_EQ(memory->bytes(), (Bytes{'a', 'b', 'e', 'f'}));
@@ -212,10 +209,10 @@ TEST(NorvikKavIOStream, EveryFailureOfTheStreamComesThrough) {
   const std::size_t calls = memory->calls().all();
   for (std::size_t k = 1; k <= calls; ++k) {
     memory->injectFault(k, MemoryStream::Fault::fails);
-    EXPECT_EQ(codeOf(use), 1u) << "call " << k;
+    EXPECT_CODE(ioFailed, use()) << "call " << k;
   }
   memory->injectFault(calls + 1, MemoryStream::Fault::fails);
-  EXPECT_EQ(codeOf(use), std::nullopt);
+  EXPECT_CODE(success, use());
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ class BoxIterators : public testing::Test {
 
   using Indices = std::vector<std::size_t>;
 
-  Document file;
+  Film file;
   Box parent{fourCc("prnt"), file.stream};
 };
 
@@ -75,7 +75,7 @@ TEST_F(BoxIterators, ReverseByTypeYieldsTheChildrenOfOneType) {
 }
 
 TEST_F(BoxIterators, OverTheRootReadTheFileOnDemand) {
-  Document lazy(concat({box("aaaa"), box("bbbb"), box("aaaa")}));
+  Film lazy(concat({box("aaaa"), box("bbbb"), box("aaaa")}));
   BoxIteratorByType iterator(lazy.root, fourCc("bbbb"));
   ASSERT_NE(iterator.current(), nullptr);
   EXPECT_EQ(lazy.root.loadedCount(), 2u);

@@ -24,13 +24,13 @@ class ListedTrack final : public SampleIterator {
   ListedTrack(Listed listed, std::uint32_t trackId) : listed_(std::move(listed)), id_(trackId) {}
 
   bool hasNext() override { return next_ < listed_.times.size(); }
-  SamplePtr next() override {
-    if (!hasNext()) return nullptr;
-    auto sample = std::make_unique<Sample>();
-    sample->info.decodingTime = listed_.times[next_++];
-    sample->info.timescale = listed_.timescale;
-    sample->info.trackId = id_;
-    return sample;
+  bool take(Sample& sample) override {
+    if (!hasNext()) return false;
+    sample = {};
+    sample.info.decodingTime = listed_.times[next_++];
+    sample.info.timescale = listed_.timescale;
+    sample.info.trackId = id_;
+    return true;
   }
 
  private:
@@ -39,7 +39,7 @@ class ListedTrack final : public SampleIterator {
   std::size_t next_ = 0;
 };
 
-std::vector<SamplePtr> merged(const std::vector<Listed>& tracks) {
+Samples merged(const std::vector<Listed>& tracks) {
   std::vector<std::unique_ptr<SampleIterator>> iterators;
   for (const Listed& track : tracks) {
     iterators.push_back(
@@ -62,11 +62,11 @@ TEST(DocIterator, PutsTheEarlierSampleFirst) {
 TEST(DocIterator, MergesTheTracksOfAFileByTheirTimes) {
   const OpenedMovie equal(
       MovieBuilder({countingTrack(3, 1000, 1000), countingTrack(3, 90000, 90000)}));
-  DocIterator first(createTrackIterators(equal.reader.tracks(), 600, {}));
+  DocIterator first(createTrackIterators(equal.reader.records(), 600, {}));
   EXPECT_EQ(trackIdsOf(drain(first)), (Column{1, 2, 1, 2, 1, 2}));
   const OpenedMovie earlier(
       MovieBuilder({countingTrack(3, 1000, 1000), countingTrack(3, 90000, 89910)}));
-  DocIterator second(createTrackIterators(earlier.reader.tracks(), 600, {}));
+  DocIterator second(createTrackIterators(earlier.reader.records(), 600, {}));
   EXPECT_EQ(trackIdsOf(drain(second)), (Column{1, 2, 2, 1, 2, 1}));
 }
 
@@ -80,11 +80,11 @@ TEST(DocIterator, EndsWithoutTracksOrSamples) {
 class BrokenTrack final : public SampleIterator {
  public:
   bool hasNext() override { return true; }
-  SamplePtr next() override {
+  bool take(Sample& sample) override {
     if (std::exchange(isBroken_, true)) throw Exception(ErrorCode::badChunkRun);
-    auto sample = std::make_unique<Sample>();
-    sample->info.timescale = 1000;
-    return sample;
+    sample = {};
+    sample.info.timescale = 1000;
+    return true;
   }
 
  private:
@@ -163,12 +163,11 @@ TEST(DocIterator, FollowsTheRuleForAnyNumberOfTracks) {
 }
 
 // Times by track: what createTrackIterators makes of a file.
-std::vector<Column> timesByTrack(const MovieBuilder& movie,
-                                 const DocIteratorOptions& options = {}) {
+std::vector<Column> timesByTrack(const MovieBuilder& movie, const SampleOptions& options = {}) {
   const OpenedMovie opened(movie);
   std::vector<Column> times;
   for (const auto& iterator :
-       createTrackIterators(opened.reader.tracks(), movie.timescale, options)) {
+       createTrackIterators(opened.reader.records(), movie.timescale, options)) {
     times.push_back(timesOf(drain(*iterator)));
   }
   return times;
@@ -179,8 +178,8 @@ TEST(TrackIterators, ApplyEditListsUnlessToldNotTo) {
   movie.timescale = 100;
   movie.tracks[0].edits = {{5, kEmptyEdit}, {2, 10}};
   EXPECT_EQ(timesByTrack(movie), (std::vector<Column>{{0, 50, 60}}));
-  DocIteratorOptions options;
-  options.ignoreEditLists = true;
+  SampleOptions options;
+  options.applyEdits = false;
   EXPECT_EQ(timesByTrack(movie, options), (std::vector<Column>{{0, 10, 20}}));
 }
 
@@ -189,17 +188,17 @@ TEST(TrackIterators, KeepToTheRequestedRange) {
   movie.timescale = 100;
   movie.tracks.push_back(countingTrack(5));
   movie.tracks[2].edits = {{1, kEmptyEdit}, {0, 0}};
-  DocIteratorOptions options;
-  options.start = {2, 100};
-  options.end = {4, 100};
+  SampleOptions options;
+  options.from = {2, 100};
+  options.to = {4, 100};
   EXPECT_EQ(timesByTrack(movie, options), (std::vector<Column>{{20, 30}, {10}, {0, 10, 20, 30}}));
 }
 
 TEST(TrackIterators, HandTheContextOn) {
   const OpenedMovie opened(MovieBuilder({countingTrack(1)}));
-  DocIteratorOptions options;
+  SampleOptions options;
   options.context = 12;
-  const auto iterators = createTrackIterators(opened.reader.tracks(), 600, options);
+  const auto iterators = createTrackIterators(opened.reader.records(), 600, options);
   EXPECT_EQ(iterators[0]->next()->context, 12u);
 }
 
@@ -211,7 +210,7 @@ std::vector<Column> timesOfTwo(const Bytes& fragments, std::size_t samplesInTabl
   const FragmentedMovie movie({countingTrack(samplesInTables, 1000), countingTrack(0, 500)},
                               concat({trex(1), trex(2)}), fragments);
   std::vector<Column> times;
-  for (const auto& iterator : createTrackIterators(movie.opened.reader.tracks(), 600, {})) {
+  for (const auto& iterator : createTrackIterators(movie.opened.reader.records(), 600, {})) {
     times.push_back(timesOf(drain(*iterator)));
   }
   return times;
@@ -255,7 +254,7 @@ TEST(TrackIterators, ConvertTheEarliestTimeWithoutOverflow) {
       {countingTrack(0, 10'000'000), countingTrack(0, 48000)}, concat({trex(1), trex(2)}),
       moof(1, traf(tfhd(1), tfdt(kSeconds * 10'000'000 + 5'000'000), trun(1)),
            traf(tfhd(2), tfdt(kSeconds * 48000 + 48000), trun(1))));
-  const auto iterators = createTrackIterators(movie.opened.reader.tracks(), 600, {});
+  const auto iterators = createTrackIterators(movie.opened.reader.records(), 600, {});
   EXPECT_EQ(timesOf(drain(*iterators[0])), (Column{0}));
   EXPECT_EQ(timesOf(drain(*iterators[1])), (Column{24000}));
 }
@@ -264,7 +263,7 @@ TEST(TrackIterators, ApplyEditListsToTimesFromTheEarliestOn) {
   MovieTrack track = countingTrack(0);
   track.edits = {{2, kEmptyEdit}, {0, 10}};
   const FragmentedMovie movie({track}, trex(1), moof(1, traf(tfhd(1), tfdt(7000), trun(3))));
-  const auto iterators = createTrackIterators(movie.opened.reader.tracks(), 100, {});
+  const auto iterators = createTrackIterators(movie.opened.reader.records(), 100, {});
   EXPECT_EQ(timesOf(drain(*iterators[0])), (Column{0, 20, 30}));
 }
 
@@ -272,7 +271,7 @@ TEST(TrackIterators, ReadNoFurtherOnceATrackBeginsAtZero) {
   const FragmentedMovie movie(
       {countingTrack(0)}, trex(1),
       concat({moof(1, traf(tfhd(1), tfdt(0), trun(2))), moof(2, traf(tfhd(1), trun(1)))}));
-  const auto iterators = createTrackIterators(movie.opened.reader.tracks(), 600, {});
+  const auto iterators = createTrackIterators(movie.opened.reader.records(), 600, {});
   EXPECT_EQ(movie.opened.track().root->fragmentCount(), 1u);
 }
 
@@ -286,7 +285,7 @@ TEST(TrackIterators, BeginAtTheEarliestTimeOfFragmentsBeforeTheMovie) {
 
 // The sequence numbers of the samples of the first track.
 Column sequencesOfFirst(const OpenedMovie& opened) {
-  const auto iterators = createTrackIterators(opened.reader.tracks(), 100, {});
+  const auto iterators = createTrackIterators(opened.reader.records(), 100, {});
   return sequencesOf(drain(*iterators[0]));
 }
 
@@ -342,7 +341,7 @@ TEST(TrackIterators, ApplyTheEditListOfCaptionsAsThatOfAnyTrack) {
 }
 
 // The shift of the first track.
-std::uint64_t shiftOf(const MovieBuilder& movie, const DocIteratorOptions& options = {}) {
+std::uint64_t shiftOf(const MovieBuilder& movie, const SampleOptions& options = {}) {
   return editShift(OpenedMovie(movie).track(), options);
 }
 
@@ -366,8 +365,8 @@ TEST(EditShift, IsNothingWhereNothingIsTakenOff) {
   EXPECT_EQ(shiftOf(MovieBuilder({late})), 0u);
   late.samples.clear();
   EXPECT_EQ(shiftOf(MovieBuilder({late})), 0u);
-  DocIteratorOptions options;
-  options.ignoreEditLists = true;
+  SampleOptions options;
+  options.applyEdits = false;
   EXPECT_EQ(shiftOf(MovieBuilder({reorderedVideo()}), options), 0u);
 }
 

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::uint64_t kEnd = 1'000'000;
 
-std::vector<SamplePtr> samplesOf(const OpenedMovie& movie, std::size_t track = 1,
-                                 std::uint64_t start = 0, std::uint64_t end = kEnd) {
+Samples samplesOf(const OpenedMovie& movie, std::size_t track = 1, std::uint64_t start = 0,
+                  std::uint64_t end = kEnd) {
   FragmentedTrackIterator iterator(movie.track(track), 0, start, end);
   return drain(iterator);
 }
@@ -37,19 +37,19 @@ TEST(FragmentedTrackIterator, DeliversTheSamplesOfAllFragments) {
     const MovieTrack& put = movie.tracks[number - 1];
     ASSERT_EQ(samples.size(), put.samples.size());
     for (std::size_t i = 0; i < samples.size(); ++i) {
-      EXPECT_EQ(opened.bytesOf(*samples[i]), put.samples[i].bytes);
-      EXPECT_EQ(samples[i]->info.structSize, 32u);
-      EXPECT_EQ(samples[i]->info.decodingTime, i * 10);
-      EXPECT_EQ(samples[i]->info.timescale, 1000u);
-      EXPECT_EQ(samples[i]->info.compositionOffset, put.samples[i].compositionOffset);
-      EXPECT_EQ(samples[i]->info.trackId, number);
-      EXPECT_EQ(samples[i]->info.flags, put.samples[i].sync ? 1u : 0u);
-      EXPECT_EQ(samples[i]->fragmentSequence, i / (number == 1 ? 3 : 2) + 1);
-      EXPECT_EQ(samples[i]->count, 1u);
-      EXPECT_EQ(samples[i]->description, opened.track(number).stsd->descriptor(1));
-      EXPECT_EQ(samples[i]->descriptionIndex, 1u);
-      EXPECT_EQ(samples[i]->track, &opened.track(number));
-      EXPECT_EQ(samples[i]->context, 55u);
+      EXPECT_EQ(opened.bytesOf(samples[i]), put.samples[i].bytes);
+      EXPECT_EQ(samples[i].info.structSize, 32u);
+      EXPECT_EQ(samples[i].info.decodingTime, i * 10);
+      EXPECT_EQ(samples[i].info.timescale, 1000u);
+      EXPECT_EQ(samples[i].info.compositionOffset, put.samples[i].compositionOffset);
+      EXPECT_EQ(samples[i].info.trackId, number);
+      EXPECT_EQ(samples[i].info.flags, put.samples[i].sync ? 1u : 0u);
+      EXPECT_EQ(samples[i].fragmentSequence, i / (number == 1 ? 3 : 2) + 1);
+      EXPECT_EQ(samples[i].count, 1u);
+      EXPECT_EQ(samples[i].description, opened.track(number).track->description(1));
+      EXPECT_EQ(samples[i].descriptionIndex, 1u);
+      EXPECT_EQ(samples[i].track, opened.track(number).track);
+      EXPECT_EQ(samples[i].context, 55u);
     }
   }
 }
@@ -61,7 +61,7 @@ TEST(FragmentedTrackIterator, DeliversTheSamplesOfTheMovieBeforeThoseOfTheFragme
   EXPECT_EQ(timesOf(samples), (Column{0, 10, 20, 30, 40}));
   EXPECT_EQ(sizesOf(samples), (Column{1, 2, 3, 4, 4}));
   EXPECT_EQ(sequencesOf(samples), (Column{0, 0, 0, 4, 4}));
-  EXPECT_EQ(samples[4]->fileOffset, movie.start + 504);
+  EXPECT_EQ(samples[4].fileOffset, movie.start + 504);
   EXPECT_EQ(timesOf(samplesOf(movie.opened, 1, 20)), (Column{20, 30, 40}));
   EXPECT_EQ(timesOf(samplesOf(movie.opened, 1, 25)), (Column{30, 40}));
   EXPECT_EQ(timesOf(samplesOf(movie.opened, 1, 35)), (Column{40}));
@@ -144,8 +144,8 @@ TEST(FragmentedTrackIterator, TakesTheDescriptionOfThePartAndElseOfTheMovie) {
       concat({moof(1, traf(tfhd(1), trun(1)), traf(tfhd(1, 2, u32(2)), trun(1)))}));
   const auto samples = samplesOf(movie.opened);
   EXPECT_EQ(descriptionsOf(samples), (Column{3, 2}));
-  EXPECT_EQ(samples[0]->description, movie.opened.track().stsd->descriptor(3));
-  EXPECT_EQ(samples[1]->description, movie.opened.track().stsd->descriptor(2));
+  EXPECT_EQ(samples[0].description, movie.opened.track().track->description(3));
+  EXPECT_EQ(samples[1].description, movie.opened.track().track->description(2));
 }
 
 TEST(FragmentedTrackIterator, EndsAfterASampleWithoutDescription) {
@@ -155,7 +155,7 @@ TEST(FragmentedTrackIterator, EndsAfterASampleWithoutDescription) {
                         moof(2, traf(tfhd(1), trun(1)))}));
     const auto samples = samplesOf(movie.opened);
     EXPECT_EQ(descriptionsOf(samples), (Column{1, 1, 0})) << index;
-    EXPECT_EQ(samples[2]->description, nullptr);
+    EXPECT_EQ(samples[2].description, nullptr);
   }
 }
 
@@ -178,15 +178,15 @@ TEST(FragmentedTrackIterator, CountsTheSequenceNumbersOfTheFile) {
                       moof(2, traf(tfhd(1), trun(1)))}));
   const auto samples = samplesOf(movie.opened);
   EXPECT_EQ(sequencesOf(samples), (Column{7, 9, 2}));
-  for (const SamplePtr& sample : samples) EXPECT_TRUE(sample->isOfFragment);
+  for (const Sample& sample : samples) EXPECT_TRUE(sample.isOfFragment);
 }
 
 TEST(FragmentedTrackIterator, TellsTheSamplesOfTheMovieFromThoseOfFragments) {
   const FragmentedMovie movie = movieOf(moof(0, traf(tfhd(1), trun(1))), 1);
   const auto samples = samplesOf(movie.opened);
   EXPECT_EQ(sequencesOf(samples), (Column{0, 0}));
-  EXPECT_FALSE(samples[0]->isOfFragment);
-  EXPECT_TRUE(samples[1]->isOfFragment);
+  EXPECT_FALSE(samples[0].isOfFragment);
+  EXPECT_TRUE(samples[1].isOfFragment);
 }
 
 TEST(FragmentedTrackIterator, MarksSamplesSyncThatAreNoOthersAndDependOnNone) {
@@ -221,10 +221,10 @@ TEST(FragmentedTrackIterator, DeliversTheSamplesOfARange) {
     for (std::uint64_t end = 0; end <= 80; end += 5) {
       Column times;
       Column offsets;
-      for (const SamplePtr& sample : all) {
-        if (sample->info.decodingTime < start || sample->info.decodingTime >= end) continue;
-        times.push_back(sample->info.decodingTime);
-        offsets.push_back(sample->fileOffset);
+      for (const Sample& sample : all) {
+        if (sample.info.decodingTime < start || sample.info.decodingTime >= end) continue;
+        times.push_back(sample.info.decodingTime);
+        offsets.push_back(sample.fileOffset);
       }
       const auto samples = samplesOf(movie.opened, 1, start, end);
       EXPECT_EQ(timesOf(samples), times) << start << " " << end;

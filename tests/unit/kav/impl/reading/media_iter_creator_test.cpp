@@ -20,7 +20,7 @@ TEST(MediaIterCreator, WalksTheTablesOfARegularMovie) {
   EXPECT_NE(dynamic_cast<TrackIterator*>(iterator.get()), nullptr);
   const auto samples = drain(*iterator);
   EXPECT_EQ(timesOf(samples), (Column{20, 30}));
-  EXPECT_EQ(samples[0]->context, 6u);
+  EXPECT_EQ(samples[0].context, 6u);
   EXPECT_EQ(timesOf(drain(*creator.createMediaIterator(10, 30))), (Column{10, 20}));
 }
 

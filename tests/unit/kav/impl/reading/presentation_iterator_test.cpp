@@ -21,12 +21,12 @@ class ListedMedia final : public SampleIterator {
   explicit ListedMedia(Column times) : times_(std::move(times)) {}
 
   bool hasNext() override { return next_ < times_.size(); }
-  SamplePtr next() override {
-    if (!hasNext()) return nullptr;
-    auto sample = std::make_unique<Sample>();
-    sample->info.decodingTime = times_[next_];
-    sample->info.size = static_cast<std::uint32_t>(++next_);
-    return sample;
+  bool take(Sample& sample) override {
+    if (!hasNext()) return false;
+    sample = {};
+    sample.info.decodingTime = times_[next_];
+    sample.info.size = static_cast<std::uint32_t>(++next_);
+    return true;
   }
 
  private:
@@ -64,7 +64,7 @@ struct Presentation {
   }
 
   Column starts;
-  std::vector<SamplePtr> samples;
+  Samples samples;
 };
 
 TEST(PresentationIter, DeliversOneEmptySampleAndShiftsTheMediaBehindIt) {
@@ -146,7 +146,7 @@ TEST(PresentationIter, WalksTheMediaOfATrack) {
   const auto samples = drain(iterator);
   EXPECT_EQ(timesOf(samples), (Column{0, 10, 20}));
   EXPECT_EQ(sizesOf(samples), (Column{0, 3, 4}));
-  EXPECT_EQ(samples[0]->context, 8u);
+  EXPECT_EQ(samples[0].context, 8u);
 }
 
 }  // namespace

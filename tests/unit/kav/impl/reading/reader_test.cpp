@@ -65,9 +65,10 @@ TEST(Reader, ListsTheTracksInTheOrderOfTheFile) {
   const OpenedMovie opened(movie);
   ASSERT_EQ(opened.reader.tracks().size(), 3u);
   for (std::uint32_t i = 0; i < 3; ++i) {
-    const TrackRecord& track = opened.reader.tracks()[i];
-    EXPECT_EQ(track.info.trackId, movie.tracks[i].id);
-    EXPECT_EQ(track.index, i);
+    const TrackRecord& track = opened.reader.records()[i];
+    EXPECT_EQ(track.info().trackId, movie.tracks[i].id);
+    EXPECT_EQ(track.track, &opened.reader.tracks()[i]);
+    EXPECT_EQ(track.track->index, i);
     EXPECT_EQ(track.trak, opened.track().root->movie()->tracks()[i]);
     EXPECT_EQ(track.root, opened.track().root);
   }
@@ -88,7 +89,7 @@ TEST(Reader, TellsWhatTheHeadersOfATrackSay) {
   track.name = text("Words");
   track.edits = {{601, 0}};  // the duration of the header
   const OpenedMovie opened(movie);
-  const TrackRecord& record = opened.track();
+  const Track& record = opened.reader.tracks()[0];
   EXPECT_EQ(record.info.structSize, 72u);
   EXPECT_EQ(record.info.trackId, 12u);
   EXPECT_EQ(record.info.tkhdFlags, 0xABCDEFu);
@@ -101,11 +102,12 @@ TEST(Reader, TellsWhatTheHeadersOfATrackSay) {
   EXPECT_EQ(record.info.volume, 1.5f);
   EXPECT_EQ(record.info.language, (std::array<char, 4>{'e', 'n', 'g', '\0'}));
   EXPECT_EQ(record.info.handlerNameLength, 6u);
-  EXPECT_EQ(record.name, (concat({text("Words"), u8(0)})));
+  EXPECT_EQ(record.name, "Words");
   EXPECT_EQ(record.info.flags, 0u);
   EXPECT_EQ(record.handlerType, fourCc("text"));
-  EXPECT_NE(record.stbl, nullptr);
-  EXPECT_NE(record.stsd, nullptr);
+  EXPECT_FALSE(record.hasSyncTable);
+  EXPECT_EQ(record.descriptions.size(), 1u);
+  EXPECT_NE(opened.track().stbl, nullptr);
 }
 
 TEST(Reader, ConvertsTheDurationOfTheHeaderIntoTheTimescaleOfTheMedia) {
@@ -117,24 +119,23 @@ TEST(Reader, ConvertsTheDurationOfTheHeaderIntoTheTimescaleOfTheMedia) {
     MovieBuilder movie({countingTrack(1, c.media)});
     movie.timescale = c.movie;
     movie.tracks[0].edits = {{c.duration, 0}};
-    EXPECT_EQ(OpenedMovie(movie).track().info.duration, c.expected);
+    EXPECT_EQ(OpenedMovie(movie).track().info().duration, c.expected);
   }
 }
 
 TEST(Reader, TellsThatATrackHasDependencies) {
   MovieBuilder movie({countingTrack(2)});
   movie.tracks[0].dependencyTable = true;
-  EXPECT_EQ(OpenedMovie(movie).track().info.flags, 1u);
+  EXPECT_EQ(OpenedMovie(movie).track().info().flags, 1u);
 }
 
 TEST(Reader, TellsWhatTheHeaderOfTheMovieSays) {
   MovieBuilder movie({countingTrack(2)});
   movie.timescale = 1234;
   OpenedMovie regular(movie);
-  ASSERT_NE(regular.reader.movieHeader(), nullptr);
-  EXPECT_EQ(regular.reader.movieHeader()->record().timescale, 1234u);
-  EXPECT_FALSE(regular.reader.isFragmented());
-  EXPECT_TRUE(OpenedMovie(movie.splitIntoFragments({1})).reader.isFragmented());
+  EXPECT_EQ(regular.reader.info().timescale, 1234u);
+  EXPECT_FALSE(regular.reader.info().isFragmented);
+  EXPECT_TRUE(OpenedMovie(movie.splitIntoFragments({1})).reader.info().isFragmented);
 }
 
 TEST(Reader, IteratesOverTenYears) {
@@ -293,7 +294,7 @@ TEST(Reader, CopiesTheHeaderBytesOfADescription) {
   MovieTrack track = countingTrack(1);
   track.entries = {genericEntry("text", text("header bytes"))};
   const OpenedMovie opened(MovieBuilder({track}));
-  const SampleDescriptor* description = opened.track().stsd->descriptor(1);
+  const SampleDescription* description = opened.reader.tracks()[0].description(1);
   ASSERT_EQ(description->headerBytes().size(), 12u);
   Bytes bytes(12);
   Reader::getSampleDescription(*description, bytes.data());

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/model/box_headers.h"
 #include "tests/unit/kav/impl/opened_movie.h"
@@ -16,8 +15,7 @@ namespace {
 
 constexpr std::uint64_t kEnd = 1'000'000;
 
-std::vector<SamplePtr> samplesOf(const OpenedMovie& movie, std::uint64_t start = 0,
-                                 std::uint64_t end = kEnd) {
+Samples samplesOf(const OpenedMovie& movie, std::uint64_t start = 0, std::uint64_t end = kEnd) {
   TrackIterator iterator(movie.track(), 0, start, end);
   return drain(iterator);
 }
@@ -32,15 +30,15 @@ TEST(TrackIterator, DeliversEverySampleOfTheTables) {
   EXPECT_EQ(timesOf(samples), (Column{0, 3000, 6000, 9000, 12000, 15000, 18000}));
   EXPECT_EQ(sizesOf(samples), (Column{1, 2, 3, 4, 5, 6, 7}));
   for (std::size_t i = 0; i < samples.size(); ++i) {
-    EXPECT_EQ(opened.bytesOf(*samples[i]), movie.tracks[0].samples[i].bytes);
-    EXPECT_EQ(samples[i]->info.structSize, 32u);
-    EXPECT_EQ(samples[i]->info.timescale, 90000u);
-    EXPECT_EQ(samples[i]->info.trackId, 5u);
-    EXPECT_EQ(samples[i]->count, 1u);
-    EXPECT_EQ(samples[i]->fragmentSequence, 0u);
-    EXPECT_EQ(samples[i]->description, opened.track().stsd->descriptor(1));
-    EXPECT_EQ(samples[i]->track, &opened.track());
-    EXPECT_EQ(samples[i]->context, 77u);
+    EXPECT_EQ(opened.bytesOf(samples[i]), movie.tracks[0].samples[i].bytes);
+    EXPECT_EQ(samples[i].info.structSize, 32u);
+    EXPECT_EQ(samples[i].info.timescale, 90000u);
+    EXPECT_EQ(samples[i].info.trackId, 5u);
+    EXPECT_EQ(samples[i].count, 1u);
+    EXPECT_EQ(samples[i].fragmentSequence, 0u);
+    EXPECT_EQ(samples[i].description, opened.track().track->description(1));
+    EXPECT_EQ(samples[i].track, opened.track().track);
+    EXPECT_EQ(samples[i].context, 77u);
   }
 }
 
@@ -120,14 +118,14 @@ TEST(TrackIterator, PassesEntriesOfNoSamplesAndOfNoChunks) {
   movie.replace(kTables + "stsc",
                 fullBox("stsc", 0, 0, u32(4), u32List({1, 9, 1, 1, 2, 1, 2, 8, 1, 2, 1, 1})));
   OpenedMovie opened(movie);
-  EXPECT_EQ(opened.track().stbl->stts()->runs().size(), 4u);
-  EXPECT_EQ(opened.track().stbl->ctts()->runs().size(), 4u);
+  EXPECT_EQ(opened.track().stbl->stts()->table().runs().size(), 4u);
+  EXPECT_EQ(opened.track().stbl->ctts()->table().runs().size(), 4u);
   EXPECT_EQ(timesOf(samplesOf(opened)), timesOf(samplesOf(plain)));
   EXPECT_EQ(compositionOffsetsOf(samplesOf(opened)), (Column{5, 5, 6, 6}));
   EXPECT_EQ(compositionOffsetsOf(samplesOf(opened, 20)), (Column{6, 6}));
   const auto samples = samplesOf(opened);
   for (std::size_t i = 0; i < samples.size(); ++i) {
-    EXPECT_EQ(opened.bytesOf(*samples[i]), movie.tracks[0].samples[i].bytes);
+    EXPECT_EQ(opened.bytesOf(samples[i]), movie.tracks[0].samples[i].bytes);
   }
 }
 
@@ -172,7 +170,7 @@ TEST(TrackIterator, GivesEachSampleTheDescriptionOfItsChunk) {
   const OpenedMovie opened(movie);
   const auto samples = samplesOf(opened);
   EXPECT_EQ(descriptionsOf(samples), (Column{1, 1, 2, 1, 1}));
-  EXPECT_EQ(samples[2]->description, opened.track().stsd->descriptor(2));
+  EXPECT_EQ(samples[2].description, opened.track().track->description(2));
 }
 
 TEST(TrackIterator, FailsInAChunkWithoutSamples) {
@@ -181,7 +179,8 @@ TEST(TrackIterator, FailsInAChunkWithoutSamples) {
                 fullBox("stsc", 0, 0, u32(2), u32(1), u32(2), u32(1), u32(2), u32(0), u32(1)));
   const OpenedMovie opened(movie);
   TrackIterator iterator(opened.track(), 0, 0, kEnd);
-  EXPECT_NE(iterator.next(), nullptr);
+  Sample sample;
+  EXPECT_TRUE(iterator.take(sample));
   EXPECT_EQ(codeOf([&] { iterator.next(); }), 23u);
 }
 
@@ -193,8 +192,9 @@ class PickedTables {
       : memory_(MemoryStream::create(tables)), stream_(memory_) {
     stream_.computeSize();
     stbl_ = makeBox<StblBox>(BoxHeader{}, stream_);
+    seen_.info.mediaTimescale = 1000;
+    track.track = &seen_;
     track.stbl = stbl_.get();
-    track.info.mediaTimescale = 1000;
   }
 
   // The table that comes next in the file.
@@ -221,6 +221,7 @@ class PickedTables {
   MemoryStreamPtr memory_;
   NorvikKavIStream stream_;
   OwnedBox<StblBox> stbl_;
+  Track seen_;
 };
 
 const Bytes kStts = fullBox("stts", 0, 0, u32(1), u32(2), u32(10));
@@ -241,7 +242,8 @@ TEST(TrackIterator, NeedsTimesChunksSizesAndOffsets) {
   };
   for (int missing = 0; missing < 4; ++missing) EXPECT_EQ(codeWithout(missing), 12u) << missing;
   EXPECT_EQ(codeWithout(4), std::nullopt);
-  const TrackRecord none;
+  const Track seen;
+  const TrackRecord none{.track = &seen};
   EXPECT_EQ(codeOf([&] { TrackIterator(none, 0, 0, kEnd); }), 12u);
 }
 
@@ -251,7 +253,9 @@ TEST(TrackIterator, PrefersTheWideChunkOffsets) {
   tables.take<StcoBox>();
   tables.take<Co64Box>();
   TrackIterator iterator(tables.track, 0, 0, kEnd);
-  EXPECT_EQ(iterator.next()->fileOffset, 0x100000000u);
+  Sample sample;
+  ASSERT_TRUE(iterator.take(sample));
+  EXPECT_EQ(sample.fileOffset, 0x100000000u);
 }
 
 TEST(TrackIterator, DeliversOneSampleOfATrackWithoutDescriptions) {
@@ -261,12 +265,12 @@ TEST(TrackIterator, DeliversOneSampleOfATrackWithoutDescriptions) {
   TrackIterator iterator(tables.track, 0, 0, kEnd);
   const auto samples = drain(iterator);
   ASSERT_EQ(offsetsOf(samples), (Column{100}));
-  EXPECT_EQ(samples[0]->description, nullptr);
-  EXPECT_EQ(samples[0]->descriptionIndex, 0u);
+  EXPECT_EQ(samples[0].description, nullptr);
+  EXPECT_EQ(samples[0].descriptionIndex, 0u);
 }
 
-std::vector<SamplePtr> segmentsOf(const OpenedMovie& movie, std::vector<EditSegment> segments,
-                                  std::uint64_t end = kEnd) {
+Samples segmentsOf(const OpenedMovie& movie, std::vector<EditSegment> segments,
+                   std::uint64_t end = kEnd) {
   // The movie counts a tenth as fast as the track.
   TrackIterator iterator(movie.track(), 3, std::move(segments), 100, end);
   return drain(iterator);
@@ -287,9 +291,9 @@ TEST(TrackIterator, DeliversOneEmptySampleForEverySegmentWithoutMedia) {
   EXPECT_EQ(timesOf(samples), (Column{60, 10, 70, 80}));
   EXPECT_EQ(sizesOf(samples), (Column{0, 2, 0, 0}));
   EXPECT_EQ(flagsOf(samples), (Column{2, 0, 2, 2}));
-  EXPECT_EQ(samples[0]->fragmentSequence, 0u);
-  EXPECT_EQ(samples[0]->context, 3u);
-  EXPECT_EQ(samples[0]->description, nullptr);
+  EXPECT_EQ(samples[0].fragmentSequence, 0u);
+  EXPECT_EQ(samples[0].context, 3u);
+  EXPECT_EQ(samples[0].description, nullptr);
 }
 
 TEST(TrackIterator, PassesSegmentsThatSelectNoSample) {

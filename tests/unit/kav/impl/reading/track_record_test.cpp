@@ -43,21 +43,21 @@ TEST(EmptySample, CarriesNoMedia) {
   MovieBuilder movie({countingTrack(2)});
   movie.tracks[0].id = 7;
   const OpenedMovie opened(movie);
-  const SamplePtr sample = makeEmptySample(opened.track(), 1234, 99, 3);
-  EXPECT_EQ(sample->info.structSize, 32u);
-  EXPECT_EQ(sample->info.size, 0u);
-  EXPECT_EQ(sample->info.decodingTime, 1234u);
-  EXPECT_EQ(sample->info.timescale, 1000u);
-  EXPECT_EQ(sample->info.compositionOffset, 0u);
-  EXPECT_EQ(sample->info.trackId, 7u);
-  EXPECT_EQ(sample->info.flags, 2u);
-  EXPECT_EQ(sample->fileOffset, 0u);
-  EXPECT_EQ(sample->count, 1u);
-  EXPECT_EQ(sample->fragmentSequence, 3u);
-  EXPECT_EQ(sample->description, nullptr);
-  EXPECT_EQ(sample->descriptionIndex, 0u);
-  EXPECT_EQ(sample->track, &opened.track());
-  EXPECT_EQ(sample->context, 99u);
+  const Sample sample = emptySample(opened.track(), 1234, 99, 3);
+  EXPECT_EQ(sample.info.structSize, 32u);
+  EXPECT_EQ(sample.info.size, 0u);
+  EXPECT_EQ(sample.info.decodingTime, 1234u);
+  EXPECT_EQ(sample.info.timescale, 1000u);
+  EXPECT_EQ(sample.info.compositionOffset, 0u);
+  EXPECT_EQ(sample.info.trackId, 7u);
+  EXPECT_EQ(sample.info.flags, 2u);
+  EXPECT_EQ(sample.fileOffset, 0u);
+  EXPECT_EQ(sample.count, 1u);
+  EXPECT_EQ(sample.fragmentSequence, 3u);
+  EXPECT_EQ(sample.description, nullptr);
+  EXPECT_EQ(sample.descriptionIndex, 0u);
+  EXPECT_EQ(sample.track, opened.track().track);
+  EXPECT_EQ(sample.context, 99u);
 }
 
 }  // namespace

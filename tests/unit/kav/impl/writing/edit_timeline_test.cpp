@@ -6,7 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/unit/kav/impl/table_fixtures.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/film.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -17,7 +18,7 @@ using Edits = std::vector<std::pair<std::uint64_t, std::int64_t>>;
 struct Timeline {
   explicit Timeline(std::uint32_t timescale = 3000, std::uint32_t movieTimescale = 600,
                     std::uint32_t gaps = 3)
-      : box(makeBox<ElstBox>(gaps, output.stream)), timeline(timescale, movieTimescale, *box) {}
+      : box(makeBox<ElstBox>(gaps, film.stream)), timeline(timescale, movieTimescale, *box) {}
 
   Edits edits() const {
     Edits edits;
@@ -27,7 +28,7 @@ struct Timeline {
     return edits;
   }
 
-  Output output;
+  quarrypack::test::Film film;
   OwnedBox<ElstBox> box;
   EditTimeline timeline;
 };
@@ -147,12 +148,12 @@ TEST(EditTimeline, LengthensTheLastEditWhenItGoesOnBehindAFinish) {
 TEST(EditTimeline, FailsWhenTheEditListIsFull) {
   Timeline none(3000, 600, 0);
   none.timeline.addGap(0);
-  EXPECT_EQ(codeOf([&] { none.timeline.addSample(10); }), 16u);
+  EXPECT_CODE(editListFull, none.timeline.addSample(10));
   Timeline one(3000, 600, 1);
   one.timeline.addGap(0);
   one.timeline.addSample(10);
   one.timeline.addGap(20);
-  EXPECT_EQ(codeOf([&] { one.timeline.addSample(30); }), 16u);
+  EXPECT_CODE(editListFull, one.timeline.addSample(30));
 }
 
 }  // namespace

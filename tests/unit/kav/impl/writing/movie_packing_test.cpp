@@ -9,8 +9,10 @@
 #include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/track_boxes.h"
+#include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
-#include "tests/unit/kav/impl/table_fixtures.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/film.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -25,11 +27,11 @@ constexpr std::uint64_t kDataStart = 2'000'000;
 // A written movie box with room for more than comes.
 struct Movie {
   explicit Movie(std::uint32_t capacity, std::uint32_t gapRoom = 0, std::uint64_t start = 0)
-      : moov(makeBox<MoovBox>(output.stream)) {
+      : moov(makeBox<MoovBox>(film.stream)) {
     moov->place(start);
     MovieParameters movie;
     movie.timescale = 600;
-    addNewChild<MvhdBox>(*moov, movie, output.stream);
+    addNewChild<MvhdBox>(*moov, movie, film.stream);
     for (std::uint32_t id = 1; id <= 2; ++id) {
       TrackParameters track;
       track.trackId = id;
@@ -38,7 +40,7 @@ struct Movie {
       track.sampleCapacity = capacity;
       track.editCapacity = gapRoom;
       track.hasSampleDependencies = true;
-      addNewChild<TrakBox>(*moov, track, output.stream);
+      addNewChild<TrakBox>(*moov, track, film.stream);
     }
     moov->write();
   }
@@ -63,9 +65,9 @@ struct Movie {
     return packTree(*moov);
   }
 
-  Bytes file(std::uint64_t from, std::uint64_t to) const { return output.bytes(from, to); }
+  Bytes file(std::uint64_t from, std::uint64_t to) const { return film.bytes(from, to); }
 
-  Output output;
+  quarrypack::test::Film film;
   OwnedBox<MoovBox> moov;
 };
 
@@ -106,10 +108,10 @@ TEST(MoviePacking, LeavesNoRoomInsideAnyBox) {
 TEST(MoviePacking, LeavesZerosWhereBoxesStoodBefore) {
   Movie movie(300);
   movie.addSamples(20);
-  const std::uint64_t before = movie.output.memory->bytes().size();
+  const std::uint64_t before = movie.film.memory->bytes().size();
   const std::uint64_t end = movie.pack();
   ASSERT_LT(end, before);
-  const Bytes rest = movie.file(end, movie.output.memory->bytes().size());
+  const Bytes rest = movie.file(end, movie.film.memory->bytes().size());
   EXPECT_EQ(std::count(rest.begin(), rest.end(), 0), static_cast<std::ptrdiff_t>(rest.size()));
 }
 
@@ -137,18 +139,18 @@ TEST(MoviePacking, PassesFailuresOfTheStreamOn) {
     movie.addSamples(20);
     for (TrakBox* trak : movie.moov->tracks()) trak->findStbl()->stsd()->dropPadding();
     movie.moov->write();
-    movie.output.memory->resetCalls();
+    movie.film.memory->resetCalls();
   };
   Movie counted(300);
   prepare(counted);
   packTree(*counted.moov);
-  const std::size_t calls = counted.output.memory->calls().all();
+  const std::size_t calls = counted.film.memory->calls().all();
   ASSERT_GT(calls, 10u);
   for (std::size_t call = 1; call <= calls; ++call) {
     Movie movie(300);
     prepare(movie);
-    movie.output.memory->injectFault(call, quarrypack::test::MemoryStream::Fault::fails);
-    EXPECT_EQ(codeOf([&] { packTree(*movie.moov); }), 1u) << call;
+    movie.film.memory->injectFault(call, quarrypack::test::MemoryStream::Fault::fails);
+    EXPECT_CODE(ioFailed, packTree(*movie.moov)) << call;
   }
 }
 

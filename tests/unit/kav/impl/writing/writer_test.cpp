@@ -9,6 +9,8 @@
 
 #include "kav/impl/boxes/description_boxes.h"
 #include "tests/support/box_walk.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/film.h"
 #include "tests/unit/kav/impl/opened_movie.h"
 
 namespace norvik::kav::impl {
@@ -42,7 +44,7 @@ struct WrittenMovie {
   std::uint32_t addTrack(const TrackParameters& parameters) {
     const std::uint32_t number = writer.addTrack(parameters);
     for (std::uint32_t i = 0; i < parameters.descriptionCount; ++i) {
-      writer.addSampleDescription(number, *source.track().stsd->descriptor(i + 1));
+      writer.addSampleDescription(number, *source.reader().tracks()[0].stsd->descriptor(i + 1));
     }
     return number;
   }
@@ -62,7 +64,7 @@ struct WrittenMovie {
     return MovieBuilder({track});
   }
 
-  OpenedMovie source{sourceMovie()};
+  Film source{sourceMovie()};
   MemoryStreamPtr memory;
   Writer writer;
 };
@@ -123,25 +125,26 @@ TEST(Writer, LeavesAReadableMovieBehindEveryTrack) {
 }
 
 TEST(Writer, WritesTheMovieBoxOfAFragmentedMovieAgainWithEveryTrack) {
-  const WrittenMovie descriptions;
+  WrittenMovie descriptions;
   const MemoryStreamPtr memory = MemoryStream::create();
   Writer writer(memory, movieOf(600), FragmentParameters{.duration = 1234});
   for (std::uint32_t track = 1; track <= 3; ++track) {
     writer.addTrack(trackOf(1000 + track, 10, track));
-    const OpenedMovie written(memory->bytes());
-    const MoovBox& movie = *written.track().root->movie();
+    Film written(memory->bytes());
+    const MoovBox& movie = *written.reader().tracks()[0].root->movie();
     EXPECT_EQ(movie.start(), 28u);
     EXPECT_EQ(movie.end(), memory->bytes().size());
     EXPECT_EQ(movie.mvhd()->record().nextTrackId, track + 1);
     EXPECT_EQ(movie.mvex()->mehd()->record().fragmentDuration, 1234u);
-    ASSERT_EQ(written.reader.tracks().size(), track);
+    ASSERT_EQ(written.reader().tracks().size(), track);
     for (std::uint32_t id = 1; id <= track; ++id) {
       EXPECT_NE(movie.mvex()->lookUpTrex(id), nullptr);
-      EXPECT_EQ(written.track(id).info.trackId, id);
-      EXPECT_EQ(written.track(id).info.mediaTimescale, 1000 + id);
-      EXPECT_EQ(written.track(id).stsd->entryCount(), id < track ? 1u : 0u);
+      EXPECT_EQ(written.reader().tracks()[id - 1].info.trackId, id);
+      EXPECT_EQ(written.reader().tracks()[id - 1].info.mediaTimescale, 1000 + id);
+      EXPECT_EQ(written.reader().tracks()[id - 1].stsd->entryCount(), id < track ? 1u : 0u);
     }
-    writer.addSampleDescription(track, *descriptions.source.track().stsd->descriptor(1));
+    writer.addSampleDescription(track,
+                                *descriptions.source.reader().tracks()[0].stsd->descriptor(1));
   }
 }
 
@@ -151,14 +154,14 @@ TEST(Writer, KeepsTheMovieBoxOfFragmentsWholeOverManyTracks) {
   Writer writer(memory, movieOf(600), FragmentParameters{});
   for (std::uint32_t track = 1; track <= 70; ++track) {
     writer.addTrack(trackOf(1000 + track));
-    const OpenedMovie written(memory->bytes());
-    const MoovBox& movie = *written.track().root->movie();
+    Film written(memory->bytes());
+    const MoovBox& movie = *written.reader().tracks()[0].root->movie();
     EXPECT_EQ(movie.end(), memory->bytes().size());
     EXPECT_EQ(movie.mvhd()->record().nextTrackId, track + 1);
-    ASSERT_EQ(written.reader.tracks().size(), track);
+    ASSERT_EQ(written.reader().tracks().size(), track);
     for (std::uint32_t id = 1; id <= track; ++id) {
       EXPECT_NE(movie.mvex()->lookUpTrex(id), nullptr);
-      EXPECT_EQ(written.track(id).info.mediaTimescale, 1000 + id);
+      EXPECT_EQ(written.reader().tracks()[id - 1].info.mediaTimescale, 1000 + id);
     }
   }
   const Bytes sample = text("sample");
@@ -333,10 +336,10 @@ TEST(Writer, LetsGoOfTheStream) {
 }
 
 TEST(Writer, NeedsAStreamAndTimescales) {
-  EXPECT_EQ(codeOf([] { Writer(nullptr, movieOf(600)); }), 20u);
-  EXPECT_EQ(codeOf([] { Writer(MemoryStream::create(), movieOf(0)); }), 10u);
+  EXPECT_CODE(missingArgument, Writer(nullptr, movieOf(600)));
+  EXPECT_CODE(zeroTimescale, Writer(MemoryStream::create(), movieOf(0)));
   WrittenMovie movie;
-  EXPECT_EQ(codeOf([&] { movie.writer.addTrack(trackOf(0)); }), 10u);
+  EXPECT_CODE(zeroTimescale, movie.writer.addTrack(trackOf(0)));
 }
 
 TEST(Writer, TakesNothingOnceItIsFinished) {
@@ -344,13 +347,13 @@ TEST(Writer, TakesNothingOnceItIsFinished) {
   movie.addTrack(trackOf(600));
   movie.writer.finish();
   const Bytes file = movie.memory->bytes();
-  const SampleDescriptor& description = *movie.source.track().stsd->descriptor(1);
-  EXPECT_EQ(codeOf([&] { movie.writer.addTrack(trackOf(600)); }), 2052u);
-  EXPECT_EQ(codeOf([&] { movie.writer.addSampleDescription(1, description); }), 48u);
-  EXPECT_EQ(codeOf([&] { movie.addSample(1, 0); }), 48u);
-  EXPECT_EQ(codeOf([&] { movie.addGap(1, 0); }), 48u);
-  EXPECT_EQ(codeOf([&] { movie.writer.setXMPMetadata(text("x")); }), 48u);
-  EXPECT_EQ(codeOf([&] { movie.writer.finish(); }), 48u);
+  const SampleDescriptor& description = *movie.source.reader().tracks()[0].stsd->descriptor(1);
+  EXPECT_CODE(addTrackAfterFinish, movie.writer.addTrack(trackOf(600)));
+  EXPECT_CODE(writerNotOpen, movie.writer.addSampleDescription(1, description));
+  EXPECT_CODE(writerNotOpen, movie.addSample(1, 0));
+  EXPECT_CODE(writerNotOpen, movie.addGap(1, 0));
+  EXPECT_CODE(writerNotOpen, movie.writer.setXMPMetadata(text("x")));
+  EXPECT_CODE(writerNotOpen, movie.writer.finish());
   EXPECT_EQ(movie.memory->bytes(), file);
 }
 
@@ -358,22 +361,22 @@ TEST(Writer, TakesNoTrackBehindSamplesOrMetadata) {
   WrittenMovie samples;
   samples.addTrack(trackOf(600));
   samples.addSample(1, 0);
-  const SampleDescriptor& description = *samples.source.track().stsd->descriptor(1);
-  EXPECT_EQ(codeOf([&] { samples.writer.addTrack(trackOf(600)); }), 33u);
-  EXPECT_EQ(codeOf([&] { samples.writer.addSampleDescription(1, description); }), 33u);
+  const SampleDescriptor& description = *samples.source.reader().tracks()[0].stsd->descriptor(1);
+  EXPECT_CODE(tracksClosedBySamples, samples.writer.addTrack(trackOf(600)));
+  EXPECT_CODE(tracksClosedBySamples, samples.writer.addSampleDescription(1, description));
   WrittenMovie metadata;
   metadata.addTrack(trackOf(600));
   metadata.writer.setXMPMetadata(text("<x/>"));
-  EXPECT_EQ(codeOf([&] { metadata.writer.addTrack(trackOf(600)); }), 32u);
+  EXPECT_CODE(tracksClosedByMetadata, metadata.writer.addTrack(trackOf(600)));
 }
 
 TEST(Writer, TakesNothingForATrackThatItDoesNotHave) {
   WrittenMovie movie;
   movie.addTrack(trackOf(600));
-  const SampleDescriptor& description = *movie.source.track().stsd->descriptor(1);
+  const SampleDescriptor& description = *movie.source.reader().tracks()[0].stsd->descriptor(1);
   for (const std::uint32_t number : {0u, 2u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(codeOf([&] { movie.addSample(number, 0); }), 1280u);
-    EXPECT_EQ(codeOf([&] { movie.writer.addSampleDescription(number, description); }), 1280u);
+    EXPECT_CODE(unknownTrack, movie.addSample(number, 0));
+    EXPECT_CODE(unknownTrack, movie.writer.addSampleDescription(number, description));
   }
 }
 
@@ -381,11 +384,11 @@ TEST(Writer, TakesNoMoreThanWasAnnounced) {
   WrittenMovie movie;
   movie.addTrack(trackOf(600, 1));
   movie.addSample(1, 0);
-  EXPECT_EQ(codeOf([&] { movie.addSample(1, 1); }), 17u);
+  EXPECT_CODE(sampleTableFull, movie.addSample(1, 1));
   WrittenMovie gaps;
   gaps.addTrack(trackOf(600, 9));
   gaps.addGap(1, 0);
-  EXPECT_EQ(codeOf([&] { gaps.addSample(1, 1); }), 16u);
+  EXPECT_CODE(editListFull, gaps.addSample(1, 1));
 }
 
 // Each gap but an open last one ends an edit and makes an empty one; one more shows what is left.
@@ -401,12 +404,13 @@ TEST(Writer, WritesNoMoreThan255Edits) {
     return movie.finished().track(1).edits.size();
   };
   EXPECT_EQ(write(127), 255u);
-  EXPECT_EQ(codeOf([&] { write(128); }), 16u);
+  EXPECT_CODE(editListFull, write(128));
 }
 
 TEST(Writer, RefusesTracksThatNoFileCanHold) {
   WrittenMovie movie;
-  EXPECT_NE(codeOf([&] { movie.writer.addTrack(trackOf(600, 0xFFFFFFFF)); }), std::nullopt);
+  EXPECT_NE(thrownCode([&] { movie.writer.addTrack(trackOf(600, 0xFFFFFFFF)); }),
+            ErrorCode::success);
 }
 
 TEST(Writer, PutsTheMetadataWhereItIsGiven) {
@@ -438,12 +442,12 @@ TEST(Writer, AcceptsMetadataOf64MebibytesAndNotAByteMore) {
   const Bytes packet(kLargest + 1, 'x');
   WrittenMovie movie;
   movie.addTrack(trackOf(600));
-  EXPECT_EQ(codeOf([&] { movie.writer.setXMPMetadata(packet); }), 1282u);
+  EXPECT_CODE(metadataTooLarge, movie.writer.setXMPMetadata(packet));
   movie.writer.setXMPMetadata(std::span(packet).first(kLargest));
   movie.writer.finish();
   const Bytes& file = movie.memory->bytes();
-  OpenedMovie written(file);
-  const auto metadata = written.reader.metadata();
+  Film written(file);
+  const auto metadata = written.reader().metadata();
   EXPECT_EQ(metadata.size(), kLargest);
   EXPECT_EQ(metadata.back(), 'x');
   EXPECT_EQ(file.back(), 'x');
@@ -456,7 +460,7 @@ TEST(Writer, KeepsMetadataThatComesBeforeTheFirstTrack) {
   EXPECT_EQ(movie.addTrack(trackOf(600)), 1u);
   EXPECT_EQ(movie.addTrack(trackOf(600)), 2u);
   movie.addSample(2, 0, text("a"));
-  EXPECT_EQ(codeOf([&] { movie.writer.addTrack(trackOf(600)); }), 32u);
+  EXPECT_CODE(tracksClosedByMetadata, movie.writer.addTrack(trackOf(600)));
   const BoxWalk walk = movie.finished();
   EXPECT_EQ(walk.topLevelTypes(),
             (std::vector<std::string>{"ftyp", "moov", "free", "uuid", "uuid", "mdat"}));
@@ -487,32 +491,33 @@ void writeSmallMovie(const MemoryStreamPtr& memory, const SampleDescriptor& desc
 }
 
 TEST(Writer, PassesFailuresOfTheStreamOn) {
-  const OpenedMovie source(WrittenMovie::sourceMovie());
-  const SampleDescriptor& description = *source.track().stsd->descriptor(1);
+  Film source(WrittenMovie::sourceMovie());
+  const SampleDescriptor& description = *source.reader().tracks()[0].stsd->descriptor(1);
   MemoryStreamPtr counted = MemoryStream::create();
   writeSmallMovie(counted, description);
   const std::size_t calls = counted->calls().all();
   for (std::size_t call = 1; call <= calls; ++call) {
     MemoryStreamPtr stream = MemoryStream::create();
     stream->injectFault(call, MemoryStream::Fault::fails);
-    EXPECT_EQ(codeOf([&] { writeSmallMovie(stream, description); }), 1u) << call << "/" << calls;
+    EXPECT_CODE(ioFailed, writeSmallMovie(stream, description)) << call << "/" << calls;
     EXPECT_EQ(stream->references(), 1u) << call;
   }
 }
 
 TEST(Writer, TakesAPartialWriteForAFailure) {
-  const OpenedMovie source(WrittenMovie::sourceMovie());
-  const SampleDescriptor& description = *source.track().stsd->descriptor(1);
+  Film source(WrittenMovie::sourceMovie());
+  const SampleDescriptor& description = *source.reader().tracks()[0].stsd->descriptor(1);
   MemoryStreamPtr whole = MemoryStream::create();
   writeSmallMovie(whole, description);
   for (std::size_t call = 1; call <= whole->calls().all(); ++call) {
     MemoryStreamPtr stream = MemoryStream::create();
     stream->injectFault(call, MemoryStream::Fault::isShort);
-    const auto code = codeOf([&] { writeSmallMovie(stream, description); });
-    if (!code) {
+    const ErrorCode code = thrownCode([&] { writeSmallMovie(stream, description); });
+    if (code == ErrorCode::success) {
       EXPECT_EQ(stream->bytes(), whole->bytes()) << call;
     } else {
-      EXPECT_TRUE(*code == 1 || *code == 5) << *code;
+      EXPECT_TRUE(code == ErrorCode::ioFailed || code == ErrorCode::shortRead)
+          << testing::PrintToString(code);
     }
   }
 }

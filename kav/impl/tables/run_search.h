@@ -2,44 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <vector>
 
 namespace norvik::kav::impl {
 
-// The run-length tables of a track as they are held in memory: the entries of a file with the sums
-// that turn a sample number or a time into an entry. Sample and chunk numbers count from 1.
+// How the tables of a track find the run of a sample or of a time.
 //
 // An entry of no samples, or of no chunks, has a run as every other entry has. It adds nothing to
 // any sum and nothing can be found in it: look-ups and walks go over the filled runs alone.
-
-// Samples of equal duration, in decoding order.
-struct TimeRun {
-  std::uint64_t startTime = 0;  // decoding time of the first sample, in media timescale units
-  std::uint32_t firstSample = 0;
-  std::uint32_t sampleCount = 0;
-  std::uint32_t sampleDelta = 0;
-};
-
-// Samples of equal composition offset.
-struct OffsetRun {
-  std::uint32_t sampleCount = 0;
-  std::uint32_t sampleOffset = 0;
-  std::uint32_t firstSample = 0;
-};
-
-// Chunks with an equal number of samples of one description.
-struct ChunkRun {
-  // The number of chunks in the last run: nothing in the table tells where it ends.
-  static constexpr std::uint32_t kOpenEnded = 0xFFFFFFFF;
-
-  std::uint32_t firstChunk = 0;
-  std::uint32_t chunkCount = 0;
-  std::uint32_t samplesPerChunk = 0;
-  std::uint32_t descriptionIndex = 0;
-  std::uint32_t firstSample = 0;
-};
 
 // Finds the first entry of a list that reaches a target. In an ascending list that is a binary
 // search. In any other list only an entry above all those before it can be the answer, so those are
@@ -84,69 +55,8 @@ class RunList {
   bool hasEmpty_ = false;
 };
 
-// The runs of stts.
-class TimeRuns {
- public:
-  void reserve(std::size_t count) { runs_.reserve(count); }
-  void add(std::uint32_t sampleCount, std::uint32_t sampleDelta);
-
-  // Called once after the last add, before any search.
-  void finish();
-
-  std::span<const TimeRun> runs() const { return runs_.all(); }
-  std::span<const TimeRun> filled() const { return runs_.filled(); }
-
-  // The first filled run with a sample at or after a time; the end of the filled runs when there is
-  // none.
-  const TimeRun* findTime(std::uint64_t time) const;
-
- private:
-  RunList<TimeRun> runs_;
-  RisingIndex lastTimes_;
-  std::uint64_t nextStartTime_ = 0;
-  std::uint32_t nextFirstSample_ = 1;
-};
-
-// The runs of ctts.
-class OffsetRuns {
- public:
-  void reserve(std::size_t count) { runs_.reserve(count); }
-
-  // Throws sampleNumberOverflow when the sample numbers leave 32 bits.
-  void add(std::uint32_t sampleCount, std::uint32_t sampleOffset);
-
-  std::span<const OffsetRun> runs() const { return runs_.all(); }
-  std::span<const OffsetRun> filled() const { return runs_.filled(); }
-
- private:
-  RunList<OffsetRun> runs_;
-  std::uint32_t nextFirstSample_ = 1;
-};
-
-// The runs of stsc.
-class ChunkRuns {
- public:
-  void reserve(std::size_t count) { runs_.reserve(count); }
-
-  // Throws badChunkRun when the first run does not start at chunk 1 or a run starts before the
-  // previous one.
-  void add(std::uint32_t firstChunk, std::uint32_t samplesPerChunk, std::uint32_t descriptionIndex);
-
-  // Called once after the last add, before the runs are asked for. A table without entries becomes
-  // one run of chunks without samples, so that a look-up in it fails as one in any other run
-  // without samples does.
-  void finish();
-
-  std::span<const ChunkRun> runs() const { return runs_.all(); }
-  std::span<const ChunkRun> filled() const { return runs_.filled(); }
-
- private:
-  RunList<ChunkRun> runs_;
-  std::optional<ChunkRun> last_;  // until the next run tells how many chunks it has
-};
-
 // The last run that begins at or before a sample; the first run for a sample before all of them;
-// null without runs. The last run is tried first: whoever looks near the end finds it at once.
+// null without runs. The last run is tried first, so that a look-up near the end is immediate.
 template <class Run>
 const Run* findRun(std::span<const Run> runs, std::uint32_t sampleNumber) {
   if (runs.empty()) return nullptr;

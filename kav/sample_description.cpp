@@ -1,0 +1,62 @@
+#include "kav/sample_description.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "kav/big_endian.h"
+#include "kav/impl/boxes/description_boxes.h"
+
+namespace norvik::kav {
+namespace {
+
+template <class Info>
+const Info* recordOf(const impl::SampleDescriptor& descriptor) {
+  const auto* kind = dynamic_cast<const impl::DescriptorOf<Info>*>(&descriptor);
+  return kind == nullptr ? nullptr : &kind->info();
+}
+
+}  // namespace
+
+SampleDescription::SampleDescription(const NorvikKavSampleDescInfo& info,
+                                     std::span<const std::uint8_t> header)
+    : descriptor_(impl::makeDescriptor(info, header)) {}
+
+SampleDescription::SampleDescription(std::shared_ptr<const impl::SampleDescriptor> descriptor)
+    : descriptor_(std::move(descriptor)) {}
+
+const NorvikKavSampleDescInfo& SampleDescription::info() const { return descriptor_->info(); }
+
+const NorvikKavVideoSampleDescInfo* SampleDescription::video() const {
+  return recordOf<NorvikKavVideoSampleDescInfo>(*descriptor_);
+}
+
+const NorvikKavAudioSampleDescInfo* SampleDescription::audio() const {
+  return recordOf<NorvikKavAudioSampleDescInfo>(*descriptor_);
+}
+
+std::span<const std::uint8_t> SampleDescription::headerBytes() const {
+  return descriptor_->headerBytes();
+}
+
+BoxView::List SampleDescription::boxes() const {
+  const std::span<const std::uint8_t> boxes = impl::boxesOf(*descriptor_);
+  return BoxView::listOf(boxes, headerBytes().size() - boxes.size());
+}
+
+std::optional<BoxView> SampleDescription::box(FourCc type) const {
+  const BoxView::List all = boxes();
+  const auto found = std::ranges::find(all, type, &BoxView::type);
+  if (found == all.end()) return std::nullopt;
+  return *found;
+}
+
+std::optional<PixelAspect> SampleDescription::pixelAspect() const {
+  constexpr std::size_t kLength = 8;
+  const std::optional<BoxView> pasp = box(fourCc("pasp"));
+  if (!pasp || pasp->payload().size() < kLength) return std::nullopt;
+  const std::uint8_t* fields = pasp->payload().data();
+  return PixelAspect{loadU32(fields), loadU32(fields + 4)};
+}
+
+}  // namespace norvik::kav

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "kav/impl/bytes/stream_adapters.h"
+#include "kav/impl/model/box.h"
+#include "kav/impl/model/box_headers.h"
+#include "kav/impl/reading/reader.h"
+#include "kav/impl/tree/root_box.h"
+#include "tests/support/bytes.h"
+#include "tests/support/memory_stream.h"
+#include "tests/support/movie_builder.h"
+
+namespace quarrypack::test {
+
+// A film in memory, for tests of everything from one box to a whole movie:
+//
+//     Film film(fullBox("mfhd", 0, 0, u32(7)));
+//     EXPECT_EQ(film.box<MfhdBox>().sequenceNumber(), 7u);      // through the tree
+//     EXPECT_CODE(truncatedBox, film.alone<MfhdBox>());         // the class alone
+//     EXPECT_EQ(film.written(box), expected);                   // what the file then holds
+//     Film(movieBuilder).reader().tracks()                      // as a movie
+//
+// The tree, single boxes and the reader share the stream of the film; a test uses one of them.
+class Film {
+ public:
+  using Box = norvik::kav::impl::Box;
+
+  explicit Film(Bytes content = {}, norvik::kav::impl::BoxFactory* factory = nullptr,
+                norvik::kav::impl::BoxAllocator* allocator = nullptr)
+      : memory(MemoryStream::create(std::move(content))),
+        stream(memory),
+        root(stream, factory, allocator) {
+    stream.computeSize();
+  }
+  explicit Film(const MovieBuilder& movie) : Film(movie.build()) {}
+
+  // The next top-level box, read as a part of the tree. Throws std::runtime_error when there is
+  // none or when it has another class.
+  template <class T = Box>
+  T& box() {
+    T* next = dynamic_cast<T*>(root.readNextBox());
+    if (next == nullptr) throw std::runtime_error("the next box is not of the expected class");
+    return *next;
+  }
+
+  // The box at the start of the film as a T, whatever its type says, with no tree around it. Its
+  // content is not read, and the stream is where the content begins.
+  template <class T>
+  norvik::kav::impl::OwnedBox<T> unread() {
+    stream.seekTo(0);
+    return norvik::kav::impl::makeBox<T>(*norvik::kav::impl::readBoxHeader(stream, nullptr),
+                                         stream);
+  }
+
+  // The same with its content.
+  template <class T>
+  norvik::kav::impl::OwnedBox<T> alone() {
+    auto box = unread<T>();
+    box->readContent();
+    return box;
+  }
+
+  // The movie. Read at the first call; the options of later calls have no effect.
+  norvik::kav::impl::Reader& reader(const norvik::kav::impl::ReaderOptions& options = {}) {
+    if (!reader_) reader_.emplace(memory, options);
+    return *reader_;
+  }
+
+  // All bytes of the file after the box was written.
+  const Bytes& written(Box& box) {
+    box.write();
+    return bytes();
+  }
+
+  const Bytes& bytes() const { return memory->bytes(); }
+
+  // The bytes between two offsets, as far as there are any.
+  Bytes bytes(std::uint64_t start, std::uint64_t end) const {
+    const auto at = [&](std::uint64_t offset) {
+      const std::uint64_t inside = std::min<std::uint64_t>(offset, bytes().size());
+      return bytes().begin() + static_cast<std::ptrdiff_t>(inside);
+    };
+    return {at(start), at(end)};
+  }
+
+  // The part of a written box that is filled.
+  Bytes filled(const Box& box) const { return bytes(box.start(), box.start() + box.getSize()); }
+
+  // A table as the end of a movie leaves it: completed, without the room that was not used.
+  Bytes completed(Box& box) const {
+    box.updateContent();
+    box.releaseReserve();
+    box.patchSize();
+    return filled(box);
+  }
+
+  MemoryStreamPtr memory;
+  norvik::kav::impl::NorvikKavIOStream stream;
+  norvik::kav::impl::RootBox root;
+
+ private:
+  std::optional<norvik::kav::impl::Reader> reader_;
+};
+
+}  // namespace quarrypack::test
