@@ -19,9 +19,9 @@ class SourceError : public std::runtime_error {
   explicit SourceError(const std::string& text) : std::runtime_error(text) {}
 };
 
-// The pairs of each field, at most. Three days of captions have fewer; only movies made for it,
-// which show the same samples over and over, have more.
-inline constexpr std::size_t kMostPairs = 8'000'000;
+// The pairs of each field, at most. A day has 2.6 million frames, each with a pair at most; only
+// movies made for it, which show the same samples over and over, have more.
+inline constexpr std::size_t kMostPairs = 3'000'000;
 
 struct CaptionPairs {
   std::string_view source;  // "track", "pictures" or "scc"
