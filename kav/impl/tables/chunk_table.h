@@ -37,7 +37,8 @@ class ChunkTable {
   RunList<ChunkRun> runs_;
 };
 
-// Makes a table of the entries of a file: add each in turn, then finish.
+// Makes a table of the entries of a file: add each in turn, then finish. Entries that go on as the
+// one before them become one run with it: some files have an entry for each of a million chunks.
 class ChunkTable::Loader {
  public:
   // Throws badChunkRun when the first run does not start at chunk 1 or a run starts before the
@@ -49,8 +50,11 @@ class ChunkTable::Loader {
   ChunkTable finish() &&;
 
  private:
+  bool continuesLast(const ChunkEntry& entry) const;
+
   ChunkTable table_;
-  std::optional<ChunkRun> last_;  // until the next run tells how many chunks it has
+  std::uint32_t latestChunk_ = 1;  // that an entry began with
+  std::optional<ChunkRun> last_;   // until the next run tells how many chunks it has
 };
 
 // Walks the samples of chunks. It begins at the first sample of the chunk that holds the wanted
