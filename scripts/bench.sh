@@ -31,7 +31,7 @@ fi
 
 echo "== build: release, in $build"
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DQUARRYPACK_BENCH=ON "${configure[@]}"
-cmake --build "$build" --parallel "$(nproc)" --target quarrypack bench
+cmake --build "$build" --parallel "$(nproc)" --target quarrypack quarrypack-captions bench
 
 echo "== machine: $(nproc) processors, $(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1)"
 python3 tools/measure_conversion.py "$build/quarrypack" "$build/movies" "${measure[@]}"

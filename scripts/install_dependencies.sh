@@ -8,7 +8,7 @@ packages_of() {
     build) echo cmake g++ ninja-build libboost-program-options-dev libboost-filesystem-dev \
                 libboost-system-dev libexpat1-dev nlohmann-json3-dev ;;
     tests) echo libgtest-dev libgmock-dev libbenchmark-dev python3 ;;
-    media) echo ffmpeg mediainfo python3 ;;
+    media) echo ffmpeg mediainfo python3 python3-srt python3-webvtt ;;
     players) echo gstreamer1.0-libav gstreamer1.0-plugins-bad gstreamer1.0-plugins-base \
                   gstreamer1.0-plugins-good gstreamer1.0-plugins-ugly gstreamer1.0-tools ;;
     batch) echo parallel ;;

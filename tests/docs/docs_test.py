@@ -117,6 +117,7 @@ class Commands(unittest.TestCase):
         subprocess.run(f"tar -c --null --files-from=- | tar -x -C '{cls.folder}'", cwd=ROOT,
                        shell=True, check=True, input=names)
         (tools / "quarrypack").symlink_to(program)
+        (tools / "quarrypack-captions").symlink_to(program.parent / "quarrypack-captions")
         (tools / "quarrypack-batch").symlink_to(ROOT / "batch" / "quarrypack-batch")
         write_script(tools / "sudo", '#!/bin/sh\n[ "$1" = apt-get ] && shift && '
                      'exec apt-get --simulate "$@"\nexec "$@"\n')
@@ -299,7 +300,12 @@ class Commands(unittest.TestCase):
     @unittest.skipIf("--quick" in sys.argv, "nothing is built")
     def test_installs_what_it_says(self):
         local = self.installed / "usr" / "local"
-        for name in ("bin/quarrypack", "bin/quarrypack-batch", "share/man/man1/quarrypack.1.gz",
+        for name in ("bin/quarrypack", "bin/quarrypack-batch", "bin/quarrypack-captions",
+                     "share/man/man1/quarrypack-captions.1.gz",
+                     "share/bash-completion/completions/quarrypack-captions",
+                     "share/zsh/site-functions/_quarrypack-captions",
+                     "share/fish/vendor_completions.d/quarrypack-captions.fish",
+                     "share/man/man1/quarrypack.1.gz",
                      "share/man/man1/quarrypack-batch.1.gz", "lib/libquarrypack_kav.a",
                      "lib/libquarrypack_kaf.a", "include/quarrypack/kav/reader.h",
                      "include/quarrypack/kaf/kav_stream.h", "lib/pkgconfig/quarrypack.pc",

@@ -19,6 +19,13 @@ import tempfile
 # "values of kav/" are its headers that need no source, neither their own nor that of a header which
 # they include: plain types, interfaces and inline functions.
 ROWS = {
+    "companions/": [],
+    "companions/embed/": ["companions/", "embed/", "captions/", "captions/formats/", "kaf/",
+                          "kav/"],
+    "companions/captions/": ["companions/", "sources/", "captions/", "captions/formats/", "kaf/",
+                             "kav/"],
+    "sources/": ["embed/", "captions/", "captions/formats/", "kav/"],
+    "embed/": ["captions/", "kav/"],
     "src/": ["captions/", "config/", "tarn/", "kaf/", "kav/"],
     "captions/": ["values of kav/"],
     "captions/formats/": ["captions/"],

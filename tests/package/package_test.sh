@@ -60,6 +60,9 @@ quietly inside quarrypack --input-file /movies/clip.mov --output-file /movies/cl
 units=$(LC_ALL=C grep -aoc GA94 "$root/movies/clip.mp4" || true)
 [ "$units" -gt 0 ] || { echo "package_test.sh: no captions in the result" >&2; exit 1; }
 
+expect "$(inside quarrypack-captions --version)" "quarrypack-captions $version"
+expect "$(inside quarrypack-captions --format vtt /movies/clip.mp4)" WEBVTT
+
 step "its batch runs, with the package that it recommends"
 quietly inside apt-get install --yes --no-install-recommends parallel
 expect "$(inside sh -c 'cd /tmp && quarrypack-batch --output-dir /out /movies' 2>/dev/null)" \
@@ -71,7 +74,8 @@ quietly inside apt-get install --yes --no-install-recommends man-db
 expect "$(inside man quarrypack)" "put the captions of a QuickTime movie into its pictures"
 expect "$(inside man quarrypack)" "quarrypack $version"
 expect "$(inside man quarrypack-batch)" "quarrypack-batch"
-[ -z "$(inside sh -c 'man --warnings quarrypack quarrypack-batch 2>&1 >/dev/null')" ]
+expect "$(inside man quarrypack-captions)" "read the captions of a movie"
+[ -z "$(inside sh -c 'man --warnings quarrypack quarrypack-batch quarrypack-captions 2>&1 >/dev/null')" ]
 
 step "its documents lead to each other"
 broken=$(inside sh -c 'cd /usr/share/doc/quarrypack && for page in *.md doc/*.md; do
@@ -99,7 +103,12 @@ expect "$(inside bash -c '. /usr/share/bash-completion/bash_completion
   _completion_loader quarrypack-batch
   COMP_WORDS=(quarrypack-batch --res) COMP_CWORD=1; _quarrypack_batch; echo "${COMPREPLY[@]}"')" \
   --resume
+expect "$(inside bash -c '. /usr/share/bash-completion/bash_completion
+  _completion_loader quarrypack-captions
+  COMP_WORDS=(quarrypack-captions --format v) COMP_CWORD=2; _quarrypack_captions
+  echo "${COMPREPLY[@]}"')" vtt
 expect "$(inside fish -c 'complete -C "quarrypack --in"')" --input-file
+expect "$(inside fish -c 'complete -C "quarrypack-captions --channel CC"')" CC3
 expect "$(inside fish -c 'complete -C "quarrypack --input-file=/mov"')" /movies/
 expect "$(inside fish -c 'complete -C "quarrypack-batch --res"')" --resume
 cat >"$root/complete.zsh" <<'ZSH'

@@ -12,6 +12,7 @@
 #include "kav/impl/model/box_headers.h"
 #include "kav/impl/reading/reader.h"
 #include "kav/impl/tree/root_box.h"
+#include "kav/movie.h"
 #include "tests/support/bytes.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -24,7 +25,7 @@ namespace quarrypack::test {
 //     EXPECT_EQ(film.box<MfhdBox>().sequenceNumber(), 7u);      // through the tree
 //     EXPECT_CODE(truncatedBox, film.alone<MfhdBox>());         // the class alone
 //     EXPECT_EQ(film.written(box), expected);                   // what the file then holds
-//     Film(movieBuilder).reader().tracks()                      // as a movie
+//     Film(movieBuilder).movie().tracks()                       // as a movie
 //
 // The tree, single boxes and the reader share the stream of the film; a test uses one of them. The
 // calls of the stream count from the end of the construction.
@@ -75,7 +76,12 @@ class Film {
     return box;
   }
 
-  // The movie, opened at the first call where the constructor did not do it.
+  // The movie as users of the library have it. It may outlive the film.
+  norvik::kav::Movie movie(const norvik::kav::MovieOptions& options = {}) const {
+    return norvik::kav::Movie(memory, options);
+  }
+
+  // The reader below it, opened at the first call where the constructor did not do it.
   norvik::kav::impl::Reader& reader() {
     if (!reader_) reader_.emplace(memory, norvik::kav::impl::ReaderOptions{});
     return *reader_;

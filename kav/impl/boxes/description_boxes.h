@@ -111,7 +111,7 @@ class StsdBox final : public VariableSizeBox {
   void setHandlerType(FourCc handlerType) { handlerType_ = handlerType; }
   FourCc handlerType() const { return handlerType_; }
 
-  // Lets readContent stop after the count: for documents whose descriptions are not needed.
+  // Fixed: lets readContent stop after the count, for documents that do without descriptions.
   void leaveEntriesUnread() { readsEntries_ = false; }
 
   // Adds an entry for a track of a type, as insertChild adds a child. Throws unsupportedTrackType

@@ -182,10 +182,6 @@ class TrunBox final : public FullBox {
   // Throws implausibleCount for more samples than a run may have when it is read.
   void addSample(const Sample& sample);
 
-  // For patching: the data offset, and its place in the file.
-  void setDataOffset(std::int32_t offset) { dataOffset_ = offset; }
-  std::uint64_t dataOffsetPosition() const { return contentStart() + 4; }
-
   // Sets the data offset as the constructor does, once the media data has its place. Throws
   // runTooLarge.
   void setDataPosition(std::uint64_t mediaDataPosition, std::uint64_t fragmentStart);

@@ -186,8 +186,6 @@ class Box : public KavBase {
   void setOwnLength(std::uint64_t length) { ownLength_ = length; }
   void setExtent(std::uint64_t length) { extent_ = length; }
   void setExtendedType(const ExtendedType& type) { extendedType_ = type; }
-  void setWritten(bool written) { written_ = written; }
-  bool isWritten() const { return written_; }
   std::vector<BoxPtr>& ownedChildren() { return children_; }
 
   // Changes the box itself to its written form and returns whether that differs from the previous
@@ -247,7 +245,6 @@ class FullBox : public Box {
 
  protected:
   void setVersion(std::uint8_t version) { version_ = version; }
-  void setFlags(std::uint32_t flags) { flags_ = flags; }
 
  private:
   std::uint8_t version_ = 0;

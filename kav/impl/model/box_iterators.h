@@ -32,7 +32,6 @@ class BoxIterator {
     return current_;
   }
   Box& parent() const { return *parent_; }
-  void setIndex(std::int32_t index) { index_ = index; }
 
  private:
   Box* parent_;

@@ -35,7 +35,7 @@ class TrackIterator final : public SampleIterator {
   bool take(Sample& sample) override;
 
  private:
-  // Places the iterator at the first sample of the first segment from segment_ on that has one.
+  // Moves the iterator to the first sample of the first segment from segment_ on that has one.
   void openSegment();
   void position(std::uint64_t start, std::uint64_t end);
   bool walkToSample(std::uint32_t number);

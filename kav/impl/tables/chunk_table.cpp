@@ -1,5 +1,6 @@
 #include "kav/impl/tables/chunk_table.h"
 
+#include <limits>
 #include <utility>
 
 #include "kav/exception.h"
@@ -11,7 +12,9 @@ void ChunkTable::Loader::add(const ChunkEntry& entry) {
   if (!last_) {
     if (entry.firstChunk != 1) throw Exception(ErrorCode::badChunkRun);
   } else {
-    if (entry.firstChunk < last_->firstChunk) throw Exception(ErrorCode::badChunkRun);
+    if (entry.firstChunk < latestChunk_) throw Exception(ErrorCode::badChunkRun);
+    latestChunk_ = entry.firstChunk;
+    if (continuesLast(entry)) return;
     last_->chunkCount = entry.firstChunk - last_->firstChunk;
     firstSample = wrappingAdd(last_->firstSample,
                               wrappingMultiply(last_->samplesPerChunk, last_->chunkCount));
@@ -19,6 +22,19 @@ void ChunkTable::Loader::add(const ChunkEntry& entry) {
   }
   last_ = {entry.firstChunk, ChunkRun::kOpenEnded, entry.samplesPerChunk, entry.descriptionIndex,
            firstSample};
+}
+
+// Sample numbers that wrap are left as the entries have them: a look-up in two runs and one in
+// their union would differ.
+bool ChunkTable::Loader::continuesLast(const ChunkEntry& entry) const {
+  if (entry.firstChunk == last_->firstChunk || entry.samplesPerChunk == 0 ||
+      entry.samplesPerChunk != last_->samplesPerChunk ||
+      entry.descriptionIndex != last_->descriptionIndex) {
+    return false;
+  }
+  const std::uint64_t chunks = entry.firstChunk - last_->firstChunk;
+  const std::uint64_t firstSample = last_->firstSample + chunks * entry.samplesPerChunk;
+  return firstSample <= std::numeric_limits<std::uint32_t>::max();
 }
 
 ChunkTable ChunkTable::Loader::finish() && {

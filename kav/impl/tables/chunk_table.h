@@ -37,7 +37,9 @@ class ChunkTable {
   RunList<ChunkRun> runs_;
 };
 
-// Builds a table from the entries of a file. Order of calls: add each in turn, then finish.
+// Builds a table from the entries of a file. Order of calls: add each in turn, then finish. An entry
+// that continues the previous one joins its run: some files have an entry for each of a million
+// chunks.
 class ChunkTable::Loader {
  public:
   // Throws badChunkRun if the first run does not start at chunk 1, or a run starts before the
@@ -49,8 +51,11 @@ class ChunkTable::Loader {
   ChunkTable finish() &&;
 
  private:
+  bool continuesLast(const ChunkEntry& entry) const;
+
   ChunkTable table_;
-  std::optional<ChunkRun> last_;  // until the next run gives its number of chunks
+  std::uint32_t latestChunk_ = 1;  // the first chunk of the latest entry
+  std::optional<ChunkRun> last_;   // until the next run gives its number of chunks
 };
 
 // Walks the samples of chunks. It begins at the first sample of the chunk that holds the wanted

@@ -49,8 +49,8 @@ class EditTimeline {
   std::uint32_t gapCount_ = 0;
 };
 
-// One movie tick in track units: the duration of a track's last sample, which no later decoding time
-// gives. It is 1 for a track whose units are no finer than the movie's.
+// One movie tick in track units: the duration of a track's last sample, which no later decoding
+// time gives. It is 1 for a track whose units are no finer than the movie's.
 std::uint32_t ticksPerMovieTick(std::uint32_t timescale, std::uint32_t movieTimescale);
 
 }  // namespace norvik::kav::impl

@@ -7,7 +7,7 @@
 
 #include "kav/exception.h"
 #include "tests/support/bytes.h"
-#include "tests/support/code_of.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -16,8 +16,6 @@ namespace quarrypack {
 namespace {
 
 using namespace test;
-
-constexpr auto kShortRead = static_cast<std::uint32_t>(norvik::kav::ErrorCode::shortRead);
 
 class MovieBytesTest : public testing::Test {
  protected:
@@ -36,23 +34,23 @@ TEST_F(MovieBytesTest, AreThoseOfTheFile) {
 
 TEST_F(MovieBytesTest, EndWithTheFile) {
   Bytes two(2);
-  EXPECT_EQ(codeOf([&] { bytes.readAt(file.size() - 1, two); }), kShortRead);
-  EXPECT_EQ(codeOf([&] { bytes.peekAt(file.size() - 1, two); }), kShortRead);
-  EXPECT_EQ(codeOf([&] { bytes.readAt(file.size() + 9, {}); }), std::nullopt);
-  EXPECT_EQ(codeOf([&] { bytes.peekAt(file.size() + 9, {}); }), std::nullopt);
+  EXPECT_CODE(shortRead, bytes.readAt(file.size() - 1, two));
+  EXPECT_CODE(shortRead, bytes.peekAt(file.size() - 1, two));
+  EXPECT_CODE(success, bytes.readAt(file.size() + 9, {}));
+  EXPECT_CODE(success, bytes.peekAt(file.size() + 9, {}));
 }
 
 TEST_F(MovieBytesTest, MustHoldASample) {
   norvik::kav::Sample sample;
   sample.fileOffset = file.size() - 2;
   sample.info.size = 2;
-  EXPECT_EQ(codeOf([&] { bytes.require(sample); }), std::nullopt);
+  EXPECT_CODE(success, bytes.require(sample));
   sample.info.size = 3;
-  EXPECT_EQ(codeOf([&] { bytes.require(sample); }), kShortRead);
+  EXPECT_CODE(shortRead, bytes.require(sample));
   sample.fileOffset = ~std::uint64_t{0};
-  EXPECT_EQ(codeOf([&] { bytes.require(sample); }), kShortRead);
+  EXPECT_CODE(shortRead, bytes.require(sample));
   sample.info.size = 0;
-  EXPECT_EQ(codeOf([&] { bytes.require(sample); }), std::nullopt) << "nothing is nowhere";
+  EXPECT_CODE(success, bytes.require(sample)) << "nothing is nowhere";
 }
 
 TEST_F(MovieBytesTest, LimitTheCostOfTheSamples) {

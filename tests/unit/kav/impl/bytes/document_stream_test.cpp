@@ -7,15 +7,13 @@
 
 #include "kav/exception.h"
 #include "tests/support/bytes.h"
-#include "tests/support/code_of.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/memory_stream.h"
 
 namespace norvik::kav::impl {
 namespace {
 
 using namespace quarrypack::test;
-
-constexpr auto kIoFailed = static_cast<std::uint32_t>(ErrorCode::ioFailed);
 
 // A file of 20 000 bytes, 0 to 250 again and again.
 class DocumentStreamTest : public testing::Test {
@@ -76,7 +74,7 @@ TEST_F(DocumentStreamTest, SeeksFromStartCurrentAndEnd) {
   EXPECT_EQ(read(2), expected(90, 92));
   stream.seek(-3, kSeekFromEnd);
   EXPECT_EQ(read(9), expected(19'997, 20'000));
-  EXPECT_EQ(codeOf([&] { stream.seek(-1, kSeekFromStart); }), kIoFailed);
+  EXPECT_CODE(ioFailed, stream.seek(-1, kSeekFromStart));
   EXPECT_EQ(stream.tell(), 20'000u);
 }
 
@@ -106,7 +104,7 @@ TEST_F(DocumentStreamTest, BeginsAnewWhenItIsOpened) {
 
 TEST_F(DocumentStreamTest, PassesFailuresOfItsSourceOn) {
   memory->injectFault(1, MemoryStream::Fault::fails);
-  EXPECT_EQ(codeOf([&] { read(1); }), kIoFailed);
+  EXPECT_CODE(ioFailed, read(1));
   EXPECT_EQ(read(1), expected(0, 1));
 }
 

@@ -64,6 +64,29 @@ TEST(ChunkRuns, OfNoChunksAreKeptAndNotFilled) {
   expectRun(table.filled()[1], 3, 0xFFFFFFFF, 1, 1, 9);
 }
 
+TEST(ChunkRuns, ThatGoOnAsBeforeAreOne) {
+  const ChunkTable table =
+      chunkTable({{1, 2, 1}, {2, 2, 1}, {5, 2, 1}, {6, 2, 2}, {7, 3, 2}, {8, 3, 2}});
+  ASSERT_EQ(table.runs().size(), 3u);
+  expectRun(table.runs()[0], 1, 5, 2, 1, 1);
+  expectRun(table.runs()[1], 6, 1, 2, 2, 11);
+  expectRun(table.runs()[2], 7, 0xFFFFFFFF, 3, 2, 13);
+}
+
+TEST(ChunkRuns, ThatGoOnAsBeforeMustNotGoBackwards) {
+  EXPECT_EQ(codeOf([] { chunkTable({{1, 4, 1}, {5, 4, 1}, {4, 4, 1}}); }), 23u);
+  EXPECT_EQ(codeOf([] { chunkTable({{1, 4, 1}, {5, 4, 1}, {4, 1, 1}}); }), 23u);
+}
+
+TEST(ChunkRuns, ThatGoOnAsBeforeStayApartWhereSampleNumbersWrap) {
+  const ChunkTable table = chunkTable({{1, 0x10000, 1}, {0x10001, 0x10000, 1}});
+  EXPECT_EQ(table.runs().size(), 2u);
+}
+
+TEST(ChunkRuns, WithoutSamplesStayApart) {
+  EXPECT_EQ(chunkTable({{1, 0, 1}, {2, 0, 1}}).runs().size(), 2u);
+}
+
 TEST(ChunkRuns, WrapSampleNumbersIn32Bits) {
   const ChunkTable table = chunkTable({{1, 0x10000, 1}, {0x10001, 3, 1}, {0x10002, 1, 1}});
   EXPECT_EQ(table.runs()[1].firstSample, 1u);

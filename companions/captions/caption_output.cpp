@@ -1,0 +1,61 @@
+#include "companions/captions/caption_output.h"
+
+#include <cerrno>
+#include <fstream>
+#include <iostream>
+#include <system_error>
+
+#include "companions/command_line.h"
+#include "companions/output_file.h"
+
+namespace quarrypack::companions {
+namespace {
+
+std::string pathOf(const NamedDocument& document, const CaptionOptions& options) {
+  return document.channel ? pathOfChannel(options.output, *document.channel) : options.output;
+}
+
+[[noreturn]] void failOn(const std::string& what) {
+  throw FileError("cannot write to " + what + ": " + std::generic_category().message(errno));
+}
+
+void writeFile(const captions::CaptionDocument& document, const CaptionOptions& options,
+               const std::string& path) {
+  OutputFile file(path);
+  errno = 0;
+  std::ofstream out(file.temporaryPath(), std::ios::binary | std::ios::trunc);
+  options.format->write(document, out);
+  out.close();
+  if (!out) failOn("'" + path + "'");
+  file.commit();
+}
+
+}  // namespace
+
+std::string pathOfChannel(const std::string& path, captions::Channel channel) {
+  const std::size_t name = path.rfind('/') == std::string::npos ? 0 : path.rfind('/') + 1;
+  const std::size_t dot = path.rfind('.');
+  // A dot at the beginning of a name hides the file and begins no extension.
+  const bool hasExtension = dot != std::string::npos && dot > name;
+  const std::size_t end = hasExtension ? dot : path.size();
+  return path.substr(0, end) + '.' + std::string(captions::channelName(channel)) + path.substr(end);
+}
+
+void writeDocuments(const std::vector<NamedDocument>& documents, const CaptionOptions& options) {
+  if (options.output.empty()) {
+    errno = 0;
+    for (const NamedDocument& one : documents) options.format->write(one.document, std::cout);
+    if (!std::cout.flush()) failOn("standard output");
+    return;
+  }
+  for (const NamedDocument& one : documents) {
+    if (areSameFile(options.input, pathOf(one, options))) {
+      throw UsageError("the output '" + pathOf(one, options) + "' is the file that is read");
+    }
+  }
+  for (const NamedDocument& one : documents) {
+    writeFile(one.document, options, pathOf(one, options));
+  }
+}
+
+}  // namespace quarrypack::companions

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+
+#include "captions/cue_builder.h"
+#include "captions/formats.h"
+#include "captions/formats/scc.h"
+
+namespace quarrypack::companions {
+
+// Where in a movie captions are looked for.
+enum class WantedSource { automatic, track, pictures };
+
+// What quarrypack-captions was asked for.
+struct CaptionOptions {
+  enum class Action { read, showHelp, showVersion };
+  Action action = Action::read;
+
+  std::string input;
+  std::string output;                        // path; empty for standard output
+  const captions::Format* format = nullptr;  // never null where captions are read
+  WantedSource source = WantedSource::automatic;
+
+  bool allChannels = false;
+  std::optional<captions::Channel> channel;  // none: the first that has captions
+
+  captions::RollUpCues rollUp = captions::RollUpCues::once;
+  captions::SccOptions scc;  // of an input that is an SCC file
+};
+
+// Reads the words after the name of the program. Throws UsageError. Where help or the version is
+// asked for, nothing else need be there.
+CaptionOptions parseCaptionOptions(std::span<const char* const> words);
+
+// All options, for people, with a line end after each.
+std::string captionUsage();
+
+}  // namespace quarrypack::companions

@@ -1,0 +1,157 @@
+#include "companions/embed/options.h"
+
+#include <algorithm>
+#include <boost/program_options.hpp>
+#include <cctype>
+#include <sstream>
+#include <string_view>
+#include <vector>
+
+namespace quarrypack::companions {
+
+namespace po = boost::program_options;
+
+namespace {
+
+po::options_description shownOptions() {
+  po::options_description options("Options");
+  // clang-format off
+  options.add_options()
+    ("captions", po::value<std::string>()->value_name("FILE.scc"),
+     "take the captions of field 1 from a file instead of the movie's caption tracks")
+    ("captions-field2", po::value<std::string>()->value_name("FILE.scc"),
+     "take the captions of field 2 from a file")
+    ("scc-offset", po::value<std::string>()->value_name("TIMECODE|auto"),
+     "the time code of the first picture (default 00:00:00:00); auto takes the whole hours of the "
+     "first line off")
+    ("scc-rate", po::value<std::string>()->value_name("RATE"),
+     "frames a second that the time codes count (default 29.97); ';' before the frames says drop "
+     "frame")
+    ("replace", "remove captions that the pictures hold already")
+    ("no-pad", "leave pictures without captions as they are")
+    ("no-verify", "do not read the written file again")
+    ("report", po::value<std::string>()->value_name("FILE.html|FILE.json"),
+     "write what was done to a file")
+    ("help", "show this text")
+    ("version", "show the version");
+  // clang-format on
+  return options;
+}
+
+po::variables_map read(std::span<const char* const> words) {
+  po::options_description all = shownOptions();
+  all.add_options()("path", po::value<std::vector<std::string>>());
+  po::positional_options_description paths;
+  paths.add("path", -1);
+  po::variables_map values;
+  // An option is written out: what is short for one today might be short for two tomorrow.
+  const int style = po::command_line_style::unix_style & ~po::command_line_style::allow_guessing;
+  try {
+    po::store(po::command_line_parser(std::vector<std::string>(words.begin(), words.end()))
+                  .options(all)
+                  .positional(paths)
+                  .style(style)
+                  .run(),
+              values);
+  } catch (const po::error& error) {
+    throw UsageError(error.what());
+  }
+  return values;
+}
+
+// The value of an option; empty without it.
+std::string textOf(const po::variables_map& values, const char* name) {
+  if (values.count(name) == 0) return {};
+  const auto& text = values[name].as<std::string>();
+  if (text.empty()) throw UsageError(std::string("the option '--") + name + "' needs a value");
+  return text;
+}
+
+void takePaths(const po::variables_map& values, EmbedOptions& options) {
+  std::vector<std::string> paths;
+  if (values.count("path") > 0) paths = values["path"].as<std::vector<std::string>>();
+  if (paths.size() != 2) {
+    throw UsageError("an input and an output are needed, and there are " +
+                     std::to_string(paths.size()) + " paths");
+  }
+  options.input = paths[0];
+  options.output = paths[1];
+  for (const std::string& path : paths) {
+    if (path.empty()) throw UsageError("a path is empty");
+  }
+}
+
+void takeCaptionFiles(const po::variables_map& values, EmbedOptions& options) {
+  options.captionsField1 = textOf(values, "captions");
+  options.captionsField2 = textOf(values, "captions-field2");
+  const std::string offset = textOf(values, "scc-offset");
+  const std::string rate = textOf(values, "scc-rate");
+  if ((!offset.empty() || !rate.empty()) && !options.hasCaptionFiles()) {
+    throw UsageError(
+        "'--scc-offset' and '--scc-rate' are about caption files: give one with "
+        "'--captions'");
+  }
+  if (!offset.empty()) {
+    const auto parsed = captions::parseSccOffset(offset);
+    if (!parsed) throw UsageError("'" + offset + "' is no time code and not 'auto'");
+    options.scc.offset = *parsed;
+  }
+  if (!rate.empty()) {
+    options.scc.rate = captions::findFrameRate(rate);
+    if (options.scc.rate == nullptr) {
+      std::string known;
+      for (const captions::FrameRate& one : captions::frameRates()) {
+        known += (known.empty() ? "" : ", ") + std::string(one.name);
+      }
+      throw UsageError("'" + rate + "' is no known rate. There are " + known);
+    }
+  }
+}
+
+bool endsWith(std::string text, std::string_view end) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text.ends_with(end);
+}
+
+void takeReport(const po::variables_map& values, EmbedOptions& options) {
+  options.report = textOf(values, "report");
+  if (options.report.empty()) return;
+  const bool isHtml = endsWith(options.report, ".html");
+  if (!isHtml && !endsWith(options.report, ".json")) {
+    throw UsageError("the name of a report ends with '.html' or '.json'");
+  }
+  options.reportFormat = isHtml ? ReportFormat::html : ReportFormat::json;
+}
+
+}  // namespace
+
+EmbedOptions parseEmbedOptions(std::span<const char* const> words) {
+  const po::variables_map values = read(words);
+  EmbedOptions options;
+  if (values.count("help") > 0) {
+    options.action = EmbedOptions::Action::showHelp;
+    return options;
+  }
+  if (values.count("version") > 0) {
+    options.action = EmbedOptions::Action::showVersion;
+    return options;
+  }
+  takePaths(values, options);
+  takeCaptionFiles(values, options);
+  takeReport(values, options);
+  options.replace = values.count("replace") > 0;
+  options.verify = values.count("no-verify") == 0;
+  options.pad = values.count("no-pad") == 0;
+  return options;
+}
+
+std::string embedUsage() {
+  std::ostringstream text;
+  text << "Usage: quarrypack-embed [options] INPUT OUTPUT\n\n"
+          "Puts captions into the pictures of a movie and changes nothing else.\n\n"
+       << shownOptions();
+  return text.str();
+}
+
+}  // namespace quarrypack::companions

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+
+#include "captions/formats/scc.h"
+
+namespace quarrypack::companions {
+
+// A command line that the program does not understand. The text is for people.
+class UsageError : public std::runtime_error {
+ public:
+  explicit UsageError(const std::string& text) : std::runtime_error(text) {}
+};
+
+enum class ReportFormat { html, json };
+
+// What quarrypack-embed was asked for.
+struct EmbedOptions {
+  enum class Action { embed, showHelp, showVersion };
+  Action action = Action::embed;
+
+  std::string input;
+  std::string output;
+
+  // Caption files of the two fields; empty for none. With either of them the caption tracks of the
+  // movie are not asked.
+  std::string captionsField1;
+  std::string captionsField2;
+  captions::SccOptions scc;
+
+  bool replace = false;  // captions that the pictures hold already
+  bool verify = true;
+  bool pad = true;
+
+  std::string report;  // path; empty for none
+  ReportFormat reportFormat = ReportFormat::html;
+
+  bool hasCaptionFiles() const { return !captionsField1.empty() || !captionsField2.empty(); }
+};
+
+// Reads the words after the name of the program. Throws UsageError. Where help or the version is
+// asked for, nothing else need be there.
+EmbedOptions parseEmbedOptions(std::span<const char* const> words);
+
+// All options, for people, with a line end after each.
+std::string embedUsage();
+
+}  // namespace quarrypack::companions

@@ -1,0 +1,10 @@
+# Completion of quarrypack-captions for fish.
+complete -c quarrypack-captions -l output-file -r -F -d 'where to write'
+complete -c quarrypack-captions -l format -x -a 'scc srt vtt json' -d 'what to write'
+complete -c quarrypack-captions -l channel -x -a 'CC1 CC2 CC3 CC4 all' -d 'which captions'
+complete -c quarrypack-captions -l source -x -a 'auto track pictures' -d 'where in a movie to look'
+complete -c quarrypack-captions -l rollup -x -a 'once screen' -d 'how roll-up captions are told'
+complete -c quarrypack-captions -l scc-offset -x -a 'auto' -d 'the time code that is time 0'
+complete -c quarrypack-captions -l scc-rate -x -a '23.976 24 25 29.97 30 50 59.94' -d 'frames a second of time codes'
+complete -c quarrypack-captions -l help -d 'show the usage text'
+complete -c quarrypack-captions -l version -d 'show the version'

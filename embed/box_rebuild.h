@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "embed/box_pieces.h"
+#include "kav/box_view.h"
+
+namespace quarrypack::embed {
+
+// Calls visit with each whole box in these bytes, without making a list of them: a hostile movie
+// has millions. Returns the bytes after the last one.
+template <class Visit>
+std::span<const std::uint8_t> forEachBox(std::span<const std::uint8_t> bytes, Visit visit) {
+  while (const auto box = norvik::kav::BoxView::at(bytes)) {
+    visit(*box);
+    bytes = bytes.subspan(box->bytes().size());
+  }
+  return bytes;
+}
+
+// Appends a box with the same type and the same fieldsLength bytes of fields, in which edit appends
+// what becomes of each child. Bytes that are no box stay where they are, after the children.
+template <class Edit>
+void rebuildBox(const norvik::kav::BoxView& box, BoxPieces& pieces, std::size_t fieldsLength,
+                Edit edit) {
+  if (box.payload().size() < fieldsLength) return pieces.keep(box.bytes());
+  const BoxPieces::Mark mark = pieces.open(box.type());
+  pieces.keep(box.payload().first(fieldsLength));
+  pieces.keep(forEachBox(box.payload().subspan(fieldsLength), edit));
+  pieces.close(mark);
+}
+
+}  // namespace quarrypack::embed

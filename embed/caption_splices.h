@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "captions/cc_data.h"
+#include "embed/caption_plan.h"
+#include "embed/offset_map.h"
+#include "embed/output_layout.h"
+#include "embed/picture_units.h"
+
+namespace quarrypack::embed {
+
+// A picture that captions can go into.
+struct Picture {
+  std::uint64_t offset = 0;  // of its sample, in the input
+  std::uint32_t size = 0;    // of its sample
+  std::uint32_t place = 0;   // where captions go, in its sample
+  std::uint16_t coding = 0;  // which one of the list
+  std::uint8_t temporalId = 0;
+
+  std::uint64_t placeInFile() const { return offset + place; }
+};
+
+// What a plan makes of the samples: an SEI unit goes into each picture that gets pairs, units of
+// earlier captions go out.
+//
+//     CaptionSplices captions(pictures, codings, plan);
+//     captions.cut(picture, units.cuts);                  // for every picture that has some
+//     std::vector<Splice> splices = captions.splices(unused);
+//
+// Units are built when they are measured and again when they are written: that takes less time than
+// keeping them takes memory.
+class CaptionSplices final : public MediaContent {
+ public:
+  // Pictures in the order of the plan; codings by number. All must outlive this object.
+  CaptionSplices(std::span<const Picture> pictures, std::span<const PictureCoding> codings,
+                 const CaptionPlan& plan);
+
+  // Takes units out of a sample. The rest of a unit is copied.
+  void cut(std::uint64_t sampleOffset, std::span<const CaptionCut> cuts);
+
+  // All splices of the samples with the ranges that are not used any more, at ascending offsets. To
+  // be called once, after the cuts. Throws Refusal where pictures that change share bytes.
+  std::vector<Splice> splices(std::span<const Splice> unused);
+
+  // Pictures that get a unit.
+  std::size_t captionedPictures() const { return order_.size(); }
+
+  void append(const Splice& splice, OutputBuffer& output) override;
+
+  // The unit of a picture, by its place in the plan, with its length field. Empty where it gets
+  // none. Valid until the next call of any function.
+  std::span<const std::uint8_t> unitOf(std::size_t picture);
+
+ private:
+  struct Cut {
+    std::uint64_t offset;  // in the file
+    std::uint32_t length;
+    std::uint32_t restLength;
+    std::size_t rest;  // place in rests_
+  };
+
+  void requireApart() const;
+
+  std::span<const Picture> pictures_;
+  std::span<const PictureCoding> codings_;
+  const CaptionPlan& plan_;
+  std::vector<std::uint32_t> order_;  // pictures that get a unit, by their places in the file
+  std::vector<Cut> cuts_;
+  std::vector<std::uint8_t> rests_;
+  std::size_t nextPicture_ = 0;
+  std::size_t nextCut_ = 0;
+  std::vector<captions::CcTriplet> triplets_;
+  std::vector<std::uint8_t> unit_;
+};
+
+}  // namespace quarrypack::embed

@@ -1,0 +1,88 @@
+#include "embed/picture_units.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quarrypack::embed {
+
+using captions::CaptionPlace;
+using captions::NalRules;
+using captions::NalUnit;
+using captions::NalWalk;
+
+namespace {
+
+// What most pictures need. The parameter sets of a key picture are longer, and are read in a second
+// step.
+constexpr std::uint64_t kFirstLook = 256;
+
+// More than this ahead of the first slice no coder writes.
+constexpr std::uint64_t kMostAhead = 1 << 20;
+
+}  // namespace
+
+const PictureUnits& PictureReader::look(std::uint32_t sampleSize, PictureCoding coding,
+                                        const Read& read) {
+  head_.clear();
+  std::uint64_t wanted = std::min<std::uint64_t>(kFirstLook, sampleSize);
+  for (;;) {
+    const std::size_t known = head_.size();
+    head_.resize(static_cast<std::size_t>(wanted));
+    read(known, std::span(head_).subspan(known));
+    if (walk(sampleSize, coding, wanted) == Step::done) return units_;
+    const std::uint64_t limit = std::min<std::uint64_t>(sampleSize, kMostAhead);
+    if (head_.size() >= limit) break;
+    wanted = std::clamp<std::uint64_t>(wanted, head_.size() * 2, limit);
+  }
+  units_.takesCaptions = false;
+  return units_;
+}
+
+PictureReader::Step PictureReader::walk(std::uint32_t sampleSize, PictureCoding coding,
+                                        std::uint64_t& wanted) {
+  units_.takesCaptions = false;
+  units_.cuts.clear();
+  const NalRules& rules = *coding.rules;
+  NalWalk units(head_, sampleSize, coding.nalLengthSize);
+  while (const std::optional<NalUnit> unit = units.next()) {
+    const bool isWhole = unit->whole();
+    wanted = unit->offset + unit->lengthSize + rules.headerSize;
+    if (unit->bytes.size() < rules.headerSize) {
+      // A unit without a header says that the sample is damaged.
+      if (unit->size < rules.headerSize) return Step::done;
+      return Step::needsBytes;
+    }
+    const std::uint8_t type = rules.type(unit->bytes);
+    if (rules.picture.contains(type)) {
+      units_.temporalId = rules.temporalId(unit->bytes);
+      const CaptionPlace place =
+          captions::findCaptionPlace(head_, sampleSize, coding.nalLengthSize, rules);
+      // All up to this unit was read as a whole, or was no SEI unit.
+      if (place.state != CaptionPlace::State::known) return Step::done;
+      units_.place = static_cast<std::uint32_t>(place.offset);
+      units_.takesCaptions = true;
+      return Step::done;
+    }
+    if (type != rules.seiType) continue;
+    wanted = unit->end();
+    if (!isWhole) return Step::needsBytes;
+    takeSei(*unit, coding);
+  }
+  wanted = units.position() + coding.nalLengthSize + rules.headerSize;
+  return units.stop() == NalWalk::Stop::needsBytes ? Step::needsBytes : Step::done;
+}
+
+void PictureReader::takeSei(const NalUnit& unit, PictureCoding coding) {
+  const captions::SeiUnit sei = captions::parseSeiUnit(unit.bytes, *coding.rules);
+  const bool holds =
+      std::any_of(sei.messages.begin(), sei.messages.end(),
+                  [&](const auto& message) { return captions::holdsCaptions(sei, message); });
+  // What of a unit that breaks off belongs to captions cannot be told.
+  if (!holds || !sei.whole) return;
+  CaptionCut cut{static_cast<std::uint32_t>(unit.offset), unit.size + unit.lengthSize,
+                 captions::withoutCaptions(sei, *coding.rules)};
+  if (!cut.rest.empty()) captions::prependNalLength(cut.rest, coding.nalLengthSize);
+  units_.cuts.push_back(std::move(cut));
+}
+
+}  // namespace quarrypack::embed

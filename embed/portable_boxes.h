@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "embed/box_pieces.h"
+#include "kav/box_view.h"
+
+// The forms in which boxes of QuickTime become boxes of MP4. Players of .mp4 show the difference: a
+// handler name with a stray first character, sound that is not found. Each function appends the
+// portable form of a box, and the box as it is where it has that form or cannot be understood.
+namespace quarrypack::embed {
+
+// hdlr: a C string as name, pre-defined 0 in the place of the component type.
+void appendPortableHandler(const norvik::kav::BoxView& hdlr, BoxPieces& pieces);
+
+// meta: a full box, with a portable handler.
+void appendPortableMetadata(const norvik::kav::BoxView& meta, BoxPieces& pieces);
+
+// udta: without the zero that ends it in QuickTime, and with portable metadata.
+void appendPortableUserData(const norvik::kav::BoxView& udta, BoxPieces& pieces);
+
+// dinf: with references to the file itself as "url ".
+void appendPortableDataInformation(const norvik::kav::BoxView& dinf, BoxPieces& pieces);
+
+// stsd of a sound track: entries of version 1 and 2 whose esds is hidden in a wave box in version
+// 0. Entries without esds, such as uncompressed sound, need the fields of their version.
+void appendPortableSoundDescriptions(const norvik::kav::BoxView& stsd, BoxPieces& pieces);
+
+// ctts: version 1 where offsets are negative.
+void appendPortableCompositionOffsets(const norvik::kav::BoxView& ctts, BoxPieces& pieces);
+
+// Whether any offset of a ctts is negative.
+bool hasNegativeOffsets(const norvik::kav::BoxView& ctts);
+
+// The ftyp of the output: mp42 and isom, then what the input names, but not QuickTime. Without an
+// input box, which is empty then, these two.
+struct Brands {
+  bool negativeOffsets = false;  // adds iso4
+  bool fragments = false;        // adds iso5
+};
+std::vector<std::uint8_t> portableFileType(std::span<const std::uint8_t> ftyp, Brands brands);
+
+}  // namespace quarrypack::embed

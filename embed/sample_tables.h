@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "embed/box_pieces.h"
+#include "embed/offset_map.h"
+#include "kav/box_view.h"
+
+namespace quarrypack::embed {
+
+// A run of samples that lie one after the other.
+struct Chunk {
+  std::uint64_t offset = 0;
+  std::uint32_t firstSample = 0;  // from 0
+  std::uint32_t sampleCount = 0;
+};
+
+// The tables of a stbl that tell where samples lie, read in place. Counts are those of the bytes
+// that are there: a table that claims more is refused.
+class SampleTables {
+ public:
+  // Throws Refusal for tables that are cut short; label names the track in its text. A stbl without
+  // these tables has no samples.
+  SampleTables(const norvik::kav::BoxView& stbl, const std::string& label);
+
+  std::uint32_t sampleCount() const { return sampleCount_; }
+  bool hasOneSize() const { return sizeBits_ == 0; }
+  std::uint32_t size(std::uint32_t sample) const;
+
+  // What the samples of a chunk take together, in bytes.
+  std::uint64_t length(const Chunk& chunk) const;
+
+  // The chunks in their order, as long as there are samples.
+  class Chunks {
+   public:
+    explicit Chunks(const SampleTables& tables) : tables_(&tables) {}
+    std::optional<Chunk> next();
+
+   private:
+    const SampleTables* tables_;
+    std::uint32_t chunk_ = 0;
+    std::uint32_t run_ = 0;
+    std::uint32_t sample_ = 0;
+  };
+  Chunks chunks() const { return Chunks(*this); }
+
+ private:
+  void readSizes(const norvik::kav::BoxView& box, const std::string& label);
+  std::uint64_t chunkOffset(std::uint32_t chunk) const;
+
+  std::span<const std::uint8_t> sizes_;
+  std::uint32_t sizeBits_ = 0;  // of an entry; 0: all samples have the same size
+  std::uint32_t oneSize_ = 0;
+  std::uint32_t sampleCount_ = 0;
+  std::span<const std::uint8_t> runs_;
+  std::span<const std::uint8_t> offsets_;
+  bool wideOffsets_ = false;
+};
+
+// The sample tables of one track after splices.
+class SampleTableEditor {
+ public:
+  // The samples of a track of pictures may grow and shrink. Those of any other track must not.
+  enum class Role { pictures, other };
+
+  // label names the track in refusals.
+  SampleTableEditor(const norvik::kav::BoxView& stbl, Role role, std::string label);
+
+  // Looks at what a map does to the samples. Throws Refusal where it changes bytes of a track that
+  // holds no pictures, or where a sample outgrows 4 GiB.
+  void measure(const OffsetMap& map);
+
+  // Appends the new form of one of the boxes stsz, stz2, stco, co64 and saio, with the same map.
+  // What needs 64-bit offsets once keeps them, so that the size of a movie box settles. The pieces
+  // refer to this editor until it measures again.
+  void append(const norvik::kav::BoxView& box, const OffsetMap& map, BoxPieces& pieces);
+
+ private:
+  void resizeChunk(const Chunk& chunk, OffsetMap::Cursor& cursor);
+  void writeOutSizes();
+  void appendSizes(const norvik::kav::BoxView& box, BoxPieces& pieces) const;
+  void appendOffsets(const norvik::kav::BoxView& box, const OffsetMap& map, BoxPieces& pieces);
+
+  SampleTables tables_;
+  Role role_;
+  std::string label_;
+  std::vector<std::uint8_t> newSizes_;  // entries of stsz; empty where no size changes
+  bool wideOffsets_ = false;
+};
+
+// Appends a saio whose offsets count from the start of the file. Version 1 where the new offsets
+// need it.
+void appendAuxiliaryOffsets(const norvik::kav::BoxView& saio, const OffsetMap& map,
+                            BoxPieces& pieces);
+
+}  // namespace quarrypack::embed

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "captions/cea608.h"
+#include "captions/time.h"
+
+// Where captions come from: a caption track, the pictures of a movie, or a caption file.
+namespace quarrypack::sources {
+
+// Why captions cannot be read, as a sentence for people without a full stop.
+class SourceError : public std::runtime_error {
+ public:
+  explicit SourceError(const std::string& text) : std::runtime_error(text) {}
+};
+
+// The pairs of each field, at most. A day has 2.6 million frames, each with a pair at most; only
+// movies made for it, which show the same samples over and over, have more.
+inline constexpr std::size_t kMostPairs = 3'000'000;
+
+struct CaptionPairs {
+  std::string_view source;  // "track", "pictures" or "scc"
+  // In the order in which they are sent. Their times are those of presentation.
+  std::array<captions::FieldPairs, 2> fields;
+  captions::Time end{0};              // of the film: nothing is on the screen after it
+  std::vector<std::string> findings;  // what is unusual, as sentences without a full stop
+
+  captions::FieldPairs& of(captions::Field field) {
+    return fields.at(static_cast<std::size_t>(field));
+  }
+};
+
+// Adds a pair to a field. Throws SourceError for one more than kMostPairs.
+inline void addPair(captions::FieldPairs& field, captions::TimedPair pair) {
+  if (field.size() == kMostPairs) throw SourceError("there are more captions than any film has");
+  field.push_back(pair);
+}
+
+}  // namespace quarrypack::sources

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "captions/nal_units.h"
+#include "captions/time.h"
+#include "embed/edit_list.h"
+#include "kav/four_cc.h"
+#include "kav/movie.h"
+
+namespace quarrypack::sources {
+
+// How the pictures of a sample description are coded.
+struct PictureCoding {
+  const captions::NalRules* rules;
+  std::uint8_t nalLengthSize;  // 1 to 4
+};
+
+struct FilmTrack {
+  std::uint32_t index = 0;  // from 0, in the order of the file
+  std::uint32_t id = 0;
+  norvik::kav::FourCc handler = 0;
+  bool isEnabled = false;
+  captions::Time mediaDuration{0};  // as its header says; 0 where that is not known
+  embed::EditList edits;
+  // For each sample description, from 1 on in samples; none where its pictures carry no captions.
+  std::vector<std::optional<PictureCoding>> codings;
+
+  bool hasPictures() const;
+};
+
+// A sample as it is stored, before edits.
+struct StoredSample {
+  std::uint64_t offset = 0;       // in the file
+  std::uint32_t size = 0;         // bytes
+  std::uint32_t description = 0;  // from 1; 0 for none
+  embed::MediaSpan span;          // as presented, on the timeline of the track; its number is 0
+};
+
+// The movie that captions are read from. Failures of the library pass through as kav::Exception.
+class FilmFile {
+ public:
+  // Opens the movie of an open stream.
+  explicit FilmFile(norvik::kav::IStreamPtr stream);
+
+  const std::vector<FilmTrack>& tracks() const { return tracks_; }
+  captions::Time duration() const { return duration_; }  // as its header says; 0 if it does not
+
+  // Calls visit with the samples of a track in decoding order, and whether it is the last one.
+  // Throws SourceError once the samples come to so much that no real movie has them.
+  using Visit = std::function<void(const StoredSample& sample, bool isLast)>;
+  void forEachSample(const FilmTrack& track, const Visit& visit);
+
+  // Copies bytes of the file. peekAt is for a few bytes without use for those around them.
+  // Throw SourceError as forEachSample does.
+  void readAt(std::uint64_t offset, std::span<std::uint8_t> destination);
+  void peekAt(std::uint64_t offset, std::span<std::uint8_t> destination);
+
+ private:
+  void readTracks();
+  void readTimes(const norvik::kav::BoxPlace& trak, FilmTrack& track);
+  std::vector<norvik::kav::BoxPlace> childrenOf(const norvik::kav::BoxPlace& container);
+  void spend(std::uint64_t bytes);
+
+  norvik::kav::Movie movie_;
+  std::uint64_t budget_;  // bytes that may still be read
+  std::vector<FilmTrack> tracks_;
+  captions::Time duration_{0};
+};
+
+}  // namespace quarrypack::sources

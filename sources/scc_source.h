@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+#include "captions/formats/scc.h"
+#include "sources/caption_pairs.h"
+
+namespace quarrypack::sources {
+
+// The pairs of an SCC file, in the field that its commands are for. Throws SourceError for a text
+// without a word that says anything.
+CaptionPairs readSccPairs(std::string_view text, const captions::SccOptions& options = {});
+
+}  // namespace quarrypack::sources

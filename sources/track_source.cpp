@@ -1,0 +1,169 @@
+#include "sources/track_source.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <utility>
+
+#include "captions/caption_atoms.h"
+#include "embed/caption_opening.h"
+#include "embed/caption_times.h"
+#include "sources/showings.h"
+
+namespace quarrypack::sources {
+namespace {
+
+using captions::BytePair;
+using captions::CaptionAtom;
+using captions::CaptionAtoms;
+using captions::Field;
+using captions::FieldPairs;
+using captions::Time;
+using norvik::kav::fourCc;
+
+constexpr std::array kFields = {Field::one, Field::two};
+constexpr std::size_t indexOf(Field field) { return static_cast<std::size_t>(field); }
+
+// The pairs of one field of a track, sample by sample.
+struct SampledPairs {
+  std::vector<BytePair> pairs;
+  std::vector<std::size_t> ends;  // of each sample, among the pairs
+
+  std::span<const BytePair> sample(std::size_t index) const {
+    const std::size_t begin = index == 0 ? 0 : ends[index - 1];
+    return std::span(pairs).subspan(begin, ends[index] - begin);
+  }
+};
+
+// A caption track in memory.
+class TrackPairs {
+ public:
+  TrackPairs(FilmFile& film, const FilmTrack& track) {
+    film.forEachSample(track, [&](const StoredSample& sample, bool) { add(film, sample); });
+    show(track);
+  }
+
+  FieldPairs& field(Field field) { return fields_[indexOf(field)]; }
+  std::size_t oddAtoms() const { return oddAtoms_; }
+  std::size_t otherAtoms() const { return otherAtoms_; }
+
+ private:
+  void add(FilmFile& film, const StoredSample& sample) {
+    constexpr std::uint32_t kLargest = 64u << 20;
+    if (sample.size > kLargest) throw SourceError("a sample of captions has more than 64 MiB");
+    bytes_.resize(sample.size);
+    if (sample.size > 0) film.readAt(sample.offset, bytes_);
+    for (const CaptionAtom& atom : CaptionAtoms(bytes_)) addAtom(atom);
+    for (SampledPairs& field : sampled_) field.ends.push_back(field.pairs.size());
+    embed::MediaSpan span = sample.span;
+    span.sample = static_cast<std::uint32_t>(spans_.size());
+    spans_.push_back(span);
+  }
+
+  void addAtom(const CaptionAtom& atom) {
+    const std::optional<Field> field = atom.field();
+    if (!field) {
+      ++otherAtoms_;
+      return;
+    }
+    if (atom.pairCount() > atom.wholePairCount()) ++oddAtoms_;
+    std::vector<BytePair>& pairs = sampled_[indexOf(*field)].pairs;
+    if (pairs.size() + atom.wholePairCount() > kMostPairs) {
+      throw SourceError("there are more captions than any film has");
+    }
+    for (std::size_t i = 0; i < atom.wholePairCount(); ++i) pairs.push_back(atom.pair(i));
+  }
+
+  void show(const FilmTrack& track) {
+    const std::vector<embed::MediaSpan> unsorted = spans_;
+    std::stable_sort(spans_.begin(), spans_.end(),
+                     [](const auto& a, const auto& b) { return a.start < b.start; });
+    for (const embed::Showing& showing : showCaptions(track.edits, spans_)) {
+      const embed::MediaSpan& span = unsorted[showing.sample];
+      const bool isLast = showing.sample + 1 == unsorted.size();
+      for (const Field field : kFields) {
+        const auto pairs = sampled_[indexOf(field)].sample(showing.sample);
+        FieldPairs& shown = fields_[indexOf(field)];
+        if (shown.size() + pairs.size() > kMostPairs) {
+          throw SourceError("there are more captions than any film has");
+        }
+        embed::appendSamplePairs(shown, pairs, {showing.start, span.end - span.start, isLast});
+      }
+    }
+    for (FieldPairs& field : fields_) embed::dropBeforeStart(field, Time{0});
+  }
+
+  std::array<SampledPairs, 2> sampled_;
+  std::vector<embed::MediaSpan> spans_;
+  std::array<FieldPairs, 2> fields_;
+  std::vector<std::uint8_t> bytes_;  // of the sample at hand
+  std::size_t oddAtoms_ = 0;
+  std::size_t otherAtoms_ = 0;
+};
+
+// Enabled ones first.
+std::vector<const FilmTrack*> captionTracks(const FilmFile& film) {
+  std::vector<const FilmTrack*> tracks;
+  for (const FilmTrack& track : film.tracks()) {
+    if (track.handler == fourCc("clcp")) tracks.push_back(&track);
+  }
+  std::stable_partition(tracks.begin(), tracks.end(),
+                        [](const FilmTrack* track) { return track->isEnabled; });
+  return tracks;
+}
+
+std::string nameOf(const FilmTrack& track) { return "track " + std::to_string(track.id); }
+
+std::string nameOf(Field field) { return field == Field::one ? "field 1" : "field 2"; }
+
+bool isEmpty(const FieldPairs& field) {
+  return std::all_of(field.begin(), field.end(),
+                     [](const auto& pair) { return pair.bytes.isPadding(); });
+}
+
+// "1 atom has ..." or "3 atoms have ..."
+std::string atoms(std::size_t count, const char* one, const char* several) {
+  return std::to_string(count) + (count == 1 ? " atom " : " atoms ") + (count == 1 ? one : several);
+}
+
+void judge(const TrackPairs& pairs, const FilmTrack& track, std::vector<std::string>& findings) {
+  if (pairs.oddAtoms() > 0) {
+    findings.push_back(nameOf(track) + ": " + atoms(pairs.oddAtoms(), "has", "have") +
+                       " an odd number of bytes, the last of which is left out");
+  }
+  if (pairs.otherAtoms() > 0) {
+    findings.push_back(nameOf(track) + ": " + atoms(pairs.otherAtoms(), "is", "are") +
+                       " for neither field and left out");
+  }
+}
+
+void take(FieldPairs& pairs, Field field, const FilmTrack& track, CaptionPairs& result) {
+  if (isEmpty(pairs)) return;
+  if (result.of(field).empty()) {
+    result.of(field) = std::move(pairs);
+  } else {
+    result.findings.push_back(nameOf(track) + " has captions of " + nameOf(field) +
+                              " too, which are left out");
+  }
+}
+
+}  // namespace
+
+bool hasCaptionTrack(const FilmFile& film) { return !captionTracks(film).empty(); }
+
+CaptionPairs readTrackPairs(FilmFile& film) {
+  CaptionPairs result;
+  result.source = "track";
+  for (const FilmTrack* track : captionTracks(film)) {
+    TrackPairs pairs(film, *track);
+    judge(pairs, *track, result.findings);
+    for (const Field field : kFields) take(pairs.field(field), field, *track, result);
+  }
+  result.end = film.duration();
+  for (const FieldPairs& field : result.fields) {
+    if (!field.empty()) result.end = std::max(result.end, field.back().time + captions::kPairTime);
+  }
+  return result;
+}
+
+}  // namespace quarrypack::sources

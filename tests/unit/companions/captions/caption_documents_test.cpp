@@ -1,0 +1,118 @@
+#include "companions/captions/caption_documents.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "captions/formats/scc.h"
+
+namespace quarrypack::companions {
+namespace {
+
+using captions::Channel;
+using captions::Field;
+using sources::CaptionPairs;
+
+// A pop-on page "AA" of each channel that is named.
+CaptionPairs pages(std::initializer_list<Channel> channels) {
+  CaptionPairs pairs;
+  pairs.source = "track";
+  pairs.end = std::chrono::seconds(10);
+  for (const Channel channel : channels) {
+    const bool second = channel == Channel::cc2 || channel == Channel::cc4;
+    const Field field = captions::fieldOf(channel);
+    const unsigned command = (field == Field::one ? 0x14u : 0x15u) | (second ? 8u : 0u);
+    const unsigned row = 0x14u | (second ? 8u : 0u);
+    for (const auto& [first, code] : {std::pair{command, 0x20u}, std::pair{row, 0x70u},
+                                      std::pair{0x41u, 0x41u}, std::pair{command, 0x2Fu}}) {
+      captions::FieldPairs& all = pairs.of(field);
+      all.push_back({captions::kPairTime * static_cast<std::int64_t>(all.size()),
+                     {captions::withOddParity(static_cast<std::uint8_t>(first)),
+                      captions::withOddParity(static_cast<std::uint8_t>(code))}});
+    }
+  }
+  return pairs;
+}
+
+CaptionOptions options(const char* format) {
+  CaptionOptions result;
+  result.input = "film.mp4";
+  result.format = captions::findFormat(format);
+  return result;
+}
+
+TEST(CaptionDocuments, AreOfTheFirstChannelThatHasCaptions) {
+  const CaptionDocuments made = makeDocuments(pages({Channel::cc2, Channel::cc3}), options("srt"));
+  ASSERT_EQ(made.documents.size(), 1u);
+  EXPECT_FALSE(made.documents[0].channel.has_value());
+  const captions::CaptionDocument& document = made.documents[0].document;
+  ASSERT_EQ(document.channels.size(), 1u);
+  EXPECT_EQ(document.channels[0].channel, Channel::cc2);
+  EXPECT_EQ(document.file, "film.mp4");
+  EXPECT_EQ(document.source, "track");
+}
+
+TEST(CaptionDocuments, AreOfTheChannelThatIsWanted) {
+  CaptionOptions wanted = options("srt");
+  wanted.channel = Channel::cc3;
+  const CaptionDocuments made = makeDocuments(pages({Channel::cc2, Channel::cc3}), wanted);
+  ASSERT_EQ(made.documents.size(), 1u);
+  EXPECT_EQ(made.documents[0].document.channels[0].channel, Channel::cc3);
+  wanted.channel = Channel::cc1;
+  EXPECT_TRUE(makeDocuments(pages({Channel::cc2}), wanted).documents.empty());
+}
+
+TEST(CaptionDocuments, AreOneForEachChannelWhenAllAreWanted) {
+  CaptionOptions all = options("vtt");
+  all.allChannels = true;
+  const CaptionDocuments made = makeDocuments(pages({Channel::cc1, Channel::cc4}), all);
+  ASSERT_EQ(made.documents.size(), 2u);
+  EXPECT_EQ(made.documents[0].channel, Channel::cc1);
+  EXPECT_EQ(made.documents[1].channel, Channel::cc4);
+}
+
+TEST(CaptionDocuments, HoldAllChannelsWhereTheFormatDoes) {
+  CaptionOptions all = options("json");
+  all.allChannels = true;
+  const CaptionDocuments made = makeDocuments(pages({Channel::cc1, Channel::cc4}), all);
+  ASSERT_EQ(made.documents.size(), 1u);
+  EXPECT_FALSE(made.documents[0].channel.has_value());
+  EXPECT_EQ(made.documents[0].document.channels.size(), 2u);
+}
+
+TEST(CaptionDocuments, HaveThePairsOfTheFieldOfTheChannel) {
+  const CaptionPairs pairs = pages({Channel::cc1, Channel::cc3});
+  CaptionOptions wanted = options("scc");
+  EXPECT_EQ(makeDocuments(pairs, wanted).documents.at(0).document.pairs, pairs.fields[0]);
+  wanted.channel = Channel::cc3;
+  EXPECT_EQ(makeDocuments(pairs, wanted).documents.at(0).document.pairs, pairs.fields[1]);
+}
+
+TEST(CaptionDocuments, OfPairsAreOneForEachField) {
+  CaptionOptions all = options("scc");
+  all.allChannels = true;
+  const CaptionDocuments made =
+      makeDocuments(pages({Channel::cc1, Channel::cc2, Channel::cc4}), all);
+  ASSERT_EQ(made.documents.size(), 2u);
+  EXPECT_EQ(made.documents[0].channel, Channel::cc1);
+  EXPECT_EQ(made.documents[0].document.pairs.size(), 8u);
+  EXPECT_EQ(made.documents[1].channel, Channel::cc4);
+  EXPECT_EQ(made.documents[1].document.pairs.size(), 4u);
+}
+
+TEST(CaptionDocuments, TellWhatTheDecoderMet) {
+  CaptionPairs pairs = pages({Channel::cc1});
+  pairs.of(Field::one)[2].bytes = {0x41, 0x41};  // even parity
+  pairs.of(Field::two).push_back({captions::Time{0}, {0x01, 0x02}});
+  const CaptionDocuments made = makeDocuments(pairs, options("srt"));
+  ASSERT_EQ(made.findings.size(), 2u);
+  EXPECT_EQ(made.findings[0], "2 bytes lack odd parity and are shown as solid blocks");
+  EXPECT_EQ(made.findings[1], "field 2 carries extended data (XDS), which is passed over");
+}
+
+TEST(CaptionDocuments, AreNoneWithoutCaptions) {
+  EXPECT_TRUE(makeDocuments(pages({}), options("json")).documents.empty());
+}
+
+}  // namespace
+}  // namespace quarrypack::companions

@@ -1,0 +1,218 @@
+#include "companions/output_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "tests/support/bytes.h"
+#include "tests/support/run_program.h"
+#include "tests/unit/kaf/ordinary_user.h"
+
+namespace quarrypack::companions {
+namespace {
+
+using test::readFile;
+using test::text;
+using test::writeFile;
+
+class OutputFileTest : public testing::Test {
+ protected:
+  std::string path(const std::string& name) const { return (folder_.path() / name).string(); }
+
+  std::size_t fileCount() const {
+    const std::filesystem::directory_iterator all(folder_.path());
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+  }
+
+  void replaceWithNew(const std::string& name) const {
+    OutputFile file(name);
+    writeFile(file.temporaryPath(), text("new"));
+    file.commit();
+  }
+
+  static mode_t permissions(const std::string& name) {
+    struct stat status {};
+    EXPECT_EQ(stat(name.c_str(), &status), 0);
+    return status.st_mode & 07777;
+  }
+
+ private:
+  test::TemporaryFolder folder_;
+};
+
+TEST_F(OutputFileTest, AppearsWhenItIsCommitted) {
+  {
+    OutputFile file(path("film.mp4"));
+    EXPECT_FALSE(std::filesystem::exists(path("film.mp4")));
+    EXPECT_EQ(readFile(file.temporaryPath()), text(""));
+    writeFile(file.temporaryPath(), text("new"));
+    file.commit();
+    EXPECT_EQ(readFile(path("film.mp4")), text("new"));
+  }
+  EXPECT_EQ(readFile(path("film.mp4")), text("new"));
+  EXPECT_EQ(fileCount(), 1u);
+}
+
+TEST_F(OutputFileTest, LeavesEverythingAsItWasUnlessCommitted) {
+  writeFile(path("film.mp4"), text("old"));
+  {
+    const OutputFile file(path("film.mp4"));
+    writeFile(file.temporaryPath(), text("half"));
+  }
+  EXPECT_EQ(readFile(path("film.mp4")), text("old"));
+  EXPECT_EQ(fileCount(), 1u);
+}
+
+TEST_F(OutputFileTest, HasThePermissionsOfTheFileThatItReplaces) {
+  for (const mode_t mode : {0600, 0640, 0666, 0755}) {
+    writeFile(path("film.mp4"), text("old"));
+    ASSERT_EQ(chmod(path("film.mp4").c_str(), mode), 0);
+    replaceWithNew(path("film.mp4"));
+    EXPECT_EQ(permissions(path("film.mp4")), mode);
+  }
+}
+
+TEST_F(OutputFileTest, HasThePermissionsOfANewFile) {
+  const mode_t before = umask(027);
+  replaceWithNew(path("film.mp4"));
+  umask(before);
+  EXPECT_EQ(permissions(path("film.mp4")), 0640u);
+}
+
+TEST_F(OutputFileTest, ALinkStaysALink) {
+  std::filesystem::create_directory(path("folder"));
+  writeFile(path("folder/film.mp4"), text("old"));
+  std::filesystem::create_symlink("folder/film.mp4", path("first"));
+  std::filesystem::create_symlink(path("first"), path("second"));
+  replaceWithNew(path("second"));
+  EXPECT_TRUE(std::filesystem::is_symlink(path("first")));
+  EXPECT_TRUE(std::filesystem::is_symlink(path("second")));
+  EXPECT_EQ(readFile(path("folder/film.mp4")), text("new"));
+  EXPECT_EQ(fileCount(), 3u);
+}
+
+TEST_F(OutputFileTest, ALinkToNothingLeadsToTheNewFile) {
+  std::filesystem::create_symlink("film.mp4", path("link"));
+  replaceWithNew(path("link"));
+  EXPECT_TRUE(std::filesystem::is_symlink(path("link")));
+  EXPECT_EQ(readFile(path("film.mp4")), text("new"));
+}
+
+TEST_F(OutputFileTest, RefusesWhatIsNoFile) {
+  std::filesystem::create_directory(path("folder"));
+  std::filesystem::create_symlink("loop", path("loop"));
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  for (const std::string& name : {path("folder"), path("loop"), path("pipe"),
+                                  path("nowhere/film.mp4"), path("folder/"), std::string()}) {
+    EXPECT_THROW(OutputFile{name}, FileError) << name;
+  }
+  EXPECT_EQ(fileCount(), 3u);
+}
+
+TEST_F(OutputFileTest, RefusesAFileThatMustNotBeWritten) {
+  writeFile(path("film.mp4"), text("old"));
+  ASSERT_EQ(chmod(path("film.mp4").c_str(), 0444), 0);
+  ASSERT_EQ(chmod(path("").c_str(), 0777), 0);
+  const test::OrdinaryUser user;
+  ASSERT_NE(faccessat(AT_FDCWD, path("film.mp4").c_str(), W_OK, AT_EACCESS), 0);
+  EXPECT_THROW(OutputFile{path("film.mp4")}, FileError);
+  EXPECT_EQ(fileCount(), 1u);
+}
+
+TEST_F(OutputFileTest, NeverTakesAFileThatIsThere) {
+  const OutputFile first(path("film.mp4"));
+  writeFile(first.temporaryPath(), text("first"));
+  {
+    const OutputFile second(path("film.mp4"));
+    EXPECT_NE(second.temporaryPath(), first.temporaryPath());
+  }
+  EXPECT_EQ(readFile(first.temporaryPath()), text("first"));
+}
+
+TEST_F(OutputFileTest, TakesALongName) {
+  replaceWithNew(path(std::string(250, 'f')));
+  EXPECT_EQ(fileCount(), 1u);
+}
+
+TEST_F(OutputFileTest, SaysWhyItFailed) {
+  try {
+    const OutputFile file(path("nowhere/film.mp4"));
+    FAIL();
+  } catch (const FileError& error) {
+    const std::string message = error.what();
+    EXPECT_NE(message.find("nowhere/.film.mp4"), std::string::npos) << message;
+    EXPECT_NE(message.find("No such file or directory"), std::string::npos) << message;
+  }
+}
+
+// Runs something in a process of its own and returns the signal that ended it, if any.
+std::optional<int> endingSignal(const std::function<void()>& work) {
+  const pid_t child = fork();
+  if (child == 0) {
+    work();
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (!WIFSIGNALED(status)) return std::nullopt;
+  return WTERMSIG(status);
+}
+
+TEST_F(OutputFileTest, IsGoneWhenASignalEndsTheProcess) {
+  writeFile(path("film.mp4"), text("old"));
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    EXPECT_EQ(endingSignal([&] {
+                const OutputFile file(path("film.mp4"));
+                raise(signal);
+              }),
+              signal);
+    EXPECT_EQ(readFile(path("film.mp4")), text("old"));
+    EXPECT_EQ(fileCount(), 1u);
+  }
+}
+
+TEST_F(OutputFileTest, StaysWhenASignalComesAfterwards) {
+  EXPECT_EQ(endingSignal([&] {
+              replaceWithNew(path("film.mp4"));
+              raise(SIGTERM);
+            }),
+            SIGTERM);
+  EXPECT_EQ(readFile(path("film.mp4")), text("new"));
+}
+
+TEST_F(OutputFileTest, LeavesAnIgnoredSignalIgnored) {
+  EXPECT_EQ(endingSignal([&] {
+              std::signal(SIGHUP, SIG_IGN);
+              OutputFile file(path("film.mp4"));
+              raise(SIGHUP);
+              writeFile(file.temporaryPath(), text("new"));
+              file.commit();
+            }),
+            std::nullopt);
+  EXPECT_EQ(readFile(path("film.mp4")), text("new"));
+}
+
+TEST_F(OutputFileTest, KnowsTheSameFileByAnyName) {
+  writeFile(path("film.mov"), text("old"));
+  writeFile(path("other.mov"), text("old"));
+  std::filesystem::create_symlink("film.mov", path("link"));
+  std::filesystem::create_hard_link(path("film.mov"), path("hard"));
+  for (const char* name : {"film.mov", "link", "hard", "./film.mov"}) {
+    EXPECT_TRUE(areSameFile(path("film.mov"), path(name))) << name;
+  }
+  EXPECT_FALSE(areSameFile(path("film.mov"), path("other.mov")));
+  EXPECT_FALSE(areSameFile(path("film.mov"), path("none")));
+  EXPECT_FALSE(areSameFile(path("none"), path("none")));
+}
+
+}  // namespace
+}  // namespace quarrypack::companions

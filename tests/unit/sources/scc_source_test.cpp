@@ -1,0 +1,40 @@
+#include "sources/scc_source.h"
+
+#include <gtest/gtest.h>
+
+namespace quarrypack::sources {
+namespace {
+
+using captions::BytePair;
+using captions::Field;
+
+TEST(SccSource, GivesThePairsInTheFieldOfTheirCommands) {
+  CaptionPairs one = readSccPairs("Scenarist_SCC V1.0\r\n\r\n00:00:01;00\t9420 9420 942f 942f\r\n");
+  EXPECT_EQ(one.source, "scc");
+  EXPECT_EQ(one.of(Field::one).size(), 4u);
+  EXPECT_TRUE(one.of(Field::two).empty());
+  EXPECT_TRUE(one.findings.empty());
+  CaptionPairs two = readSccPairs("Scenarist_SCC V1.0\r\n\r\n00:00:01;00\t1520 1520 152f 152f\r\n");
+  ASSERT_EQ(two.of(Field::two).size(), 4u);
+  EXPECT_EQ(two.of(Field::two).front().bytes, (BytePair{0x15, 0x20}));
+}
+
+TEST(SccSource, EndsAfterItsLastCaption) {
+  CaptionPairs pairs = readSccPairs("Scenarist_SCC V1.0\r\n\r\n00:00:01;00\t9420 9420\r\n");
+  EXPECT_GT(pairs.end, pairs.of(Field::one).back().time);
+}
+
+TEST(SccSource, TellsWhatIsUnusual) {
+  const CaptionPairs pairs = readSccPairs("Scenarist_SCC V1.0\n\n00:00:01;00\t9420\n");
+  ASSERT_EQ(pairs.findings.size(), 2u);
+  EXPECT_NE(pairs.findings[0].find("carriage return"), std::string::npos);
+}
+
+TEST(SccSource, RefusesATextThatSaysNothing) {
+  EXPECT_THROW(readSccPairs(""), SourceError);
+  EXPECT_THROW(readSccPairs("Scenarist_SCC V1.0\r\n\r\n00:00:01;00\t8080\r\n"), SourceError);
+  EXPECT_THROW(readSccPairs("no captions at all"), SourceError);
+}
+
+}  // namespace
+}  // namespace quarrypack::sources
