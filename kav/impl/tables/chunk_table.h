@@ -37,9 +37,9 @@ class ChunkTable {
   RunList<ChunkRun> runs_;
 };
 
-// Builds a table from the entries of a file. Order of calls: add each in turn, then finish. An entry
-// that continues the previous one joins its run: some files have an entry for each of a million
-// chunks.
+// Builds a table from the entries of a file. Order of calls: add each in turn, then finish. An
+// entry that continues the previous one joins its run: some files have an entry for each of a
+// million chunks.
 class ChunkTable::Loader {
  public:
   // Throws badChunkRun if the first run does not start at chunk 1, or a run starts before the
