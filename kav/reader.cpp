@@ -72,13 +72,6 @@ void copyRecord(const NorvikKavSampleDescription* description, Info* info) {
   *info = found->info();
 }
 
-std::span<const std::uint32_t> hintedTracks(const impl::TrackRecord& track) {
-  const impl::TrefBox* references = track.trak->tref();
-  const impl::HintBox* hint = references == nullptr ? nullptr : references->hint();
-  if (hint == nullptr) return {};
-  return hint->trackIds();
-}
-
 }  // namespace
 
 std::uint32_t openReader(NorvikIStream* stream, const NorvikKavReaderOptions& options,
@@ -210,7 +203,7 @@ std::uint32_t getHintedTrackCount(NorvikKavReader* reader, std::uint32_t trackIn
                                   std::uint32_t* count) noexcept {
   return guarded([&] {
     require(count);
-    *count = static_cast<std::uint32_t>(hintedTracks(recordAt(reader, trackIndex)).size());
+    *count = static_cast<std::uint32_t>(impl::hintedTracks(recordAt(reader, trackIndex)).size());
   });
 }
 
@@ -218,7 +211,7 @@ std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
                               std::uint32_t* trackIds) noexcept {
   return guarded([&] {
     require(trackIds);
-    const std::span<const std::uint32_t> ids = hintedTracks(recordAt(reader, trackIndex));
+    const std::span<const std::uint32_t> ids = impl::hintedTracks(recordAt(reader, trackIndex));
     std::copy(ids.begin(), ids.end(), trackIds);
   });
 }

@@ -110,6 +110,19 @@ std::optional<BoxHeader> findTopLevelBox(NorvikKavStream& stream, FourCc type) {
   return std::nullopt;
 }
 
+std::vector<BoxPlace> listTopLevelBoxes(NorvikKavStream& stream) {
+  std::vector<BoxPlace> boxes;
+  const std::uint64_t length = stream.computeSize();
+  for (std::uint64_t start = 0; start < length && length - start >= kSmallestBox;) {
+    stream.seekTo(start);
+    const std::optional<BoxHeader> header = decodeSizeAndType(stream);
+    if (!header) break;
+    boxes.push_back({header->type, start, std::min(header->end, length) - start});
+    start = header->end;
+  }
+  return boxes;
+}
+
 void readChildHeaders(const ReadContext& context, Box& box, unsigned depth) {
   NorvikKavStream& stream = context.stream;
   std::uint64_t position = box.start() + box.getSize();

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "kav/error_code.h"
 #include "kav/impl/model/box.h"
+#include "kav/movie_info.h"
 
 namespace norvik::kav::impl {
 
@@ -22,6 +24,11 @@ std::optional<BoxHeader> readBoxHeader(NorvikKavStream& stream, const Box* paren
 // types only: a box whose code is written as an extended type is not found. Returns none, with the
 // stream at its end, when there is no such box.
 std::optional<BoxHeader> findTopLevelBox(NorvikKavStream& stream, FourCc type);
+
+// The top-level boxes of the whole stream, by their sizes and types only. Boxes after one whose
+// size leads nowhere are left out, and bytes too few for a header; one cut off at the end of the
+// stream ends there. Throws shortRead for a 64-bit size that is cut off.
+std::vector<BoxPlace> listTopLevelBoxes(NorvikKavStream& stream);
 
 class BoxFactory;
 

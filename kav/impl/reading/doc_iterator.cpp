@@ -101,7 +101,7 @@ std::unique_ptr<SampleIterator> createTrackIterator(TrackPlan plan, std::uint32_
   if (plan.edits == nullptr) return plan.creator->createMediaIterator(start, end);
   std::vector<EditSegment> segments = makeEditSegments(*plan.edits, plan.firstOffset);
   return std::make_unique<PresentationIter>(std::move(plan.creator), std::move(segments),
-                                            movieTimescale, timescale, end);
+                                            movieTimescale, timescale, start, end);
 }
 
 }  // namespace

@@ -8,14 +8,21 @@
 #include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
+namespace {
+
+constexpr std::uint64_t kLatest = std::numeric_limits<std::uint64_t>::max();
+
+}  // namespace
 
 PresentationIter::PresentationIter(std::unique_ptr<IMediaIterCreator> creator,
                                    std::vector<EditSegment> segments, std::uint32_t movieTimescale,
-                                   std::uint32_t mediaTimescale, std::uint64_t end)
+                                   std::uint32_t mediaTimescale, std::uint64_t start,
+                                   std::uint64_t end)
     : creator_(std::move(creator)),
       segments_(std::move(segments)),
       movieTimescale_(movieTimescale),
       mediaTimescale_(mediaTimescale),
+      start_(start),
       end_(end) {
   openSegment();
   fetch();
@@ -23,7 +30,6 @@ PresentationIter::PresentationIter(std::unique_ptr<IMediaIterCreator> creator,
 
 // A segment without a duration shows the rest of the media.
 std::uint64_t PresentationIter::endOf(const EditSegment& segment) const {
-  constexpr std::uint64_t kLatest = std::numeric_limits<std::uint64_t>::max();
   if (segment.duration == 0) return kLatest;
   const std::uint64_t end = rescaleTime(wrappingAdd(segment.presentationStart, segment.duration),
                                         movieTimescale_, mediaTimescale_);
@@ -35,20 +41,29 @@ void PresentationIter::nextSegment() {
   openSegment();
 }
 
+// Goes to the first segment, from segment_ on, of which anything may lie in the range.
 void PresentationIter::openSegment() {
   media_.reset();
-  if (segment_ == segments_.size()) return;
-  const EditSegment& segment = segments_[segment_];
-  segmentStart_ = rescaleTime(segment.presentationStart, movieTimescale_, mediaTimescale_);
-  if (segment.isEmpty()) return;
-  segmentEnd_ = endOf(segment);
-  media_ = creator_->createMediaIterator(segment.mediaTime);
+  for (; segment_ != segments_.size(); ++segment_) {
+    const EditSegment& segment = segments_[segment_];
+    segmentStart_ = rescaleTime(segment.presentationStart, movieTimescale_, mediaTimescale_);
+    if (segment.isEmpty()) {
+      if (segmentStart_ >= start_) return;
+      continue;
+    }
+    segmentEnd_ = endOf(segment);
+    const std::uint64_t skipped = start_ - std::min(start_, segmentStart_);
+    if (skipped > kLatest - segment.mediaTime || (skipped != 0 && segmentEnd_ <= start_)) continue;
+    firstTime_ = segment.mediaTime + skipped;
+    media_ = creator_->createMediaIterator(firstTime_);
+    return;
+  }
 }
 
 bool PresentationIter::fetchFromMedia() {
   const std::uint64_t mediaTime = segments_[segment_].mediaTime;
   while (media_->take(held_)) {
-    if (held_.info.decodingTime < mediaTime) continue;
+    if (held_.info.decodingTime < firstTime_) continue;
     held_.info.decodingTime =
         wrappingAdd(held_.info.decodingTime, wrappingSubtract(segmentStart_, mediaTime));
     if (held_.info.decodingTime >= segmentEnd_) break;

@@ -12,13 +12,15 @@
 namespace norvik::kav::impl {
 
 // A track as its edit list shows it: the samples of each segment's stretch of media, moved to where
-// the segment stands, and one empty-edit sample for each segment without media, which is counted to
-// the fragment of the sample before it.
+// the segment is shown, and one empty-edit sample for each segment without media, which is counted
+// to the fragment of the sample delivered before it.
 class PresentationIter final : public SampleIterator {
  public:
-  // end is the end of the requested range in the media timescale.
+  // The samples that are shown from start on, ending before the first that is shown at or after
+  // end, both in the media timescale. Media that is shown before the start is not walked.
   PresentationIter(std::unique_ptr<IMediaIterCreator> creator, std::vector<EditSegment> segments,
-                   std::uint32_t movieTimescale, std::uint32_t mediaTimescale, std::uint64_t end);
+                   std::uint32_t movieTimescale, std::uint32_t mediaTimescale, std::uint64_t start,
+                   std::uint64_t end);
 
   bool hasNext() override;
   bool take(Sample& sample) override;
@@ -37,11 +39,13 @@ class PresentationIter final : public SampleIterator {
   std::vector<EditSegment> segments_;
   std::uint32_t movieTimescale_;
   std::uint32_t mediaTimescale_;
+  std::uint64_t start_;
   std::uint64_t end_;
 
   std::size_t segment_ = 0;
   std::uint64_t segmentStart_ = 0;  // media timescale
   std::uint64_t segmentEnd_ = 0;
+  std::uint64_t firstTime_ = 0;                    // the media time from which on samples are shown
   std::optional<std::uint32_t> fragmentSequence_;  // of the latest sample, if it is of a fragment
   std::unique_ptr<SampleIterator> media_;
   Sample held_;

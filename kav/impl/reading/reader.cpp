@@ -9,6 +9,7 @@
 #include "kav/impl/boxes/media_boxes.h"
 #include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
+#include "kav/impl/model/box_headers.h"
 #include "kav/rescale_time.h"
 #include "kav/sample_info.h"
 
@@ -215,9 +216,14 @@ void Reader::getSampleDescription(const SampleDescription& description, std::uin
   std::ranges::copy(description.headerBytes(), buffer);
 }
 
-void Reader::checkBytes(std::uint64_t offset, std::uint64_t length) {
-  const std::uint64_t fileLength = document_.stream().size();
-  if (offset > fileLength || fileLength - offset < length) throw Exception(ErrorCode::shortRead);
+std::vector<BoxPlace> Reader::topLevelBoxes() { return listTopLevelBoxes(document_.stream()); }
+
+bool Reader::hasBytes(std::uint64_t offset, std::uint64_t length) const {
+  return offset <= fileLength() && fileLength() - offset >= length;
+}
+
+void Reader::checkBytes(std::uint64_t offset, std::uint64_t length) const {
+  if (!hasBytes(offset, length)) throw Exception(ErrorCode::shortRead);
 }
 
 void Reader::readBytes(std::uint64_t offset, std::span<std::uint8_t> destination) {

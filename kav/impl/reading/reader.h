@@ -67,10 +67,16 @@ class Reader {
   // Copies the metadata into the caller's buffer; nothing when there is none.
   void getMetadata(std::uint8_t* buffer);
 
+  // The top-level boxes of the whole file; see listTopLevelBoxes.
+  std::vector<BoxPlace> topLevelBoxes();
+
+  std::uint64_t fileLength() const { return document_.stream().size(); }
+  bool hasBytes(std::uint64_t offset, std::uint64_t length) const;
+
   // Copies bytes of the file. Throws shortRead when it ends before.
   void readBytes(std::uint64_t offset, std::span<std::uint8_t> destination);
   void peekBytes(std::uint64_t offset, std::span<std::uint8_t> destination);
-  void checkBytes(std::uint64_t offset, std::uint64_t length);
+  void checkBytes(std::uint64_t offset, std::uint64_t length) const;
 
  private:
   void addTrack(TrakBox& trak);

@@ -20,6 +20,13 @@ bool TrackRecord::hasSamplesInTables() const {
   return stbl != nullptr && stbl->stsz() != nullptr && stbl->stsz()->sampleCount() != 0;
 }
 
+std::span<const std::uint32_t> hintedTracks(const TrackRecord& track) {
+  const TrefBox* references = track.trak->tref();
+  const HintBox* hint = references == nullptr ? nullptr : references->hint();
+  if (hint == nullptr) return {};
+  return hint->trackIds();
+}
+
 Sample blankSample(const TrackRecord& track, std::uint64_t context) {
   Sample sample;
   sample.info.timescale = track.info().mediaTimescale;

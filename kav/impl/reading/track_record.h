@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "kav/impl/boxes/track_boxes.h"
 #include "kav/impl/tree/root_box.h"
@@ -31,6 +32,9 @@ struct TrackRecord {
   // may.
   bool hasSamplesInTables() const;
 };
+
+// The ids of the tracks that a hint track gives hints for; empty for any other track.
+std::span<const std::uint32_t> hintedTracks(const TrackRecord& track);
 
 // A sample of a track with all that its samples have in common, and nothing else.
 Sample blankSample(const TrackRecord& track, std::uint64_t context);

@@ -14,6 +14,7 @@ class KavDocument {
       : stream_(std::move(stream)), root_(prepare(stream_, problemHandler)) {}
 
   NorvikKavStream& stream() { return stream_; }
+  const NorvikKavStream& stream() const { return stream_; }
   RootBox& root() { return root_; }
   const RootBox& root() const { return root_; }
 

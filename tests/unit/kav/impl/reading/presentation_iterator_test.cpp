@@ -57,9 +57,10 @@ class ListedMediaCreator final : public IMediaIterCreator {
 
 struct Presentation {
   // The movie counts in hundredths, the media in thousandths.
-  Presentation(const Column& times, std::vector<EditSegment> segments, std::uint64_t end = kEnd) {
+  Presentation(const Column& times, std::vector<EditSegment> segments, std::uint64_t end = kEnd,
+               std::uint64_t start = 0) {
     PresentationIter iterator(std::make_unique<ListedMediaCreator>(times, starts),
-                              std::move(segments), 100, 1000, end);
+                              std::move(segments), 100, 1000, start, end);
     samples = drain(iterator);
   }
 
@@ -130,11 +131,31 @@ TEST(PresentationIter, EndsWithTheRequestedRange) {
   EXPECT_EQ(timesOf(Presentation({0, 10, 20}, {{9, 0, 0}}, 0).samples), Column());
 }
 
+TEST(PresentationIter, BeginsWithTheRequestedRange) {
+  const std::vector<EditSegment> segments = {{2, 10, 0}, {3, kNoMedia, 2}, {3, 0, 5}};
+  const auto from = [&](std::uint64_t start) {
+    return timesOf(Presentation({0, 10, 20, 30}, segments, kEnd, start).samples);
+  };
+  EXPECT_EQ(from(0), (Column{0, 10, 20, 50, 60, 70}));
+  EXPECT_EQ(from(10), (Column{10, 20, 50, 60, 70}));
+  EXPECT_EQ(from(11), (Column{20, 50, 60, 70}));
+  EXPECT_EQ(from(21), (Column{50, 60, 70}));
+  EXPECT_EQ(from(70), (Column{70}));
+  EXPECT_EQ(from(71), Column());
+  EXPECT_EQ(from(~std::uint64_t{0}), Column());
+}
+
+TEST(PresentationIter, DoesNotWalkTheMediaBeforeTheRequestedRange) {
+  const Presentation shown({0, 10, 20, 30}, {{2, 10, 0}, {3, 0, 2}}, kEnd, 30);
+  EXPECT_EQ(shown.starts, (Column{10}));
+  EXPECT_EQ(timesOf(shown.samples), (Column{30, 40}));
+}
+
 // The halves of (t * T + (M - 1) / 2) / M are dropped.
 TEST(PresentationIter, RescalesItsTimesLikeTheRest) {
   Column starts;
   PresentationIter iterator(std::make_unique<ListedMediaCreator>(Column{0, 1}, starts),
-                            {{1, kNoMedia, 0}, {3, 0, 1}}, 2, 3, kEnd);
+                            {{1, kNoMedia, 0}, {3, 0, 1}}, 2, 3, 0, kEnd);
   // The segment begins at 1/2: 1.5 thirds, which count as 1; it ends at 4/2: 6 thirds.
   EXPECT_EQ(timesOf(drain(iterator)), (Column{0, 1, 2}));
 }
@@ -142,7 +163,7 @@ TEST(PresentationIter, RescalesItsTimesLikeTheRest) {
 TEST(PresentationIter, WalksTheMediaOfATrack) {
   const OpenedMovie opened(MovieBuilder({countingTrack(5)}));
   PresentationIter iterator(std::make_unique<MediaIterCreator>(opened.track(), 8, false),
-                            {{1, kNoMedia, 0}, {2, 20, 1}}, 100, 1000, kEnd);
+                            {{1, kNoMedia, 0}, {2, 20, 1}}, 100, 1000, 0, kEnd);
   const auto samples = drain(iterator);
   EXPECT_EQ(timesOf(samples), (Column{0, 10, 20}));
   EXPECT_EQ(sizesOf(samples), (Column{0, 3, 4}));

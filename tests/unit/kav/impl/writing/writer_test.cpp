@@ -44,7 +44,7 @@ struct WrittenMovie {
   std::uint32_t addTrack(const TrackParameters& parameters) {
     const std::uint32_t number = writer.addTrack(parameters);
     for (std::uint32_t i = 0; i < parameters.descriptionCount; ++i) {
-      writer.addSampleDescription(number, *source.reader().tracks()[0].stsd->descriptor(i + 1));
+      writer.addSampleDescription(number, *source.reader().records()[0].stsd->descriptor(i + 1));
     }
     return number;
   }
@@ -131,7 +131,7 @@ TEST(Writer, WritesTheMovieBoxOfAFragmentedMovieAgainWithEveryTrack) {
   for (std::uint32_t track = 1; track <= 3; ++track) {
     writer.addTrack(trackOf(1000 + track, 10, track));
     Film written(memory->bytes());
-    const MoovBox& movie = *written.reader().tracks()[0].root->movie();
+    const MoovBox& movie = *written.reader().records()[0].root->movie();
     EXPECT_EQ(movie.start(), 28u);
     EXPECT_EQ(movie.end(), memory->bytes().size());
     EXPECT_EQ(movie.mvhd()->record().nextTrackId, track + 1);
@@ -141,10 +141,10 @@ TEST(Writer, WritesTheMovieBoxOfAFragmentedMovieAgainWithEveryTrack) {
       EXPECT_NE(movie.mvex()->lookUpTrex(id), nullptr);
       EXPECT_EQ(written.reader().tracks()[id - 1].info.trackId, id);
       EXPECT_EQ(written.reader().tracks()[id - 1].info.mediaTimescale, 1000 + id);
-      EXPECT_EQ(written.reader().tracks()[id - 1].stsd->entryCount(), id < track ? 1u : 0u);
+      EXPECT_EQ(written.reader().records()[id - 1].stsd->entryCount(), id < track ? 1u : 0u);
     }
     writer.addSampleDescription(track,
-                                *descriptions.source.reader().tracks()[0].stsd->descriptor(1));
+                                *descriptions.source.reader().records()[0].stsd->descriptor(1));
   }
 }
 
@@ -155,7 +155,7 @@ TEST(Writer, KeepsTheMovieBoxOfFragmentsWholeOverManyTracks) {
   for (std::uint32_t track = 1; track <= 70; ++track) {
     writer.addTrack(trackOf(1000 + track));
     Film written(memory->bytes());
-    const MoovBox& movie = *written.reader().tracks()[0].root->movie();
+    const MoovBox& movie = *written.reader().records()[0].root->movie();
     EXPECT_EQ(movie.end(), memory->bytes().size());
     EXPECT_EQ(movie.mvhd()->record().nextTrackId, track + 1);
     ASSERT_EQ(written.reader().tracks().size(), track);
@@ -347,7 +347,7 @@ TEST(Writer, TakesNothingOnceItIsFinished) {
   movie.addTrack(trackOf(600));
   movie.writer.finish();
   const Bytes file = movie.memory->bytes();
-  const SampleDescriptor& description = *movie.source.reader().tracks()[0].stsd->descriptor(1);
+  const SampleDescriptor& description = *movie.source.reader().records()[0].stsd->descriptor(1);
   EXPECT_CODE(addTrackAfterFinish, movie.writer.addTrack(trackOf(600)));
   EXPECT_CODE(writerNotOpen, movie.writer.addSampleDescription(1, description));
   EXPECT_CODE(writerNotOpen, movie.addSample(1, 0));
@@ -361,7 +361,7 @@ TEST(Writer, TakesNoTrackBehindSamplesOrMetadata) {
   WrittenMovie samples;
   samples.addTrack(trackOf(600));
   samples.addSample(1, 0);
-  const SampleDescriptor& description = *samples.source.reader().tracks()[0].stsd->descriptor(1);
+  const SampleDescriptor& description = *samples.source.reader().records()[0].stsd->descriptor(1);
   EXPECT_CODE(tracksClosedBySamples, samples.writer.addTrack(trackOf(600)));
   EXPECT_CODE(tracksClosedBySamples, samples.writer.addSampleDescription(1, description));
   WrittenMovie metadata;
@@ -373,7 +373,7 @@ TEST(Writer, TakesNoTrackBehindSamplesOrMetadata) {
 TEST(Writer, TakesNothingForATrackThatItDoesNotHave) {
   WrittenMovie movie;
   movie.addTrack(trackOf(600));
-  const SampleDescriptor& description = *movie.source.reader().tracks()[0].stsd->descriptor(1);
+  const SampleDescriptor& description = *movie.source.reader().records()[0].stsd->descriptor(1);
   for (const std::uint32_t number : {0u, 2u, 0xFFFFFFFFu}) {
     EXPECT_CODE(unknownTrack, movie.addSample(number, 0));
     EXPECT_CODE(unknownTrack, movie.writer.addSampleDescription(number, description));
@@ -492,7 +492,7 @@ void writeSmallMovie(const MemoryStreamPtr& memory, const SampleDescriptor& desc
 
 TEST(Writer, PassesFailuresOfTheStreamOn) {
   Film source(WrittenMovie::sourceMovie());
-  const SampleDescriptor& description = *source.reader().tracks()[0].stsd->descriptor(1);
+  const SampleDescriptor& description = *source.reader().records()[0].stsd->descriptor(1);
   MemoryStreamPtr counted = MemoryStream::create();
   writeSmallMovie(counted, description);
   const std::size_t calls = counted->calls().all();
@@ -506,7 +506,7 @@ TEST(Writer, PassesFailuresOfTheStreamOn) {
 
 TEST(Writer, TakesAPartialWriteForAFailure) {
   Film source(WrittenMovie::sourceMovie());
-  const SampleDescriptor& description = *source.reader().tracks()[0].stsd->descriptor(1);
+  const SampleDescriptor& description = *source.reader().records()[0].stsd->descriptor(1);
   MemoryStreamPtr whole = MemoryStream::create();
   writeSmallMovie(whole, description);
   for (std::size_t call = 1; call <= whole->calls().all(); ++call) {
