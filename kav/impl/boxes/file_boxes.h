@@ -109,7 +109,7 @@ class SkipBox final : public Box {
 
   // Takes up another length from here on. A file that holds the box already gets its header on the
   // next write; the bytes behind the header are left as they are.
-  void resize(std::uint64_t size) { setSizes(size); }
+  void resize(std::uint64_t size) { setLengths(size); }
 
   void writeHeader() override;
   void writeContent() override;

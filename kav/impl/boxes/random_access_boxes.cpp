@@ -99,7 +99,7 @@ std::span<const ChildRule> MfraBox::getChildRules() const {
 
 std::uint64_t MfraBox::write() {
   if (mfro_ == nullptr) mfro_ = &addNewChild<MfroBox>(*this, stream());
-  const std::uint64_t length = getCurrentSize();
+  const std::uint64_t length = extent();
   if (length > std::numeric_limits<std::uint32_t>::max()) {
     throw Exception(ErrorCode::implausibleCount);
   }
@@ -109,7 +109,7 @@ std::uint64_t MfraBox::write() {
 
 TfraBox::TfraBox(std::uint32_t trackId, NorvikKavStream& stream)
     : FullBox(fourCc("tfra"), stream, 1, 0), trackId_(trackId) {
-  setSizes(fullBoxSize<TfraRecord>(kVersion1));
+  setLengths(fullBoxSize<TfraRecord>(kVersion1));
 }
 
 std::size_t TfraBox::writtenEntryLength() const {
@@ -148,8 +148,8 @@ void TfraBox::readContent() {
 
 // Numbers that were read in fewer bytes take more room from here on.
 void TfraBox::writeHeader() {
-  setSizes(headerLength() + 4 + recordSize<TfraRecord>(kVersion0) +
-           entries_.size() * writtenEntryLength());
+  setLengths(headerLength() + 4 + recordSize<TfraRecord>(kVersion0) +
+             entries_.size() * writtenEntryLength());
   FullBox::writeHeader();
 }
 
@@ -170,7 +170,7 @@ void TfraBox::writeContent() {
 
 AfraBox::AfraBox(std::uint32_t timescale, NorvikKavStream& stream)
     : FullBox(fourCc("afra"), stream, 0, 0), timescale_(timescale) {
-  setSizes(fullBoxSize<AfraRecord>(kVersion0));
+  setLengths(fullBoxSize<AfraRecord>(kVersion0));
 }
 
 void AfraBox::addEntry(const Entry& entry) {

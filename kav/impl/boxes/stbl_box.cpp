@@ -29,7 +29,7 @@ std::uint8_t dependenciesOf(std::uint32_t flags) {
 }  // namespace
 
 StblBox::StblBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 StblBox::StblBox(const TrackParameters& parameters, NorvikKavStream& stream)

@@ -125,7 +125,7 @@ std::vector<BoxPlace> listTopLevelBoxes(NorvikKavStream& stream) {
 
 void readChildHeaders(const ReadContext& context, Box& box, unsigned depth) {
   NorvikKavStream& stream = context.stream;
-  std::uint64_t position = box.start() + box.getSize();
+  std::uint64_t position = box.start() + box.ownLength();
   while (position < box.end() && box.end() - position >= kSmallestBox) {
     if (depth >= kDeepestNesting) throw Exception(ErrorCode::childRuleBroken);
     stream.seekTo(position);

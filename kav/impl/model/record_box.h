@@ -28,11 +28,11 @@ class RecordBox : public FullBox {
   RecordBox(BoxHeader header, NorvikKavStream& stream) : FullBox(std::move(header), stream) {}
   RecordBox(BoxHeader header, NorvikKavStream& stream, KeepsFixedPartOnly)
       : FullBox(std::move(header), stream) {
-    setSizes(headerLength() + 4 + recordSize<Record>(kWrittenForm));
+    setLengths(headerLength() + 4 + recordSize<Record>(kWrittenForm));
   }
   RecordBox(FourCc type, NorvikKavStream& stream, std::uint32_t flags, const Record& record)
       : FullBox(type, stream, Written::value, flags), record_(record) {
-    setSizes(kFullBoxHeaderSize + recordSize<Record>(LayoutForm{Written::value, flags}));
+    setLengths(kFullBoxHeaderSize + recordSize<Record>(LayoutForm{Written::value, flags}));
   }
 
   const Record& record() const { return record_; }
@@ -66,7 +66,7 @@ class RecordBox : public FullBox {
     const bool changed = FullBox::takeWrittenForm();
     if (!isFromFile() || version() == Written::value) return changed;
     setVersion(Written::value);
-    setSizes(headerLength() + 4 + recordSize<Record>(writtenForm()));
+    setLengths(headerLength() + 4 + recordSize<Record>(writtenForm()));
     return true;
   }
 

@@ -15,7 +15,7 @@ RootBox::RootBox(NorvikKavStream& stream, BoxFactory* factory, BoxAllocator* all
     : Box(fourCc("root"), stream),
       factory_(factory != nullptr ? *factory : knownBoxes()),
       childAllocator_(allocator) {
-  setSizes(0);
+  setLengths(0);
 }
 
 Box* RootBox::getChild(std::size_t index) {
@@ -52,7 +52,7 @@ void RootBox::fetchMovie(const Box& fragment) {
 
 Box* RootBox::readNextBox() {
   stream().computeSize();
-  seekToEnd(start() + getCurrentSize());
+  seekToEnd(start() + extent());
   std::optional<BoxHeader> header = readBoxHeader(stream(), nullptr);
   if (!header) return nullptr;
   if (header->type == fourCc("moov") && movie_ != nullptr) {

@@ -84,13 +84,13 @@ void FragmentWriter::addTrack() {
     moov.patchSize();
   }
   coverRoomForDefaults();
-  movie_.stream.setSize(moov.start() + moov.getCurrentSize());
+  movie_.stream.setSize(moov.start() + moov.extent());
 }
 
 void FragmentWriter::coverRoomForDefaults() {
   const MvexBox& extends = *movie_.moov.mvex();
   const std::uint64_t filled = extends.filledSize();
-  const std::uint64_t room = extends.getCurrentSize() - filled;
+  const std::uint64_t room = extends.extent() - filled;
   if (room == 0) return;
   SkipBox cover(room, movie_.stream, SkipBox::Fill::hole, fourCc("free"));
   cover.place(extends.start() + filled);
@@ -115,7 +115,7 @@ void FragmentWriter::writeMovieBox() {
 // writer never gets to the finish. Only the edit lists are still to grow.
 void FragmentWriter::openHead() {
   writeMovieBox();
-  const std::uint64_t end = movie_.moov.start() + movie_.moov.getCurrentSize();
+  const std::uint64_t end = movie_.moov.start() + movie_.moov.extent();
   std::uint64_t room = 0;
   for (TrackDraft& track : movie_.tracks) {
     room += ElstBox::roomFor(track.gapCapacity);
@@ -262,7 +262,7 @@ void FragmentWriter::writeFragment() {
   }
 
   MdatBox mediaData(movie_.stream, MdatBox::Mode::buffered);
-  mediaData.place(fragment->start() + fragment->getCurrentSize());
+  mediaData.place(fragment->start() + fragment->extent());
   for (std::size_t i = 0; i < waiting_.size(); ++i) {
     if (runs[i] == nullptr) continue;
     const std::span bytes(waiting_[i].bytes.data(), waiting_[i].completeBytes());
@@ -270,7 +270,7 @@ void FragmentWriter::writeFragment() {
   }
   fragment->write();
   mediaData.write();
-  movie_.nextBox = mediaData.start() + mediaData.getCurrentSize();
+  movie_.nextBox = mediaData.start() + mediaData.extent();
   for (Waiting& waiting : waiting_) removeWritten(waiting);
   completeLength_ = 0;
 }
@@ -287,7 +287,7 @@ void FragmentWriter::finish() {
   MoovBox& moov = movie_.moov;
   moov.mvex()->mehd()->setFragmentDuration(moov.mvhd()->record().duration);
   writeMovieBox();
-  const std::uint64_t end = moov.start() + moov.getCurrentSize();
+  const std::uint64_t end = moov.start() + moov.extent();
   if (movie_.isHeadClosed()) {
     movie_.coverReserve(end);
   } else {

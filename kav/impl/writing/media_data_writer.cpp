@@ -27,7 +27,7 @@ void MediaDataWriter::beginMedia() {
 void MediaDataWriter::completeMedia() {
   if (mediaData_ == nullptr) return;
   mediaData_->write();
-  movie_.nextBox = mediaData_->start() + mediaData_->getCurrentSize();
+  movie_.nextBox = mediaData_->start() + mediaData_->extent();
   mediaData_ = nullptr;
 }
 

@@ -29,7 +29,7 @@ void listBoxes(Box& box, std::vector<PlacedBox>& list) {
 std::vector<Stretch> listStretches(const std::vector<PlacedBox>& boxes) {
   std::vector<Stretch> stretches;
   for (const PlacedBox& placed : boxes) {
-    const Stretch next{placed.start, placed.box->start(), placed.box->getSize()};
+    const Stretch next{placed.start, placed.box->start(), placed.box->ownLength()};
     if (!stretches.empty()) {
       Stretch& last = stretches.back();
       if (last.from + last.length == next.from && last.to + last.length == next.to) {
@@ -84,7 +84,7 @@ std::uint64_t packTree(Box& top) {
   std::vector<std::uint8_t> buffer;
   for (const Stretch& stretch : stretches) moveForward(stream, stretch, buffer);
 
-  const std::uint64_t end = top.start() + top.getCurrentSize();
+  const std::uint64_t end = top.start() + top.extent();
   for (const Stretch& stretch : stretches) {
     const std::uint64_t stretchEnd = stretch.from + stretch.length;
     if (stretchEnd > end) writeZeros(stream, std::max(stretch.from, end), stretchEnd);

@@ -22,7 +22,7 @@ void MovieDraft::closeHead(std::uint64_t room) {
 
 void MovieDraft::coverReserve(std::uint64_t from) {
   constexpr std::uint64_t kLongestCompact = std::numeric_limits<std::uint32_t>::max();
-  if (moov.getCurrentSize() > kLongestCompact) throw Exception(ErrorCode::implausibleCount);
+  if (moov.extent() > kLongestCompact) throw Exception(ErrorCode::implausibleCount);
   const std::uint64_t length = reserveEnd - from;
   const bool largeSize = length > kLongestCompact;
   std::array<std::uint8_t, 16> header;

@@ -128,7 +128,7 @@ TEST(FragmentedTrackIterator, DeliversDependenciesFromTheBoxOrElseFromTheFlags) 
       {countingTrack(0)}, trex(1),
       concat({moof(1, traf(tfhd(1), trun(2), trun(1), fullBox("sdtp", 0, 0, Bytes{1, 2, 3}))),
               moof(2, traf(tfhd(1), trun(2, 0x400, u32(0x02A00000), u32(0x01010000))))}));
-  const auto samples = drain(*movie.opened.reader.createDocIterator());
+  const auto samples = drain(*movie.opened.reader().createDocIterator());
   EXPECT_EQ(columnOf(samples, [](const Sample& sample) { return sample.dependencies; }),
             (Column{1, 2, 3, 0x2A, 0x10}));
   EXPECT_EQ(flagsOf(samples), (Column{1, 1, 1, 1, 0}));

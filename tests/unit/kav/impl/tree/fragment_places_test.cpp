@@ -57,7 +57,7 @@ TEST(FragmentPlaces, CountTheFragmentsThatAreReadBeforeTheMovie) {
   MovieBuilder movie({countingTrack(6)});
   movie.splitIntoFragments({2});
   movie.fragmentsBeforeMoov = 1;
-  const OpenedMovie opened(movie);
+  const Film opened(movie, ReaderOptions{});
   RootBox& root = *opened.track().root;
   EXPECT_EQ(placesOf(root, 1), (Column{0, 1, 2}));
 }

@@ -11,7 +11,7 @@
 #include "tests/support/box_walk.h"
 #include "tests/support/expect_code.h"
 #include "tests/support/film.h"
-#include "tests/unit/kav/impl/opened_movie.h"
+#include "tests/unit/kav/impl/sample_columns.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -44,7 +44,7 @@ struct WrittenMovie {
   std::uint32_t addTrack(const TrackParameters& parameters) {
     const std::uint32_t number = writer.addTrack(parameters);
     for (std::uint32_t i = 0; i < parameters.descriptionCount; ++i) {
-      writer.addSampleDescription(number, *source.reader().records()[0].stsd->descriptor(i + 1));
+      writer.addSampleDescription(number, source.reader().tracks()[0].descriptions[i].descriptor());
     }
     return number;
   }
@@ -141,10 +141,10 @@ TEST(Writer, WritesTheMovieBoxOfAFragmentedMovieAgainWithEveryTrack) {
       EXPECT_NE(movie.mvex()->lookUpTrex(id), nullptr);
       EXPECT_EQ(written.reader().tracks()[id - 1].info.trackId, id);
       EXPECT_EQ(written.reader().tracks()[id - 1].info.mediaTimescale, 1000 + id);
-      EXPECT_EQ(written.reader().records()[id - 1].stsd->entryCount(), id < track ? 1u : 0u);
+      EXPECT_EQ(written.reader().tracks()[id - 1].descriptions.size(), id < track ? 1u : 0u);
     }
-    writer.addSampleDescription(track,
-                                *descriptions.source.reader().records()[0].stsd->descriptor(1));
+    writer.addSampleDescription(
+        track, descriptions.source.reader().tracks()[0].descriptions[0].descriptor());
   }
 }
 
@@ -347,7 +347,8 @@ TEST(Writer, TakesNothingOnceItIsFinished) {
   movie.addTrack(trackOf(600));
   movie.writer.finish();
   const Bytes file = movie.memory->bytes();
-  const SampleDescriptor& description = *movie.source.reader().records()[0].stsd->descriptor(1);
+  const SampleDescriptor& description =
+      movie.source.reader().tracks()[0].descriptions[0].descriptor();
   EXPECT_CODE(addTrackAfterFinish, movie.writer.addTrack(trackOf(600)));
   EXPECT_CODE(writerNotOpen, movie.writer.addSampleDescription(1, description));
   EXPECT_CODE(writerNotOpen, movie.addSample(1, 0));
@@ -361,7 +362,8 @@ TEST(Writer, TakesNoTrackBehindSamplesOrMetadata) {
   WrittenMovie samples;
   samples.addTrack(trackOf(600));
   samples.addSample(1, 0);
-  const SampleDescriptor& description = *samples.source.reader().records()[0].stsd->descriptor(1);
+  const SampleDescriptor& description =
+      samples.source.reader().tracks()[0].descriptions[0].descriptor();
   EXPECT_CODE(tracksClosedBySamples, samples.writer.addTrack(trackOf(600)));
   EXPECT_CODE(tracksClosedBySamples, samples.writer.addSampleDescription(1, description));
   WrittenMovie metadata;
@@ -373,7 +375,8 @@ TEST(Writer, TakesNoTrackBehindSamplesOrMetadata) {
 TEST(Writer, TakesNothingForATrackThatItDoesNotHave) {
   WrittenMovie movie;
   movie.addTrack(trackOf(600));
-  const SampleDescriptor& description = *movie.source.reader().records()[0].stsd->descriptor(1);
+  const SampleDescriptor& description =
+      movie.source.reader().tracks()[0].descriptions[0].descriptor();
   for (const std::uint32_t number : {0u, 2u, 0xFFFFFFFFu}) {
     EXPECT_CODE(unknownTrack, movie.addSample(number, 0));
     EXPECT_CODE(unknownTrack, movie.writer.addSampleDescription(number, description));
@@ -492,7 +495,7 @@ void writeSmallMovie(const MemoryStreamPtr& memory, const SampleDescriptor& desc
 
 TEST(Writer, PassesFailuresOfTheStreamOn) {
   Film source(WrittenMovie::sourceMovie());
-  const SampleDescriptor& description = *source.reader().records()[0].stsd->descriptor(1);
+  const SampleDescriptor& description = source.reader().tracks()[0].descriptions[0].descriptor();
   MemoryStreamPtr counted = MemoryStream::create();
   writeSmallMovie(counted, description);
   const std::size_t calls = counted->calls().all();
@@ -506,7 +509,7 @@ TEST(Writer, PassesFailuresOfTheStreamOn) {
 
 TEST(Writer, TakesAPartialWriteForAFailure) {
   Film source(WrittenMovie::sourceMovie());
-  const SampleDescriptor& description = *source.reader().records()[0].stsd->descriptor(1);
+  const SampleDescriptor& description = source.reader().tracks()[0].descriptions[0].descriptor();
   MemoryStreamPtr whole = MemoryStream::create();
   writeSmallMovie(whole, description);
   for (std::size_t call = 1; call <= whole->calls().all(); ++call) {
