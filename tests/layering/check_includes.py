@@ -20,8 +20,8 @@ import tempfile
 # they include: plain types, interfaces and inline functions.
 ROWS = {
     "companions/": [],
-    "companions/embed/": ["companions/", "embed/", "captions/", "captions/formats/", "kaf/",
-                          "kav/"],
+    "companions/embed/": ["companions/", "embed/", "src/", "captions/", "captions/formats/",
+                          "kaf/", "kav/"],
     "embed/": ["captions/", "kav/"],
     "src/": ["captions/", "config/", "tarn/", "kaf/", "kav/"],
     "captions/": ["values of kav/"],

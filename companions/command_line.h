@@ -1,0 +1,45 @@
+#pragma once
+
+#include <boost/program_options/options_description.hpp>
+#include <boost/program_options/variables_map.hpp>
+#include <functional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+// What the command lines of all companions have in common.
+namespace quarrypack::companions {
+
+// How every companion ends. Some have further numbers of their own.
+inline constexpr int kSuccess = 0;
+inline constexpr int kFailure = 1;  // a file cannot be read or written
+inline constexpr int kWrongUsage = 2;
+
+// A command line that the program does not understand. The text is for people.
+class UsageError : public std::runtime_error {
+ public:
+  explicit UsageError(const std::string& text) : std::runtime_error(text) {}
+};
+
+// The name under which operands are found in the values: a list of texts, without any it is absent.
+inline constexpr const char* kOperands = "operand";
+
+// Reads the words after the name of the program. Options are written out: what is short for one
+// today might be short for two tomorrow. Throws UsageError.
+boost::program_options::variables_map readCommandLine(
+    std::span<const char* const> words, const boost::program_options::options_description& options);
+
+// The value of an option that has a text; empty without the option. Throws UsageError for an empty
+// text.
+std::string textOf(const boost::program_options::variables_map& values, const char* name);
+
+// Opens what is closed of standard input, output and error, so that no file of the program takes
+// their place and gets its messages. To be called before any file is opened.
+void openStandardStreams();
+
+// Calls the program and returns its status. A UsageError and any other std::exception become a
+// message on standard error, "NAME: TEXT.", and the status that fits.
+int runReporting(std::string_view name, const std::function<int()>& program);
+
+}  // namespace quarrypack::companions
