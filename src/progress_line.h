@@ -71,6 +71,13 @@ class ProgressLine {
     if (progress_.samplesWritten >= nextSamples_ || progress_.bytesWritten >= nextBytes_) look();
   }
 
+  // For a pass that copies bytes without regard to samples: a byte counts as a sample.
+  void bytesDone(std::uint64_t bytes) {
+    progress_.samplesWritten += bytes;
+    progress_.bytesWritten += bytes;
+    if (progress_.bytesWritten >= nextBytes_) look();
+  }
+
  private:
   // Standard output is tied to this buffer: it is flushed before anything is printed there.
   class MakeWay final : public std::streambuf {
