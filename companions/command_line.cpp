@@ -51,7 +51,7 @@ std::string textOf(const po::variables_map& values, const char* name) {
   return text;
 }
 
-// The root folder fills the gaps where there is no null device.
+// The root folder fills the gaps if there is no null device.
 void openStandardStreams() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;

@@ -8,10 +8,10 @@
 #include <string>
 #include <string_view>
 
-// What the command lines of all companions have in common.
+// The part that the command lines of all companions share.
 namespace quarrypack::companions {
 
-// How every companion ends. Some have further numbers of their own.
+// The exit statuses of every companion. Some have further ones of their own.
 inline constexpr int kSuccess = 0;
 inline constexpr int kFailure = 1;  // a file cannot be read or written
 inline constexpr int kWrongUsage = 2;
@@ -22,11 +22,11 @@ class UsageError : public std::runtime_error {
   explicit UsageError(const std::string& text) : std::runtime_error(text) {}
 };
 
-// The name under which operands are found in the values: a list of texts, without any it is absent.
+// The name under which the values hold the operands: a list of texts, absent if there are none.
 inline constexpr const char* kOperands = "operand";
 
-// Reads the words after the name of the program. Options are written out: what is short for one
-// today might be short for two tomorrow. Throws UsageError.
+// Reads the words after the name of the program. Options must be written in full: an abbreviation
+// that is unique today might be ambiguous tomorrow. Throws UsageError.
 boost::program_options::variables_map readCommandLine(
     std::span<const char* const> words, const boost::program_options::options_description& options);
 
@@ -34,12 +34,12 @@ boost::program_options::variables_map readCommandLine(
 // text.
 std::string textOf(const boost::program_options::variables_map& values, const char* name);
 
-// Opens what is closed of standard input, output and error, so that no file of the program takes
-// their place and gets its messages. To be called before any file is opened.
+// Opens closed ones of standard input, output and error, so that no file of the program takes their
+// place and receives its messages. Must be called before any file is opened.
 void openStandardStreams();
 
-// Calls the program and returns its status. A UsageError and any other std::exception become a
-// message on standard error, "NAME: TEXT.", and the status that fits.
+// Calls the program and returns its status. Turns a UsageError and any other std::exception into a
+// message on standard error, "NAME: TEXT.", and the matching status.
 int runReporting(std::string_view name, const std::function<int()>& program);
 
 }  // namespace quarrypack::companions

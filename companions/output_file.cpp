@@ -34,7 +34,7 @@ std::string folderOf(const std::string& path) {
 
 std::string nameOf(const std::string& path) { return path.substr(folderOf(path).size()); }
 
-// Where a path leads in the end, even if nothing is there yet.
+// The final target of a path, even if nothing exists there yet.
 std::string withoutLinks(std::string path) {
   constexpr int kMostLinks = 40;
   std::array<char, PATH_MAX> buffer;
@@ -47,17 +47,17 @@ std::string withoutLinks(std::string path) {
   fail("cannot follow the links of", path, ELOOP);
 }
 
-// What the handler removes. It is set while the signals are held off.
+// What the handler removes. It is set while the signals are blocked.
 const char* pendingPath = nullptr;
 
-// Only calls that are safe while anything else may have been interrupted. The default action is
-// back in place by now, so that raising the signal again ends the process after the handler.
+// Makes only async-signal-safe calls. The default action is restored by now, so raising the signal
+// again ends the process after the handler.
 extern "C" void removeAndEnd(int signal) {
   if (pendingPath != nullptr) unlink(pendingPath);
   raise(signal);
 }
 
-// Holds signals off while it lives.
+// Blocks signals while it lives.
 class SignalsHeld {
  public:
   explicit SignalsHeld(std::span<const int> signals) {
@@ -104,7 +104,7 @@ void OutputFile::create() {
                             '.' + std::to_string(getpid()) + '.';
   for (int i = 0; i < kMostTries && descriptor_ < 0; ++i) {
     temporary_ = start + std::to_string(i) + ".tmp";
-    // The permissions of a file that was secret are not wider for a moment.
+    // The permissions of a secret file are never wider, not even for a moment.
     const mode_t mode = replaced ? S_IRUSR | S_IWUSR : kNewFile;
     descriptor_ = open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     if (descriptor_ < 0 && errno != EEXIST) fail("cannot create", temporary_);
@@ -145,7 +145,7 @@ void OutputFile::commit() {
   if (rename(temporary_.c_str(), target_.c_str()) != 0) fail("cannot replace", target_);
   isPending_ = false;
   giveSignalsBack();
-  // The new name is there; a folder that cannot be synchronized does not take it back.
+  // The new name exists; a folder that cannot be synchronized does not undo it.
   const std::string folder = folderOf(target_).empty() ? "." : folderOf(target_);
   const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (opened < 0) return;

@@ -41,7 +41,7 @@ struct FieldValue {
   std::size_t width;
   std::uint64_t value;
 
-  // All ones: nobody knows.
+  // All ones: unknown.
   bool isKnown() const {
     return value != (width == 4 ? std::numeric_limits<std::uint32_t>::max()
                                 : std::numeric_limits<std::uint64_t>::max());

@@ -24,7 +24,7 @@ struct MovieBoxChanges {
 // Rewrites a moov box for an output whose bytes lie where an OffsetMap says. Sizes and places of
 // samples follow the map; removed tracks go, with all that names them; durations are lowered to the
 // longest track that is left; forms of QuickTime become portable (see portable_boxes.h). All else
-// is kept byte for byte, boxes that nobody knows included.
+// is kept byte for byte, unknown boxes included.
 class MovieBoxEditor {
  public:
   // The box must outlive the editor. Throws Refusal for tables that are cut short.

@@ -4,7 +4,7 @@
 
 namespace quell::kaf {
 
-// The bits of the word that tells a file stream how to open its file. Their values are those of the
+// The bits of the mode word with which a file stream opens its file. Their values are those of the
 // low-level file calls for which the streaming library was made, so the word keeps its meaning on
 // every system; the stream translates it to the flags of the system it runs on.
 struct OpenMode {

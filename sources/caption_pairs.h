@@ -19,23 +19,23 @@ class SourceError : public std::runtime_error {
   explicit SourceError(const std::string& text) : std::runtime_error(text) {}
 };
 
-// The pairs of each field, at most. A day has 2.6 million frames, each with a pair at most; only
-// movies made for it, which show the same samples over and over, have more.
+// The limit for the pairs of each field. A day has 2.6 million frames with at most one pair each;
+// only crafted movies, which show the same samples over and over, have more.
 inline constexpr std::size_t kMostPairs = 3'000'000;
 
 struct CaptionPairs {
   std::string_view source;  // "track", "pictures" or "scc"
-  // In the order in which they are sent. Their times are those of presentation.
+  // In transmission order, with presentation times.
   std::array<captions::FieldPairs, 2> fields;
-  captions::Time end{0};              // of the film: nothing is on the screen after it
-  std::vector<std::string> findings;  // what is unusual, as sentences without a full stop
+  captions::Time end{0};              // of the film: the screen is empty after it
+  std::vector<std::string> findings;  // irregularities, as sentences without a full stop
 
   captions::FieldPairs& of(captions::Field field) {
     return fields.at(static_cast<std::size_t>(field));
   }
 };
 
-// Adds a pair to a field. Throws SourceError for one more than kMostPairs.
+// Adds a pair to a field. Throws SourceError if it has kMostPairs already.
 inline void addPair(captions::FieldPairs& field, captions::TimedPair pair) {
   if (field.size() == kMostPairs) throw SourceError("there are more captions than any film has");
   field.push_back(pair);

@@ -23,7 +23,7 @@ using kav::fourCc;
 
 constexpr std::uint32_t kTrackIsEnabled = 1;  // of tkhd
 
-// Samples that overlap let a small file hold any amount of them.
+// Overlapping samples let a small file hold any number of them.
 std::uint64_t budgetOf(std::uint64_t fileLength) {
   constexpr std::uint64_t kFactor = 16;
   constexpr std::uint64_t kAllowance = 8u << 20;
@@ -60,7 +60,7 @@ Time mediaDurationOf(const BoxView& mdhd, std::uint32_t timescale) {
   return timeOf(kav::loadU64(payload.data() + kPlaceIn1), timescale);
 }
 
-// A trak box with nothing but its edts box.
+// A trak box with only its edts box.
 std::vector<std::uint8_t> trakAround(const std::vector<std::uint8_t>& edts) {
   std::vector<std::uint8_t> trak(8);
   trak.insert(trak.end(), edts.begin(), edts.end());
@@ -69,7 +69,7 @@ std::vector<std::uint8_t> trakAround(const std::vector<std::uint8_t>& edts) {
   return trak;
 }
 
-// Within these bounds sums of a few times never overflow.
+// Within these bounds, sums of a few times never overflow.
 Time bounded(Time time) { return std::clamp(time, -embed::kLatestPicture, embed::kLatestPicture); }
 
 }  // namespace
@@ -109,7 +109,7 @@ void FilmFile::readTracks() {
   }
 }
 
-// The whole boxes in a container, by their headers.
+// The complete boxes in a container, by their headers.
 std::vector<kav::BoxPlace> FilmFile::childrenOf(const kav::BoxPlace& container) {
   constexpr std::uint64_t kHeader = 8;
   constexpr std::uint64_t kLargeHeader = 16;
@@ -134,7 +134,7 @@ std::vector<kav::BoxPlace> FilmFile::childrenOf(const kav::BoxPlace& container) 
   return children;
 }
 
-// What the library does not tell of a track. Its tables, which may be large, are left alone.
+// Reads what the library does not provide for a track. Skips its tables, which may be large.
 void FilmFile::readTimes(const kav::BoxPlace& trak, FilmTrack& track) {
   constexpr std::uint64_t kLargest = 16u << 20;
   const std::uint32_t timescale = movie_.tracks()[track.index].info.mediaTimescale;
@@ -158,7 +158,7 @@ void FilmFile::readTimes(const kav::BoxPlace& trak, FilmTrack& track) {
 
 void FilmFile::forEachSample(const FilmTrack& track, const Visit& visit) {
   kav::SampleRange samples = movie_.samples({.trackIndex = track.index, .applyEdits = false});
-  // How long a sample lasts is known when the next one comes.
+  // The duration of a sample is known when the next one comes.
   StoredSample sample;
   std::uint64_t decodingTime = 0;
   Time lasting{0};

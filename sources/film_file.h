@@ -14,26 +14,26 @@
 
 namespace quarrypack::sources {
 
-// How the pictures of a sample description are coded.
+// The coding of a sample description's pictures.
 struct PictureCoding {
   const captions::NalRules* rules;
   std::uint8_t nalLengthSize;  // 1 to 4
 };
 
 struct FilmTrack {
-  std::uint32_t index = 0;  // from 0, in the order of the file
+  std::uint32_t index = 0;  // from 0, in file order
   std::uint32_t id = 0;
   norvik::kav::FourCc handler = 0;
   bool isEnabled = false;
-  captions::Time mediaDuration{0};  // as its header says; 0 where that is not known
+  captions::Time mediaDuration{0};  // from its header; 0 if unknown
   embed::EditList edits;
-  // For each sample description, from 1 on in samples; none where its pictures carry no captions.
+  // For each sample description, numbered from 1; none if its pictures carry no captions.
   std::vector<std::optional<PictureCoding>> codings;
 
   bool hasPictures() const;
 };
 
-// A sample as it is stored, before edits.
+// A sample as stored, before edits.
 struct StoredSample {
   std::uint64_t offset = 0;       // in the file
   std::uint32_t size = 0;         // bytes
@@ -41,22 +41,22 @@ struct StoredSample {
   embed::MediaSpan span;          // as presented, on the timeline of the track; its number is 0
 };
 
-// The movie that captions are read from. Failures of the library pass through as kav::Exception.
+// The movie from which captions are read. Failures of the library pass through as kav::Exception.
 class FilmFile {
  public:
   // Opens the movie of an open stream.
   explicit FilmFile(norvik::kav::IStreamPtr stream);
 
   const std::vector<FilmTrack>& tracks() const { return tracks_; }
-  captions::Time duration() const { return duration_; }  // as its header says; 0 if it does not
+  captions::Time duration() const { return duration_; }  // from its header; 0 without one
 
   // Calls visit with the samples of a track in decoding order, and whether it is the last one.
-  // Throws SourceError once the samples come to so much that no real movie has them.
+  // Throws SourceError once the samples come to more than any real movie has.
   using Visit = std::function<void(const StoredSample& sample, bool isLast)>;
   void forEachSample(const FilmTrack& track, const Visit& visit);
 
-  // Copies bytes of the file. peekAt is for a few bytes without use for those around them.
-  // Throw SourceError as forEachSample does.
+  // Copies bytes of the file. peekAt is for a few bytes whose neighbours are not needed. Throws
+  // SourceError like forEachSample.
   void readAt(std::uint64_t offset, std::span<std::uint8_t> destination);
   void peekAt(std::uint64_t offset, std::span<std::uint8_t> destination);
 

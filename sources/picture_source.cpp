@@ -18,10 +18,10 @@ using captions::NalUnit;
 using captions::NalWalk;
 using captions::Time;
 
-// Enough for what precedes the first slice of most pictures, captions included.
+// Enough for everything before the first slice of most pictures, captions included.
 constexpr std::size_t kHead = 256;
 
-// Captions come early in a unit, and no more of one is looked at.
+// Captions come early in a unit, so no more of one is examined.
 constexpr std::size_t kMostOfSei = 64 * 1024;
 
 struct PicturePair {
@@ -29,12 +29,12 @@ struct PicturePair {
   BytePair bytes;
 };
 
-// Finds the pairs in pictures. Its memory is used again for the next picture.
+// Finds the pairs in pictures. Its memory is reused for the next picture.
 class PictureReader {
  public:
   explicit PictureReader(FilmFile& film) : film_(film) {}
 
-  // Appends the pairs of a picture in byte order. False for one whose units cannot be walked to
+  // Appends the pairs of a picture in byte order. Returns false if its units cannot be walked to
   // their end.
   bool read(const StoredSample& sample, PictureCoding coding, std::vector<PicturePair>& pairs) {
     std::uint64_t position = 0;
@@ -51,7 +51,7 @@ class PictureReader {
   }
 
  private:
-  // How many bytes are wanted from next_ on; 0 where the walk is over.
+  // How many bytes are needed from next_ on; 0 if the walk is over.
   std::size_t walkHead(NalWalk& walk, PictureCoding coding, std::vector<PicturePair>& pairs) {
     while (const std::optional<NalUnit> unit = walk.next()) {
       const std::size_t needed = neededOf(*unit, coding);
@@ -91,7 +91,7 @@ class PictureReader {
 
   FilmFile& film_;
   std::vector<std::uint8_t> head_;
-  std::uint64_t next_ = 0;  // where the next head begins, in the one at hand
+  std::uint64_t next_ = 0;  // the offset of the next head in the current sample
 };
 
 // The pairs of a track, picture by picture.
@@ -120,7 +120,7 @@ class TrackPictures {
   }
 
  private:
-  // Keeps the pictures with captions, and the last, where the film ends.
+  // Keeps the pictures with captions, and the last one, which ends the film.
   void add(const FilmTrack& track, const StoredSample& sample, bool isLast) {
     const std::size_t index = sample.description - std::size_t{1};
     if (index < track.codings.size() && track.codings[index]) {

@@ -8,9 +8,10 @@ namespace quarrypack::sources {
 // Whether a movie has H.264 or HEVC pictures.
 bool hasCaptionPictures(const FilmFile& film);
 
-// The pairs inside the pictures of a movie, when these are shown: of the first enabled track with
-// H.264 or HEVC pictures, or of the first one where none is enabled. The pairs of a picture all
-// have its time. Only the heads of its units are read, and its SEI units.
+// The pairs inside the pictures of a movie, with the times at which these are shown. They come from
+// the first enabled track with H.264 or HEVC pictures, or from the first such track if none is
+// enabled. All pairs of a picture have its time. Reads only the heads of its units, and its SEI
+// units.
 CaptionPairs readPicturePairs(FilmFile& film);
 
 }  // namespace quarrypack::sources

@@ -8,7 +8,7 @@
 namespace quarrypack::sources {
 
 // The pairs of an SCC file, in the field that its commands are for. Throws SourceError for a text
-// without a word that says anything.
+// in which no word is more than padding.
 CaptionPairs readSccPairs(std::string_view text, const captions::SccOptions& options = {});
 
 }  // namespace quarrypack::sources

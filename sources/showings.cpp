@@ -33,7 +33,7 @@ std::size_t firstStartingFrom(Spans spans, Time time) {
       spans.begin());
 }
 
-// A sort that keeps the order of equals takes memory, which most lists do not need.
+// A stable sort takes memory, which most lists do not need.
 void sort(std::vector<Showing>& showings) {
   const auto isEarlier = [](const Showing& a, const Showing& b) { return a.start < b.start; };
   if (std::is_sorted(showings.begin(), showings.end(), isEarlier)) return;
@@ -44,7 +44,7 @@ bool shows(const Edit& edit) { return edit.media.has_value(); }
 
 Time endOf(const Edit& edit) { return edit.isOpen() ? kNever : *edit.media + edit.length; }
 
-// The first picture that is on the screen at a time, or comes later.
+// The first picture that is on the screen at a time, or appears later.
 std::size_t firstShownFrom(Spans pictures, Time time) {
   const std::size_t next = firstStartingFrom(pictures, time);
   return next > 0 && pictures[next - 1].end > time ? next - 1 : next;

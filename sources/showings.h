@@ -9,17 +9,17 @@
 
 namespace quarrypack::sources {
 
-// What is shown of a track, on the timeline of the movie. MediaSpan::sample says which sample.
+// The showings of a track, on the timeline of the movie. MediaSpan::sample identifies the sample.
 
-// All showings of pictures, which are sorted by their starts, in the order in which they are shown.
-// A picture that several edits show is there for each. One that an edit begins or ends in is shown.
-// Throws SourceError for more showings than any real movie has.
+// All showings of pictures, which must be sorted by their starts, in the order in which they are
+// shown. A picture that several edits show is there for each. A picture inside which an edit begins
+// or ends is shown. Throws SourceError for more showings than any real movie has.
 embed::Showings showPictures(const embed::EditList& edits,
                              std::span<const embed::MediaSpan> pictures);
 
-// The same for samples of captions. One that begins before the first edit comes to a time before
-// it, because what it says may still be on the screen then. The last edit has no end: writers take
-// it from the pictures.
+// The same for samples of captions. One that begins before the first edit gets a time before it,
+// because its caption may still be on the screen then. The last edit has no end: writers take it
+// from the pictures.
 std::vector<embed::Showing> showCaptions(const embed::EditList& edits,
                                          std::span<const embed::MediaSpan> samples);
 

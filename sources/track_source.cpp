@@ -96,7 +96,7 @@ class TrackPairs {
   std::array<SampledPairs, 2> sampled_;
   std::vector<embed::MediaSpan> spans_;
   std::array<FieldPairs, 2> fields_;
-  std::vector<std::uint8_t> bytes_;  // of the sample at hand
+  std::vector<std::uint8_t> bytes_;  // of the current sample
   std::size_t oddAtoms_ = 0;
   std::size_t otherAtoms_ = 0;
 };

@@ -13,7 +13,7 @@ enum class EErrorCode : std::int32_t {
   invalidConfiguration = 5210,  // the settings could not be parsed or loaded
 };
 
-// One line that tells what went wrong; never empty, whatever the code.
+// A one-line description of the error; never empty, whatever the code.
 const char* getErrorString(EErrorCode code) noexcept;
 
 }  // namespace norvik::tarn

@@ -58,7 +58,7 @@ std::vector<ChannelCues> decode(const CaptionPairs& pairs, const CaptionOptions&
   return builder.takeCues();
 }
 
-// Leaves the channels that are to be written.
+// Keeps the channels that are to be written.
 void pick(std::vector<ChannelCues>& channels, const CaptionOptions& options) {
   if (options.allChannels || channels.empty()) return;
   const Channel wanted = options.channel.value_or(channels.front().channel);

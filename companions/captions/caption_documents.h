@@ -12,19 +12,19 @@ namespace quarrypack::companions {
 
 // A file to be written.
 struct NamedDocument {
-  std::optional<captions::Channel> channel;  // that names it; none for the only one
+  std::optional<captions::Channel> channel;  // in its name; none for the only document
   captions::CaptionDocument document;
 };
 
-// What is made of the pairs of a file.
+// The result of decoding the pairs of a file.
 struct CaptionDocuments {
-  std::vector<NamedDocument> documents;  // empty where there are no captions, of that channel
-  std::vector<std::string> findings;     // what the decoder met, as sentences without a full stop
+  std::vector<NamedDocument> documents;  // empty without captions, or without those of the channel
+  std::vector<std::string> findings;     // of the decoder, as sentences without a full stop
 };
 
-// Decodes pairs and picks the channels that were asked for. A format of pairs takes the field of a
-// channel as it is, and so has one document for both channels of a field, named by the first that
-// has captions. Throws sources::SourceError for more text than any film has.
+// Decodes pairs and selects the requested channels. A format of pairs takes the field of a channel
+// unchanged, and so has one document for both channels of a field, named by the first that has
+// captions. Throws sources::SourceError for more text than any film has.
 CaptionDocuments makeDocuments(sources::CaptionPairs pairs, const CaptionOptions& options);
 
 }  // namespace quarrypack::companions

@@ -57,7 +57,7 @@ int run(std::span<const char* const> words) {
 int main(int argc, char** argv) {
   openStandardStreams();
   return runReporting(kName, [&] {
-    // A program may be started without a single word, not even its name.
+    // A program may be started without any argument, not even its name.
     const std::span<const char* const> words(argv, static_cast<std::size_t>(argc));
     return run(words.empty() ? words : words.subspan(1));
   });

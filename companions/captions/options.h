@@ -10,17 +10,17 @@
 
 namespace quarrypack::companions {
 
-// Where in a movie captions are looked for.
+// Where to look for captions in a movie.
 enum class WantedSource { automatic, track, pictures };
 
-// What quarrypack-captions was asked for.
+// The options of one run of quarrypack-captions.
 struct CaptionOptions {
   enum class Action { read, showHelp, showVersion };
   Action action = Action::read;
 
   std::string input;
   std::string output;                        // path; empty for standard output
-  const captions::Format* format = nullptr;  // never null where captions are read
+  const captions::Format* format = nullptr;  // never null when captions are read
   WantedSource source = WantedSource::automatic;
 
   bool allChannels = false;
@@ -30,8 +30,8 @@ struct CaptionOptions {
   captions::SccOptions scc;  // of an input that is an SCC file
 };
 
-// Reads the words after the name of the program. Throws UsageError. Where help or the version is
-// asked for, nothing else need be there.
+// Reads the words after the name of the program. Throws UsageError. With help or the version
+// requested, nothing else is required.
 CaptionOptions parseCaptionOptions(std::span<const char* const> words);
 
 // All options, for people, with a line end after each.

@@ -1,5 +1,5 @@
 // Files that are no movies, broken movies, and things that are no files: the right text and status,
-// no crash, no hang, and an input that stays as it was.
+// no crash, no hang, and an unchanged input.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,7 +29,7 @@ class BadInput : public ConversionTest {
     return runProgram({"--input-file", path, "--output-file", output().string()}, options);
   }
 
-  // A failure met before anything was said of the conversion.
+  // A failure before the conversion was announced.
   void expectFailure(const ProgramResult& result) {
     EXPECT_FALSE(result.timedOut);
     EXPECT_EQ(result.status, 1);
@@ -181,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenTable{"DataInformationMissing", "moov/trak[2]/mdia/minf/dinf", {}}),
     [](const auto& param) { return param.param.name; });
 
-// A sample that is really there, and larger than the memory.
+// A sample that really exists and is larger than the memory.
 TEST_F(BadInput, MayBeTooLargeForTheMemory) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizer takes more address space than the limit of this test leaves";
@@ -203,7 +203,7 @@ TEST_F(BadInput, MayBeTooLargeForTheMemory) {
   EXPECT_EQ(result.err, "Caught an error : There is not enough memory\n");
 }
 
-// 200 edits show the same 100000 bytes: far more than the file may come to.
+// 200 edits show the same 100000 bytes: far more than the file's limit.
 TEST_F(BadInput, MayBeSmallAndAskForADiskFull) {
   MovieBuilder movie = usualMovie();
   movie.tracks[1].samples[0].bytes.resize(100'000, 0x55);
@@ -261,7 +261,7 @@ TEST_F(BadInput, MayEndInsideItsSamples) {
 }
 
 TEST_F(BadInput, MayHaveAnyByteChanged) {
-  // What such a file means is open; that the program ends by itself is not.
+  // The meaning of such a file is undefined, but the program must end by itself.
   const Bytes movie = usualMovie().moovFirst().build();
   for (std::size_t i = 0; i < movie.size(); i += 11) {
     SCOPED_TRACE(i);

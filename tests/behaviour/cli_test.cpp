@@ -83,7 +83,7 @@ class CommandLine : public testing::Test {
     EXPECT_EQ(result.err, err);
   }
 
-  // The path that became the input is seen by asking for that very text as the output.
+  // Shows the path that became the input, by giving the same text as the output.
   void expectInput(const std::string& input, std::vector<std::string> args) {
     args.push_back("--output-file=" + input);
     expectEnd(run(args), 1, "Input file and output file can not be same.\n", kSameFile);

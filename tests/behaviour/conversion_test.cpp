@@ -1,4 +1,4 @@
-// Where captions go, which samples change, and what the program says about the tracks.
+// Where captions go, which samples change, and what the program prints about the tracks.
 
 #include <gtest/gtest.h>
 
@@ -29,8 +29,8 @@ Bytes inserted(const Bytes& sample, std::size_t position, const Bytes& unit) {
   return concat({Bytes(sample.begin(), at), unit, Bytes(at, sample.end())});
 }
 
-// Where the picture begins in the samples of videoTrack: behind the delimiter, and in a key picture
-// behind the parameter sets too.
+// Where the picture begins in the samples of videoTrack: after the delimiter, and in a key picture
+// also after the parameter sets.
 std::size_t pictureStart(const MovieSample& sample, unsigned nalLengthSize = 4) {
   const std::size_t delimiter = nalLengthSize + accessUnitDelimiter().size();
   if (!sample.sync) return delimiter;
@@ -38,7 +38,7 @@ std::size_t pictureStart(const MovieSample& sample, unsigned nalLengthSize = 4) 
          pictureParameters().size();
 }
 
-// Each picture of a second with 10 pictures; captions may stand on any thousandth.
+// Each picture of a second with 10 pictures; captions may have any thousandth.
 MovieTrack tenPictures(std::size_t syncEvery = 5) {
   return videoTrack({.count = 10, .timescale = 1000, .duration = 100, .syncEvery = syncEvery});
 }
@@ -55,7 +55,7 @@ MovieTrack captionsAt(const std::vector<std::uint32_t>& times) {
     if (i + 1 < times.size()) track.samples[i].duration = times[i + 1] - times[i];
   }
   if (!times.empty() && times.front() > 0) {
-    // A track begins at 0, so what is shown first says so by its composition offset.
+    // A track begins at 0, so the composition offset gives the time of the first picture.
     for (MovieSample& sample : track.samples) sample.compositionOffset = times.front();
   }
   return track;
@@ -68,7 +68,7 @@ Bytes pairsOf(const MovieTrack& captions, std::size_t index) {
 
 class CaptionPlacement : public ConversionTest {
  protected:
-  // The samples of the first output track, which must be as `expected`.
+  // Expects these samples in the first output track.
   void expectVideo(const MovieBuilder& movie, const Samples& expected) {
     const BoxWalk walk(converted(movie));
     EXPECT_EQ(walk.track(1).sampleBytes(), expected);
@@ -111,7 +111,7 @@ TEST_F(CaptionPlacement, TakesTheFirstPictureAtOrAfterTheCaption) {
   const MovieBuilder movie({tenPictures(), captionsAt({0, 201, 300})});
   Samples expected = movie.tracks[0].sampleBytes();
   expected[0] = inserted(expected[0], 26, captionUnit(pairsOf(movie.tracks[1], 0)));
-  // 201 and 300 both meet the picture at 300; the later caption stands in front.
+  // 201 and 300 both belong to the picture at 300; the later caption comes first.
   expected[3] = inserted(
       expected[3], 6,
       concat({captionUnit(pairsOf(movie.tracks[1], 2)), captionUnit(pairsOf(movie.tracks[1], 1))}));
@@ -150,7 +150,7 @@ TEST_F(CaptionPlacement, AsksOnlyForTheTimeAndNotForTheTrack) {
                       captionsAt({201})});
   const BoxWalk walk(converted(movie));
   Samples sound = movie.tracks[1].sampleBytes();
-  // The bytes read as a NAL unit of no parameter set, so that the caption stands in front of them.
+  // The bytes read as a NAL unit that is no parameter set, so the caption comes before them.
   sound[1] = inserted(sound[1], 0, captionUnit(pairsOf(movie.tracks[2], 0)));
   EXPECT_EQ(walk.track(1).sampleBytes(), movie.tracks[0].sampleBytes());
   EXPECT_EQ(walk.track(2).sampleBytes(), sound);
@@ -207,7 +207,7 @@ TEST_F(CaptionPlacement, EndsGroupsOnlyAtTheKeyPicturesOfTheFirstVideoTrack) {
 struct CaptionBytes {
   const char* name;
   Bytes caption;
-  std::vector<Bytes> units;  // in the order in which they stand in the sample
+  std::vector<Bytes> units;  // in the order of the sample
   std::string lines;
 };
 
@@ -315,7 +315,7 @@ TEST_P(NalLengths, ComeFromTheFirstVideoTrack) {
   const unsigned size = GetParam();
   MovieBuilder movie({videoTrack({.count = 2, .nalLengthSize = size}), captionTrack(1),
                       videoTrack({.count = 2, .nalLengthSize = size % 4 + 1, .tag = "W"})});
-  // The record is found wherever it stands among the boxes of the entry.
+  // The record is found at any place among the boxes of the entry.
   movie.tracks[0].entries = {
       videoEntry("avc1", concat({box("pasp", u32(1), u32(1)), avcConfiguration(size)}))};
   const BoxWalk walk(converted(movie));

@@ -1,5 +1,5 @@
-// A run must never cost the user a file: not the input under another name, not what it did not
-// write.
+// A run must never cost the user a file: neither the input under another name, nor a file that it
+// did not write.
 
 #include <sys/stat.h>
 

@@ -15,7 +15,7 @@
 namespace quarrypack::test {
 namespace {
 
-// A pipe that takes nothing more: a program that prints to it waits there for as long as one likes.
+// A full pipe: a program that prints to it blocks there for as long as a test needs.
 class FullPipe {
  public:
   FullPipe() {
@@ -40,7 +40,7 @@ class FullPipe {
   std::array<int, 2> ends_{};
 };
 
-// Whether a process waits for something, as it was seen to do a few times in a row.
+// Whether a process was found waiting several times in a row.
 bool isAsleep(pid_t process) {
   for (int i = 0; i < 5; ++i) {
     std::ifstream file("/proc/" + std::to_string(process) + "/stat");

@@ -38,8 +38,8 @@ Bytes movedBehindHole(const Bytes& table) {
   return moved;
 }
 
-// Writes a movie, whose mdat stands last, with a hole between the header and the bytes of the mdat.
-// False when the disk does not take such a file.
+// Writes a movie, whose mdat comes last, with a hole between the header and the bytes of the mdat.
+// Returns false if the disk does not accept such a file.
 bool writeWithHole(const std::filesystem::path& path, const Bytes& movie, std::size_t mdat) {
   const Bytes header = concat({u32(1), text("mdat"), u64(movie.size() - mdat + kHole)});
   std::ofstream file(path, std::ios::binary);
@@ -55,7 +55,7 @@ bool writeWithHole(const std::filesystem::path& path, const Bytes& movie, std::s
 }
 
 // Writes a movie with two uuid boxes before its moov box, XMP and another one, whose payloads are
-// holes. False when the disk does not take such a file.
+// holes. Returns false if the disk does not accept such a file.
 bool writeWithHollowUuids(const std::filesystem::path& path, const Bytes& movie, std::size_t moov) {
   Uuid other = kXmpUuid;
   other[0] ^= 1;

@@ -1,4 +1,4 @@
-// The boxes of the written file: their order, their values, and that nothing stands between them.
+// The boxes of the written file: their order, their values, and that nothing lies between them.
 
 #include <algorithm>
 
@@ -58,7 +58,7 @@ TEST_F(OutputLayout, KeepsItsContainersInOneOrder) {
 }
 
 TEST_F(OutputLayout, LeavesNoRoomInsideAnyBoxAndZerosInTheFreeOne) {
-  // BoxWalk refuses a table that is larger than its entries; what the tables did not need is here.
+  // BoxWalk refuses a table that is larger than its entries; the room they did not need is here.
   const BoxWalk walk(converted(usualMovie()));
   const Bytes room = walk.payload("free");
   EXPECT_EQ(room, zeros(room.size()));

@@ -30,8 +30,8 @@ struct TerminalRun {
 };
 
 // Runs the program with a terminal as its standard error. Its standard output is a pipe that is
-// full and is not read at first, so that the program waits at its first message: that makes every
-// conversion as long as a test needs it, on any machine.
+// full and is not read at first, so the program blocks at its first message. That makes every
+// conversion as long as a test needs, on any machine.
 class ProgressOnTerminal : public ConversionTest {
  protected:
   TerminalRun run(const MovieBuilder& movie, std::chrono::milliseconds waiting,
@@ -88,7 +88,7 @@ class ProgressOnTerminal : public ConversionTest {
     for (;;) {
       const ssize_t count = ::read(descriptor, block.data(), block.size());
       if (count < 0 && errno == EINTR) continue;
-      // A terminal whose program has gone answers with an error.
+      // A terminal whose program has ended returns an error.
       if (count <= 0) return text;
       text.append(block.data(), static_cast<std::size_t>(count));
     }

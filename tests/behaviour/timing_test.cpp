@@ -17,7 +17,7 @@ using Edits = std::vector<WalkedEdit>;
 using Numbers = std::vector<std::uint32_t>;
 
 constexpr std::uint32_t kRate1 = 0x10000;
-// What a caption adds to its picture, to which every pair adds three bytes.
+// The bytes that a caption without pairs adds to its picture; every pair adds three more.
 constexpr std::size_t kUnitWithoutPairs = 19;
 
 std::vector<Bytes> bytesOf(const MovieTrack& track, std::size_t first = 0,
@@ -62,7 +62,7 @@ TEST_F(Timing, KeepsRunsOfDurations) {
 }
 
 TEST_F(Timing, DropsTheHalfWhenATimeFallsBetweenTwoTicks) {
-  // 90 000 to 1000: sample 2 at 45 is half a tick, the empty sample behind it ends the track there.
+  // 90 000 to 1000: sample 2 at 45 is half a tick, the empty sample after it ends the track there.
   MovieTrack sound = soundTrack({.count = 2, .timescale = 90000, .duration = 45});
   MovieBuilder movie = movieWith(sound);
   movie.timescale = 1000;
@@ -125,7 +125,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(EditCase{"TheWholeMedia", {{600, 0}}, 0, 10, {{541, 0, kRate1}}},
                     EditCase{"NoEntry", {}, 0, 10, {{541, 0, kRate1}}},
                     EditCase{"TheRestOfTheMedia", {{0, 0}}, 0, 10, {{541, 0, kRate1}}},
-                    // A pause is led by an edit of no length, and lasts as long as in the input.
+                    // An edit of length 0 comes first; the pause lasts as in the input.
                     EditCase{"APauseInFront",
                              {{600, kEmptyEdit}, {600, 0}},
                              0,
@@ -147,7 +147,7 @@ TEST_F(Timing, PausesInTheMiddleOfATrack) {
   EXPECT_EQ(walk.track(2).edits[0], (WalkedEdit{120, 0, kRate1}));
   EXPECT_EQ(walk.track(2).edits[1], (WalkedEdit{60, -1, kRate1}));
   EXPECT_EQ(walk.track(2).edits[2].mediaTime, 600);
-  // The pause is taken out of the media: the samples follow one another.
+  // The pause is removed from the media: the samples follow one another.
   EXPECT_EQ(walk.track(2).samples[2].decodingTime, 600u);
 }
 
@@ -175,7 +175,7 @@ TEST_F(Timing, RepeatsMediaAsOftenAsEditsShowIt) {
 }
 
 TEST_F(Timing, KeepsTheKeyPictureThatAnEditSkipsOnlyForItsReordering) {
-  // Encoders show reordered pictures one picture late and take that back with an edit list.
+  // Encoders show reordered pictures one picture late and correct that with an edit list.
   MovieBuilder movie(
       {videoTrack(
            {.count = 8, .timescale = 1000, .duration = 100, .syncEvery = 8, .betweenAnchors = 1}),

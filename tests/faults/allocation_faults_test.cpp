@@ -1,5 +1,5 @@
 // Memory that runs out at the k-th allocation, for every k, in the reader, the pass, the writer and
-// the whole program: an error and nothing lost, or the same bytes as with memory enough.
+// the whole program: an error and nothing lost, or the same bytes as with enough memory.
 
 #include <cstdlib>
 #include <new>
@@ -100,7 +100,7 @@ TEST(AllocationFaults, LeaveThePassAsTheFailureOfTheAllocation) {
     forEachFault("pass, " + movie.name + ", allocations", [&](std::size_t k) {
       const MemoryStreamPtr input = MemoryStream::create(movie.bytes);
       const MemoryStreamPtr output = MemoryStream::create();
-      // The memory of the stream stands for a disk, which has nothing to do with ours.
+      // The memory of the stream represents a disk, which is independent of ours.
       output->bytes().reserve(reference->bytes().size() + (1u << 20));
       bool isWhole = false;
       {
@@ -184,8 +184,8 @@ const std::string kEndsBefore[] = {
 // And during one.
 const std::string kEndDuring = "Caught an error : There is not enough memory\n";
 
-// Lets every allocation of a run of the program fail in turn. Expects the status of a run with
-// memory enough, its output, and that nothing is said of memory that runs out but what is true.
+// Lets every allocation of a run of the program fail in turn. Expects the status and the output of
+// a run with enough memory, or a true message about the lack of memory.
 void failEachAllocationOfTheProgram(const std::string& what, const Bytes& movie, int wholeStatus) {
   const TemporaryFolder folder;
   const std::string in = (folder.path() / "clip.mov").string();
@@ -206,7 +206,7 @@ void failEachAllocationOfTheProgram(const std::string& what, const Bytes& movie,
     return runTool(words.size(), words.data(), conversion);
   };
 
-  // The texts go into buffers that are long enough before memory runs out.
+  // The texts go into buffers that are made long enough before memory runs out.
   std::ostringstream outText(std::string(4096, ' '));
   std::ostringstream errText(std::string(4096, ' '));
   std::streambuf* const coutBuffer = std::cout.rdbuf(outText.rdbuf());

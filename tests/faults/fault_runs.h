@@ -23,8 +23,8 @@
 
 namespace quarrypack::test {
 
-// Calls attempt(k) for k = 1, 2, 3 and so on, until a run passes without having met its fault.
-// attempt returns whether the fault was met, and has checked by then what became of it.
+// Calls attempt(k) for k = 1, 2, 3 and so on, until a run ends without reaching its fault.
+// attempt returns whether the fault was reached, and has checked its result by then.
 template <class Attempt>
 void forEachFault(const std::string& what, Attempt attempt) {
   constexpr std::size_t kEnough = 200'000;
@@ -35,7 +35,7 @@ void forEachFault(const std::string& what, Attempt attempt) {
   std::cout << "[ FAULTS   ] " << k - 1 << " survived: " << what << std::endl;
 }
 
-// Movies that between them lead through all of the library.
+// Movies that together exercise all of the library.
 struct NamedMovie {
   std::string name;
   Bytes bytes;
@@ -58,7 +58,7 @@ inline void throwOnError(std::uint32_t code) {
   if (code != 0) throw norvik::kav::Exception(code);
 }
 
-// Reads everything that a movie has and returns it in one row. The row has its room beforehand, so
+// Reads everything in a movie and appends it to one buffer. The buffer is reserved beforehand, so
 // that only the reader runs out of memory.
 inline void readAll(norvik::kav::NorvikIStream& stream, Bytes& all) {
   namespace kav = norvik::kav;
@@ -143,7 +143,7 @@ inline void writeMovie(norvik::kav::NorvikIOStream& output, const WrittenForm& f
   writer.finish();
 }
 
-// How often a box type stands in a file.
+// How often a box type occurs in a file.
 inline std::size_t countOf(MemoryStream& file, const std::string& type) {
   const std::string bytes(file.bytes().begin(), file.bytes().end());
   std::size_t count = 0;

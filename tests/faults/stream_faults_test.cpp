@@ -1,6 +1,6 @@
-// Streams whose k-th call fails or stops half way, for every k. No fault may be swallowed: what
-// does not throw has made the same bytes as without one. The entries of a sample table are the one
-// exception: a stream that ends among them leaves a table of fewer entries.
+// Streams whose k-th call fails or stops half way, for every k. No fault may be swallowed: a run
+// that does not throw has made the same bytes as one without a fault. The entries of a sample table
+// are the one exception: a stream that ends among them leaves a table of fewer entries.
 
 #include <map>
 #include <set>
@@ -29,7 +29,7 @@ void listEntries(const std::vector<WalkedBox>& boxes, std::set<std::uint64_t>& p
   }
 }
 
-// Tells whether a fault left a movie with fewer table entries.
+// Whether a fault left a movie with fewer table entries.
 class TableEntries {
  public:
   explicit TableEntries(const Bytes& movie) { listEntries(BoxWalk(movie).boxes(), places_); }

@@ -1,5 +1,5 @@
-// Mutations that know boxes. Bytes changed at random seldom get past the headers of a movie: a byte
-// put in anywhere makes every box around it wrong. Here the boxes around a change learn their new
+// Mutations that know boxes. Random changes of bytes seldom get past the headers of a movie: a byte
+// inserted anywhere makes every box around it wrong. Here the boxes around a change get their new
 // size, unless the change is to their size.
 
 #include <algorithm>
@@ -36,7 +36,7 @@ void storeNumber(Bytes& bytes, std::size_t position, std::uint32_t value) {
   }
 }
 
-// How many bytes of fields stand in front of a container's children; none for other boxes.
+// How many bytes of fields come before a container's children; none for other boxes.
 int fieldBytes(std::string_view type) {
   struct Container {
     std::string_view type;
@@ -71,7 +71,7 @@ void findBoxes(const Bytes& bytes, std::size_t position, std::size_t end,
   }
 }
 
-// Puts other bytes in the place of some, and gives the boxes around them their new size.
+// Replaces some bytes, and gives the boxes around them their new size.
 void replace(Bytes& bytes, const std::vector<std::size_t>& around, std::size_t start,
              std::size_t end, const Bytes& by) {
   const auto at = [&](std::size_t i) { return bytes.begin() + static_cast<std::ptrdiff_t>(i); };
@@ -126,7 +126,7 @@ class Mutation {
     return true;
   }
 
-  // Counts, sizes and times stand at multiples of four bytes, in most boxes.
+  // Counts, sizes and times are at multiples of four bytes, in most boxes.
   bool setNumber(const Place& box) {
     static constexpr std::uint32_t kNumbers[] = {
         0,          1,          2,          3,          7,          8,          9,

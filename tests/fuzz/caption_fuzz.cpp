@@ -1,8 +1,8 @@
-// Captions of any atoms, put into a sample of any bytes: into one in memory and into one that stays
-// in its file, which must become the same.
+// Captions of any atoms, inserted into a sample of any bytes: into one in memory and into one that
+// stays in its file. Both results must be equal.
 //
 // The input: a byte with the size of the NAL lengths, two bytes with the length of the sample, the
-// sample, and then captions, each behind two bytes with its length.
+// sample, and then captions, each after two bytes with its length.
 
 #include <algorithm>
 #include <vector>

@@ -27,14 +27,14 @@ std::uint64_t number(const std::uint8_t* bytes, std::size_t count) {
   return value;
 }
 
-// The boxes of a finished movie stand side by side from the first byte to the last.
+// The boxes of a finished movie are adjacent from the first byte to the last.
 void checkTiling(SparseStream& movie) {
   std::uint64_t position = 0;
   while (position < movie.size()) {
     std::array<std::uint8_t, 16> header{};
     movie.seek(static_cast<std::int64_t>(position), kav::kSeekFromStart);
     const std::size_t length = movie.read(header.data(), header.size());
-    check(length >= 8, "no bytes are left over behind the last box");
+    check(length >= 8, "no bytes are left over after the last box");
     std::uint64_t size = number(header.data(), 4);
     if (size == 1) size = number(header.data() + 8, 8);
     check(size >= 8 && size <= movie.size() - position, "a box ends inside the movie");
@@ -42,7 +42,7 @@ void checkTiling(SparseStream& movie) {
   }
 }
 
-// What was written can be read again, to the last sample.
+// The written movie can be read again, to the last sample.
 void checkReadable(SparseStream& movie) {
   kav::NorvikKavReader* reader = nullptr;
   check(kav::openReader(&movie, {}, &reader) == 0, "the output is a movie");

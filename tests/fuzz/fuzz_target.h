@@ -6,7 +6,7 @@
 #include <span>
 #include <string_view>
 
-// What every fuzz target is: one function that takes any bytes. It is called by the fuzzer, and by
+// The function that every fuzz target defines; it takes any bytes. The fuzzer calls it, and so does
 // an ordinary test program with the stored corpus.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -37,7 +37,7 @@ class SilencedConsole {
   std::streambuf* out_;
 };
 
-// Takes numbers and bytes off the front of an input; zeros and nothing when it is used up.
+// Takes numbers and bytes from the front of an input; zeros and no bytes once it is used up.
 class InputBytes {
  public:
   explicit InputBytes(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}

@@ -1,4 +1,4 @@
-// Writes the inputs that fuzzing starts from: one small file for each thing that the targets know.
+// Writes the inputs from which fuzzing starts: one small file for each feature of the targets.
 //
 //     make_seeds FOLDER      fills FOLDER/movies, captions, sei, avcc, xml, decoder608 and scc
 

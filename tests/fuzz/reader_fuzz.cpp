@@ -27,7 +27,7 @@ using quarrypack::test::MemoryStreamPtr;
 
 namespace {
 
-// A few bytes can promise samples without end.
+// A few bytes can claim endless samples.
 constexpr int kMostSamples = 20000;
 constexpr std::size_t kMostBytes = 1u << 20;
 
@@ -127,7 +127,7 @@ void walk(impl::SampleIterator& samples) {
   }
 }
 
-// One track in segments of its own choice, which no edit list of a file asks for in this way.
+// One track in segments that no edit list of a file produces in this way.
 void walkSegments(const impl::TrackRecord& track) {
   try {
     std::vector<impl::EditSegment> segments = {
@@ -153,7 +153,7 @@ void walkParts(impl::MoofBox& fragment, std::uint32_t trackId) {
   check(backwards == forwards || backwards + 1 == forwards, "both ways meet the same parts");
 }
 
-// The index at the end of a fragmented movie, which the reader passes over.
+// The index at the end of a fragmented movie, which the reader skips.
 void readRandomAccess(impl::NorvikKavStream& stream, impl::RootBox& root, const impl::Box& box) {
   std::uint64_t position = box.payloadStart();
   while (position < box.end()) {

@@ -1,5 +1,5 @@
-// Gives every file of some folders to a fuzz target, with any compiler: what once went wrong must
-// not go wrong again, and what is stored is worth a look under every sanitizer.
+// Passes every file of some folders to a fuzz target, with any compiler: old failures must not come
+// back, and every sanitizer checks the stored inputs.
 //
 //     replay FOLDER_OR_FILE ...
 
@@ -36,7 +36,7 @@ int main(int argc, char** argv) {
       return 1;
     }
     for (const auto& file : files) {
-      // Named before it is tried, so that a crash tells where it was.
+      // Named before it is tried, so that a crash can be attributed.
       std::cout << file.string() << std::endl;
       try {
         const auto bytes = quarrypack::test::readFile(file);

@@ -45,7 +45,7 @@ void decode(const SccFile& file) {
   check(file.isDecodable() || !hasCues, "what cannot be decoded has no captions");
 }
 
-// What was written once is an ordinary file, which reads and writes the same for good.
+// The first output is an ordinary file, which reads and writes the same from then on.
 void checkRoundTrip(const SccFile& file) {
   const auto written = [](const FieldPairs& pairs) {
     std::ostringstream out;

@@ -50,7 +50,7 @@ std::vector<std::vector<LibrarySample>> tracksOf(const Bytes& movie, bool ignore
   return readTracks(*MemoryStream::create(movie), ignoreEditLists);
 }
 
-// What a strict reader of its own finds of a sample, in the terms of the library.
+// The samples that an independent strict reader finds, in the terms of the library.
 std::vector<LibrarySample> walkedSamples(const WalkedTrack& track) {
   std::vector<LibrarySample> samples;
   for (const WalkedSample& sample : track.samples) {
@@ -200,7 +200,7 @@ TEST(FragmentedMovie, BecomesTheSameRegularMovieAgain) {
   }
 }
 
-// Flags of a fragment that say "depends on others" take away what makes a sync sample.
+// With fragment flags that say "depends on others", a sample is no longer a sync sample.
 TEST(FragmentedMovie, KeepsDependenciesThatItsFlagsCannotSay) {
   MovieBuilder movie = threeTracks();
   std::uint8_t next = 0;
@@ -302,7 +302,7 @@ TEST_F(FragmentedWriter, GivesGapsTheirEmptyEditsAndKeepsPresentationTimes) {
   EXPECT_EQ(times, (std::vector<std::uint64_t>{0, 3000, 6000, 9000, 12000}));
   EXPECT_TRUE(presented[0][2].isGap);
   const Bytes index = walk.payload("mfra/tfra");
-  // The third sync sample stands at 9000 in the presentation, at 6000 in its media.
+  // The third sync sample is at 9000 in the presentation, at 6000 in its media.
   EXPECT_EQ(Bytes(index.begin() + 16 + 2 * 28, index.begin() + 16 + 2 * 28 + 8), u64(9000));
 }
 
@@ -415,7 +415,7 @@ TEST_F(FragmentedWriter, RefusesToBeAnnouncedMoreSamplesThanAnyFileHas) {
   EXPECT_CODE(success, writer().addTrack(track));
 }
 
-// The sample that was held back cannot wait for the next one to tell how long it lasts.
+// The sample that was held back cannot wait for the next one to give its duration.
 TEST_F(FragmentedWriter, EndsTheFragmentWithItsLastSampleWhenMetadataComes) {
   addTrack();
   addTrack();

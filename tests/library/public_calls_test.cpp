@@ -243,7 +243,7 @@ TEST(CopiedDescriptions, HoldEverythingAndOutliveTheReader) {
     EXPECT_RESULT(success, closeSampleDescription(copy));
 }
 
-// What was not announced finds its room while the movie has no media yet.
+// Unannounced descriptions find room while the movie has no media yet.
 TEST(AddedDescriptions, MayBeMoreAndLongerThanAnnounced) {
   for (const bool fragmented : {false, true}) {
     const MemoryStreamPtr stream = MemoryStream::create();

@@ -1,6 +1,6 @@
 """Gives a QuickTime movie a caption track with both fields, which ffmpeg cannot write.
 
-The movie must have its moov behind its media data, as ffmpeg leaves it: nothing in front moves, so
+The movie must have its moov after its media data, as ffmpeg leaves it: nothing before it moves, so
 the offsets of the other tracks stay right."""
 import struct
 

@@ -129,7 +129,7 @@ class Movie:
     The caption track and the movie use the timescale of the video, and every caption is moved to
     the picture on which its line of the SCC file falls: a caption between two pictures would go to
     a sample of the sound, if one lies nearer. Eight reference pictures, because mediainfo finds no
-    captions at all, whoever put them in, in a video with few of them and no B-frames."""
+    captions at all, whichever program inserted them, in a video with few of them and no B-frames."""
 
     def __init__(self, name, rate, tick, b_frames, *extra):
         self.name, self.rate, self.tick, self.b_frames, self.extra = \

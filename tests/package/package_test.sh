@@ -146,5 +146,5 @@ samples=$(inside /by_cmake/list_samples /movies/clip.mp4)
 step "it goes without a trace"
 quietly inside apt-get remove --yes quarrypack
 left=$(find "$root/usr" "$root/etc" -name '*quarrypack*')
-[ -z "$left" ] || { echo "package_test.sh: left behind: $left" >&2; exit 1; }
+[ -z "$left" ] || { echo "package_test.sh: files left over: $left" >&2; exit 1; }
 echo "== the package is good: $(basename "$package")"

@@ -14,10 +14,10 @@
 
 namespace quarrypack::test {
 
-// A box around bytes that are already put together.
+// A box around finished content.
 Bytes boxAround(std::string_view type, const Bytes& payload);
 
-// The four bytes behind the header of a full box.
+// The four bytes after the header of a full box.
 Bytes versionAndFlags(unsigned version, std::uint32_t flags);
 
 template <class... Parts>

@@ -12,7 +12,7 @@ namespace {
   throw MalformedFile(where + ": " + what);
 }
 
-// Bytes of one box, read from front to back, with an end that cannot be passed.
+// Bytes of one box, read in order and never past their end.
 class Reading {
  public:
   Reading(const Bytes& file, std::uint64_t start, std::uint64_t end, std::string where)
@@ -47,7 +47,7 @@ class Reading {
   void expectEnd() const {
     if (left() != 0) malformed(where_, std::to_string(left()) + " bytes too many");
   }
-  // A count is believed only together with the bytes that its entries need, to the last one.
+  // A count is accepted only if the bytes of all its entries are there.
   std::uint32_t countOfEntries(unsigned entrySize) {
     const std::uint32_t count = n32();
     if (std::uint64_t{count} * entrySize != left()) {
@@ -68,7 +68,7 @@ class Reading {
   std::string where_;
 };
 
-// How many bytes of fields stand in front of a container's children.
+// How many bytes of fields come before a container's children.
 const std::map<std::string, unsigned, std::less<>>& containers() {
   static const std::map<std::string, unsigned, std::less<>> fieldBytes = {
       {"moov", 0}, {"trak", 0}, {"edts", 0}, {"tref", 0}, {"mdia", 0}, {"minf", 0}, {"dinf", 0},
@@ -114,7 +114,7 @@ const WalkedBox* childNumber(const std::vector<WalkedBox>& boxes, std::string_vi
   return nullptr;
 }
 
-// What a sample of a fragment takes where its run is silent.
+// The values of a sample of a fragment that its run does not state.
 struct SampleDefaults {
   std::uint32_t description = 0;
   std::uint32_t duration = 0;
@@ -434,7 +434,7 @@ class TrackReading {
     }
   }
 
-  // The position behind the run's last sample, where a run without an offset of its own begins.
+  // The position past the run's last sample, where a run without an offset of its own begins.
   std::uint64_t readRun(const WalkedBox& trun, const SampleDefaults& defaults, std::uint64_t base,
                         std::uint64_t next, WalkedTrack& track) {
     auto [in, version, flags] = openFull(trun, "moof/traf/trun");

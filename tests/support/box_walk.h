@@ -13,7 +13,7 @@
 
 namespace quarrypack::test {
 
-// What is wrong with a file, and where. A test that does not expect it fails with this sentence.
+// What is wrong with a file, and where. An unexpected one fails the test with this sentence.
 class MalformedFile : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -102,8 +102,8 @@ struct WalkedMovie {
   std::uint32_t nextTrackId = 0;
 };
 
-// A strict reader for looking into files that a test has before it. It shares nothing with the
-// product, so that a mistake there is not forgiven here: every box must fit its parent to the byte,
+// A strict reader with which tests examine files. It shares nothing with the product, so that it
+// does not repeat the product's mistakes: every box must fit its parent to the byte,
 // every table must fill its box, the tables of a track must agree, and every sample must lie inside
 // a media data box. Anything else raises MalformedFile at construction.
 class BoxWalk {
@@ -113,7 +113,7 @@ class BoxWalk {
   const std::vector<WalkedBox>& boxes() const { return boxes_; }
   std::vector<std::string> topLevelTypes() const;
   // A box by its path from the top, "moov/trak[2]/mdia"; [n] counts boxes of the type from 1, and
-  // is 1 where it is left out. Null when there is none.
+  // is 1 where it is left out. Null if there is none.
   const WalkedBox* find(std::string_view path) const;
   // As find, but a missing box is a MalformedFile.
   const WalkedBox& at(std::string_view path) const;

@@ -10,8 +10,8 @@ namespace quarrypack::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// The lowest `count` bytes of a number, most significant first, as every number in a movie file
-// stands.
+// The lowest `count` bytes of a number, most significant first, as in every number of a movie
+// file.
 inline Bytes bigEndian(std::uint64_t value, unsigned count) {
   Bytes bytes(count);
   for (unsigned i = 0; i < count; ++i) {
@@ -27,12 +27,12 @@ inline Bytes u32(std::uint64_t value) { return bigEndian(value, 4); }
 inline Bytes u64(std::uint64_t value) { return bigEndian(value, 8); }
 inline Bytes zeros(std::size_t count) { return Bytes(count); }
 
-// The characters alone: no length in front and no zero behind.
+// Only the characters: no length before them and no zero after them.
 inline Bytes text(std::string_view characters) {
   return Bytes(characters.begin(), characters.end());
 }
 
-// Bytes written as digits; blanks between them are free.
+// Bytes written as digits, with any blanks between them.
 inline Bytes hex(std::string_view digits) {
   Bytes bytes;
   std::string pair;

@@ -22,7 +22,7 @@ enum NalType : unsigned {
   kFiller = 12,
 };
 
-// A NAL unit without a length in front.
+// A NAL unit without a length before it.
 Bytes nal(unsigned type, const Bytes& payload = {});
 Bytes accessUnitDelimiter();
 Bytes sequenceParameters();  // 320 x 240, baseline profile
@@ -32,11 +32,11 @@ Bytes lengthPrefixed(const Bytes& nalUnit, unsigned nalLengthSize = 4);
 Bytes accessUnit(std::initializer_list<Bytes> nalUnits, unsigned nalLengthSize = 4);
 Bytes accessUnit(const std::vector<Bytes>& nalUnits, unsigned nalLengthSize = 4);
 
-// `count` bytes that tell where they came from: "V#0003" and then a pattern of their own without
+// `count` bytes that identify their sample: "V#0003" and then a pattern of their own without
 // zeros, so that a sample found in the wrong place can be recognised in a dump.
 Bytes recognisable(std::string_view tag, std::size_t number, std::size_t count);
 
-// A caption atom: its size, its type, and the byte pairs as they stand.
+// A caption atom: its size, its type, and the unchanged byte pairs.
 Bytes captionAtom(std::string_view type, const Bytes& pairs);
 Bytes cdat(const Bytes& pairs);  // field 1
 Bytes cdt2(const Bytes& pairs);  // field 2
@@ -51,7 +51,7 @@ Bytes elementaryStreamDescriptor();  // the esds box of AAC
 Bytes mp4aEntry(unsigned sampleRate = 44100, unsigned channels = 2);
 Bytes soundEntry(std::string_view codec, const Bytes& configuration, unsigned sampleRate = 44100,
                  unsigned channels = 2);
-// The prefix that every entry has, and raw bytes behind it.
+// The prefix that every entry has, and raw bytes after it.
 Bytes genericEntry(std::string_view codec, const Bytes& rest = {});
 
 }  // namespace quarrypack::test

@@ -12,7 +12,7 @@ namespace kav = norvik::kav;
 
 namespace {
 
-// Memory is a small disk: what would not fit a test fails as a write to a full one does.
+// Memory is a small disk: a write beyond what a test may use fails like one to a full disk.
 void refuseLength(std::uint64_t length) {
   constexpr std::uint64_t kLongest = 1u << 30;
   if (length > kLongest) throw kav::Exception(kav::ErrorCode::ioFailed);

@@ -11,8 +11,8 @@
 namespace quarrypack::test {
 
 // A file in memory: the container's stream over a vector of bytes, for tests of everything above
-// it. It counts its calls and can be told to fail or to stop short at one of them. Always hold it
-// in a MemoryStreamPtr: like every shared stream it destroys itself when its last holder lets go.
+// it. It counts its calls and can be made to fail or to stop short at one of them. Always hold it
+// in a MemoryStreamPtr: like every shared stream it destroys itself with its last share.
 class MemoryStream final : public norvik::kav::NorvikIOStream {
  public:
   enum class Fault {

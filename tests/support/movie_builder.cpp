@@ -42,7 +42,7 @@ Bytes runTable(const std::vector<Run>& runs) {
   return table;
 }
 
-// The samples of one track that lie behind one another in the file.
+// The samples of one track that are adjacent in the file.
 struct Chunk {
   std::size_t first;
   std::size_t count;
@@ -89,8 +89,8 @@ std::uint32_t fragmentFlags(const MovieSample& sample) {
 
 }  // namespace
 
-// Puts the file together. Positions are settled by building the movie box twice: its length does
-// not depend on the offsets that stand in it.
+// Assembles the file. Building the movie box twice gives the positions: its length does not depend
+// on the offsets in it.
 class MovieLayout {
  public:
   explicit MovieLayout(const MovieBuilder& movie) : movie_(movie) {}

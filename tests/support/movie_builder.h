@@ -56,15 +56,15 @@ class MovieBuilder {
   std::uint32_t rate = 0x10000;
   std::uint16_t volume = 0x100;
   std::string brand = "qt  ";
-  // Top-level boxes. "ftyp", "wide", "mdat" and "moov" are made, other names are looked up in
+  // Top-level boxes. "ftyp", "wide", "mdat" and "moov" are built, other names are looked up in
   // `extras`.
   std::vector<std::string> order = {"ftyp", "wide", "mdat", "moov"};
   std::map<std::string, Bytes> extras;
   bool interleaved = true;  // chunks by time; else track after track
-  Bytes chunkGap;           // bytes of no sample in front of every chunk
-  Bytes tail;               // bytes behind the last box
+  Bytes chunkGap;           // bytes of no sample before every chunk
+  Bytes tail;               // bytes after the last box
 
-  // A movie with fragments holds no samples in its moov. They stand behind the other boxes.
+  // A movie with fragments holds no samples in its moov. They come after the other boxes.
   std::vector<MovieFragment> fragments;
   bool randomAccess = false;  // an mfra at the end
   std::size_t fragmentsBeforeMoov = 0;
@@ -76,7 +76,7 @@ class MovieBuilder {
   MovieBuilder& change(const std::string& path, Change change);
   MovieBuilder& replace(const std::string& path, const Bytes& replacement);
   MovieBuilder& drop(const std::string& path);
-  MovieBuilder& addInside(const std::string& path, const Bytes& child);  // behind its children
+  MovieBuilder& addInside(const std::string& path, const Bytes& child);  // after its children
   MovieBuilder& addBehind(const std::string& path, const Bytes& next);
 
   Bytes build() const;

@@ -10,8 +10,7 @@ namespace {
 Bytes zeroEnded(const std::string& name) { return concat({text(name), u8(0)}); }
 
 // The places in presentation order of the pictures, which are given in decoding order: in each
-// group of pictures an anchor is sent before the pictures that stand between it and the anchor
-// before it.
+// group of pictures an anchor is sent before the pictures between it and the previous anchor.
 std::vector<std::size_t> presentationPlaces(std::size_t count, std::size_t group,
                                             std::size_t between) {
   std::vector<std::size_t> places;

@@ -43,7 +43,7 @@ struct MovieTrack {
   std::uint32_t timescale = 600;
   std::vector<MovieSample> samples;
   std::vector<Bytes> entries;  // whole sample entry boxes
-  Bytes name;                  // as it stands in hdlr, with or without a zero at its end
+  Bytes name;                  // as in hdlr, with or without a zero at its end
   std::uint16_t language = kUndetermined;
   std::optional<std::uint32_t> id;  // else its place in the movie, counted from 1
   std::uint32_t flags = 0xF;

@@ -67,7 +67,7 @@ constexpr int kCouldNotStart = 127;
   ::_exit(kCouldNotStart);
 }
 
-// Takes what is there; at the end of the stream the pipe is closed, which ends the listening to it.
+// Takes the available bytes; at the end of the stream it closes the pipe, which is then not read.
 void takeOutput(Pipe& from, std::string& to) {
   std::array<char, 65536> block;
   const ssize_t count = ::read(from.readEnd(), block.data(), block.size());
@@ -83,8 +83,8 @@ int millisecondsUntil(Clock::time_point end) {
   return left > 0 ? static_cast<int>(left) : 0;
 }
 
-// Reads both streams side by side, since a program blocks once the pipe that nobody reads is full.
-// False when the time is over first.
+// Reads both streams side by side, since a program blocks once an unread pipe is full.
+// Returns false if the time is over first.
 bool collectOutput(Pipe& out, Pipe& err, ProgramResult& result, Clock::time_point end) {
   while (out.readEnd() >= 0 || err.readEnd() >= 0) {
     std::array<pollfd, 2> waiting{pollfd{out.readEnd(), POLLIN, 0},

@@ -17,12 +17,12 @@ namespace {
 
 constexpr std::uint32_t kMostEntries = 100000000;
 
-// The number as it was stored, unless the float says something else by now.
+// The stored number, unless the float has since been set to a different value.
 std::uint32_t fixedWord(float value, std::uint32_t stored) {
   return floatFromFixed16(stored) == value ? stored : fixed16FromFloat(value);
 }
 
-// A length byte and the text, in room that is 0.
+// A length byte and the text, in room filled with zeros.
 void setCompressorName(FourCc codecType, std::span<std::uint8_t> entry) {
   const Codec* codec = findCodec(codecType);
   if (codec == nullptr || codec->name.empty()) return;
@@ -31,7 +31,7 @@ void setCompressorName(FourCc codecType, std::span<std::uint8_t> entry) {
   std::ranges::copy(codec->name, field + 1);
 }
 
-// The descriptor of an entry that is read, still without its fields.
+// The descriptor of an entry that is being read, still without its fields.
 template <class Descriptor>
 std::unique_ptr<SampleDescriptor> freshDescriptor(const BoxHeader& header, FourCc handlerType) {
   return std::make_unique<Descriptor>(0, header.type, handlerType, nullptr);
@@ -90,7 +90,7 @@ void KavSampleEntry::readContent() {
   stream().readFully(fields.data(), length);
   decodeFields(std::span<const std::uint8_t>(fields).first(length));
 
-  // Header bytes that a descriptor could not count are not kept.
+  // Header bytes beyond what a descriptor can count are dropped.
   const std::uint64_t rest = bytesLeft();
   if (rest > std::numeric_limits<std::uint32_t>::max()) return;
   std::vector<std::uint8_t> bytes(rest);

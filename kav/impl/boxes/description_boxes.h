@@ -23,11 +23,11 @@
 //             skip     room for entries to come, while a movie is written
 namespace norvik::kav::impl {
 
-// An entry of the sample description box. This is the generic one, of every handler without fields
-// of its own: the reference to the data, then bytes that are kept as they are.
+// An entry of the sample description box. This is the generic one, for every handler without fields
+// of its own: the reference to the data, then bytes that are kept unchanged.
 class KavSampleEntry : public Box {
  public:
-  // An entry read from a file. A fresh descriptor of the right kind is filled by readContent.
+  // An entry read from a file. readContent fills a new descriptor of the right kind.
   KavSampleEntry(BoxHeader header, NorvikKavStream& stream,
                  std::shared_ptr<SampleDescriptor> descriptor);
 
@@ -36,7 +36,8 @@ class KavSampleEntry : public Box {
 
   const SampleDescriptor& descriptor() const { return *descriptor_; }
 
-  // The same, to outlive the entry. Once an entry was read, its descriptor does not change.
+  // The same, but it may outlive the entry. Once an entry has been read, its descriptor does not
+  // change.
   std::shared_ptr<const SampleDescriptor> sharedDescriptor() const { return descriptor_; }
 
   void writeHeader() override;
@@ -49,7 +50,7 @@ class KavSampleEntry : public Box {
   KavSampleEntry(std::shared_ptr<SampleDescriptor> descriptor, NorvikKavStream& stream,
                  std::size_t fixedSize);
 
-  // The fields between the box header and the header bytes: their length, and how they are moved.
+  // The fields between the box header and the header bytes: their length, and how they are copied.
   virtual std::size_t fieldsLength() const { return kGenericEntrySize - 8; }
   virtual void decodeFields(std::span<const std::uint8_t> bytes);
   virtual void encodeFields(std::span<std::uint8_t> bytes) const;
@@ -92,14 +93,14 @@ class KavZeltSampleEntry final : public KavSampleEntry {
 
 // The sample descriptions of a track.
 //
-// Read: the class of an entry follows the handler of the track, which the media box tells through
+// Read: the class of an entry depends on the handler of the track, which the media box passes to
 // setHandlerType before readContent. An entry that runs past the box ends the list.
 //
 // Built: room for the announced entries is reserved; then addSampleEntry any number of times. An
 // entry that finds no room makes the box longer.
 class StsdBox final : public VariableSizeBox {
  public:
-  // It claims its whole length, because its entries are read by itself.
+  // It claims its whole length, because it reads its entries itself.
   StsdBox(BoxHeader header, NorvikKavStream& stream);
 
   // expectedTrailing: the header bytes of an entry. The entries share the room, so an average,
@@ -110,7 +111,7 @@ class StsdBox final : public VariableSizeBox {
   void setHandlerType(FourCc handlerType) { handlerType_ = handlerType; }
   FourCc handlerType() const { return handlerType_; }
 
-  // Obliged: lets readContent stop after the count, for documents that do without descriptions.
+  // Fixed: lets readContent stop after the count, for documents that do without descriptions.
   void leaveEntriesUnread() { readsEntries_ = false; }
 
   // Adds an entry for a track of a type, as insertChild adds a child. Throws unsupportedTrackType
@@ -120,10 +121,10 @@ class StsdBox final : public VariableSizeBox {
 
   std::uint32_t entryCount() const { return static_cast<std::uint32_t>(entries_.size()); }
 
-  // The description that samples refer to by a 1-based index, or null when there is none.
+  // The description that samples refer to by a 1-based index, or null if there is none.
   const SampleDescriptor* descriptor(std::uint32_t index) const;
 
-  // In the order of their indices.
+  // Sorted by index.
   std::span<KavSampleEntry* const> entries() const { return entries_; }
 
   void readContent() override;

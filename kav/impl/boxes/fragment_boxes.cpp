@@ -16,7 +16,7 @@ constexpr std::uint32_t kMostSamples = 100000000;
 constexpr std::uint32_t kWritten = TrunBox::kDataOffset | TrunBox::kDuration | TrunBox::kSize |
                                    TrunBox::kFlags | TrunBox::kCompositionOffset;
 
-// What stands in front of the records of a run.
+// The fields before the records of a run.
 struct TrunRecord {
   std::uint32_t sampleCount = 0;
   std::int32_t dataOffset = 0;
@@ -40,7 +40,7 @@ std::int32_t distance(std::uint64_t from, std::uint64_t to) {
   return static_cast<std::int32_t>(isBefore ? -static_cast<std::int64_t>(length) : length);
 }
 
-// Hostile runs are long enough to sum up to more than 64 bits; the sum then stays at its end.
+// Hostile runs are long enough for their sums to exceed 64 bits; the sum then saturates.
 std::uint64_t cappedSum(std::uint64_t a, std::uint64_t b) {
   constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
   return b > kMost - a ? kMost : a + b;
@@ -194,7 +194,7 @@ std::uint64_t TrunBox::Cursor::skip(std::uint64_t time) {
     if (duration != 0) moveTo(static_cast<std::uint32_t>((target + duration - 1) / duration));
     return std::uint64_t{index_} * duration - from;
   }
-  // The last stride that begins before the target leaves a short walk.
+  // From the last stride that begins before the target, only a short walk remains.
   const auto behind = std::ranges::lower_bound(run_->strides_, target, {}, &Sums::duration);
   const auto strides = static_cast<std::uint32_t>(behind - run_->strides_.begin());
   if (strides > 1 && (strides - 1) * kStride > index_) moveTo((strides - 1) * kStride);
@@ -242,7 +242,7 @@ void TrafBox::readChildren(RootBox& root, bool check) {
   readDependencies(root, check);
 }
 
-// The runs tell how many bytes there are. A box too short for them says nothing about any sample.
+// The runs give the number of bytes. A box too short for them is ignored.
 void TrafBox::readDependencies(RootBox& root, bool check) {
   if (sdtp_ == nullptr) return;
   std::uint64_t samples = 0;

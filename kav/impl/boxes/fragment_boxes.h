@@ -11,7 +11,7 @@
 #include "kav/impl/model/record_box.h"
 
 // A fragment of a movie: the tables for a stretch of samples of one or more tracks. Its media data
-// mostly stands in an mdat box right behind it.
+// is usually in an mdat box directly after it.
 //
 //   moof
 //     mfhd               its place in the sequence of fragments
@@ -19,7 +19,7 @@
 //       tfhd             the track, and defaults for its samples
 //       tfdt             the decoding time of the first sample
 //       trun ...         the samples, run by run
-//       sdtp             dependencies of the samples, where their flags cannot say them
+//       sdtp             dependencies of the samples, if their flags cannot express them
 namespace norvik::kav::impl {
 
 class SdtpBox;
@@ -41,9 +41,9 @@ class MfhdBox final : public RecordBox<MfhdRecord, Full<0>> {
   MfhdBox(std::uint32_t sequenceNumber, NorvikKavStream& stream);
 };
 
-// The track of a fragment and what its samples have in common. A value that the file does not give
-// is kNotGiven; the movie's own defaults for the track hold then. This library sets the flag of a
-// default only where 1 is meant, so 1 is what is written.
+// The track of a fragment and the values that its samples share. A value that the file does not
+// give is kNotGiven; the movie's own defaults for the track then apply. This library sets the flag
+// of a default only where 1 is meant, so 1 is written.
 struct TfhdRecord {
   static constexpr std::uint32_t kBaseDataOffset = 0x000001;
   static constexpr std::uint32_t kDescriptionIndex = 0x000002;
@@ -91,8 +91,8 @@ struct TfdtRecord {
 };
 static_assert(fullBoxSize<TfdtRecord>(kVersion1) == 20);
 
-// The decoding time of the first sample of a track's part, as it is written. One that is read has
-// no class: the part that holds it looks into it.
+// The decoding time of the first sample of a track's part, in its written form. One that is read
+// has no class: the part that holds it decodes it.
 class TfdtBox final : public RecordBox<TfdtRecord, Full<1>> {
  public:
   TfdtBox(std::uint64_t decodingTime, NorvikKavStream& stream);
@@ -100,12 +100,12 @@ class TfdtBox final : public RecordBox<TfdtRecord, Full<1>> {
 
 // The samples of a run, in decoding order.
 //
-// Read: setDefaults, once the fragment's defaults are known; then cursors. Built: addSample any
-// number of times, then into its fragment, which counts the length that the run has by then. A run
-// that was read takes further samples as well.
+// Read: call setDefaults, once the fragment's defaults are known; then use cursors. Built: call
+// addSample any number of times, then add the run to its fragment, which counts the length that the
+// run has by then. A run that was read takes further samples as well.
 //
-// A run may leave fields out of its records, and in the extreme all of them: then it is a count and
-// nothing else, and any number of samples takes the memory of one.
+// A run may leave fields out of its records, in the extreme all of them. Then it is only a count,
+// and any number of samples takes the memory of one.
 class TrunBox final : public FullBox {
  public:
   static constexpr std::uint32_t kDataOffset = 0x000001;
@@ -120,10 +120,10 @@ class TrunBox final : public FullBox {
     std::uint32_t size = 0;      // bytes
     std::uint32_t flags = 0;
     std::uint32_t compositionOffset = 0;  // as stored
-    std::int64_t dataOffset = 0;          // from where the data offset of the run counts
+    std::int64_t dataOffset = 0;          // the base of the run's data offset
   };
 
-  // What holds for a sample whose record leaves the field out.
+  // The values of a sample whose record leaves the field out.
   struct Defaults {
     std::uint32_t duration = 0;
     std::uint32_t size = 0;
@@ -138,12 +138,12 @@ class TrunBox final : public FullBox {
     bool isValid() const { return index_ < run_->sampleCount(); }
     std::uint32_t index() const { return index_; }  // 0-based
 
-    // The sample that the walk stands at; only while isValid.
+    // The current sample; only while isValid.
     const Sample& current() const { return current_; }
     void next();
 
-    // Goes on to the first sample that is decoded at least a time after the current one, or behind
-    // the last, and returns the time that lies between. A long run is not walked for it.
+    // Skips to the first sample that is decoded at least a time after the current one, or past the
+    // last, and returns the time skipped. It does not walk a long run sample by sample.
     std::uint64_t skip(std::uint64_t time);
 
    private:
@@ -152,14 +152,14 @@ class TrunBox final : public FullBox {
 
     const TrunBox* run_;
     std::uint32_t index_ = 0;
-    std::size_t word_ = 0;  // where the record of the sample begins
+    std::size_t word_ = 0;  // the start of the sample's record
     Sample current_;
   };
 
   TrunBox(BoxHeader header, NorvikKavStream& stream) : FullBox(std::move(header), stream) {}
 
   // A run to be written, with the distance from the start of the moof box to its samples, negative
-  // for samples that lie before it. Throws runTooLarge for a distance beyond 32 bits with a sign.
+  // for samples before it. Throws runTooLarge for a distance beyond 32 bits with a sign.
   TrunBox(std::uint64_t mediaDataPosition, std::uint64_t fragmentStart, NorvikKavStream& stream);
 
   void setDefaults(const Defaults& defaults) { defaults_ = defaults; }
@@ -167,8 +167,8 @@ class TrunBox final : public FullBox {
   bool has(std::uint32_t flag) const { return (flags() & flag) != 0; }
   std::uint32_t sampleCount() const { return sampleCount_; }
 
-  // Where the samples begin, counted from the base of the track's fragment; 0 for a run that
-  // follows the one before it.
+  // The offset of the samples from the base of the track's fragment; 0 for a run that follows the
+  // previous one.
   std::int32_t dataOffset() const { return dataOffset_; }
 
   // Sums over all samples, without a walk.
@@ -177,12 +177,12 @@ class TrunBox final : public FullBox {
 
   Cursor cursor() const { return Cursor(*this); }
 
-  // Appends a sample. Its record has the fields that the flags of the run announce; what the run
-  // leaves out is taken from the defaults, for this sample as for the others. The dataOffset is not
-  // looked at. Throws implausibleCount for more samples than a run may have when it is read.
+  // Appends a sample. Its record has the fields that the flags of the run announce. Fields that the
+  // run leaves out have the defaults, for this sample as for the others. dataOffset is ignored.
+  // Throws implausibleCount for more samples than a run may have when it is read.
   void addSample(const Sample& sample);
 
-  // Gives the data offset as the constructor does, once the media data has its place. Throws
+  // Sets the data offset as the constructor does, once the media data has its place. Throws
   // runTooLarge.
   void setDataPosition(std::uint64_t mediaDataPosition, std::uint64_t fragmentStart);
 
@@ -192,7 +192,7 @@ class TrunBox final : public FullBox {
   void updateContent() override;
 
  private:
-  // What the records in front of every so many samples sum up to, so that no sum needs a long walk.
+  // A sum is kept before every kStride-th record, so that no sum needs a long walk.
   static constexpr std::uint32_t kStride = 64;
   struct Sums {
     std::uint64_t duration = 0;
@@ -203,21 +203,21 @@ class TrunBox final : public FullBox {
   void readRecords();
   void countIn(const Sample& sample);
 
-  // Whether a sum needs the records; otherwise the defaults say everything.
+  // Whether a sum needs the records; otherwise the defaults are enough.
   bool holdsSums() const { return has(kDuration) || has(kSize); }
 
-  // Sums over the samples in front of one.
+  // Sums over the samples before one.
   Sums sumsBefore(std::uint32_t index) const;
 
   std::uint32_t sampleCount_ = 0;
   std::int32_t dataOffset_ = 0;
   std::uint32_t firstSampleFlags_ = 0;
   Defaults defaults_;
-  std::vector<std::uint32_t> words_;  // the records, recordWords() each, in the order of the file
+  std::vector<std::uint32_t> words_;  // the records, recordWords() each, in file order
   std::uint64_t storedDuration_ = 0;  // sums of the fields that the records hold
   std::uint64_t storedSize_ = 0;
-  std::uint32_t counted_ = 0;  // how many samples these sums are over
-  std::vector<Sums> strides_;  // the sums in front of every kStride of them
+  std::uint32_t counted_ = 0;  // the number of samples in these sums
+  std::vector<Sums> strides_;  // the sums before every kStride-th sample
 };
 
 // One track's part of a fragment. It remembers its header and its runs.
@@ -233,34 +233,33 @@ class TrafBox final : public Box {
   TfhdBox* tfhd() const { return tfhd_; }
   const std::vector<TrunBox*>& runs() const { return runs_; }
 
-  // The track; 0, which no track has, as long as there is no header.
+  // The track; 0, which no track has, while there is no header.
   std::uint32_t trackId() const { return tfhd_ == nullptr ? 0 : tfhd_->record().trackId; }
 
-  // Hands defaults to every run.
+  // Passes defaults to every run.
   void setDefaults(const TrunBox::Defaults& defaults);
 
   // Sums over the runs.
   std::uint64_t totalDuration() const;
   std::uint64_t totalSize() const;
 
-  // What depends on what, as the part's sdtp box says it, a byte for each sample; empty without
-  // one.
+  // The dependencies from the part's sdtp box, a byte for each sample; empty without one.
   std::span<const std::uint8_t> dependencies() const;
 
   // The decoding time of the first sample, if the file states it.
   std::optional<std::uint64_t> decodeTime() const { return decodeTime_; }
 
-  // What the fragment and the movie say about this part; see resolveFragment.
+  // What the fragment and the movie state about this part; see resolveFragment.
   struct Layout {
     bool hasMovieDefaults = false;       // the movie has defaults for the track
-    std::uint64_t dataBase = 0;          // in the file: what data offsets count from
+    std::uint64_t dataBase = 0;          // in the file: the base of data offsets
     std::uint32_t descriptionIndex = 0;  // 1-based
   };
   const Layout& layout() const { return layout_; }
   void setLayout(const Layout& layout) { layout_ = layout; }
 
-  // The decoding time of the first sample as the reader counts it. Tells whether a time lies
-  // between it and the end of the last sample.
+  // The decoding time of the first sample, as the reader counts it. coversTime returns whether a
+  // time lies between it and the end of the last sample.
   void setStartTime(std::uint64_t time) { startTime_ = time; }
   std::uint64_t startTime() const { return startTime_; }
   bool coversTime(std::uint64_t time) const {
@@ -292,14 +291,14 @@ class MoofBox final : public Box {
   MfhdBox* mfhd() const { return mfhd_; }
   std::uint32_t sequenceNumber() const;
 
-  // The parts in the order of the file.
+  // The parts in file order.
   const std::vector<TrafBox*>& parts() const { return parts_; }
 
-  // The parts of one track, in the order of the file. Every track asks its fragments, so this does
+  // The parts of one track, in file order. Every track looks them up in its fragments, so this does
   // not search. Only for a fragment that was read.
   std::span<TrafBox* const> partsOf(std::uint32_t trackId) const;
 
-  // Whether the layout of the parts was worked out; see resolveFragment.
+  // Whether the layout of the parts has been resolved; see resolveFragment.
   bool isResolved() const { return isResolved_; }
   void setResolved() { isResolved_ = true; }
 
@@ -322,7 +321,7 @@ class TrafBoxIterator final : public BoxIteratorByType {
   std::uint32_t trackId_;
 };
 
-// Walks them backwards. The first child of a fragment, its header, is never met.
+// Walks them backwards. It never visits the first child of a fragment, its header.
 class ReverseTrafBoxIterator final : public ReverseBoxIteratorByType {
  public:
   ReverseTrafBoxIterator(Box& fragment, std::uint32_t trackId, std::size_t index)

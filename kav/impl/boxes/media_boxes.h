@@ -152,7 +152,7 @@ class MinfBox final : public Box {
   void addChild(BoxPtr child) override;
   std::span<const ChildRule> getChildRules() const override;
 
-  // Obliged: vmhd, smhd, hmhd or nmhd.
+  // Fixed: vmhd, smhd, hmhd or nmhd.
   Box* mediaHeader() const { return mediaHeader_; }
   DinfBox* dinf() const { return dinf_; }
   StblBox* stbl() const { return stbl_; }

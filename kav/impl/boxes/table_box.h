@@ -14,7 +14,7 @@
 
 namespace norvik::kav::impl {
 
-// Where the entries of a table are and how long one is.
+// The place of the entries of a table, and the length of one.
 struct TableShape {
   std::uint32_t fixedLength = 0;  // bytes between version and flags and the first entry
   std::uint32_t entryLength = 0;
@@ -22,18 +22,17 @@ struct TableShape {
 
 // A full box that is a list of entries of equal length, read or built.
 //
-// Built: it is constructed with room reserved for a number of entries and placed; then entries are
-// appended in order, and at the end the table is completed. extent is the room, ownLength the
-// filled part. An entry is written at the end of the filled part as soon as it is appended, and
-// never past the room. The table holds no entry in memory: gathering small writes into large ones
-// is up to the stream.
+// Built: construct it with room reserved for a number of entries and place it; then append entries
+// in order, and at the end complete the table. extent is the room, ownLength the filled part. An
+// entry is written past the filled part as soon as it is appended, and never past the room. The
+// table holds no entry in memory: gathering small writes into large ones is the stream's task.
 //
-// Completing may add final entries that are only known for the time being. They are taken back when
-// the table is completed again or an entry is appended after all, so that a table can be brought up
-// to date any number of times.
+// Completing may add provisional final entries. They are withdrawn when the table is completed
+// again or another entry is appended, so that a table can be brought up to date any number of
+// times.
 class TableBox : public FullBox {
  public:
-  // The number of entries that the table holds.
+  // The number of entries in the table.
   std::uint32_t entryCount() const { return entryCount_; }
 
  protected:
@@ -45,14 +44,14 @@ class TableBox : public FullBox {
 
   void setEntryCount(std::uint32_t count) { entryCount_ = count; }
 
-  // Throws sampleTableFull when there is no room left.
+  // Throws sampleTableFull if no room is left.
   template <class Entry>
   void append(const Entry& entry) {
     if (finalCount_ > 0) takeBackFinal();
     appendBytes(entry);
   }
 
-  // An entry of the completed table only.
+  // Only for an entry of the completed table.
   template <class Entry>
   void appendFinal(const Entry& entry) {
     appendBytes(entry);
@@ -66,18 +65,18 @@ class TableBox : public FullBox {
   // Reads the next number of the stream, wherever the box ends.
   std::uint32_t readNumber();
 
-  // Reads the number of entries. Throws truncatedBox when the box ends before it.
+  // Reads the number of entries. Throws truncatedBox if the box ends before it.
   std::uint32_t readCount();
 
-  // Reads entries at the stream's position and hands each to use. The length of all of them is a
-  // product in 32 bits. A stream that delivers fewer bytes yields fewer entries: the whole ones
+  // Reads entries at the stream's position and passes each to use. The length of all of them is a
+  // product in 32 bits. A stream that delivers fewer bytes yields fewer entries: the complete ones
   // among those bytes. A table is read at once, a very long one in large pieces: its bytes are
   // needed only until they are decoded.
   template <class Entry, class Use>
   void decodeEntries(std::uint32_t count, Use use);
 
-  // Throws when the box cannot hold count entries: limitError for more than any real file has,
-  // truncatedBox for more than there are bytes left.
+  // Throws if the box cannot hold count entries: limitError for more than any real file has,
+  // truncatedBox for more than the remaining bytes hold.
   void requireEntries(std::uint32_t count, std::uint32_t entryLength, ErrorCode limitError) const;
 
  private:
@@ -100,10 +99,10 @@ class TableBox : public FullBox {
   std::uint32_t finalCount_ = 0;
 };
 
-// No real file has more entries in a table, or asks for more to be written.
+// No real file has more entries in a table or needs more to be written.
 inline constexpr std::uint32_t kMostEntries = 100'000'000;
 
-// Passes a number of samples on to a constructor, unless it is beyond what any real file has.
+// Returns a number of samples for a constructor; throws limitError for more than any real file has.
 std::uint32_t plausibleCapacity(std::uint32_t capacity, ErrorCode limitError);
 
 template <class Entry, class Use>

@@ -80,7 +80,7 @@ StscBox::StscBox(BoxHeader header, NorvikKavStream& stream) : TableBox(std::move
 StscBox::StscBox(std::uint32_t capacity, NorvikKavStream& stream)
     : TableBox(fourCc("stsc"), stream, kChunkTable, capacity) {}
 
-// The count is taken as it comes: what the stream has of the table is used.
+// The count is not checked: the part of the table that the stream has is used.
 void StscBox::readContent() {
   const std::uint32_t count = readNumber();
   setEntryCount(count);

@@ -17,7 +17,7 @@
 
 namespace norvik::kav::impl {
 
-// The tables of a track, which together tell of each sample when it is decoded and shown, how long
+// The tables of a track. Together they state for each sample when it is decoded and shown, how long
 // it is and where it lies in the file:
 //
 //   stbl ── stsd   what the samples are
@@ -30,7 +30,7 @@ namespace norvik::kav::impl {
 //           sdtp   dependencies         one byte a sample
 //
 // A table is read completely and then searched, or built sample by sample and never searched. The
-// boxes do the input and output; tables and builders know nothing of a file.
+// boxes do the input and output; tables and builders do none.
 
 // Decoding times.
 class SttsBox final : public TableBox {
@@ -44,7 +44,7 @@ class SttsBox final : public TableBox {
   void writeContent() override;
   void updateContent() override;
 
-  // Times come in decoding order. Only for a box that is built.
+  // Times must come in decoding order. Only for a box that is built.
   void addSampleTime(std::uint64_t decodingTime) {
     if (const auto entry = std::get<TimeTableBuilder>(state_).add(decodingTime)) append(*entry);
   }
@@ -75,7 +75,7 @@ class CttsBox final : public TableBox {
     if (const auto entry = std::get<CompositionTableBuilder>(state_).add(offset)) append(*entry);
   }
 
-  // Obliged: whether the table announced no entry.
+  // Fixed: whether the table announced no entry.
   bool isEmptyTable() const { return isEmptyTable_; }
 
   // Only for a box that was read.
@@ -99,7 +99,7 @@ class StscBox final : public TableBox {
   void writeContent() override;
   void updateContent() override;
 
-  // Obliged: three virtual operations in this order.
+  // Fixed: three virtual operations in this order.
   virtual void addChunk(std::uint32_t firstChunk, std::uint32_t samplesPerChunk,
                         std::uint32_t descriptionIndex);
 
@@ -127,14 +127,14 @@ class StszBox final : public TableBox, public ISampleSizeBox {
   void writeContent() override;
   void updateContent() override;
 
-  // Obliged: two virtual operations in this order.
+  // Fixed: two virtual operations in this order.
   virtual void addSampleSize(std::uint32_t size);
   virtual void readSampleSizes(std::uint32_t count);
 
   std::unique_ptr<SampleSizeIterator> getSampleSizeIterator(
       std::uint32_t sampleNumber) const override;
 
-  // As the box states it, even where the stream delivered fewer sizes.
+  // The count that the box states, even if the stream delivered fewer sizes.
   std::uint32_t sampleCount() const { return entryCount(); }
 
   const SizeTable& table() const { return table_; }
@@ -182,14 +182,14 @@ class ChunkOffsetBoxOf : public TableBox, public IChunkOffsetBox {
 };
 
 // Chunk offsets of 32 bits. They are only read: a built table has 64 bits, since it is begun before
-// anybody knows how long the file will be.
+// the length of the file is known.
 class StcoBox final : public ChunkOffsetBoxOf<NumberEntry> {
  public:
   using ChunkOffsetBoxOf::ChunkOffsetBoxOf;
 
   void readContent() override { readChunkOffsets(readOffsetCount()); }
 
-  // Obliged: a virtual operation.
+  // Fixed: a virtual operation.
   virtual void readChunkOffsets(std::uint32_t count) { readOffsets(count); }
 };
 
@@ -205,7 +205,7 @@ class Co64Box final : public ChunkOffsetBoxOf<WideOffsetEntry> {
   void writeContent() override;
   void updateContent() override;
 
-  // Obliged: two virtual operations in this order.
+  // Fixed: two virtual operations in this order.
   virtual void addChunkOffset(std::uint64_t offset);
   virtual void readChunkOffsets(std::uint32_t count) { readOffsets(count); }
 };
@@ -233,8 +233,8 @@ class StssBox final : public TableBox, public ISyncSampleBox {
   SyncTable table_;
 };
 
-// What samples depend on, one byte each. The box does not tell how many: when it is read, the
-// sample table sets the count first.
+// The dependencies of samples, one byte each. The box does not state their number: when it is read,
+// the sample table sets the count first.
 class SdtpBox final : public TableBox {
  public:
   SdtpBox(BoxHeader header, NorvikKavStream& stream);

@@ -28,7 +28,7 @@ void VariableSizeBox::insertChild(BoxPtr child) {
   padding_->place(padding_->start() + length);
   padding_->resize(room - length);
   ownedChildren().insert(ownedChildren().end() - 1, std::move(child));
-  // A rest too short for a box of its own stays after the last child until the room is given up.
+  // A rest too short for a box of its own stays after the last child until the room is released.
   if (room - length < kBoxHeaderSize) removePaddingChild();
 }
 

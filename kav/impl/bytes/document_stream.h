@@ -10,13 +10,13 @@
 
 namespace norvik::kav::impl {
 
-// The stream through which the boxes of a movie are read, and the first bytes of large samples.
+// The stream through which the boxes of a movie and the first bytes of large samples are read.
 // Small reads are served from a few small blocks: box headers lie close together, and the parts of
-// a fragment are visited in turn. Reads of more than a block go to the source as they are.
+// a fragment are visited in turn. Reads of more than a block go directly to the source.
 //
-// It has a position of its own, so other holders of the source may move it between two calls. What
-// a block holds may be older than the file; bytes past the end of a block that the file did not
-// fill are asked for again.
+// It has a position of its own, so other holders of the source may move the source between two
+// calls. A block may be older than the file. If the file did not fill a block, bytes past its end
+// are read again.
 class DocumentStream final : public NorvikKavStream {
  public:
   explicit DocumentStream(boost::intrusive_ptr<NorvikIStream> stream);

@@ -20,7 +20,7 @@ namespace norvik::kav::impl {
 //   };
 //
 // Reading, writing and the size all come from that description, through the three visitors below.
-// They share one set of verbs; where reading and writing differ on purpose, the difference is a
+// They share one set of verbs. Where reading and writing differ on purpose, the difference is a
 // verb of its own, so that it shows in the line of the field.
 
 // The type of a box whose four-character code is uuid.
@@ -29,7 +29,7 @@ using ExtendedType = std::array<std::uint8_t, 16>;
 using Matrix = std::array<std::uint32_t, 9>;
 inline constexpr Matrix kUnityMatrix = {0x00010000, 0, 0, 0, 0x00010000, 0, 0, 0, 0x40000000};
 
-// The version and flags that steer a layout.
+// The version and flags that determine a layout.
 struct LayoutForm {
   std::uint8_t version = 0;
   std::uint32_t flags = 0;
@@ -37,8 +37,8 @@ struct LayoutForm {
   constexpr bool isWide() const { return version == 1; }
 };
 
-// Fixed-point numbers are floats in memory. A float cannot hold all 32 bits, so a value next to the
-// upper end may round to one beyond it; it is held at the end then.
+// Fixed-point numbers are floats in memory. A float cannot hold all 32 bits, so a value near the
+// upper limit may round to one beyond it; it is then limited to the maximum.
 constexpr float floatFromFixed16(std::uint32_t fixed) {
   return static_cast<float>(fixed) / 65536.0F;
 }
@@ -54,7 +54,7 @@ constexpr std::uint16_t fixed8FromFloat(float value) {
   return scaled >= 65535.0 ? std::uint16_t{0xFFFF} : static_cast<std::uint16_t>(scaled);
 }
 
-// Decodes the fields of a record from bytes that hold at least what FieldCounter counts.
+// Decodes the fields of a record from bytes that hold at least the length that FieldCounter counts.
 class FieldReader {
  public:
   constexpr FieldReader(std::span<const std::uint8_t> bytes, LayoutForm form)
@@ -182,7 +182,7 @@ class FieldCounter {
   std::size_t bytes_ = 0;
 };
 
-// The bytes that a record takes in a form.
+// The number of bytes that a record takes in a form.
 template <class Record>
 constexpr std::size_t recordSize(LayoutForm form) {
   FieldCounter counter(form);
@@ -194,8 +194,8 @@ constexpr std::size_t recordSize(LayoutForm form) {
 inline constexpr std::size_t kBoxHeaderSize = 8;
 inline constexpr std::size_t kFullBoxHeaderSize = 12;
 
-// What the payload of a box begins with, before its record: nothing, or version and flags. A class
-// always writes its box in the version given here, whatever version was read.
+// The start of a box's payload, before its record: nothing, or version and flags. A class always
+// writes its box in the version given here, whatever version was read.
 struct Plain {
   static constexpr bool kIsFull = false;
   static constexpr std::uint8_t kVersion = 0;
@@ -206,13 +206,13 @@ struct Full {
   static constexpr std::uint8_t kVersion = kWrittenVersion;
 };
 
-// The length of a box with a compact header and nothing but the record.
+// The length of a box with a compact header and only the record.
 template <class Record>
 constexpr std::size_t plainBoxSize() {
   return kBoxHeaderSize + recordSize<Record>(LayoutForm{});
 }
 
-// The length of a box with a compact header, version and flags, and nothing but the record.
+// The length of a box with a compact header, version and flags, and only the record.
 template <class Record>
 constexpr std::size_t fullBoxSize(LayoutForm form) {
   return kFullBoxHeaderSize + recordSize<Record>(form);
@@ -221,7 +221,7 @@ constexpr std::size_t fullBoxSize(LayoutForm form) {
 inline constexpr LayoutForm kVersion0{0, 0};
 inline constexpr LayoutForm kVersion1{1, 0};
 
-// The record that some bytes begin with. They hold at least what recordSize counts.
+// The record at the start of some bytes. They hold at least the length that recordSize counts.
 template <class Record>
 Record recordFrom(std::span<const std::uint8_t> bytes, LayoutForm form = kVersion0) {
   Record record;
@@ -238,8 +238,8 @@ void encodeRecord(const Record& record, std::span<std::uint8_t> bytes,
   Record::layout(writer, record);
 }
 
-// The record of a box that is kept as bytes; none for a payload that is too short for it. Bytes
-// past the record are left alone.
+// The record of a box that is kept as bytes; nothing for a payload that is too short for it. Bytes
+// past the record are ignored.
 template <class Record, class Kind = Plain>
 std::optional<Record> decodeRecord(std::span<const std::uint8_t> payload) {
   constexpr std::size_t kVersionAndFlags = Kind::kIsFull ? 4 : 0;

@@ -19,8 +19,8 @@ bool SampleReadCache::serve(Block& block, Request& request) {
     request.offset += bytes;
     request.length -= bytes;
   }
-  // The mark of use is masked with the bit that the shift has just moved away, so it stays 0 and
-  // no block ever looks older than another.
+  // The mark of use is masked with the bit that the shift has just moved away, so it stays 0 and no
+  // block ever looks older than another.
   block.age = (block.age >> 1) & (holds ? 0x80000000U : 0U);
   return holds;
 }

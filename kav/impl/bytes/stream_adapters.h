@@ -11,9 +11,9 @@
 
 namespace norvik::kav::impl {
 
-// The stream as the inside of the library sees it: a NorvikIStream or NorvikIOStream with exact
-// reads and writes, a remembered size and the problem handler of the document being read. What a
-// stream cannot do is answered quietly by the defaults here: nothing is read, nothing is written.
+// The stream as the library's internals use it: a NorvikIStream or NorvikIOStream with exact reads
+// and writes, a remembered size and the problem handler of the document being read. The defaults
+// here do nothing: a stream without an operation reads or writes 0 bytes.
 class NorvikKavStream : public KavBase {
  public:
   ~NorvikKavStream() override = default;
@@ -39,19 +39,19 @@ class NorvikKavStream : public KavBase {
   virtual void setSize(std::uint64_t size);
   virtual std::uint64_t tell();
 
-  // Measures the stream by a seek to its end, goes back to where it was, and remembers the answer.
+  // Measures the stream by a seek to its end, restores its position, and remembers the size.
   virtual std::uint64_t computeSize();
 
-  // The answer of the last computeSize; the stream is not touched.
+  // The result of the last computeSize; does not touch the stream.
   virtual std::uint64_t size() const;
 
   virtual void close() = 0;
 
-  // Goes to a position counted from the start. Positions come from files, so one that no stream can
-  // have is a failure (ErrorCode::ioFailed) and not a seek backwards.
+  // Seeks to a position counted from the start. Positions come from files, so a position that no
+  // stream can have is a failure (ErrorCode::ioFailed) and not a seek backwards.
   void seekTo(std::uint64_t position);
 
-  // Goes to a position as seekTo does, and writes there as writeFully does.
+  // Seeks to a position like seekTo, and writes there like writeFully.
   virtual void writeAt(std::uint64_t position, const void* buffer, std::size_t count);
 
   void setProblemHandler(const ProblemHandler& handler) { problemHandler_ = handler; }
@@ -68,7 +68,7 @@ class NorvikKavIStream : public NorvikKavStream {
  public:
   explicit NorvikKavIStream(boost::intrusive_ptr<NorvikIStream> stream);
 
-  // These two count the holders of the wrapped stream; the adapter itself belongs to its maker.
+  // These two count the holders of the wrapped stream; the maker of the adapter owns the adapter.
   void addRef() override;
   void release() override;
 
@@ -90,7 +90,7 @@ class NorvikKavIOStream final : public NorvikKavIStream {
   [[nodiscard]] std::size_t write(const void* buffer, std::size_t count) override;
   void setSize(std::uint64_t size) override;
 
-  // The way of every sample and of every table entry: two calls of the wrapped stream, directly.
+  // Used for every sample and every table entry: two direct calls of the wrapped stream.
   void writeAt(std::uint64_t position, const void* buffer, std::size_t count) override;
 
  private:

@@ -6,15 +6,15 @@
 
 namespace norvik::kav::impl {
 
-// What the library knows of a coding. A coding without a row is copied like any other.
+// The library's knowledge of a coding. A coding without a row is copied like any other.
 struct Codec {
   FourCc code = 0;           // of its sample entries
   FourCc handler = 0;        // of its tracks
-  std::string_view name;     // of the compressor, as a video entry states it; empty for none
-  FourCc configuration = 0;  // the box with the configuration of its decoder; 0 when not needed
+  std::string_view name;     // the compressor name of a video entry; empty for none
+  FourCc configuration = 0;  // the box with the decoder configuration; 0 if not needed
 };
 
-// The row of a code; null for a coding that is not known.
+// The row of a code; null for an unknown coding.
 const Codec* findCodec(FourCc code);
 
 }  // namespace norvik::kav::impl

@@ -7,12 +7,12 @@
 
 namespace norvik::kav::impl {
 
-// The bytes of an entry, its box header included, before its header bytes.
+// The length of an entry before its header bytes, box header included.
 inline constexpr std::size_t kVideoEntrySize = 86;
 inline constexpr std::size_t kAudioEntrySize = 36;
 inline constexpr std::size_t kGenericEntrySize = 16;
 
-// The fixed fields of an entry, as they follow its box header.
+// The fixed fields of an entry, after its box header.
 
 // Every kind of entry begins with these fields; an entry of an unknown kind has no others.
 struct GenericEntryRecord {
@@ -27,7 +27,7 @@ struct GenericEntryRecord {
 static_assert(plainBoxSize<GenericEntryRecord>() == kGenericEntrySize);
 
 struct VideoEntryRecord {
-  static constexpr std::size_t kCompressorName = 42;  // where the name begins
+  static constexpr std::size_t kCompressorName = 42;  // the offset of the name
 
   std::uint16_t dataReferenceIndex = 0;
   std::uint16_t width = 0;
@@ -49,15 +49,15 @@ struct VideoEntryRecord {
     fields.u32(self.verticalResolution);
     fields.reserved(4);
     fields.u16(self.frameCount);
-    fields.reserved(32);  // the compressor name follows from the coding
+    fields.reserved(32);  // the compressor name depends on the coding
     fields.u16(self.depth);
     fields.u16(self.preDefined);
   }
 };
 static_assert(plainBoxSize<VideoEntryRecord>() == kVideoEntrySize);
 
-// Where the base format has reserved words, QuickTime has a version and the values that belong to
-// it. Sound in a QuickTime coding makes no sense without them.
+// Where the base format has reserved words, QuickTime has a version and its values. Sound in a
+// QuickTime coding is unusable without them.
 struct AudioEntryRecord {
   std::uint16_t dataReferenceIndex = 0;
   std::uint16_t version = 0;
@@ -85,7 +85,7 @@ struct AudioEntryRecord {
 };
 static_assert(plainBoxSize<AudioEntryRecord>() == kAudioEntrySize);
 
-// The boxes among the header bytes of an entry. They stay bytes; decodeRecord looks into one.
+// The boxes among the header bytes of an entry. They stay bytes; decodeRecord reads one.
 
 // The shape of a pixel: its width and height in any common unit.
 struct PaspRecord {

@@ -14,8 +14,8 @@
 namespace norvik::kav::impl {
 namespace {
 
-// The boxes that follow one another in some bytes: calls use(type, box) for each, the box with its
-// header, and stops at what is no whole box.
+// The consecutive boxes in some bytes: calls use(type, box) for each, with its header, and stops at
+// an incomplete box.
 template <class Use>
 void forEachBox(std::span<const std::uint8_t> bytes, Use use) {
   while (bytes.size() >= kBoxHeaderSize) {
@@ -27,7 +27,7 @@ void forEachBox(std::span<const std::uint8_t> bytes, Use use) {
 }
 
 // The length of the fields before the boxes among the header bytes of a QuickTime sound
-// description. None for bytes that are too short for them.
+// description. Nothing for bytes that are too short for them.
 std::optional<std::size_t> extensionLength(const NorvikKavAudioSampleDescInfo& info,
                                            std::span<const std::uint8_t> headerBytes) {
   constexpr std::size_t kVersion1Length = 16;
@@ -44,7 +44,7 @@ std::optional<std::size_t> extensionLength(const NorvikKavAudioSampleDescInfo& i
   return stated - kAudioEntrySize;
 }
 
-// A sampling rate as 16.16. Rates beyond 65535 have no such form; 0 sends the reader to the
+// A sampling rate as 16.16. Rates above 65535 cannot be expressed; 0 refers the reader to the
 // configuration of the decoder.
 std::uint32_t fixedRate(double rate) {
   if (!(rate > 0) || rate >= 65536.0) return 0;
@@ -52,7 +52,7 @@ std::uint32_t fixedRate(double rate) {
 }
 
 // The configuration of the decoder first, whether it lies among the boxes or inside wave, then the
-// other boxes but wave. Empty without a configuration.
+// other boxes except wave. Empty without a configuration.
 std::vector<std::uint8_t> portableBoxes(FourCc configurationType,
                                         std::span<const std::uint8_t> boxes) {
   std::span<const std::uint8_t> configuration;
@@ -96,7 +96,7 @@ AudioSampleDescriptor portableForm(const AudioSampleDescriptor& descriptor) {
 
   NorvikKavAudioSampleDescInfo info = descriptor.info();
   if (info.version == 2) {
-    // Version 2 keeps the true values in its extension, and constants in the fields.
+    // Version 2 has the true values in its extension, and constants in the fields.
     const auto rate = std::bit_cast<double>(loadU64(headerBytes.data() + 4));
     const std::uint32_t channels = loadU32(headerBytes.data() + 12);
     info.storedSampleRate = fixedRate(rate);

@@ -11,7 +11,7 @@
 
 namespace norvik::kav::impl {
 
-// A sample description on its own: what the reader hands out and the writer takes. It holds its
+// A sample description by itself, which the reader returns and the writer takes. It holds its
 // record and its own copy of the header bytes.
 class SampleDescriptor {
  public:
@@ -46,11 +46,11 @@ class SampleDescriptor {
 template <class Info>
 class DescriptorOf final : public SampleDescriptor {
  public:
-  // A new description: what is not given here is 0.
+  // A new description; every value that is not given here is 0.
   DescriptorOf(std::uint32_t headerLength, FourCc codecType, FourCc handlerType,
                const std::uint8_t* bytes);
 
-  // The description that a record and its header bytes make.
+  // The description with this record and these header bytes.
   DescriptorOf(const Info& info, const std::uint8_t* bytes);
 
   const Info& info() const override { return info_; }
@@ -70,9 +70,9 @@ using VideoSampleDescriptor = DescriptorOf<NorvikKavVideoSampleDescInfo>;
 using AudioSampleDescriptor = DescriptorOf<NorvikKavAudioSampleDescInfo>;
 using ZeltSampleDescriptor = DescriptorOf<NorvikKavZeltSampleDescInfo>;
 
-// The descriptor that a public record makes with header bytes, whatever length the record states
-// for them; the record's handler tells its kind. Throws unsupportedTrackType for a record that is
-// not as long as its kind, implausibleCount for more header bytes than a record can count.
+// The descriptor for a public record and header bytes, whatever length the record states for them.
+// The record's handler determines the kind. Throws unsupportedTrackType for a record whose length
+// is not that of its kind, implausibleCount for more header bytes than a record can count.
 std::unique_ptr<SampleDescriptor> makeDescriptor(const NorvikKavSampleDescInfo& info,
                                                  std::span<const std::uint8_t> header);
 

@@ -18,8 +18,8 @@ namespace norvik::kav::impl {
 
 class RootBox;
 
-// Where boxes come from when their owner wants a say in it. allocate may return null, which makes
-// the factory return no box.
+// A source of memory for boxes, for an owner that controls it. allocate may return null; the
+// factory then returns no box.
 class BoxAllocator {
  public:
   virtual ~BoxAllocator() = default;
@@ -27,7 +27,7 @@ class BoxAllocator {
   virtual void free(void* block) = 0;
 };
 
-// The header of a box as it was read: what the factory builds a box from.
+// The header of a box as read. The factory builds a box from it.
 struct BoxHeader {
   FourCc type = 0;
   std::uint64_t size = 0;   // total length, with largesize and run-to-end resolved
@@ -42,7 +42,7 @@ struct BoxHeader {
   }
 };
 
-// What a container demands of its children.
+// A container's rule for its children.
 struct ChildRule {
   enum class Kind { exactlyOne, atLeastOne, exactlyOneOf };
 
@@ -53,7 +53,7 @@ struct ChildRule {
 
 class Box;
 
-// Gives a box back to the allocator that it came from.
+// Returns a box to the allocator that it came from.
 struct BoxDeleter {
   void operator()(Box* box) const noexcept;
 };
@@ -61,28 +61,28 @@ struct BoxDeleter {
 using BoxPtr = std::unique_ptr<Box, BoxDeleter>;
 
 // Boxes nest no deeper than this; a deeper tree is refused with ErrorCode::childRuleBroken. Real
-// files need a dozen levels, and the limit is what bounds every recursion over the tree.
+// files need a dozen levels, and the limit bounds every recursion over the tree.
 inline constexpr unsigned kDeepestNesting = 64;
 
 // A length-prefixed, type-tagged record that may hold other boxes.
 //
-// A box is either read or built. Read: made from a header by the factory, given its children, then
-// readVersionAndFlags, readContent and readChildren in this order. Built: made empty, given its
-// children by addChild, then write; further calls of write bring what changed up to date.
+// A box is either read or built. Read: the factory makes it from a header and adds its children;
+// then call readVersionAndFlags, readContent and readChildren in this order. Built: make it empty,
+// add its children by addChild, then call write; further calls of write write what has changed.
 //
-// Two lengths are kept. ownLength is the header and the filled part: the offset at which children
+// A box has two lengths. ownLength is the header and the filled part: the offset at which children
 // begin, and for a table being written the end of the entries in the file. extent is all the room
 // that the box takes: with its children, and for a table with the room reserved for entries to
 // come.
 class Box : public KavBase {
  public:
-  // A box read from a file. It takes up its whole extent and its payload is left alone.
+  // A box read from a file. It takes its whole extent, and its payload is not touched.
   Box(BoxHeader header, NorvikKavStream& stream);
 
-  // A box to be written, so far without content.
+  // A box to be written, without content so far.
   Box(FourCc type, NorvikKavStream& stream, bool largeSize = false);
 
-  // Slots 0 to 15. Obliged: these virtual operations, in this order, before any other.
+  // Slots 0 to 15. Fixed: these virtual operations, in this order, before any other.
 
   ~Box() override = default;
   virtual void writeHeader();
@@ -93,14 +93,14 @@ class Box : public KavBase {
   virtual std::uint64_t getContentSize() const;
 
   // Appends a child and places it, with everything in it, at this box's current end. A child that
-  // was read as part of this box has its place already and keeps it; one that was read elsewhere
-  // takes the form in which it will be written. Of such a child only what its class holds in memory
-  // reaches the new place.
+  // was read as part of this box keeps its place. One that was read elsewhere takes the form in
+  // which it will be written. Of such a child only what its class holds in memory reaches the new
+  // place.
   virtual void addChild(BoxPtr child);
 
-  // Writes the box and its children; from the second time on only what may have changed since. A
-  // box that was read in another form than it is written in takes that form first, in its place.
-  // Returns extent(). Throws ioFailed when the stream does not take all bytes.
+  // Writes the box and its children; after the first call only what may have changed since. A box
+  // that was read in another form than its written one takes the written form first, in its place.
+  // Returns extent(). Throws ioFailed if the stream does not take all bytes.
   virtual std::uint64_t write();
   virtual void writeContent() {}
   virtual void updateContent() {}
@@ -118,12 +118,12 @@ class Box : public KavBase {
   // demand.
   virtual Box* getChild(std::size_t index);
 
-  // Leaves nothing but the bare header, as of a box to be written; the extended type of a uuid box
+  // Leaves only the bare header, like that of a box to be written; the extended type of a uuid box
   // is not counted.
   virtual void resetSize();
 
-  // Reads the body of every child, and of their children. With check, a child whose rules are
-  // broken is refused with ErrorCode::childRuleBroken.
+  // Reads the body of every child, and of their children. With check, refuses a child whose rules
+  // are broken with ErrorCode::childRuleBroken.
   virtual void readChildren(RootBox& root, bool check);
 
   // Further virtual operations come after the slots.
@@ -137,7 +137,7 @@ class Box : public KavBase {
   std::uint64_t extent() const { return extent_; }
 
   // Reads the body of this box, whose header is in the tree: rules, content, children. Leaves the
-  // stream at the end of the box, or of the data when that comes first.
+  // stream at the end of the box, or at the end of the data if that comes first.
   void readBody(RootBox& root, bool check);
 
   FourCc type() const { return type_; }
@@ -156,20 +156,20 @@ class Box : public KavBase {
   }
   std::uint64_t payloadStart() const { return start_ + headerLength(); }
 
-  // Gives the box, with everything in it, another place. One that was read ends with its last child
-  // from here on: bytes that no child accounts for are left out.
+  // Moves the box, with everything in it, to another place. A box that was read now ends with its
+  // last child: bytes that belong to no child are left out.
   void place(std::uint64_t start);
 
-  // Takes up the room that the children need by now, here and in everything below: for a built box
-  // with a child that has grown. Nothing is moved before the next place.
+  // Takes the room that the children now need, here and in everything below: for a built box with a
+  // child that has grown. Nothing is moved before the next place.
   void layOut();
 
-  // Gives up the room that is reserved and not filled, here and in everything below: from here on
-  // the box takes up what is really in it. Nothing is moved.
+  // Releases the room that is reserved but not filled, here and in everything below: from here on
+  // the box takes only the room of its content. Nothing is moved.
   void releaseReserve();
 
-  // Makes the next write a complete one, here and in everything below: for a box that was placed
-  // anew, and whose bytes at the new place are not there yet.
+  // Makes the next write a complete one, here and in everything below: for a box that has a new
+  // place at which its bytes are not written yet.
   void forgetWritten();
 
   // Grows a built box: its own length, and the room it takes.
@@ -188,19 +188,19 @@ class Box : public KavBase {
   void setExtendedType(const ExtendedType& type) { extendedType_ = type; }
   std::vector<BoxPtr>& ownedChildren() { return children_; }
 
-  // Changes the box itself to the form in which it is written and returns whether that is another
-  // one than it had. Called before anything is written or moved, so that a class whose content is
-  // still in the file can fetch it. A type with a code of its own is written as that code and never
-  // as an extended type.
+  // Changes the box itself to its written form and returns whether that differs from the previous
+  // one. Called before anything is written or moved, so that a class whose content is still in the
+  // file can fetch it. A type with a code of its own is written as that code and never as an
+  // extended type.
   virtual bool takeWrittenForm();
 
-  // Writes bytes at an offset in the file; throws ioFailed when the stream does not take them all.
+  // Writes bytes at an offset in the file; throws ioFailed if the stream does not take them all.
   void writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
     stream_.writeAt(offset, bytes.data(), bytes.size());
   }
 
  private:
-  // Brings the box and everything in it into the form in which it is written.
+  // Changes the box and everything in it to the written form.
   bool takeWrittenFormWithChildren();
   bool wasReadWithin(const Box& parent) const;
   bool dropUuidForm();
@@ -234,7 +234,7 @@ class FullBox : public Box {
 
   void writeHeader() override;
 
-  // Takes off a compact header whatever form the header has.
+  // Subtracts a compact header whatever form the header has.
   std::uint64_t getContentSize() const override { return ownLength() - 12; }
   void readVersionAndFlags() override;
   void resetSize() override;
@@ -251,7 +251,7 @@ class FullBox : public Box {
   std::uint32_t flags_ = 0;
 };
 
-// Makes a box in memory of the given allocator, or with new when there is none. Null when the
+// Makes a box in the allocator's memory, or with new if there is no allocator. Null if the
 // allocator has no room.
 template <class T, class... Args>
 BoxPtr makeBoxIn(BoxAllocator* allocator, Args&&... args) {
@@ -270,7 +270,7 @@ BoxPtr makeBoxIn(BoxAllocator* allocator, Args&&... args) {
   return owned;
 }
 
-// Makes a box that the caller goes on to fill, keeping its class.
+// Makes a box that the caller continues to fill, keeping its class.
 template <class T>
 using OwnedBox = std::unique_ptr<T, BoxDeleter>;
 
@@ -279,7 +279,7 @@ OwnedBox<T> makeBox(Args&&... args) {
   return OwnedBox<T>(new T(std::forward<Args>(args)...));
 }
 
-// Makes a child of a class, hands it over, and keeps a view of it.
+// Makes a child of a class, adds it, and returns a view of it.
 template <class T, class... Args>
 T& addNewChild(Box& parent, Args&&... args) {
   auto child = makeBox<T>(std::forward<Args>(args)...);
@@ -289,15 +289,15 @@ T& addNewChild(Box& parent, Args&&... args) {
   return view;
 }
 
-// The child as a class, when it is one: the factory guarantees the class of a type except where a
-// box was handed in from outside, so the cast is checked.
+// The child as a class, if it is one. The factory guarantees the class of a type except for a box
+// that was passed in from outside, so the cast is checked.
 template <class T>
 T* childAs(Box& child) {
   return dynamic_cast<T*>(&child);
 }
 
-// Keeps a view of a child of a class as it is added: where a container holds several of them, the
-// last one counts. Where exactly one is needed, the container's rules refuse the second.
+// Keeps a view of a child of a class when it is added. If a container has several of them, the last
+// one counts. Where exactly one is required, the container's rules refuse the second.
 template <class T>
 void remember(T*& remembered, Box& child) {
   if (T* found = childAs<T>(child)) remembered = found;

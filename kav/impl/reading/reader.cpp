@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::uint32_t kCacheBlockSize = 64 * 1024;
 
-// A few blocks for each track let interleaved tracks keep their places; the bounds keep the cache
-// from growing with what a file claims.
+// A few blocks for each track let interleaved tracks keep their places. The bounds keep the cache
+// from growing with the claims of a file.
 constexpr std::size_t kBlocksForTrack = 3;
 constexpr std::size_t kFewestBlocks = 16;
 constexpr std::size_t kMostBlocks = 64;
@@ -29,12 +29,12 @@ std::uint32_t cacheBlocks(std::size_t tracks) {
       std::clamp(tracks * kBlocksForTrack, kFewestBlocks, kMostBlocks));
 }
 
-// What may still be counted.
+// The cost that may still be counted.
 class CostBudget {
  public:
   explicit CostBudget(std::uint64_t limit) : left_(limit) {}
 
-  // False once the budget is used up.
+  // Returns false once the budget is used up.
   bool spend(std::uint32_t sampleSize) {
     const std::uint64_t cost = std::max(sampleSize, kSmallestSampleCost);
     const bool affordable = cost <= left_;
@@ -46,8 +46,8 @@ class CostBudget {
   std::uint64_t left_;
 };
 
-// Counts until the samples end or fail, or leave the file: whoever reads them will meet the failure
-// in its place, and a table in a small file can promise any number of samples that are not there.
+// Counts until the samples end, fail, or leave the file. Reading the samples later meets the same
+// failure in its place, and a table in a small file can claim any number of missing samples.
 TrackTotals countTrack(SampleIterator& samples, std::uint64_t fileLength, CostBudget& budget) {
   TrackTotals totals;
   try {
@@ -177,13 +177,13 @@ std::vector<TrackTotals> Reader::countSamples(std::uint64_t costLimit,
   std::vector<TrackTotals> totals(records_.size());
   try {
     const auto iterators = createTrackIterators(records_, info_.timescale, options);
-    // With one track wanted there is one iterator, which belongs to that track.
+    // With one track selected there is one iterator, which belongs to that track.
     std::size_t track = options.trackIndex.value_or(0);
     for (const auto& iterator : iterators) {
       totals[track++] = countTrack(*iterator, document_.stream().size(), budget);
     }
   } catch (const Exception&) {
-    // Nothing can be iterated then, and nothing will need room.
+    // Then nothing can be iterated, and nothing needs room.
     return totals;
   }
   return totals;

@@ -35,36 +35,36 @@ class Reader {
 
   const MovieInfo& info() const { return info_; }
 
-  // The tracks in the order of the file, and what the reader knows of each.
+  // The tracks in file order, and the reader's records of them.
   std::span<const Track> tracks() const { return tracks_; }
   std::span<const TrackRecord> records() const { return records_; }
 
   MdatBox* mediaData() const { return mediaData_; }
 
-  // All samples of the file, edit lists applied unless the reader was told to ignore them.
+  // All samples of the file, with edit lists applied unless the reader's options say otherwise.
   std::unique_ptr<DocIterator> createDocIterator();
 
-  // The samples that the options ask for.
+  // The samples selected by the options.
   std::unique_ptr<DocIterator> createDocIterator(const SampleOptions& options);
 
   // By how many ticks of a track its samples are delivered later than its edit list says.
   std::uint64_t editShift(const TrackRecord& track) const;
 
-  // What the samples come to that the options ask for, a record for each track, until they cost
-  // more than the limit.
+  // Counts the samples selected by the options, in one record for each track, until they cost more
+  // than the limit.
   std::vector<TrackTotals> countSamples(std::uint64_t costLimit);
   std::vector<TrackTotals> countSamples(std::uint64_t costLimit, const SampleOptions& options);
 
-  // The payload of the XMP box; empty when there is none. The view lives as long as the reader.
+  // The payload of the XMP box; empty if there is none. The view lives as long as the reader.
   std::span<const std::uint8_t> metadata();
 
-  // The length of the same, without bringing it into memory.
+  // The length of that payload, without loading it into memory.
   std::uint64_t metadataLength();
 
   // Copies the header bytes of a description into a buffer of its header length.
   static void getSampleDescription(const SampleDescription& description, std::uint8_t* buffer);
 
-  // Copies the metadata into the caller's buffer; nothing when there is none.
+  // Copies the metadata into the caller's buffer; does nothing if there is none.
   void getMetadata(std::uint8_t* buffer);
 
   // The top-level boxes of the whole file; see listTopLevelBoxes.
@@ -73,7 +73,7 @@ class Reader {
   std::uint64_t fileLength() const { return document_.stream().size(); }
   bool hasBytes(std::uint64_t offset, std::uint64_t length) const;
 
-  // Copies bytes of the file. Throws shortRead when it ends before.
+  // Copies bytes of the file. Throws shortRead if the file ends first.
   void readBytes(std::uint64_t offset, std::span<std::uint8_t> destination);
   void peekBytes(std::uint64_t offset, std::span<std::uint8_t> destination);
   void checkBytes(std::uint64_t offset, std::uint64_t length) const;
@@ -89,7 +89,7 @@ class Reader {
   std::vector<Track> tracks_;
   std::vector<TrackRecord> records_;  // of the same tracks
   MdatBox* mediaData_ = nullptr;
-  bool hasNoMetadata_ = false;  // known once the file was read to its end
+  bool hasNoMetadata_ = false;  // known once the file has been read to its end
   std::optional<SampleReadCache> cache_;
 };
 

@@ -16,11 +16,12 @@ class SampleIterator {
   // Whether there is a next sample.
   virtual bool hasNext() = 0;
 
-  // Hands over the next sample and moves on; null at the end. It is take, with a sample of its own.
+  // Returns the next sample and advances; null at the end. It calls take with a new sample.
   virtual SamplePtr next();
 
-  // Puts the next sample into the caller's and moves on, without allocating. False at the end, with
-  // the sample as it was. After an exception the content of the sample is unspecified.
+  // Copies the next sample into the caller's and advances, without allocating. At the end it
+  // returns false and leaves the sample unchanged. After an exception the sample's content is
+  // unspecified.
   virtual bool take(Sample& sample) = 0;
 };
 

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint64_t kToTheEnd = std::numeric_limits<std::uint64_t>::max();
 
-// A range as the one segment that shows it; none for an empty range, since a segment without a
+// A range as the one segment that shows it; nothing for an empty range, since a segment without a
 // duration would show all the rest of the media.
 std::vector<EditSegment> segmentsOfRange(std::uint64_t start, std::uint64_t end) {
   if (end <= start) return {};
@@ -81,7 +81,7 @@ void TrackIterator::position(std::uint64_t start, std::uint64_t end) {
       stbl.ctts() == nullptr ? CompositionCursor() : stbl.ctts()->getCompositionCursor(number);
   syncSamples_ =
       stbl.stss() == nullptr ? SyncSampleCursor() : stbl.stss()->getSyncSampleCursor(number);
-  // The bytes begin with the first sample's wherever the range begins.
+  // The bytes begin with that of the first sample, wherever the range begins.
   dependencies_ = stbl.sdtp() == nullptr ? std::span<const std::uint8_t>() : stbl.sdtp()->bytes();
   valid_ = true;
 }
@@ -142,7 +142,7 @@ bool TrackIterator::hasNext() { return valid_ || segment_ < segments_.size(); }
 bool TrackIterator::take(Sample& sample) {
   if (!hasNext()) return false;
   if (!valid_) {
-    // An empty segment, where openSegment has stopped.
+    // An empty segment, at which openSegment has stopped.
     const std::uint64_t time =
         rescaleTime(segments_[segment_].duration, segmentTimescale_, track_.info().mediaTimescale);
     ++segment_;
@@ -152,7 +152,7 @@ bool TrackIterator::take(Sample& sample) {
   }
   fill(sample);
   if (sample.description == nullptr) {
-    // Without its description nothing after this sample can be understood.
+    // Without its description, no sample after this one can be understood.
     valid_ = false;
     segment_ = segments_.size();
     return true;

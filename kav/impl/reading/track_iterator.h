@@ -25,9 +25,9 @@ class TrackIterator final : public SampleIterator {
   TrackIterator(const TrackRecord& track, std::uint64_t context, std::uint64_t start,
                 std::uint64_t end);
 
-  // The samples of several segments, whose times count in segmentTimescale, up to the end of the
-  // requested range in the media timescale. Each empty segment gives one empty-edit sample.
-  // Throws incompleteSampleTable for a track without the tables that are needed.
+  // The samples of several segments, whose times are in segmentTimescale, up to the end of the
+  // requested range in the media timescale. Each empty segment gives one empty-edit sample. Throws
+  // incompleteSampleTable for a track without the necessary tables.
   TrackIterator(const TrackRecord& track, std::uint64_t context, std::vector<EditSegment> segments,
                 std::uint32_t segmentTimescale, std::uint64_t end);
 
@@ -43,13 +43,13 @@ class TrackIterator final : public SampleIterator {
   void fill(Sample& sample);
 
   const TrackRecord& track_;
-  const Sample blank_;  // what all samples of the track have in common
+  const Sample blank_;  // the fields that all samples of the track share
   std::vector<EditSegment> segments_;
   std::uint32_t segmentTimescale_;
   std::uint64_t end_;
   std::size_t segment_ = 0;
 
-  bool valid_ = false;          // is at a sample
+  bool valid_ = false;          // there is a current sample
   std::uint64_t rangeEnd_ = 0;  // of the segment, in the media timescale
   std::uint64_t offset_ = 0;    // of the current sample in the file
   TimeCursor times_;

@@ -12,17 +12,17 @@ namespace norvik::kav::impl {
 
 class StblBox;
 
-// A track as the reader knows it: what everyone may see of it, and its boxes, which are views into
-// the document.
+// The reader's record of a track: its public part, and its boxes, which are views into the
+// document.
 struct TrackRecord {
   const Track* track = nullptr;  // owned by the reader; never null in one of its records
   TrakBox* trak = nullptr;
-  StblBox* stbl = nullptr;  // null when the track has none
+  StblBox* stbl = nullptr;  // null if the track has none
   RootBox* root = nullptr;
 
   const NorvikKavTrackInfo& info() const { return track->info; }
 
-  // The track's edit list; null when it has none, or one without edits, which means the same.
+  // The track's edit list; null if it has none, or one without edits, which means the same.
   const ElstBox* edits() const;
 
   // Whether the movie announces fragments.
@@ -36,7 +36,7 @@ struct TrackRecord {
 // The ids of the tracks that a hint track gives hints for; empty for any other track.
 std::span<const std::uint32_t> hintedTracks(const TrackRecord& track);
 
-// A sample of a track with all that its samples have in common, and nothing else.
+// A sample of a track with only the fields that all its samples share.
 Sample blankSample(const TrackRecord& track, std::uint64_t context);
 
 // The sample for an empty edit of a track, at a time in the media timescale.

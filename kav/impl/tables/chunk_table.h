@@ -13,7 +13,7 @@ namespace norvik::kav::impl {
 
 // Chunks with an equal number of samples of one description. Sample and chunk numbers count from 1.
 struct ChunkRun {
-  // The number of chunks in the last run: nothing in the table tells where it ends.
+  // The number of chunks in the last run: no entry states where it ends.
   static constexpr std::uint32_t kOpenEnded = 0xFFFFFFFF;
 
   std::uint32_t firstChunk = 0;
@@ -37,34 +37,35 @@ class ChunkTable {
   RunList<ChunkRun> runs_;
 };
 
-// Makes a table of the entries of a file: add each in turn, then finish. Entries that go on as the
-// one before them become one run with it: some files have an entry for each of a million chunks.
+// Builds a table from the entries of a file. Order of calls: add each in turn, then finish. An
+// entry that continues the previous one joins its run: some files have an entry for each of a
+// million chunks.
 class ChunkTable::Loader {
  public:
-  // Throws badChunkRun when the first run does not start at chunk 1 or a run starts before the
+  // Throws badChunkRun if the first run does not start at chunk 1, or a run starts before the
   // previous one.
   void add(const ChunkEntry& entry);
 
   // A table without entries becomes one run of chunks without samples, so that a look-up in it
-  // fails as one in any other run without samples does.
+  // fails like one in any other run without samples.
   ChunkTable finish() &&;
 
  private:
   bool continuesLast(const ChunkEntry& entry) const;
 
   ChunkTable table_;
-  std::uint32_t latestChunk_ = 1;  // that an entry began with
-  std::optional<ChunkRun> last_;   // until the next run tells how many chunks it has
+  std::uint32_t latestChunk_ = 1;  // the first chunk of the latest entry
+  std::optional<ChunkRun> last_;   // until the next run gives its number of chunks
 };
 
 // Walks the samples of chunks. It begins at the first sample of the chunk that holds the wanted
-// one; the caller walks on from there and adds up the sizes, since only the chunk's offset is in
-// the file. It refers to the runs and owns nothing: they must outlive it.
+// one. The caller walks on from there and adds up the sizes, since the file has only the chunk's
+// offset. It refers to the runs and owns nothing: they must outlive it.
 class ChunkCursor {
  public:
   ChunkCursor() = default;
 
-  // runs: filled ones. Throws badChunkRun when the sample lies in a run of chunks without samples.
+  // runs: filled ones. Throws badChunkRun if the sample lies in a run of chunks without samples.
   ChunkCursor(std::span<const ChunkRun> runs, std::uint32_t sampleNumber);
 
   bool isValid() const { return run_ != end_; }
@@ -74,15 +75,15 @@ class ChunkCursor {
   std::uint32_t chunkNumber() const { return chunkNumber_; }
   std::uint32_t descriptionIndex() const { return descriptionIndex_; }
 
-  // One sample on. Throws badChunkRun on the way into a run of chunks without samples, so it is to
-  // be called only when there is a next sample.
+  // Advances by one sample. Throws badChunkRun when entering a run of chunks without samples, so
+  // call it only if there is a next sample.
   void advance() {
     if (!isValid()) return;
     sampleNumber_ = wrappingAdd(sampleNumber_, 1);
     if (--samplesLeft_ == 0) enterNextChunk();
   }
 
-  // A number of samples on within the chunk: fewer than samplesLeftInChunk.
+  // Advances by a number of samples within the chunk: fewer than samplesLeftInChunk.
   void advanceWithinChunk(std::uint32_t samples) {
     sampleNumber_ = wrappingAdd(sampleNumber_, samples);
     samplesLeft_ -= samples;
@@ -101,8 +102,8 @@ class ChunkCursor {
   std::uint32_t descriptionIndex_ = 0;
 };
 
-// Gathers the samples of a track into chunks: consecutive samples of one description that lie next
-// to each other in the file.
+// Gathers the samples of a track into chunks: consecutive samples of one description that are
+// adjacent in the file.
 class ChunkTableBuilder {
  public:
   struct Chunk {
@@ -110,7 +111,7 @@ class ChunkTableBuilder {
     std::uint64_t offset = 0;  // of its first sample in the file
   };
 
-  // Takes the next sample. Returns the chunk that it closed by opening another one, if any.
+  // Takes the next sample. If it opens another chunk, returns the one that this closed.
   std::optional<Chunk> add(std::uint64_t offset, std::uint32_t size,
                            std::uint32_t descriptionIndex) {
     ChunkEntry& entry = open_.entry;
@@ -127,7 +128,7 @@ class ChunkTableBuilder {
     return closed;
   }
 
-  // Closes the open chunk and returns it; none when no sample came since the last one was closed.
+  // Closes the open chunk and returns it; nothing if no sample came since the last one was closed.
   std::optional<Chunk> finish() {
     if (open_.entry.samplesPerChunk == 0) return std::nullopt;
     const Chunk closed = open_;
@@ -136,8 +137,8 @@ class ChunkTableBuilder {
   }
 
  private:
-  Chunk open_;  // without samples: the number of the last one, and nothing else
-  std::uint64_t expectedOffset_ = 0;  // where the next sample must lie to join
+  Chunk open_;                        // without samples: only the number of the last one
+  std::uint64_t expectedOffset_ = 0;  // where the next sample must lie to be adjacent
 };
 
 }  // namespace norvik::kav::impl

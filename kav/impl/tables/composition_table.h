@@ -32,12 +32,12 @@ class CompositionTable {
   RunList<OffsetRun> runs_;
 };
 
-// Makes a table of the entries of a file: add each in turn, then finish.
+// Builds a table from the entries of a file. Order of calls: add each in turn, then finish.
 class CompositionTable::Loader {
  public:
   explicit Loader(std::size_t expectedEntries = 0) { table_.runs_.reserve(expectedEntries); }
 
-  // Throws sampleNumberOverflow when the sample numbers leave 32 bits.
+  // Throws sampleNumberOverflow if the sample numbers exceed 32 bits.
   void add(const OffsetEntry& entry);
   CompositionTable finish() && { return std::move(table_); }
 
@@ -46,9 +46,9 @@ class CompositionTable::Loader {
   std::uint32_t nextFirstSample_ = 1;
 };
 
-// Walks composition offsets. A table may hold fewer samples than the track: once the walk has left
-// its last run, and for a track without a table, the offset is 0. It refers to the table and owns
-// nothing: the table must outlive it.
+// Walks composition offsets. A table may hold fewer samples than the track: after its last run, and
+// for a track without a table, the offset is 0. It refers to the table and owns nothing: the table
+// must outlive it.
 class CompositionCursor {
  public:
   CompositionCursor() = default;
@@ -71,11 +71,11 @@ class CompositionCursor {
   std::uint32_t index_ = 0;  // within the run
 };
 
-// Turns the composition offsets of a track into the entries of its table. A run waits until another
-// offset comes.
+// Turns the composition offsets of a track into the entries of its table. A run is held until
+// another offset comes.
 class CompositionTableBuilder {
  public:
-  // Takes the offset of the next sample. Returns the entry that became final by it, if any.
+  // Takes the offset of the next sample. Returns the entry that this makes final, if any.
   std::optional<OffsetEntry> add(std::uint32_t offset) {
     if (offset == pending_.sampleOffset || pending_.sampleCount == 0) {
       ++pending_.sampleCount;
@@ -87,7 +87,7 @@ class CompositionTableBuilder {
     return final;
   }
 
-  // The entry that completes the table for the samples so far. Samples may follow all the same.
+  // The entry that completes the table for the samples so far. More samples may still follow.
   std::optional<OffsetEntry> finish() const {
     if (pending_.sampleCount == 0) return std::nullopt;
     return pending_;

@@ -7,8 +7,8 @@
 
 namespace norvik::kav::impl {
 
-// Where the chunks of a track begin in the file, 64 bits wide whatever the file has. A table does
-// not change once it is made.
+// Where the chunks of a track begin in the file, always in 64 bits. A table does not change once it
+// is made.
 class OffsetTable {
  public:
   OffsetTable() = default;

@@ -7,30 +7,30 @@
 
 namespace norvik::kav::impl {
 
-// How the tables of a track find the run of a sample or of a time.
+// Finds the run of a sample or of a time in the tables of a track.
 //
-// An entry of no samples, or of no chunks, has a run as every other entry has. It adds nothing to
-// any sum and nothing can be found in it: look-ups and walks go over the filled runs alone.
+// An entry of no samples, or of no chunks, has a run like every other entry. It adds nothing to any
+// sum and nothing can be found in it, so look-ups and walks cover only the filled runs.
 
 // Finds the first entry of a list that reaches a target. In an ascending list that is a binary
 // search. In any other list only an entry above all those before it can be the answer, so those are
-// remembered and searched; a list in disorder costs no more time than an ordered one.
+// remembered and searched. An unsorted list costs no more time than a sorted one.
 class RisingIndex {
  public:
   // valueAt(i) is the value of entry i. The list must not change afterwards.
   template <class ValueAt>
   void build(std::size_t count, ValueAt valueAt);
 
-  // The index of the first entry with a value of at least target, or count when there is none.
+  // The index of the first entry with a value of at least target, or count if there is none.
   template <class ValueAt>
   std::size_t firstReaching(std::size_t count, std::uint64_t target, ValueAt valueAt) const;
 
  private:
   bool isAscending_ = true;
-  std::vector<std::uint32_t> rises_;  // only for a list in disorder
+  std::vector<std::uint32_t> rises_;  // only for an unsorted list
 };
 
-// The runs of a table, in its order.
+// The runs of a table, in table order.
 template <class Run>
 class RunList {
  public:
@@ -51,12 +51,12 @@ class RunList {
 
  private:
   std::vector<Run> all_;
-  std::vector<Run> filled_;  // only once there is an empty run
+  std::vector<Run> filled_;  // used only once there is an empty run
   bool hasEmpty_ = false;
 };
 
-// The last run that begins at or before a sample; the first run for a sample before all of them;
-// null without runs. The last run is tried first, so that a look-up near the end is immediate.
+// The last run that begins at or before a sample; the first run for a sample before all runs; null
+// without runs. The last run is tried first, so that a look-up near the end is immediate.
 template <class Run>
 const Run* findRun(std::span<const Run> runs, std::uint32_t sampleNumber) {
   if (runs.empty()) return nullptr;

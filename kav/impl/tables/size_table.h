@@ -16,12 +16,12 @@ class SizeTable {
       : sampleSize_(sampleSize), sampleCount_(sampleCount) {}
   explicit SizeTable(std::vector<std::uint32_t> sizes);
 
-  // The size of all samples, or 0 when each has its own.
+  // The size of all samples, or 0 if each has its own.
   std::uint32_t sampleSize() const { return sampleSize_; }
   std::span<const std::uint32_t> sizes() const { return sizes_; }
 
-  // The bytes of a number of samples from one on, in a time that does not grow with the number: a
-  // chunk may hold a whole movie. Samples that the table does not have count nothing.
+  // The total size of a number of samples from one on. The time for this does not grow with the
+  // number, because a chunk may hold a whole movie. Samples that the table does not have count 0.
   std::uint64_t totalSize(std::uint32_t firstSample, std::uint32_t count) const;
 
  private:

@@ -8,9 +8,9 @@
 
 namespace norvik::kav::impl {
 
-// Walks the numbers of sync samples in the order of the table. Only a cursor made from a table is
-// active; a track without one has no sync samples. It refers to the table and owns nothing: the
-// table must outlive it.
+// Walks the numbers of sync samples in table order. Only a cursor made from a table is active; a
+// track without one has no sync samples. It refers to the table and owns nothing: the table must
+// outlive it.
 class SyncSampleCursor {
  public:
   SyncSampleCursor() = default;
@@ -20,7 +20,7 @@ class SyncSampleCursor {
   bool isActive() const { return isActive_; }
   bool isAtEnd() const { return position_ == end_; }
 
-  // The current number. Not at the end.
+  // The current number. Must not be called at the end.
   std::uint32_t current() const { return *position_; }
 
   bool isAt(std::uint32_t sampleNumber) const {
@@ -36,8 +36,8 @@ class SyncSampleCursor {
   bool isActive_ = false;
 };
 
-// The numbers of the sync samples of a track, in the order of the file whatever it is. A table does
-// not change once it is made.
+// The numbers of the sync samples of a track, in file order, whatever that is. A table does not
+// change once it is made.
 class SyncTable {
  public:
   SyncTable() = default;
@@ -45,7 +45,7 @@ class SyncTable {
 
   std::span<const std::uint32_t> sampleNumbers() const { return sampleNumbers_; }
 
-  // At the first number, in the order of the table, that is not below the given one.
+  // A cursor at the first number, in table order, that is not below the given one.
   SyncSampleCursor cursorFrom(std::uint32_t sampleNumber) const;
 
  private:

@@ -4,7 +4,7 @@
 
 namespace norvik::kav::impl {
 
-// The entries of the sample tables as they lie in a file.
+// The entries of the sample tables in the form of a file.
 
 struct TimeEntry {
   std::uint32_t sampleCount = 0;

@@ -8,8 +8,8 @@
 
 namespace norvik::kav::impl {
 
-// Obliged: the operations of the iterators and interfaces here, and their order, are fixed. An
-// iterator refers to a table and owns nothing: the table must outlive it.
+// Fixed: the operations of the iterators and interfaces here, and their order. An iterator refers
+// to a table and owns nothing: the table must outlive it.
 
 // Walks sample sizes.
 class SampleSizeIterator {
@@ -39,7 +39,7 @@ class FixedSampleSizeIterator final : public SampleSizeIterator {
   std::uint32_t count_;
 };
 
-// Every sample has its own size. Only a valid iterator has one to tell.
+// Every sample has its own size. Only a valid iterator has a current one.
 class NormalVariableSampleSizeIterator final : public SampleSizeIterator {
  public:
   NormalVariableSampleSizeIterator(std::span<const std::uint32_t> sizes,
@@ -97,7 +97,7 @@ class NullChunkOffsetIterator final : public ChunkOffsetIterator {
   std::uint64_t getOffset() const override { return 0; }
 };
 
-// What a track needs of its sample tables, whichever box holds them.
+// The operations that a track needs of its sample tables, whichever box holds them.
 
 class ISampleSizeBox {
  public:
@@ -117,7 +117,7 @@ class ISyncSampleBox {
  public:
   virtual ~ISyncSampleBox() = default;
 
-  // At the first entry, in the order of the table, that is not below the number.
+  // A cursor at the first entry, in table order, that is not below the number.
   virtual SyncSampleCursor getSyncSampleCursor(std::uint32_t sampleNumber) const = 0;
 };
 

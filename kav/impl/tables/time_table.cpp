@@ -6,8 +6,8 @@
 namespace norvik::kav::impl {
 namespace {
 
-// The decoding time of the last sample of a filled run. Unlike the start of the next run, which is
-// a sum of wrapped products, it is exact: samples inside a run are counted on without a wrap.
+// The decoding time of the last sample of a filled run. It is exact, because samples inside a run
+// are counted without a wrap. The start of the next run is a sum of wrapped products.
 std::uint64_t lastTimeOf(const TimeRun& run) {
   const std::uint64_t length = std::uint64_t{run.sampleCount - 1} * run.sampleDelta;
   constexpr std::uint64_t kLastTime = std::numeric_limits<std::uint64_t>::max();
@@ -56,7 +56,7 @@ TimeCursor::TimeCursor(const TimeTable& table, std::uint64_t time)
 }
 
 std::vector<TimeEntry> TimeTableBuilder::finish() const {
-  // A track of one picture lasts one unit, whatever a last sample lasts elsewhere.
+  // A track of one picture lasts one unit, whatever the given duration of the last sample.
   if (samples_ == 1) return {{1, 1}};
   if (pending_.sampleCount == 0) return {};
   return {pending_, {1, lastSampleDuration_}};

@@ -20,7 +20,7 @@ struct TimeRun {
   std::uint32_t sampleDelta = 0;
 };
 
-// The decoding times of a track: the entries of a file with the sums that turn a time into an
+// The decoding times of a track: the entries of a file with the sums by which a time finds its
 // entry. A table does not change once it is loaded.
 class TimeTable {
  public:
@@ -31,7 +31,7 @@ class TimeTable {
   std::span<const TimeRun> runs() const { return runs_.all(); }
   std::span<const TimeRun> filled() const { return runs_.filled(); }
 
-  // The first filled run with a sample at or after a time; the end of the filled runs when there is
+  // The first filled run with a sample at or after a time; the end of the filled runs if there is
   // none.
   const TimeRun* findTime(std::uint64_t time) const;
 
@@ -43,7 +43,7 @@ class TimeTable {
   RisingIndex lastTimes_;
 };
 
-// Makes a table of the entries of a file: add each in turn, then finish.
+// Builds a table from the entries of a file. Order of calls: add each in turn, then finish.
 class TimeTable::Loader {
  public:
   explicit Loader(std::size_t expectedEntries = 0) { table_.runs_.reserve(expectedEntries); }
@@ -92,16 +92,16 @@ class TimeCursor {
   std::uint64_t decodingTime_ = 0;
 };
 
-// Turns the decoding times of a track into the entries of its table. A run waits until a sample of
-// another duration comes.
+// Turns the decoding times of a track into the entries of its table. A run is held until a sample
+// of another duration comes.
 class TimeTableBuilder {
  public:
-  // The duration of the last sample does not follow from decoding times, so it is given here.
+  // Decoding times do not give the duration of the last sample, so it is passed here.
   explicit TimeTableBuilder(std::uint32_t lastSampleDuration)
       : lastSampleDuration_(lastSampleDuration) {}
 
-  // Takes the time of the next sample, in decoding order. Returns the entry that became final by
-  // it, if any.
+  // Takes the time of the next sample, in decoding order. Returns the entry that this makes final,
+  // if any.
   std::optional<TimeEntry> add(std::uint64_t decodingTime) {
     const std::uint32_t delta = wrappingDistance(previousTime_, decodingTime);
     previousTime_ = decodingTime;
@@ -117,7 +117,7 @@ class TimeTableBuilder {
     return final;
   }
 
-  // The entries that complete the table for the samples so far. Samples may follow all the same.
+  // The entries that complete the table for the samples so far. More samples may still follow.
   std::vector<TimeEntry> finish() const;
 
  private:

@@ -19,7 +19,7 @@ void FragmentDirectory::add(MoofBox& fragment, std::size_t boxIndex) {
   const std::size_t number = count();
   for (const TrafBox* part : fragment.parts()) {
     std::vector<Place>& places = tracks_[part->trackId()].places;
-    // Several parts of one track are one place.
+    // Several parts of one track count as one place.
     if (places.empty() || places.back().number != number) places.push_back({&fragment, number});
   }
   fragments_.push_back({&fragment, boxIndex});
@@ -33,7 +33,7 @@ const FragmentDirectory::Place* FragmentDirectory::find(std::uint32_t trackId,
 }
 
 // The samples of the movie's own tables come before those of the fragments. Of several tracks with
-// one number the first one counts.
+// one number, the first one counts.
 void FragmentDirectory::beginTracks(const MoovBox& movie) {
   std::map<std::uint32_t, const TrakBox*> first;
   for (const TrakBox* trak : movie.tracks()) {
@@ -72,8 +72,8 @@ std::int32_t FragmentDirectory::findTime(std::uint32_t trackId, std::uint64_t ti
   const std::vector<Part>& parts = track->second.parts;
   auto end = parts.end();
   if (track->second.isRising) {
-    // Of the parts that begin in time the last one also ends last: it covers the time, or none
-    // does.
+    // Of the parts that begin before or at the time, the last one also ends last: it covers the
+    // time, or none does.
     end = std::ranges::upper_bound(parts, time, {},
                                    [](const Part& part) { return part.box->startTime(); });
     if (end == parts.begin()) return -1;

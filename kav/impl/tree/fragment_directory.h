@@ -12,28 +12,27 @@ namespace norvik::kav::impl {
 class MoovBox;
 
 // Which fragments of a file hold samples of which track, and of which decoding times. Fragments are
-// added in the order of the file. A track meets its own fragments and no others, so that a file
-// with thousands of tracks and thousands of fragments is not walked by each track from end to end.
+// added in file order. A track visits only its own fragments, so in a file with thousands of tracks
+// and thousands of fragments no track walks all fragments.
 class FragmentDirectory {
  public:
   struct Place {
     MoofBox* fragment = nullptr;
-    std::size_t number = 0;  // how many fragments come before it in the file
+    std::size_t number = 0;  // the number of fragments before it in the file
   };
 
-  // Takes note of the next fragment, once it has been read, and of its index among the top-level
-  // boxes.
+  // Notes the next fragment after it has been read, with its index among the top-level boxes.
   void add(MoofBox& fragment, std::size_t boxIndex);
 
-  // How many fragments were added.
+  // The number of fragments added.
   std::size_t count() const { return fragments_.size(); }
 
-  // The fragment of a track at a place among those of the track; null when so many were not added.
+  // The fragment at an index among those of the track; null if fewer were added.
   const Place* find(std::uint32_t trackId, std::size_t index) const;
 
-  // The box index of the last fragment with a part for the track that covers a time; -1 without
-  // one. Each fragment is worked out once, with the defaults of its movie; a look-up is then a
-  // binary search, except in a file whose fragments are not in the order of their times.
+  // The box index of the last fragment whose part for the track covers a time; -1 if there is none.
+  // Each fragment is resolved once, with the defaults of its movie. A look-up is then a binary
+  // search, except in a file whose fragments are not sorted by time.
   std::int32_t findTime(std::uint32_t trackId, std::uint64_t time, const MoovBox& movie);
 
  private:
@@ -50,13 +49,13 @@ class FragmentDirectory {
     std::vector<Place> places;
     std::vector<Part> parts;     // of the fragments whose times are known
     bool isRising = true;        // starts and ends of the parts
-    std::uint64_t nextTime = 0;  // where a part begins that does not say so
+    std::uint64_t nextTime = 0;  // where a part without a start time begins
   };
 
   void beginTracks(const MoovBox& movie);
   void addTimes(const Fragment& fragment, const MoovBox& movie);
 
-  // Ordered, because the numbers come from the file: they could be chosen to collide in a hash.
+  // Ordered, because the numbers come from the file and could be chosen to collide in a hash.
   std::map<std::uint32_t, Track> tracks_;
   std::vector<Fragment> fragments_;
   std::size_t timed_ = 0;  // how many of them are in the parts of their tracks

@@ -60,7 +60,7 @@ TEST(ParseCcData, ReadsTheProcessFlag) {
   EXPECT_TRUE(parseCcData(hex("41ff fc9420 ff")).process);
 }
 
-// An odd atom gives one triplet more than it is counted with; readers leave that one alone.
+// An odd atom gives one triplet more than the count states; readers ignore it.
 TEST(ParseCcData, IgnoresWhatFollowsTheStatedCount) {
   const CcData data = parseCcData(hex("c1ff fc9420 fd1525 ff"));
   EXPECT_EQ(data.triplets, (std::vector<CcTriplet>{kLoad}));

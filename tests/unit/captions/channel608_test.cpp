@@ -4,7 +4,7 @@
 
 #include "tests/unit/captions/pair_script.h"
 
-// What codes do on the screen, seen in the cues that come of it.
+// The effects of codes on the screen, seen in the resulting cues.
 namespace quarrypack::captions {
 namespace {
 

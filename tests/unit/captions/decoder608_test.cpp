@@ -4,8 +4,8 @@
 
 #include "tests/unit/captions/pair_script.h"
 
-// What the decoder does with pairs: parity, copies, fields, channels. What codes do on a screen is
-// the part of channel608_test.
+// How the decoder handles pairs: parity, copies, fields, channels. channel608_test covers the
+// effects of codes on a screen.
 namespace quarrypack::captions {
 namespace {
 

@@ -66,7 +66,7 @@ struct Decoded {
   std::vector<ChannelCues> channels;
   DecoderReport report;
 
-  // Of the only channel; none when there is none.
+  // Of the only channel; empty if there is none.
   const std::vector<Cue>& cues() const {
     static const std::vector<Cue> kNone;
     EXPECT_LE(channels.size(), 1u);
@@ -97,7 +97,7 @@ inline Decoded page(PairScript script) {
   return decoded(whole.show());
 }
 
-// What a page of a single row reads; empty for a blank one.
+// The text of a page of a single row; empty for a blank one.
 inline std::string pageText(const PairScript& script) {
   const Decoded result = page(script);
   return result.cues().empty() ? "" : textOf(result.cues().front());

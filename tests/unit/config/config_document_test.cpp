@@ -45,7 +45,7 @@ class ConfigDocumentTest : public testing::Test {
   std::string file_ = (folder_.path() / "config.xml").string();
 };
 
-// A document in which byte number `offset` stands between the two parts of the value.
+// A document in which byte number `offset` lies between the two parts of the value.
 std::string splitAt(std::size_t offset, const std::string& before, const std::string& after) {
   const std::string head = "<c><!--";
   const std::string start = "--><v>" + before;
@@ -74,7 +74,7 @@ TEST_F(ConfigDocumentTest, ThrowsForAMissingFile) {
 }
 
 TEST_F(ConfigDocumentTest, LeavesTheHolderEmptyForAFileThatCannotBeOpened) {
-  // A socket exists in the file system, but nobody can open it, whatever his rights.
+  // A socket exists in the file system, but no user can open it, whatever the permissions.
   const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -180,8 +180,8 @@ TEST_F(ConfigDocumentTest, JoinsLinesWithoutTheirLineBreak) {
 }
 
 TEST_F(ConfigDocumentTest, GivesTextBetweenChildrenToTheParent) {
-  const auto root = load("<c> before <v>inside</v> behind </c>");
-  EXPECT_EQ(root->getData(), "beforebehind");
+  const auto root = load("<c> before <v>inside</v> after </c>");
+  EXPECT_EQ(root->getData(), "beforeafter");
   EXPECT_EQ(root->findChild("v")->getData(), "inside");
 }
 

@@ -62,7 +62,7 @@ class FileStreamTest : public testing::Test {
   quarrypack::test::TemporaryFolder folder_;
 };
 
-// The kind of the failure of the call, or nothing when it works.
+// The kind of the call's failure, or nothing if it succeeds.
 std::optional<IOErrorKind> kindOf(const std::function<void()>& call) {
   try {
     call();

@@ -16,7 +16,7 @@ struct State {
   std::array<std::size_t, 5> counts{};
   SystemCall faulty = SystemCall::open;
   std::size_t callsUntilFault = 0;
-  int errorNumber = 0;  // 0 stands for a short transfer
+  int errorNumber = 0;  // 0 means a short transfer
   bool met = false;
 };
 State state;

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-// The file calls of the program under test, counted and made to fail on demand. The linker puts
-// these doors in front of the calls of the C library for the whole test program.
+// The file calls of the program under test, counted and made to fail on demand. The linker
+// replaces the calls of the C library by these wrappers in the whole test program.
 namespace quarrypack::test {
 
 enum class SystemCall { open, close, read, write, setLength };
@@ -19,7 +19,7 @@ void failSystemCall(SystemCall call, std::size_t k, int errorNumber);
 // The k-th read or write from now on moves half of its bytes.
 void shortenSystemCall(SystemCall call, std::size_t k);
 
-// Whether the fault that was asked for has been met.
+// Whether the requested fault has occurred.
 bool systemFaultWasMet();
 
 }  // namespace quarrypack::test

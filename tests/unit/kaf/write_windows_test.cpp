@@ -20,7 +20,7 @@ using quarrypack::test::resetSystemCalls;
 using quarrypack::test::SystemCall;
 using quarrypack::test::systemCallCount;
 
-// The windows are watched through the stream that owns them: what it costs, and what arrives.
+// The windows are tested through the stream that owns them: by its calls, and by what arrives.
 class WriteWindowsTest : public testing::Test {
  protected:
   WriteWindowsTest()
@@ -149,7 +149,7 @@ TEST_F(WriteWindowsTest, APatchOfHeldBytesIsHeldToo) {
 }
 
 TEST_F(WriteWindowsTest, TheLaterOfTwoOverlappingWritesWins) {
-  // In front of, across, and around what is held, in small and in large.
+  // Before, across, and around the held bytes, small and large.
   for (const std::size_t size : {100u, 50'000u}) {
     for (const std::size_t at : {60u, 90u, 200u, 300u, 390u, 399u, 400u}) {
       stream_.setSize(0);

@@ -12,7 +12,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// A record of 19 bytes in its box, with 5 bytes of a sample description in front of it.
+// A record of 19 bytes in its box, with 5 bytes of a sample description before it.
 Bytes description() {
   return {0xD1, 0xD2, 0xD3, 0xD4, 0xD5,                  //
           0x00, 0x00, 0x00, 0x1B, 'a',  'v',  'c', 'C',  //

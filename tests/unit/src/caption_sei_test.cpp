@@ -49,7 +49,7 @@ Bytes pairBytes(std::size_t count) {
   return bytes;
 }
 
-// A test with the console caught and the process-wide length size put back.
+// A test that captures the console and restores the process-wide length size.
 class InsertCaptionSei : public ::testing::Test {
  protected:
   InsertCaptionSei() : console_(std::cout.rdbuf(caught_.rdbuf())) { nalLengthSize = 4; }
@@ -98,7 +98,7 @@ const Bytes kUnit24 = hex(
     "00000057 060453b500314741393403d8ff "
     "fd8081fd8283fd8485fd8687fd8889fd8a8bfd8c8dfd8e8ffd9091fd9293"
     "fd9495fd9697fd9899fd9a9bfd9c9dfd9e9ffda0a1fda2a3fda4a5fda6a7fda8a9fdaaabfdacadfdaeaf ff80");
-// The second 24 pairs of a long row, and single pairs behind 24 and behind 48.
+// The second 24 pairs of a long row, and single pairs after 24 and after 48.
 const Bytes kUnitNext24 = hex(
     "00000057 060453b500314741393403d8ff "
     "fdb0b1fdb2b3fdb4b5fdb6b7fdb8b9fdbabbfdbcbdfdbebffdc0c1fdc2c3"
@@ -148,7 +148,7 @@ TEST_F(InsertCaptionSei, SplitsACaptionOf57BytesLastPieceFirst) {
   const Bytes caption = atom("cdat", hex("a1a2")) + atom("cdt2", pairBytes(39));
   ASSERT_EQ(caption.size(), 57u);
   EXPECT_EQ(inserted(kSlice, caption),
-            // 19 whole pairs are counted, and 20 triplets written: nothing stands behind the piece.
+            // 19 whole pairs are counted, and 20 triplets written: no byte follows the piece.
             hex("0000004b 060447b500314741393403d3ff fd8081fd8283fd8485fd8687fd8889fd8a8b"
                 "fd8c8dfd8e8ffd9091fd9293fd9495fd9697fd9899fd9a9bfd9c9dfd9e9ffda0a1fda2a3fda4a5"
                 "fda600 ff80") +
@@ -229,7 +229,7 @@ TEST_F(InsertCaptionSei, AppendsAtANegativeLength) {
   const Bytes video = kParameterSets + hex("80000000 6588");
   EXPECT_EQ(inserted(video, atom("cdt2", hex("8081"))), video + kUnit1);
   EXPECT_EQ(printed(), kInvalidLength);
-  // Each piece meets the length anew.
+  // Each piece meets the length again.
   EXPECT_EQ(inserted(video, atom("cdt2", pairBytes(50))), video + kUnit24 + kUnit25th);
   EXPECT_EQ(printed(), std::string(kInvalidLength) + kInvalidLength);
 }
@@ -253,8 +253,8 @@ TEST_F(InsertCaptionSei, AppendsWhereTheSampleBreaksOff) {
   EXPECT_EQ(printed(), "");
 }
 
-// A parameter set that claims part of what is appended behind it: the next unit lands inside the
-// first, where the claim ends and a length of 0xfc00 in front of type 0 is read.
+// A parameter set that claims part of what is appended after it: the next unit is inserted inside
+// the first, where the claim ends and a length of 0xfc00 before type 0 is read.
 TEST_F(InsertCaptionSei, FollowsALengthIntoWhatWasAppended) {
   const Bytes video = hex("00000014 6742");
   const Bytes caption = atom("cdat", Bytes(48)) + atom("cdt2", hex("b0b1"));
@@ -265,7 +265,7 @@ TEST_F(InsertCaptionSei, FollowsALengthIntoWhatWasAppended) {
             video + Bytes(first.begin(), place) + kUnit25th + Bytes(place, first.end()));
 }
 
-// The header of an empty NAL unit is the first byte behind it, which an insertion there changes.
+// The header of an empty NAL unit is the first byte after it, which an insertion there changes.
 TEST_F(InsertCaptionSei, LooksAgainAtAnEmptyUnit) {
   nalLengthSize = 2;
   const Bytes longUnit(kUnit24.begin() + 2, kUnit24.end());
@@ -319,7 +319,7 @@ TEST_F(InsertCaptionSei, RefusesASampleThatOutgrows32Bits) {
   EXPECT_CODE(implausibleCount, insertCaptionSei(outgrows, record, atom("cdt2", hex("8081"))));
 }
 
-// The whole procedure done one step after the other on a plain vector, for comparison. Speed does
+// The whole procedure, step by step on a plain vector, for comparison. Speed does
 // not matter here.
 class PlainProcedure {
  public:
@@ -434,7 +434,7 @@ TEST_F(InsertCaptionSei, EqualsThePlainProcedureOnBrokenSamples) {
     nalLengthSize = static_cast<std::uint8_t>(1 + random() % 4);
     Bytes video(random() % 30);
     for (std::uint8_t& byte : video) byte = likely[random() % likely.size()];
-    // Whole units in front, so that the walk gets somewhere.
+    // Complete units at the start, so that the walk makes progress.
     for (std::size_t i = random() % 4; i > 0; --i) {
       const Bytes types = hex("0728094748");
       Bytes unit = Bytes{types[random() % types.size()]} + Bytes(random() % 3);

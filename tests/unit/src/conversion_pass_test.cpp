@@ -25,9 +25,9 @@ namespace {
 using namespace test;
 using norvik::kav::ErrorCode;
 
-// What became of one conversion.
+// The result of one conversion.
 struct Outcome {
-  std::optional<int> status;            // nothing where an exception left it
+  std::optional<int> status;            // nothing after an exception
   ErrorCode code = ErrorCode::success;  // of the exception
   std::string out;
   std::string err;
@@ -168,7 +168,7 @@ TEST_F(ConversionPassTest, TakesSamplesThatComeToManyTimesTheFile) {
   EXPECT_EQ(BoxWalk(outcome.output.value()).track(2).samples.size(), 90u);
 }
 
-// Samples that lie over each other could make a small file fill a disk.
+// Overlapping samples could make a small file fill a disk.
 TEST_F(ConversionPassTest, FailsWhenTheSamplesComeToFarMoreThanTheFile) {
   EXPECT_EQ(convert(movieOfOverlaps(200)).code, ErrorCode::implausibleCount);
 }

@@ -19,7 +19,7 @@ bool isNullDevice(int descriptor) {
          S_ISCHR(seen.st_mode) && seen.st_rdev == null.st_rdev;
 }
 
-// Runs in a child process: what it changes cannot be taken back. Its status is the first descriptor
+// Runs in a child process: its changes cannot be undone. Its status is the first descriptor
 // that is not as expected, or 10 if all are.
 [[noreturn]] void prepareWithClosed(std::initializer_list<int> closed) {
   for (const int descriptor : closed) ::close(descriptor);

@@ -100,7 +100,7 @@ class PseudoTerminal {
   int program_;
 };
 
-// The variables that the line looks at, put back at the end.
+// The variables that the line reads, restored at the end.
 class Environment {
  public:
   Environment(const char* term, const char* noColour) {

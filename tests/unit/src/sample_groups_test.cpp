@@ -176,7 +176,7 @@ TEST(PresentationOrder, ComparesAcrossTimescales) {
             (Order{1, 3, 0, 2}));
 }
 
-// The sort done the plain way, on lists of its own.
+// The sort in its plain form, on separate lists.
 std::vector<std::uint32_t> plainSort(const PendingSamples& pending, Order list,
                                      std::span<const std::uint32_t> timescales) {
   if (list.size() < 2) return list;

@@ -155,7 +155,7 @@ TEST_F(ParseSettings, LeavesAMissingFileToThePathChecks) {
 }
 
 TEST_F(ParseSettings, FailsForAFileThatExistsButCannotBeRead) {
-  // The superuser may read everything, so the file must be one that nobody can open.
+  // The superuser may read everything, so the file must be one that no user can open.
   folder_.write("folder/file");
   EXPECT_EQ(parse({"--conf-file=folder"}), 5210);
 }

@@ -13,7 +13,7 @@
 #include "tests/support/film.h"
 #include "tests/support/problem_answers.h"
 
-// What the tests of the box classes share.
+// Shared by the tests of the box classes.
 
 namespace norvik::kav::impl {
 
@@ -37,7 +37,7 @@ inline constexpr std::uint64_t kLeapDay = 3665824496;
 inline constexpr NorvikKavDateTime kLeapDayDate{2020, 2, 29, 12, 34, 56, 0};
 inline constexpr NorvikKavDateTime kSecondLaterDate{2020, 2, 29, 12, 34, 57, 0};
 
-// A track with all that its rules ask for, and no samples.
+// A track with everything that its rules require, and no samples.
 inline Bytes tkhd0() {
   return fullBox("tkhd", 0, 1, u32(0), u32(0), u32(1), zeros(4), u32(0), zeros(8), u16(0), u16(0),
                  u16(0), zeros(2), unityMatrix(), u32(0), u32(0));

@@ -6,7 +6,7 @@
 
 #include "tests/unit/kav/impl/sample_columns.h"
 
-// What the tests of fragments share: the boxes of fragments, written out by hand, behind a movie.
+// Shared by the tests of fragments: the boxes of fragments, written out by hand, after a movie.
 
 namespace norvik::kav::impl {
 
@@ -36,7 +36,7 @@ Bytes moof(std::uint32_t sequence, const Parts&... parts) {
   return box("moof", fullBox("mfhd", 0, 0, u32(sequence)), parts...);
 }
 
-// A movie with fragments behind it; samples that its tracks have stand in its tables.
+// A movie with fragments after it; the samples of its tracks are in its tables.
 struct FragmentedMovie {
   FragmentedMovie(const std::vector<MovieTrack>& tracks, const Bytes& defaults,
                   const Bytes& fragments)

@@ -15,7 +15,7 @@
 #include "tests/support/media_samples.h"
 #include "tests/support/movie_builder.h"
 
-// What the tests of the iterators share: a small track, and samples as columns.
+// Shared by the tests of the iterators: a small track, and samples as columns.
 
 namespace norvik::kav::impl {
 
@@ -25,7 +25,7 @@ using Column = std::vector<std::uint64_t>;
 
 using Samples = std::vector<Sample>;
 
-// All that an iterator has to give. hasNext must tell the truth all the way.
+// All samples of an iterator. hasNext must be right at every step.
 inline Samples drain(SampleIterator& iterator) {
   Samples samples;
   while (iterator.hasNext()) {

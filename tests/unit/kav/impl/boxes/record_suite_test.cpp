@@ -30,7 +30,7 @@ struct Form {
 };
 using Forms = std::vector<Form>;
 
-// What most rows have in common.
+// What most rows share.
 struct Row {
   // The factory knows the class by its type.
   static constexpr bool kIsKnown = true;
@@ -321,7 +321,7 @@ struct BareTfhdRow : Row {
   }
 };
 
-// All that a run can say of itself and of its samples.
+// Everything that a run can state about itself and its samples.
 struct TrunRow : Row {
   using Box = TrunBox;
   static Forms forms() {

@@ -175,7 +175,7 @@ struct Built {
     stbl.write();
   }
 
-  // The entries of a table behind its count.
+  // The entries of a table after its count.
   Bytes entries(Box& table, std::uint64_t fixedPart = 16) {
     const Bytes all = output.completed(table);
     return Bytes(all.begin() + static_cast<std::ptrdiff_t>(fixedPart), all.end());

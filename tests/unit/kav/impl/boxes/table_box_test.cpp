@@ -14,7 +14,7 @@ namespace {
 
 using namespace quarrypack::test;
 
-// A table of 32-bit numbers behind one fixed number, the count.
+// A table of 32-bit numbers after one fixed number, the count.
 class NumberTable final : public TableBox {
  public:
   NumberTable(std::uint32_t capacity, NorvikKavStream& stream)
@@ -136,7 +136,7 @@ TEST(TableBox, TakesFinalEntriesBackWhenAnEntryIsAppendedAfterAll) {
   EXPECT_EQ(output.bytes(12, 20), concat({u32(1), u32(5)}));
 }
 
-// Decodes from a file that holds some bytes and nothing else.
+// Decodes from a file that holds only these bytes.
 std::vector<std::uint32_t> decodeFrom(const Bytes& file, std::uint32_t count,
                                       std::size_t* reads = nullptr) {
   const MemoryStreamPtr memory = MemoryStream::create(file);

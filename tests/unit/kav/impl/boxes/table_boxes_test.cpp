@@ -18,7 +18,7 @@ using Numbers = std::vector<std::uint32_t>;
 
 constexpr std::uint32_t kTooMany = 100'000'001;
 
-// A table whose count or length says more than its bytes, in a file that goes on behind it.
+// A table whose count or length claims more than its bytes, in a file that continues after it.
 Bytes inLongFile(const Bytes& table) { return concat({table, box("free", zeros(64))}); }
 
 TEST(SttsBox, ReadsLiteralBytes) {
@@ -457,7 +457,7 @@ TEST(SampleTables, OfAPlausibleCountAreRefusedForTheirLength) {
   EXPECT_CODE(truncatedBox, Film(fullBox("stss", 0, 0, most)).box<StssBox>());
 }
 
-// A table, read from a stream that delivers half of what is asked last: the entries.
+// A table, read from a stream that delivers half of the last request: the entries.
 template <class T>
 class HalfDelivered {
  public:

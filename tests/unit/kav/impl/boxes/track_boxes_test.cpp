@@ -263,7 +263,7 @@ TEST(TrakBox, BuiltForHintsRefersToItsTracks) {
   EXPECT_EQ(childAs<HintBox>(*track.tref()->children()[0])->trackIds(), parameters.hintedTrackIds);
 }
 
-// The end of the last box in a tree whose boxes stand one behind the other.
+// The end of the last box in a tree of adjacent boxes.
 std::uint64_t endOfTree(const Box& box) {
   std::uint64_t position = box.start() + box.getSize();
   for (const BoxPtr& child : box.children()) {

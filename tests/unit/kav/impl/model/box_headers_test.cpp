@@ -145,7 +145,7 @@ TEST(ReadBoxHeader, MediaDataPastTheEndOfTheFileIsAQuestionToTheHandler) {
   EXPECT_CODE(stoppedByHandler, readBoxHeader(file.stream, nullptr));
 }
 
-// A tref whose child claims 100 bytes, and a box behind it.
+// A tref whose child claims 100 bytes, and a box after it.
 Bytes childPastParent() {
   return concat({box("tref", claimingSize(100, box("abcd", zeros(4)))), box("free", zeros(200))});
 }

@@ -359,7 +359,7 @@ TEST(Box, WritesNothingOfAPayloadThatItDoesNotKnow) {
   EXPECT_EQ(file.written(file.box()), bytes);
 }
 
-// Memory that counts what is out and can run dry.
+// Memory that counts its blocks in use and can run out.
 class CountingAllocator final : public BoxAllocator {
  public:
   void* allocate(std::size_t size) override {

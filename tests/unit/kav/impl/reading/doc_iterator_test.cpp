@@ -76,7 +76,7 @@ TEST(DocIterator, EndsWithoutTracksOrSamples) {
   EXPECT_TRUE(merged(std::vector<Listed>(17)).empty());
 }
 
-// A track that has one sample and breaks behind it.
+// A track that has one sample and breaks after it.
 class BrokenTrack final : public SampleIterator {
  public:
   bool hasNext() override { return true; }
@@ -122,7 +122,7 @@ TEST(DocIterator, KeepsTheOrderOfTracksAmongManyAtEqualTimes) {
   }
 }
 
-// The rule, told as simply as it can be.
+// The rule in its simplest form.
 Column mergedByTheRule(const std::vector<Listed>& tracks) {
   std::vector<std::size_t> heads(tracks.size());
   Column ids;

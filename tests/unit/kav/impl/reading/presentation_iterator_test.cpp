@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint64_t kEnd = 1'000'000;
 
-// Media whose samples stand at given times; the size of each is its place, counted from 1.
+// Media whose samples are at given times; the size of each is its place, counted from 1.
 class ListedMedia final : public SampleIterator {
  public:
   explicit ListedMedia(Column times) : times_(std::move(times)) {}
@@ -34,7 +34,7 @@ class ListedMedia final : public SampleIterator {
   std::size_t next_ = 0;
 };
 
-// Hands out the same media again and again and notes from where it was asked for.
+// Returns the same media again and again, and records the requested starts.
 class ListedMediaCreator final : public IMediaIterCreator {
  public:
   ListedMediaCreator(Column times, Column& starts) : times_(std::move(times)), starts_(starts) {}

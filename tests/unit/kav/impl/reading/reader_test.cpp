@@ -24,7 +24,7 @@ TEST(Reader, OpensAMovieWhoseMovieBoxFollowsItsMediaData) {
   EXPECT_EQ(behind.reader().tracks().size(), 1u);
   ASSERT_NE(behind.reader().mediaData(), nullptr);
   EXPECT_EQ(behind.reader().mediaData()->type(), fourCc("mdat"));
-  // Nothing behind the movie box is read before it is asked for.
+  // Nothing after the movie box is read before it is requested.
   Film before(movie.moovFirst(), ReaderOptions{});
   EXPECT_EQ(before.reader().tracks().size(), 1u);
   EXPECT_EQ(before.reader().mediaData(), nullptr);

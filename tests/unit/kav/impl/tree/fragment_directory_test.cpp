@@ -91,7 +91,7 @@ TEST(FragmentLookUp, GivesTheLastOfSeveralFragmentsOutOfOrder) {
 }
 
 // Tens of thousands of fragments, each looked up and then walked back over: with a search for each
-// this would not end.
+// the test would take hours.
 TEST(FragmentLookUp, TakesNoLongerForMoreFragments) {
   constexpr std::uint32_t kFragments = 50000;
   Bytes fragments;
@@ -186,7 +186,7 @@ TEST(FragmentPlaces, CountTheFragmentsThatAreReadBeforeTheMovie) {
   EXPECT_EQ(placesOf(root, 1), (Column{0, 1, 2}));
 }
 
-// Each track has one of a thousand fragments: a walk meets that one and asks no other.
+// Each track has one of a thousand fragments: a walk visits only that one.
 TEST(FragmentedTrackIterator, OpensNoFragmentOfOtherTracks) {
   constexpr std::uint32_t kTracks = 1000;
   std::vector<MovieTrack> tracks;

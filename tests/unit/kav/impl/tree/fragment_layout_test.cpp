@@ -59,7 +59,7 @@ TEST(FragmentLayout, CountsFromTheGivenPositionBeforeAllElse) {
 }
 
 TEST(FragmentLayout, EndsTheDataOfAPartWithItsLastRun) {
-  // The second run follows the first, the third has an offset of its own, in front of the base.
+  // The second run follows the first, the third has an offset of its own, before the base.
   const Resolved fragment(
       moof(1,
            traf(tfhd(1), trun(1, 0x201, u32(100), u32(3)), trun(1, 0x200, u32(4)),

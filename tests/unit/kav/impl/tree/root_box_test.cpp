@@ -63,7 +63,7 @@ TEST(RootBox, FetchesTheMovieForAFragmentInFrontOfIt) {
   EXPECT_EQ(file.root.loadedCount(), 1u);
 
   EXPECT_EQ(file.root.readNextBox()->type(), fourCc("free"));
-  EXPECT_EQ(file.root.readNextBox(), movie) << "it is adopted where it stands";
+  EXPECT_EQ(file.root.readNextBox(), movie) << "it is adopted in its place";
   EXPECT_EQ(file.root.children()[2].get(), movie);
   EXPECT_EQ(file.root.readNextBox()->type(), fourCc("mdat"));
   EXPECT_EQ(file.root.readNextBox(), nullptr);

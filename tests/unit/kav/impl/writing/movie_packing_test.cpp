@@ -21,10 +21,10 @@ using quarrypack::test::append;
 using quarrypack::test::BoxWalk;
 using quarrypack::test::Bytes;
 
-// Samples lie somewhere behind every movie box of these tests.
+// Samples lie somewhere after every movie box of these tests.
 constexpr std::uint64_t kDataStart = 2'000'000;
 
-// A written movie box with room for more than comes.
+// A written movie box with more room than is needed.
 struct Movie {
   explicit Movie(std::uint32_t capacity, std::uint32_t gapRoom = 0, std::uint64_t start = 0)
       : moov(makeBox<MoovBox>(film.stream)) {

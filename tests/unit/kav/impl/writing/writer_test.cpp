@@ -161,7 +161,7 @@ TEST(Writer, WritesTheMovieBoxOfAFragmentedMovieAgainWithEveryTrack) {
   }
 }
 
-// Not every one of many tracks moves all others, and none of them is lost over it.
+// Not every one of many tracks moves all others, and none of them is lost.
 TEST(Writer, KeepsTheMovieBoxOfFragmentsWholeOverManyTracks) {
   const MemoryStreamPtr memory = MemoryStream::create();
   Writer writer(memory, movieOf(600), FragmentParameters{});
