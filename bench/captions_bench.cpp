@@ -1,5 +1,5 @@
-// Captions: building their units and putting them into pictures, and all that happens to the
-// captions of one group.
+// Captions: building their units, inserting them into pictures, and all work on the captions of one
+// group.
 
 #include <benchmark/benchmark.h>
 
@@ -19,7 +19,7 @@ using test::Bytes;
 // A picture of one slice.
 const Bytes kPicture = {0, 0, 0, 2, 0x09, 0xF0, 0, 0, 0, 8, 0x65, 0x88, 0x84, 0, 0, 0, 0, 0};
 
-// The same picture wherever it is read.
+// The same picture at every read offset.
 class Pictures final : public ByteSource {
  public:
   void readAt(std::uint64_t /*fileOffset*/, std::span<std::uint8_t> destination) override {
@@ -48,7 +48,7 @@ void BM_InsertCaption(benchmark::State& state) {
 }
 BENCHMARK(BM_InsertCaption)->Arg(1)->Arg(20)->Arg(1000);
 
-// Many captions for one and the same picture.
+// Many captions for a single picture.
 void BM_PileUpCaptions(benchmark::State& state) {
   const Bytes caption = captionOf(1);
   for (auto _ : state) {

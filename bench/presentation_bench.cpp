@@ -1,4 +1,4 @@
-// The order of presentation, and the search for the sample of a caption.
+// The presentation order, and the search for a caption's sample.
 
 #include <benchmark/benchmark.h>
 
@@ -16,7 +16,7 @@ class NoBytes final : public ByteSource {
   void readAt(std::uint64_t /*fileOffset*/, std::span<std::uint8_t> /*destination*/) override {}
 };
 
-// Pictures and sound in turn; with reordering every third picture is shown behind the next two.
+// Pictures and sound in turn; with reordering every third picture is shown after the next two.
 PendingSamples samplesOf(std::int64_t count, bool isReordered) {
   PendingSamples pending;
   for (std::uint64_t i = 0; i < static_cast<std::uint64_t>(count) / 2; ++i) {
@@ -45,7 +45,7 @@ BENCHMARK(BM_PresentationOrder)
     ->ArgsProduct({{100, 1000, 10'000, 100'000, 1'000'000}, {1}})
     ->Complexity();
 
-// A search for every fourth sample, as captions ask for them, in a group that is sorted already.
+// A search for every fourth sample, as for captions, in a group that is already sorted.
 void BM_CaptionSearch(benchmark::State& state) {
   PendingSamples pending = samplesOf(state.range(0), true);
   NoBytes file;

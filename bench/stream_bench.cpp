@@ -1,4 +1,4 @@
-// Small writes to the many places of a growing movie, through a seek and a write each.
+// Small writes to the many places of a growing movie, each with a seek and a write.
 
 #include <benchmark/benchmark.h>
 

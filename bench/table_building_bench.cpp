@@ -4,7 +4,7 @@
 
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/bytes/stream_adapters.h"
-#include "kav/sample_info.h"
+#include "kav/sample.h"
 #include "tests/support/memory_stream.h"
 
 namespace norvik::kav::impl {
@@ -22,12 +22,14 @@ void BM_AddSample(benchmark::State& state) {
     table.place(0);
     for (std::uint32_t i = 0; i < parameters.sampleCapacity; ++i) {
       // Every fourth sample lies elsewhere and opens a chunk, every third is shown later.
-      table.addSample({.offset = std::uint64_t{i} * 1000 + i / 4,
-                       .decodingTime = std::uint64_t{i} * 1001,
-                       .size = 1000,
-                       .compositionOffset = i % 3 == 0 ? 3003U : 0U,
-                       .flags = i % 60 == 0 ? kSampleIsSync : 0U,
-                       .descriptionIndex = 1});
+      Sample sample;
+      sample.info.decodingTime = std::uint64_t{i} * 1001;
+      sample.info.size = 1000;
+      sample.info.compositionOffset = i % 3 == 0 ? 3003U : 0U;
+      sample.info.flags = i % 60 == 0 ? kSampleIsSync : 0U;
+      sample.fileOffset = std::uint64_t{i} * 1000 + i / 4;
+      sample.descriptionIndex = 1;
+      table.addSample(sample);
     }
     table.updateContent();
   }

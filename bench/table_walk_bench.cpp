@@ -1,4 +1,4 @@
-// Walking the sample tables of a movie: one track, all tracks merged, and the count ahead of both.
+// Walking the sample tables of a movie: one track, all tracks merged, and the count before both.
 
 #include <benchmark/benchmark.h>
 
@@ -29,7 +29,7 @@ quarrypack::test::Bytes movieOf(std::size_t pictures) {
   return movie.build();
 }
 
-// The walks need the tables only, so one movie in memory serves them all.
+// The walks need only the tables, so one movie in memory serves them all.
 Reader openMovie(std::int64_t pictures) {
   return Reader(MemoryStream::create(movieOf(static_cast<std::size_t>(pictures))), {});
 }

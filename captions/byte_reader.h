@@ -6,9 +6,9 @@
 
 namespace quarrypack::captions {
 
-// Takes big-endian numbers and bytes off the front of a record and refuses to go past its end. The
-// first refusal is final: what is taken after it is zero or empty, and failed() says so, so that a
-// parser asks once, when it is done.
+// Takes big-endian numbers and bytes from the front of a record and never reads past its end. The
+// first refusal is final: every later result is zero or empty, and failed() returns true. So a
+// parser checks once, when it has finished.
 class ByteReader {
  public:
   explicit ByteReader(std::span<const std::uint8_t> bytes) : rest_(bytes) {}

@@ -21,18 +21,18 @@ inline constexpr std::uint32_t kField2Atom = 0x63647432;  // "cdt2"
 struct CaptionAtom {
   std::uint32_t type = 0;
   std::span<const std::uint8_t> pairs;  // points into the caption sample
-  // The byte after the atom, 0 after the last. An odd atom borrows the second byte of its last pair
-  // there.
+  // The byte after the atom, 0 after the last atom. It is the second byte of the last pair of an
+  // odd atom.
   std::uint8_t nextByte = 0;
 
-  // The field of the pairs; none for an atom of another type.
+  // The field of the pairs; nothing for an atom of another type.
   std::optional<Field> field() const {
     if (type == kField1Atom) return Field::one;
     if (type == kField2Atom) return Field::two;
     return std::nullopt;
   }
 
-  // The pairs of an odd atom end with the one that is completed by nextByte.
+  // In an odd atom, nextByte completes the last of these pairs.
   std::size_t pairCount() const { return pairs.size() / 2 + pairs.size() % 2; }
   std::size_t wholePairCount() const { return pairs.size() / 2; }
 
@@ -43,9 +43,9 @@ struct CaptionAtom {
   }
 };
 
-// The atoms of a caption sample, for a range-for. An atom that claims to be smaller than its own
-// header ends the row. One that claims more bytes than there are gets those that there are. The
-// atoms point into the sample, which must outlive them.
+// The atoms of a caption sample, for a range-for. An atom that states a size smaller than its own
+// header ends the row. One that states more bytes than the sample has is cut to the sample. The
+// atoms refer to the sample, which must outlive them.
 class CaptionAtoms {
  public:
   explicit CaptionAtoms(std::span<const std::uint8_t> captionSample) : sample_(captionSample) {}

@@ -12,7 +12,7 @@
 //     flags, count (1 byte) | em_data (1) | count triplets (3 each) | marker bits (1)
 namespace quarrypack::captions {
 
-// What the two bytes of a triplet are.
+// The kind of a triplet's two bytes.
 enum class CcType : std::uint8_t {
   field1 = 0,       // a CEA-608 pair of field 1
   field2 = 1,       // a CEA-608 pair of field 2
@@ -39,25 +39,26 @@ struct CcTriplet {
 // The count has 5 bits.
 inline constexpr std::size_t kMostTriplets = 31;
 
-// The bytes of caption data with so many triplets.
+// The size in bytes of caption data with this number of triplets.
 constexpr std::size_t ccDataSize(std::size_t tripletCount) { return 3 * tripletCount + 3; }
 
-// Appends caption data with all triplets and with the count that is stated, which a reader goes by.
-// Both are at most kMostTriplets.
+// Appends caption data with all triplets and with the stated count, on which readers rely. Both
+// numbers are at most kMostTriplets.
 void appendCcData(std::vector<std::uint8_t>& bytes, std::span<const CcTriplet> triplets,
                   std::size_t statedCount);
 
 struct CcData {
-  bool process = false;         // process_cc_data_flag: readers ignore the triplets without it
+  bool process = false;         // process_cc_data_flag: if false, readers ignore the triplets
   std::size_t statedCount = 0;  // of triplets
-  // The stated number, or as many as there are bytes for. Invalid ones included.
+  // The stated number of triplets, or fewer if the bytes end first. Includes invalid ones.
   std::vector<CcTriplet> triplets;
 
   bool whole() const { return triplets.size() == statedCount; }
 };
 
-// Reads caption data, from its flags on. Bytes past the stated count are ignored, the marker bits
-// included, because writers differ in them. Too few bytes are no triplets: check whole().
+// Reads caption data, beginning with its flags. Ignores bytes after the stated count, including the
+// marker bits, because writers differ in them. For data that ends early, whole() is false and the
+// triplets are those that were read.
 CcData parseCcData(std::span<const std::uint8_t> bytes);
 
 }  // namespace quarrypack::captions

@@ -10,8 +10,8 @@ namespace {
 
 constexpr std::array<std::string_view, 4> kChannelNames = {"CC1", "CC2", "CC3", "CC4"};
 
-// The rows of a preamble by the low three bits of the first byte, then by bit 5 of the second. 0:
-// none.
+// The rows of a preamble, indexed by the low three bits of the first byte, then by bit 5 of the
+// second. 0 means none.
 constexpr int kPreambleRows[8][2] = {{11, 0},  {1, 2}, {3, 4}, {12, 13},
                                      {14, 15}, {5, 6}, {7, 8}, {9, 10}};
 
@@ -44,7 +44,7 @@ ControlCode midRow(unsigned second) {
   return code;
 }
 
-// The commands of field 2 differ, so that a decoder notices fields that were swapped.
+// The commands of field 2 have other codes, so that a decoder notices swapped fields.
 ControlCode command(unsigned group, unsigned second, Field field) {
   const unsigned groupOfField = field == Field::one ? 4 : 5;
   if (group != groupOfField) return WrongFieldCommand{};

@@ -10,8 +10,8 @@
 
 #include "captions/time.h"
 
-// The byte pairs of CEA-608 captions and what a pair of bytes says. A field of the picture carries
-// one pair in each frame; bit 7 of each byte makes the number of ones odd.
+// The byte pairs of CEA-608 captions and their meaning. A field of the picture carries one pair in
+// each frame; bit 7 of each byte makes the number of ones odd.
 namespace quarrypack::captions {
 
 enum class Field : std::uint8_t { one, two };
@@ -29,17 +29,17 @@ std::optional<Channel> findChannel(std::string_view name);  // exactly as channe
 Channel channelOf(Field field, bool second);
 
 bool hasOddParity(std::uint8_t byte);
-// The low seven bits with bit 7 set as parity asks for.
+// The low seven bits of a byte, with bit 7 set to give odd parity.
 std::uint8_t withOddParity(std::uint8_t byte);
 
-// Two bytes as they travel, with their parity bits.
+// Two bytes as transmitted, with their parity bits.
 struct BytePair {
   std::uint8_t first = 0x80;
   std::uint8_t second = 0x80;
 
   // Nothing was sent: 80 80, or 00 00 from an encoder that sets no parity.
   bool isPadding() const { return ((first | second) & 0x7F) == 0; }
-  // 10 to 1F in the first byte; parity is not looked at.
+  // The first byte is 10 to 1F; parity is ignored.
   bool isControl() const { return (first & 0x70) == 0x10; }
 
   friend bool operator==(const BytePair&, const BytePair&) = default;
@@ -48,13 +48,13 @@ struct BytePair {
 inline constexpr BytePair kPadding{0x80, 0x80};
 
 struct TimedPair {
-  Time time{0};  // when the frame is shown that carries the pair
+  Time time{0};  // when the frame that carries the pair is shown
   BytePair bytes;
 
   friend bool operator==(const TimedPair&, const TimedPair&) = default;
 };
 
-// The pairs of one field in their order.
+// The pairs of one field in order.
 using FieldPairs = std::vector<TimedPair>;
 
 enum class Color : std::uint8_t { white, green, blue, cyan, red, yellow, magenta, black };
@@ -70,9 +70,9 @@ struct Style {
 inline constexpr int kRows = 15;     // numbered from 1
 inline constexpr int kColumns = 32;  // numbered from 0
 
-// ---- What a control code asks for. None of these knows its channel.
+// ---- The meanings of control codes. None of these names its channel.
 
-// Preamble address code: where the next characters go, and how they look.
+// Preamble address code: the place and the style of the next characters.
 struct Preamble {
   int row = 1;
   int column = 0;
@@ -80,21 +80,21 @@ struct Preamble {
 };
 
 // Changes the style in the middle of a row and takes a cell. Without a colour it turns italics on
-// and leaves the colour.
+// and keeps the current colour.
 struct MidRow {
   std::optional<Color> color;
   bool underline = false;
 };
 
-// A character of the special set, or of the extended sets, which replaces the one before it: that
-// is a stand-in for decoders without the extended sets.
+// A character of the special set or of the extended sets. One of the extended sets replaces the
+// character before it, which encoders send for decoders without these sets.
 struct CodedCharacter {
   char16_t glyph = 0;  // 0 is the transparent space
   bool replacesPrevious = false;
 };
 
-// Background colours, of which cues know nothing, and black characters. For decoders without these
-// codes a space is sent before them, whose background they set. They take no cell, and where that
+// Background colours, which cues do not have, and black characters. For decoders without these
+// codes, encoders send a space first, whose background the code sets. They take no cell: if the
 // space is missing, no letter is lost.
 struct Background {};
 struct BlackCharacters {
@@ -131,10 +131,10 @@ struct UnknownCode {};
 using ControlCode = std::variant<Preamble, MidRow, CodedCharacter, Background, BlackCharacters,
                                  TabOffset, Command, CharacterSet, WrongFieldCommand, UnknownCode>;
 
-// What a pair says whose first byte is 10 to 1F; parity bits are ignored.
+// The meaning of a pair whose first byte is 10 to 1F; parity bits are ignored.
 ControlCode parseControlCode(BytePair pair, Field field);
 
-// Whether it speaks to the second channel of its field.
+// Whether the pair is for the second channel of its field.
 constexpr bool isForSecondChannel(BytePair pair) { return (pair.first & 0x08) != 0; }
 
 }  // namespace quarrypack::captions

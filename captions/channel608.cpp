@@ -5,7 +5,7 @@
 namespace quarrypack::captions {
 namespace {
 
-// What a code that takes a cell leaves there. Lines and slanting belong to the words beside it.
+// What a code that takes a cell leaves there. Underline and italics belong to the words beside it.
 Cell spaceOf(const Style& style) { return {u' ', {style.color, false, false}}; }
 
 }  // namespace
@@ -102,8 +102,8 @@ void Channel608::enter(CaptionMode mode) {
   inText_ = false;
 }
 
-// A roll-up caption that goes on keeps its text; one that follows another style begins on an empty
-// screen and, until a preamble says otherwise, at the bottom.
+// A roll-up caption that continues keeps its text. One that follows another style begins on an
+// empty screen, at the bottom until a preamble says otherwise.
 void Channel608::enterRollUp(int depth) {
   const bool goesOn = mode_ == CaptionMode::rollUp;
   if (!goesOn) eraseBoth();
@@ -142,7 +142,7 @@ void Channel608::carriageReturn() {
   style_ = {};
 }
 
-// The whole caption moves. It stays on the screen: a base row too high for its rows is lowered.
+// Moves the whole caption. It stays on the screen: a base row too high for its rows is lowered.
 void Channel608::moveBaseRow(int row) {
   const int base = std::max(row, depth_);
   if (base == baseRow_) return;

@@ -4,19 +4,19 @@
 
 namespace quarrypack::captions {
 
-// One caption channel: its two screens, the cursor and the mode. It is given what the pairs say,
-// each thing once, and tells the listener what happens on the screen that viewers see.
+// One caption channel: its two screens, the cursor and the mode. Its caller passes the meaning of
+// each pair, without repeated codes. It reports to the listener what happens on the visible screen.
 class Channel608 {
  public:
-  // The listener outlives the channel.
+  // The listener must outlive the channel.
   Channel608(Channel channel, DisplayListener& listener) : channel_(channel), listener_(listener) {}
 
   void character(char16_t glyph, Time time);
   void control(const ControlCode& code, Time time);
-  // Takes what is displayed off the screen.
+  // Removes what is displayed from the screen.
   void finish(Time time);
 
-  // Characters are meant for the text service, which shows pages beside the picture.
+  // Characters are for the text service, which shows pages beside the picture.
   bool isInText() const { return inText_; }
 
  private:
@@ -46,7 +46,7 @@ class Channel608 {
   void announce(DisplayEvent event);
 
   bool accepts() const { return !inText_ && mode_ != CaptionMode::none; }
-  // The row of the cursor, on the screen that is written to.
+  // The row of the cursor, on the screen that is being written.
   ScreenRow& cursorRow();
   int topRow() const { return baseRow_ - depth_ + 1; }
 
@@ -56,8 +56,8 @@ class Channel608 {
   Screen hidden_;
   CaptionMode mode_ = CaptionMode::none;
   bool inText_ = false;
-  int depth_ = 2;        // rows of a roll-up caption, the lowest of which is
-  int baseRow_ = kRows;  // where the cursor stays in roll-up
+  int depth_ = 2;        // rows of a roll-up caption
+  int baseRow_ = kRows;  // the lowest of these rows, where the cursor stays in roll-up
   int row_ = kRows;      // of the cursor otherwise
   int column_ = 0;       // of the cursor; kColumns when the last cell of the row was just written
   Style style_;

@@ -5,7 +5,7 @@
 namespace quarrypack::captions {
 namespace {
 
-// Sixteen characters a line, so that the last digit of a code is the place in its line.
+// Sixteen characters a line, so that the last digit of a code is the position in its line.
 constexpr std::u16string_view kStandard =
     u" !\"#$%&’()á+,-./"
     u"0123456789:;<=>?"
@@ -15,7 +15,7 @@ constexpr std::u16string_view kStandard =
     u"pqrstuvwxyzç÷Ññ█";
 static_assert(kStandard.size() == 96);
 
-// The transparent space is a 0, which a literal would take for its end.
+// The transparent space is a 0, which would end a literal of unknown length.
 constexpr std::u16string_view kSpecial{u"®°½¿™¢£♪à\0èâêîôû", 16};
 static_assert(kSpecial.back() == u'û');
 

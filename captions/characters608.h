@@ -2,7 +2,7 @@
 
 #include <string>
 
-// The characters of CEA-608 as UTF-16 code units; all of them fit into one.
+// The characters of CEA-608 as UTF-16 code units; each of them fits into one.
 namespace quarrypack::captions {
 
 inline constexpr char16_t kSolidBlock = u'█';
@@ -17,7 +17,7 @@ char16_t specialCharacter(unsigned second);
 // 1 Portuguese, German and Danish.
 char16_t extendedCharacter(unsigned set, unsigned second);
 
-// Appends a character that needs one UTF-16 code unit.
+// Appends a character that needs one UTF-16 code unit as UTF-8.
 void appendUtf8(std::string& text, char16_t character);
 
 }  // namespace quarrypack::captions

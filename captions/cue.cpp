@@ -24,8 +24,8 @@ bool hasStyle(const CueRun& run, const Style& style) {
   return run.color == style.color && run.italic == style.italic && run.underline == style.underline;
 }
 
-// A blank between two characters shows no colour and does not slant. It is plain where one of them
-// is, so that styled runs hold words and no spaces around them.
+// A blank between two characters shows neither colour nor italics. It is plain if either of them
+// is, so that styled runs hold words without the spaces around them.
 Style blankStyle(const Style& before, const Style& after) {
   if (before == after) return before;
   if (before == Style{} || after == Style{}) return {};

@@ -9,7 +9,7 @@
 
 namespace quarrypack::captions {
 
-// Characters of one style.
+// Consecutive characters of one style.
 struct CueRun {
   std::string text;  // UTF-8
   Color color = Color::white;
@@ -29,7 +29,7 @@ struct CueRow {
   friend bool operator==(const CueRow&, const CueRow&) = default;
 };
 
-// What can be read on the screen of a channel from `start` until `end`, which is later.
+// The legible content of a channel's screen from `start` until `end`, which is later.
 struct Cue {
   Time start{0};
   Time end{0};
@@ -39,7 +39,7 @@ struct Cue {
   friend bool operator==(const Cue&, const Cue&) = default;
 };
 
-// The cues of a channel by their starts.
+// The cues of a channel, sorted by their starts.
 struct ChannelCues {
   Channel channel = Channel::cc1;
   std::vector<Cue> cues;
@@ -48,22 +48,23 @@ struct ChannelCues {
 std::string_view colorName(Color color);      // "white"
 std::string_view modeName(CaptionMode mode);  // "pop-on", "roll-up", "paint-on"
 
-// The mode of most cues, that of the earlier cue among equals. CaptionMode::none without cues.
+// The mode of most cues; among equally frequent modes, the one that occurs first. Returns
+// CaptionMode::none without cues.
 CaptionMode usualMode(const std::vector<Cue>& cues);
 
-// The times of a cue as all formats but SCC write them.
+// The times of a cue in the precision of all formats but SCC.
 struct CueMilliseconds {
   std::int64_t start = 0;  // not negative
   std::int64_t end = 0;    // later than start
 };
 CueMilliseconds cueMilliseconds(const Cue& cue);
 
-// The text of a row without its styles.
+// The text of a row without styles.
 std::string textOf(const CueRow& row);
-// The texts of all rows, with a line feed between two.
+// The texts of all rows, with a line feed between each two.
 std::string textOf(const Cue& cue);
 
-// The row of the cue, with no runs when nothing on it is legible.
+// The given row of a screen, without runs if nothing in it is legible.
 CueRow cueRow(const ScreenRow& cells, int row);
 
 // All legible rows of a screen.

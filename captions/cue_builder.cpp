@@ -5,7 +5,7 @@
 namespace quarrypack::captions {
 namespace {
 
-// Text that is painted on as it is spoken pauses, text of a prepared caption does not.
+// Text that is painted on while it is spoken has pauses; text of a prepared caption has none.
 constexpr Time kPaintOnRest = std::chrono::seconds(1);
 
 std::size_t textSize(const Cue& cue) {
@@ -59,7 +59,7 @@ void CueBuilder::write(State& state, const DisplayChange& change) {
   if (!state.start) begin(state, change.mode, change.time);
 }
 
-// The row is told when it is complete, but lasts until the next one begins.
+// The row is reported when it is complete, but lasts until the next one begins.
 void CueBuilder::roll(State& state, const DisplayChange& change) {
   if (!state.start) return;
   std::vector<CueRow> rows = rowsOf(state, change);

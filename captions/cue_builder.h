@@ -9,43 +9,44 @@
 
 namespace quarrypack::captions {
 
-// How the rows of a roll-up caption become cues. In both cases a cue begins when its lowest row
-// does, and ends when the next row begins or the screen is erased.
+// How the rows of a roll-up caption become cues. In both cases a cue begins with its lowest row,
+// and ends when the next row begins or the screen is erased.
 enum class RollUpCues : std::uint8_t {
-  once,    // the lowest row alone, so that every row is told once
+  once,    // only the lowest row, so that every row occurs in one cue
   screen,  // all rows that are on the screen then
 };
 
-// Makes cues of what decoders tell. Pop-on captions are cues from their display to their end. A
-// paint-on caption is one cue from its first character, with all that it holds at its end; a new
-// one begins with the next resume-direct command, or with what is written after a second of rest.
+// Builds cues from the display changes that decoders report. A pop-on caption is a cue from its
+// display to its end. A paint-on caption is one cue that begins with its first character and has
+// all the text that it holds at its end. A new one begins with the next resume-direct command, or
+// with text that follows a pause of a second.
 class CueBuilder final : public DisplayListener {
  public:
-  // The bytes of text that all cues together may hold: fifty hours of constant talking. Only pairs
-  // made for it, which show full screens in turn, come to more.
+  // The limit for the bytes of text in all cues together: fifty hours of constant speech. Only
+  // crafted pairs, which show full screens one after another, exceed it.
   static constexpr std::size_t kMostText = 4'000'000;
 
   explicit CueBuilder(RollUpCues rollUp = RollUpCues::once) : rollUp_(rollUp) {}
 
   void displayChanging(const DisplayChange& change) override;
 
-  // Complete once the decoder has finished.
+  // Complete after the decoder has finished.
   const std::vector<Cue>& cues(Channel channel) const { return states_.at(indexOf(channel)).cues; }
 
-  // The channels that have cues, in their order. The builder is left without cues.
+  // The channels that have cues, in channel order. The builder is left without cues.
   std::vector<ChannelCues> takeCues();
 
-  // There was more text than kMostText: cues are missing from here on.
+  // There was more text than kMostText, so later cues are missing.
   bool isFull() const { return isFull_; }
 
  private:
   struct State {
     std::vector<Cue> cues;
-    std::optional<Time> start;  // of what is on the screen and in no cue yet
+    std::optional<Time> start;  // when the content of the screen that no cue has yet appeared
     CaptionMode mode = CaptionMode::none;
     Time lastWrite{0};
     bool beginsPaintOn = false;
-    std::optional<Cue> rolled;  // complete but for its end: its row has rolled up
+    std::optional<Cue> rolled;  // complete except for its end: its row has rolled up
   };
 
   void write(State& state, const DisplayChange& change);

@@ -5,8 +5,8 @@
 namespace quarrypack::captions {
 namespace {
 
-// A copy of a control code follows in the next frame. With few pictures a second it may take
-// longer; after an eighth of a second without any pair it is a code of its own.
+// A copy of a control code follows in the next frame, or later with few pictures a second. After an
+// eighth of a second without any pair it counts as a code of its own.
 constexpr Time kCopyReach = Time{Time::period::den / 8};
 
 BytePair withoutParity(BytePair pair) {
@@ -59,7 +59,7 @@ void Decoder608::countParityErrors(BytePair pair) {
   }
 }
 
-// A code whose second byte was damaged says nothing; that is what its copy is for.
+// A code with a damaged second byte is ignored; its copy replaces it.
 void Decoder608::control(FieldState& state, BytePair pair) {
   if (!hasOddParity(pair.second)) {
     state.lastControl.reset();
@@ -97,7 +97,7 @@ void Decoder608::count(const ControlCode& code) {
   if (std::holds_alternative<WrongFieldCommand>(code)) ++report_.wrongFieldCommands;
 }
 
-// 01 to 0E begin or resume a packet of extended data, 0F ends it with a checksum.
+// 01 to 0E begin or resume a packet of extended data; 0F ends it with a checksum.
 void Decoder608::lowCode(FieldState& state, BytePair pair) {
   if (state.field == Field::one) {
     ++report_.unknownCodes;

@@ -8,7 +8,7 @@
 
 namespace quarrypack::captions {
 
-// What a decoder met, apart from captions.
+// What a decoder has found besides captions.
 struct DecoderReport {
   std::uint64_t pairs = 0;                 // all, padding included
   std::uint64_t padding = 0;               // 80 80
@@ -23,21 +23,21 @@ struct DecoderReport {
   bool hasExtendedData() const { return extendedDataPairs > 0; }
 };
 
-// Decodes the captions of both fields, CC1 to CC4 at once. Extended data (XDS) and the text service
-// are passed over. Takes a fixed amount of memory.
+// Decodes the captions of both fields, CC1 to CC4, at once. Skips extended data (XDS) and the text
+// service. Takes a fixed amount of memory.
 //
-// Each pair of a field is given once, in the order of presentation; pairs of different fields may
-// come in any order. After the last one comes finish().
+// Call decode() once for each pair of a field, in presentation order; pairs of different fields may
+// come in any order. After the last pair call finish().
 class Decoder608 {
  public:
-  // The listener outlives the decoder.
+  // The listener must outlive the decoder.
   explicit Decoder608(DisplayListener& listener);
 
-  // A time that lies before the one given last for the field counts as that one.
+  // A time before the previous one of the same field is replaced by that one.
   void decode(Field field, BytePair pair, Time time);
   void decode(Field field, const FieldPairs& pairs);
 
-  // Takes what is displayed off all screens: nothing is shown after `end`.
+  // Removes what is displayed from all screens: nothing is shown after `end`.
   void finish(Time end);
 
   const DecoderReport& report() const { return report_; }
@@ -46,10 +46,10 @@ class Decoder608 {
   struct FieldState {
     Field field;
     Time time = -kLatestTime;
-    std::optional<BytePair> lastControl{};  // without parity; none when it was repeated
+    std::optional<BytePair> lastControl{};  // without parity; none after a repeated code
     Time lastControlTime{0};
     bool inExtendedData = false;
-    std::optional<Channel> channel{};  // that characters are for
+    std::optional<Channel> channel{};  // of the characters
   };
 
   bool countPadding(BytePair pair);

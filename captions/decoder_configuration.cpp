@@ -5,7 +5,7 @@
 namespace quarrypack::captions {
 namespace {
 
-// Both records keep the size in the two low bits of a byte, less 1.
+// Both records keep the size minus 1 in the two low bits of a byte.
 std::uint8_t nalLengthSizeIn(std::uint8_t byte) {
   return static_cast<std::uint8_t>((byte & 3) + 1);
 }
@@ -24,7 +24,7 @@ std::vector<std::vector<std::uint8_t>> parameterSets(ByteReader& record, unsigne
 std::optional<AvcDecoderConfig> parseAvcDecoderConfig(std::span<const std::uint8_t> record) {
   ByteReader reader(record);
   AvcDecoderConfig config;
-  reader.u8();  // the version of the record says nothing about its layout
+  reader.u8();  // the version of the record does not affect its layout
   config.profile = reader.u8();
   config.profileCompatibility = reader.u8();
   config.level = reader.u8();

@@ -10,31 +10,31 @@
 
 namespace quarrypack::captions {
 
-// What a caption file is written from.
+// The content of a caption file to be written.
 struct CaptionDocument {
-  std::string file;    // name of what the captions come from
-  std::string source;  // where in it they were: "track", "pictures" or "scc"
+  std::string file;    // name of the file that the captions come from
+  std::string source;  // their place in it: "track", "pictures" or "scc"
   std::vector<ChannelCues> channels;
-  FieldPairs pairs;  // of one field; only formats of pairs look at them
+  FieldPairs pairs;  // of one field; only formats of pairs use them
 };
 
 struct Format {
-  std::string_view name;       // as users choose it
+  std::string_view name;       // as users type it
   std::string_view extension;  // of file names, with the dot
-  bool holdsPairs;             // the pairs of a field as they are, and no cues
-  bool holdsAllChannels;       // otherwise a document has one channel
-  // Writes lines as the format has them, so the stream must not translate line ends. Whether all
-  // was written is for the caller to ask of the stream.
+  bool holdsPairs;             // the unchanged pairs of one field, without cues
+  bool holdsAllChannels;       // if false, a document has one channel
+  // Writes line ends as the format defines them, so the stream must not translate them. The caller
+  // checks the stream for write errors.
   void (*write)(const CaptionDocument& document, std::ostream& out);
 };
 
 // scc, srt, vtt and json.
 std::span<const Format> formats();
 
-// The format of that name, or none.
+// The format of that name; null for an unknown one.
 const Format* findFormat(std::string_view name);
 
-// The format that the end of a file's name tells, in capitals or not; or none.
+// The format for the extension of a file's name, in any case; nothing for an unknown one.
 const Format* formatOfFile(std::string_view path);
 
 }  // namespace quarrypack::captions

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint8_t kEscape = 0x03;
 
-// Which bytes are escaped, found by looking at each byte in turn.
+// Finds the bytes to escape, by looking at each byte in turn.
 class EscapeRule {
  public:
   EscapeRule(std::uint8_t lastEscaped, unsigned zerosAfterEscapedZero)
@@ -29,10 +29,11 @@ class EscapeRule {
  private:
   std::uint8_t lastEscaped_;
   unsigned zerosAfterEscapedZero_;
-  unsigned zeros_ = 0;  // just before the next byte
+  unsigned zeros_ = 0;  // directly before the next byte
 };
 
-// Whether two zeros follow one another: one of them is at an odd place, so half the bytes tell.
+// Whether two zeros are adjacent: one of them is at an odd position, so checking half the bytes is
+// enough.
 bool hasTwoZeros(std::span<const std::uint8_t> bytes) {
   for (std::size_t i = 1; i < bytes.size(); i += 2) {
     if (bytes[i] != 0) continue;

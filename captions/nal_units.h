@@ -7,8 +7,8 @@
 #include <span>
 #include <vector>
 
-// NAL units as they lie in the samples of a movie: each after a length field of 1 to 4 bytes,
-// big-endian, whose size the decoder configuration states.
+// NAL units in the samples of a movie. Each follows a big-endian length field of 1 to 4 bytes; the
+// decoder configuration states the size of the field.
 namespace quarrypack::captions {
 
 // A set of unit types, which are numbers below 64.
@@ -19,7 +19,7 @@ class NalTypes {
 
   constexpr bool contains(std::uint8_t type) const { return (bits_ & bit(type)) != 0; }
 
-  // All types up to one, which is below 63.
+  // All types up to and including last, which is below 63.
   static constexpr NalTypes upTo(std::uint8_t last) {
     NalTypes types;
     types.bits_ = bit(last + 1) - 1;
@@ -32,18 +32,19 @@ class NalTypes {
   std::uint64_t bits_ = 0;
 };
 
-// What a codec says about its NAL units, as far as captions go.
+// The rules of a codec for its NAL units, as far as captions need them.
 struct NalRules {
   std::uint8_t headerSize;  // bytes
-  std::uint8_t typeShift;   // the type lies in the first byte, so far from its low end
+  std::uint8_t typeShift;   // bits of the first byte after the type
   std::uint8_t typeMask;    // after the shift
-  std::uint8_t seiType;     // of the SEI units that precede a picture
+  std::uint8_t seiType;     // of the SEI units that come before a picture
 
-  // Units that captions follow: those that open an access unit.
+  // Units that come before captions: those that open an access unit.
   NalTypes beforeCaptions;
   // Units that belong to the coded picture itself.
   NalTypes picture;
-  // SEI payload types that captions follow: an SEI unit that begins with one of them comes first.
+  // SEI payload types that come before captions: an SEI unit that begins with one of them goes
+  // first.
   std::span<const std::uint32_t> leadingMessages;
 
   // Requires one byte of the header.
@@ -51,8 +52,8 @@ struct NalRules {
     return static_cast<std::uint8_t>(header[0] >> typeShift & typeMask);
   }
 
-  // The temporal sub-layer of a unit, which its SEI units share; 0 where there are none. Requires
-  // the whole header.
+  // The temporal sub-layer of a unit, which is also that of its SEI units; 0 for a codec without
+  // sub-layers. Requires the whole header.
   constexpr std::uint8_t temporalId(std::span<const std::uint8_t> header) const {
     const unsigned plusOne = headerSize > 1 ? header[1] & 7u : 1u;
     return static_cast<std::uint8_t>(plusOne > 0 ? plusOne - 1 : 0);
@@ -67,8 +68,8 @@ inline constexpr std::array<std::uint32_t, 1> kH264Leading{0};
 inline constexpr std::array<std::uint32_t, 4> kHevcLeading{0, 1, 129, 130};
 }  // namespace detail
 
-// Parameter sets 7 and 8, their extension 13, access unit delimiter 9. A prefix unit, 14, and a
-// slice of an extension, 20, go with the slices 1 to 5. The buffering period comes first of all
+// Parameter sets 7 and 8, their extension 13, access unit delimiter 9. A prefix unit (14) and a
+// slice of an extension (20) belong to the slices 1 to 5. The buffering period is the first of all
 // messages.
 inline constexpr NalRules kH264Rules{.headerSize = 1,
                                      .typeShift = 0,
@@ -98,32 +99,32 @@ struct NalUnit {
   bool whole() const { return bytes.size() == size; }
 };
 
-// Walks the NAL units of a sample, of which only the first bytes need to be in memory: units are
-// told by their beginnings, and the large ones come last.
+// Walks the NAL units of a sample. Only the first bytes of the sample need to be in memory: the
+// beginning of a unit identifies it, and the large units come last.
 class NalWalk {
  public:
-  // head is the beginning of a sample of sampleSize bytes and outlives the units; lengthSize is 1
-  // to 4.
+  // head is the beginning of a sample of sampleSize bytes and must outlive the units; lengthSize is
+  // 1 to 4.
   NalWalk(std::span<const std::uint8_t> head, std::uint64_t sampleSize, std::uint8_t lengthSize)
       : head_(head), sampleSize_(sampleSize), lengthSize_(lengthSize) {}
 
-  // For a sample that is in memory as a whole.
+  // For a sample that is in memory completely.
   NalWalk(std::span<const std::uint8_t> sample, std::uint8_t lengthSize)
       : NalWalk(sample, sample.size(), lengthSize) {}
 
-  // The next unit. Nothing at the end of the sample, and where the walk cannot go on: see stop().
-  // The bytes of a unit break off where the head does.
+  // Returns the next unit. Returns nothing at the end of the sample, or if the walk cannot
+  // continue: see stop(). The bytes of a unit end where the head ends.
   std::optional<NalUnit> next();
 
   enum class Stop {
-    none,         // next() returned a unit, or was not called yet
+    none,         // next() returned a unit, or has not been called yet
     endOfSample,  // the units fill the sample
     needsBytes,   // the next length field, at position(), is beyond the head
     damaged,  // at position() is no length field, or a unit that runs past the end of the sample
   };
   Stop stop() const { return stop_; }
 
-  // Where the next unit begins.
+  // The offset of the next unit.
   std::uint64_t position() const { return position_; }
 
  private:
@@ -134,18 +135,18 @@ class NalWalk {
   Stop stop_ = Stop::none;
 };
 
-// Inserts the length of the buffer before it. What does not fit into lengthSize bytes is lost.
+// Inserts the length of the buffer before it. Bits that do not fit into lengthSize bytes are lost.
 void prependNalLength(std::vector<std::uint8_t>& buffer, std::uint8_t lengthSize);
 
-// Escapes bytes 0, 1 and 2 after two zeros, in the form that caption units have always been written
-// in: a byte 3 there is let through, and an escaped zero does not count towards the next two. Both
-// are wrong for general content, so use it only where two zeros and a byte below 4 never meet.
+// Escapes bytes 0, 1 and 2 after two zeros, in the form in which caption units have always been
+// written: a byte 3 there is not escaped, and an escaped zero does not count towards the next two.
+// Both are wrong for general content. Use it only where two zeros and a byte below 4 never meet.
 void applyEmulationPrevention(std::vector<std::uint8_t>& buffer);
 
-// Escapes any content so that a reader gets it back and finds no start code in it.
+// Escapes any content so that a reader can restore it and finds no start code in it.
 void escapeNalUnit(std::vector<std::uint8_t>& buffer);
 
-// The content of a unit: its bytes without those that escape others.
+// The content of a unit: its bytes without the escape bytes.
 std::vector<std::uint8_t> removeEmulationPrevention(std::span<const std::uint8_t> unit);
 
 }  // namespace quarrypack::captions

@@ -9,10 +9,10 @@
 namespace quarrypack::captions {
 
 struct Cell {
-  char16_t glyph = 0;  // 0: empty, the picture is seen
+  char16_t glyph = 0;  // 0: empty, the picture is visible
   Style style;
 
-  // A space has a background, but there is nothing to read.
+  // A space has a background but no legible content.
   bool isLegible() const { return glyph != 0 && glyph != u' '; }
 };
 
@@ -41,22 +41,22 @@ class Screen {
 
 enum class CaptionMode : std::uint8_t { none, popOn, rollUp, paintOn };
 
-// What is about to happen to the screen that viewers of a channel see.
+// What is about to happen to the visible screen of a channel.
 enum class DisplayEvent : std::uint8_t {
-  write,           // a legible character comes, goes or is replaced
-  flip,            // the screen that was loaded takes its place
+  write,           // a legible character appears, disappears or is replaced
+  flip,            // the loaded screen replaces it
   erase,           // nothing legible remains
   carriageReturn,  // the rows of a roll-up caption move up by one
   rearrange,       // they move to another base row, or become fewer
-  direct,          // nothing yet; what is written next begins a paint-on caption
+  direct,          // no change yet; the next text begins a paint-on caption
 };
 
 struct DisplayChange {
   Channel channel;
   DisplayEvent event;
-  CaptionMode mode;  // of what is written now
+  CaptionMode mode;  // of the text that is being written
   Time time;
-  const Screen& screen;  // as it was until now; valid during the call
+  const Screen& screen;  // before the change; valid during the call
   int baseRow;           // the lowest row of a roll-up caption, 1 to 15
 };
 

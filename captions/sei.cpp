@@ -22,7 +22,7 @@ bool startsWith(std::span<const std::uint8_t> bytes, std::span<const std::uint8_
   return bytes.size() >= head.size() && std::equal(head.begin(), head.end(), bytes.begin());
 }
 
-// A payload type or size. It cannot overflow: each byte of it is in memory.
+// Reads a payload type or size. It cannot overflow: each byte of it is in memory.
 std::uint64_t takeNumber(ByteReader& reader) {
   std::uint64_t number = 0;
   std::uint8_t byte = kFull;
@@ -33,7 +33,7 @@ std::uint64_t takeNumber(ByteReader& reader) {
   return number;
 }
 
-// Where the byte of trailing bits lies, which zeros may follow. A unit without it ends with its
+// The offset of the byte of trailing bits, which zeros may follow. A unit without it ends with its
 // last message.
 std::size_t endOfMessages(std::span<const std::uint8_t> content) {
   std::size_t end = content.size();
@@ -41,7 +41,7 @@ std::size_t endOfMessages(std::span<const std::uint8_t> content) {
   return end > 0 && content[end - 1] == kTrailingBits ? end - 1 : content.size();
 }
 
-// Whether captions go after a unit; undecided where the bytes end before it is known.
+// Whether captions go after a unit; undecided if the bytes end before that is known.
 enum class Passing { no, yes, undecided };
 
 Passing passingOf(const NalUnit& unit, const NalRules& rules) {
@@ -60,9 +60,8 @@ Passing passingOf(const NalUnit& unit, const NalRules& rules) {
 
 }  // namespace
 
-// Nothing in the unit needs escaping: zeros are met in its head once and in a triplet twice at
-// most, and each triplet begins with a byte that is far from zero. Its size is known and fits one
-// byte.
+// Nothing in the unit needs escaping: its head has one zero, a triplet at most two in a row, and
+// each triplet begins with a large byte. The size is known and fits into one byte.
 void buildCaptionUnit(std::vector<std::uint8_t>& unit, const CaptionUnitForm& form,
                       std::span<const CcTriplet> triplets, std::size_t statedCount) {
   static_assert(kCaptionHead.size() + ccDataSize(kMostTriplets) < kFull);
@@ -115,7 +114,7 @@ std::optional<std::uint64_t> firstPayloadType(std::span<const std::uint8_t> unit
                                               const NalRules& rules) {
   ByteReader reader(unit);
   reader.take(rules.headerSize);
-  // No emulation prevention can lie in what is read: a type has at most one zero, its last byte.
+  // No emulation prevention occurs in what is read: a type has at most one zero, its last byte.
   const std::uint64_t type = takeNumber(reader);
   if (reader.failed()) return std::nullopt;
   return type;

@@ -7,25 +7,24 @@
 
 namespace quarrypack::captions {
 
-// A presentation time or a span of time. One tick is 1/705,600,000 s: the frames and fields of
-// every film and television rate, and the samples of the usual sound rates, last whole numbers of
-// ticks.
+// A presentation time or a duration. One tick is 1/705,600,000 s: the frames and fields of all film
+// and television rates, and the samples of the usual sound rates, last whole numbers of ticks.
 using Time = std::chrono::duration<std::int64_t, std::ratio<1, 705'600'000>>;
 
-// What one byte pair of a field takes: 1001/30000 s.
+// The duration of one byte pair of a field: 1001/30000 s.
 inline constexpr Time kPairTime{23'543'520};
 
 // Times lie between this and its negative, 207 years, so that sums of a few never overflow.
 inline constexpr Time kLatestTime{std::int64_t{1} << 62};
 
-// The time of a count of units, to the nearest tick and no further than kLatestTime either way. A
-// count of units that last no time, for unitsPerSecond = 0, is 0.
+// The time of a count of units, rounded to the nearest tick and limited to kLatestTime in either
+// direction. With unitsPerSecond = 0 the result is 0.
 Time timeOfUnits(std::int64_t units, std::uint32_t unitsPerSecond);
 
-// To the nearest millisecond; halves go up.
+// Rounds to the nearest millisecond; halves round up.
 std::int64_t milliseconds(Time time);
 
-// "HH:MM:SS" and three decimals after the mark; hours may take more digits. A time before 0 is 0.
+// "HH:MM:SS", the mark and three decimals; hours may take more digits. A time before 0 counts as 0.
 std::string clockText(std::int64_t milliseconds, char decimalMark);
 
 }  // namespace quarrypack::captions

@@ -17,7 +17,7 @@ static_assert(kRates[3].frameTime == kPairTime);
 
 bool isDropMark(char mark) { return mark == ';' || mark == '.' || mark == ','; }
 
-// Takes one to three digits off the front.
+// Takes one to three digits from the front.
 std::optional<int> takeNumber(std::string_view& text) {
   int number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -27,7 +27,7 @@ std::optional<int> takeNumber(std::string_view& text) {
   return number;
 }
 
-// Takes the mark off the front that comes before field number `field`.
+// Takes the mark before field number `field` from the front.
 bool takeMark(std::string_view& text, std::size_t field, TimeCode& code) {
   if (text.empty()) return false;
   const char mark = text.front();
@@ -41,12 +41,12 @@ std::string twoDigits(int number) {
   return number < 10 ? "0" + std::to_string(number) : std::to_string(number);
 }
 
-// Drop-frame codes leave numbers out at every minute but each tenth.
+// Drop-frame codes leave numbers out in every minute but each tenth.
 std::int64_t leftOutBefore(std::int64_t minutes, const FrameRate& rate) {
   return rate.droppedPerMinute * (minutes - minutes / 10);
 }
 
-// The number that a frame has when none is left out.
+// The number that a frame has if none is left out.
 std::int64_t withLeftOut(std::int64_t frame, const FrameRate& rate) {
   const std::int64_t minute = std::int64_t{60} * rate.framesPerSecond - rate.droppedPerMinute;
   const std::int64_t tenMinutes = 10 * minute + rate.droppedPerMinute;

@@ -4,13 +4,13 @@
 
 #include "captions/cea608.h"
 
-// The codes that a plan for the pairs of a movie needs to tell apart: those that change the screen
-// at once. What is loaded out of sight may move in time freely as far as such a code.
+// The codes that a plan for the pairs of a movie must tell apart: those that change the screen at
+// once. What is loaded out of sight may move freely in time, but not past such a code.
 namespace quarrypack::captions {
 
-// Of the command codes, the second byte, in any channel of any field, or 0 for another pair. Parity
-// is ignored. Commands begin with 14 or 1C in field 1 and with 15 or 1D in field 2; the field is
-// not asked for, because streams mix the two.
+// The second byte of a command code, in any channel of any field; 0 for another pair. Parity is
+// ignored. Commands begin with 14 or 1C in field 1 and with 15 or 1D in field 2. The field is not
+// considered, because streams mix the two.
 constexpr std::uint8_t commandCode(BytePair pair) {
   constexpr std::uint8_t kCommand = 0x14;
   constexpr std::uint8_t kWithoutParityChannelAndField = 0x76;
@@ -19,7 +19,7 @@ constexpr std::uint8_t commandCode(BytePair pair) {
   return isCommand ? pair.second & 0x7F : 0;
 }
 
-// Shows what was loaded: a pop-on caption appears with this code.
+// Shows the loaded screen: a pop-on caption appears with this code.
 constexpr bool isEndOfCaption(BytePair pair) { return commandCode(pair) == 0x2F; }
 
 // Roll-up 2 to 4, resume direct captioning, erase displayed memory, carriage return, end of

@@ -1,4 +1,4 @@
-# What `cmake --install` puts in place for programs that use the library: the static libraries, their
+# What `cmake --install` installs for programs that use the library: the static libraries, their
 # headers, and the CMake package "quarrypack" with the targets quarrypack::kav and quarrypack::kaf.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)

@@ -1,10 +1,10 @@
-# What `cmake --install` puts in place beside program and libraries, and the packages that cpack makes.
+# What `cmake --install` installs besides program and libraries, and the packages that cpack builds.
 include(GNUInstallDirs)
 option(QUARRYPACK_DEBIAN "Install what Debian packages have, where they have it" OFF)
 set(quarrypack_authors "The quarrypack authors <authors@quarrypack.example>")
 
 install(PROGRAMS batch/quarrypack-batch DESTINATION "${CMAKE_INSTALL_BINDIR}")
-# As in the sources, so that their links lead to each other.
+# Laid out as in the sources, so that the links between them resolve.
 install(FILES README.md CHANGELOG.md ARCHITECTURE.md CONTRIBUTING.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES doc/api.md doc/batch.md doc/caption-data.md doc/output-format.md doc/performance.md
@@ -13,7 +13,7 @@ install(FILES doc/api.md doc/batch.md doc/caption-data.md doc/output-format.md d
 install(FILES doc/quarrypack_config.example.xml
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" RENAME quarrypack_config.xml)
 
-# The prefix is known only when it is installed: cpack takes another than the one configured here.
+# The prefix is known only at installation: cpack uses another one than was configured here.
 install(CODE "
   set(PROJECT_VERSION \"${PROJECT_VERSION}\")
   set(CMAKE_INSTALL_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
@@ -68,7 +68,7 @@ endif()
 # ---------------------------------------------------------------- licence, and what Debian wants
 if(QUARRYPACK_DEBIAN)
   install(FILES cmake/debian/copyright DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-  # Every Debian system has the text of the licence already.
+  # Every Debian system already has the text of the licence.
   install(CODE "
     file(CREATE_LINK ../../common-licenses/Apache-2.0
       \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DOCDIR}/LICENSE\" SYMBOLIC)")
@@ -83,7 +83,7 @@ if(QUARRYPACK_DEBIAN)
   execute_process(COMMAND gzip -9 --no-name --force --keep "${changes}" COMMAND_ERROR_IS_FATAL ANY)
   install(FILES "${changes}.gz" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
-  # What the optimizer of one version of the compiler left in the libraries is of no use to another.
+  # Intermediate code in the libraries is of use only to the same version of the compiler.
   foreach(room kav kaf)
     install(CODE "
       execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-debug --enable-deterministic-archives

@@ -8,12 +8,12 @@ target_compile_options(quarrypack_settings INTERFACE
 if(QUARRYPACK_SANITIZE)
   target_compile_options(quarrypack_settings INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
-    # With the checks woven in, g++ 12 warns about sizes that no path can have.
+    # With the sanitizers' checks inserted, g++ 12 warns about sizes that no path can have.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>)
   target_link_options(quarrypack_settings INTERFACE -fsanitize=address,undefined)
 endif()
 
-# Unsigned numbers may wrap in C++, and here only in the functions that the list names.
+# Unsigned numbers may wrap in C++; here only in the functions that the list names.
 if(QUARRYPACK_OVERFLOW)
   set(quarrypack_overflow_list "${CMAKE_CURRENT_LIST_DIR}/unsigned_overflow_ignore.txt")
   target_compile_options(quarrypack_settings INTERFACE
@@ -26,14 +26,14 @@ if(QUARRYPACK_COVERAGE)
   target_link_options(quarrypack_settings INTERFACE --coverage)
 endif()
 
-# Only the counters: the driver is linked by the fuzz targets alone, every other program has a main.
+# Only the counters: just the fuzz targets link the driver; every other program has its own main.
 if(QUARRYPACK_FUZZ)
   target_compile_options(quarrypack_settings INTERFACE -fsanitize=fuzzer-no-link)
   target_link_options(quarrypack_settings INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# The calls of a sample's road cross a dozen small sources. The libraries keep plain code beside what
-# the optimizer needs, for whoever links them otherwise; tests are linked from it, which is quicker.
+# The calls for one sample cross a dozen small sources. The libraries contain plain code beside what
+# the optimizer needs, for programs that link without it. Tests link the plain code, which is faster.
 if(QUARRYPACK_LTO AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   set(quarrypack_lto $<$<CONFIG:Release>:-flto=auto>)
   target_compile_options(quarrypack_settings INTERFACE

@@ -4,7 +4,7 @@ _quarrypack() {
   cur=${COMP_WORDS[COMP_CWORD]}
   prev=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
-  # Of --input-file=clip.mov bash makes three words.
+  # bash splits --input-file=clip.mov into three words.
   if [[ $cur == = ]]; then
     cur=
   elif [[ $prev == = ]]; then

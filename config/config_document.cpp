@@ -19,8 +19,8 @@ namespace {
 
 constexpr std::size_t kBlockSize = 1024;
 
-// One run of the XML parser over one document. The parser is a C library, so an exception may not
-// leave a handler: it is kept, the parser is stopped, and feed() throws it from our own frames.
+// One run of the XML parser over one document. The parser is a C library, so no exception may leave
+// a handler: it is kept, the parser is stopped, and feed() throws it from our own frames.
 class ParserRun {
  public:
   explicit ParserRun(ConfigTreeBuilder& builder)
@@ -43,7 +43,7 @@ class ParserRun {
     void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
   };
 
-  // A stopped parser may still deliver the end of the element that it was working on.
+  // A stopped parser may still deliver the end of the element that it was processing.
   template <class Step>
   static void guarded(void* userData, Step step) noexcept {
     auto& self = *static_cast<ParserRun*>(userData);
@@ -82,8 +82,8 @@ void ConfigDocument::load(CurrentNode& current, const std::string& fileName) {
   std::ifstream file(fileName);
   if (!file.is_open()) return;
 
-  // A file that fills its last block needs an empty one after it: only a short block is the last.
-  // A pipe fills its blocks too, however small the pieces that come through it.
+  // If a file fills its last block, an empty block follows: only a short block is the last.
+  // A pipe fills its blocks too, however small the pieces that it delivers.
   std::array<char, kBlockSize> block;
   std::size_t count = 0;
   do {

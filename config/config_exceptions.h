@@ -5,8 +5,8 @@
 
 namespace orx::config {
 
-// The failures of reading a configuration document. They stand apart from std::exception: whoever
-// loads a document decides how a broken one is reported, and must name these classes to do so.
+// The failures of reading a configuration document. They do not derive from std::exception: the
+// caller decides how a broken document is reported, and must name these classes to do so.
 class ConfigException {
  public:
   explicit ConfigException(std::string message) : message_(std::move(message)) {}

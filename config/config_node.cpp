@@ -14,7 +14,7 @@ ConfigNode::ConfigNode(const ConfigNode& other) : ConfigNode(other.name, other.p
     const ConfigNode* from;
     ConfigNode* to;
   };
-  // Delegation made this object complete: if a copy fails, the destructor frees what is there.
+  // Delegation made this object complete: if a copy fails, the destructor frees what exists.
   std::vector<Pair> pending{{&other, this}};
   while (!pending.empty()) {
     const auto [from, to] = pending.back();
@@ -45,8 +45,8 @@ ConfigNode& ConfigNode::operator=(const ConfigNode& other) {
   return *this;
 }
 
-// A walk down to the leaves and back, which frees each node when it has become a leaf: the depth of
-// the calls does not grow with the depth of the tree, and nothing is allocated that could fail.
+// Walks down to the leaves and back and frees each node once it has become a leaf. The depth of the
+// calls does not grow with the depth of the tree, and nothing is allocated that could fail.
 ConfigNode::~ConfigNode() {
   ConfigNode* node = this;
   for (;;) {

@@ -8,14 +8,14 @@
 namespace orx::config {
 
 // One element of a configuration document, or one attribute of an element. A node owns its children
-// and its attributes. Documents may be nested as deep as their author likes, so a tree is copied
-// and freed without recursion.
+// and its attributes. Documents may nest to any depth, so a tree is copied and freed without
+// recursion.
 struct ConfigNode {
   using List = std::vector<std::unique_ptr<ConfigNode>>;
 
   ConfigNode(std::string nodeName, ConfigNode* enclosing);
-  // The copy keeps the original's parent, although that parent does not own it; everything below
-  // the copy is its own.
+  // The copy keeps the original's parent, although that parent does not own it; it owns everything
+  // below itself.
   ConfigNode(const ConfigNode& other);
   ConfigNode& operator=(const ConfigNode& other);
   ~ConfigNode();
@@ -26,7 +26,7 @@ struct ConfigNode {
   // Throws NoDataException when the node has no text.
   const std::string& getData() const;
 
-  // Text that comes in several pieces is joined in the order of the calls.
+  // Text that arrives in several pieces is joined in the order of the calls.
   void appendData(std::string_view text);
 
   void addAttribute(std::string attributeName, std::string value);
@@ -45,9 +45,9 @@ struct FreeWithOpenAncestors {
   void operator()(ConfigNode* node) const;
 };
 
-// Holds the current node of a document: the innermost element that is open, and in the end the
-// root. An element is attached to its parent only when it ends, so until then the holder owns the
-// parents too.
+// Holds the current node of a document: the innermost open element, and at the end the root. An
+// element is attached to its parent only when it ends, so until then the holder owns the parents
+// too.
 using CurrentNode = std::unique_ptr<ConfigNode, FreeWithOpenAncestors>;
 
 // The node's text; the fallback when there is no node or no text.

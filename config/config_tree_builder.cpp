@@ -7,8 +7,8 @@
 namespace orx::config {
 namespace {
 
-// Spelled out rather than asked of the library: the answer must not depend on the locale, and bytes
-// of a UTF-8 sequence are never white space.
+// Listed here instead of taken from the library: the answer must not depend on the locale, and
+// bytes of a UTF-8 sequence are never white space.
 constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 
 std::string_view trimmed(std::string_view text) {
@@ -22,7 +22,7 @@ std::string_view trimmed(std::string_view text) {
 void ConfigTreeBuilder::startElement(const char* name, const char* const* attributes) {
   auto node = std::make_unique<ConfigNode>(name, current_.get());
   for (; *attributes != nullptr; attributes += 2) node->addAttribute(attributes[0], attributes[1]);
-  // The new node leads to its parent, and so owns it from here on.
+  // The new node refers to its parent, and so owns it from here on.
   static_cast<void>(current_.release());
   current_.reset(node.release());
 }

@@ -98,7 +98,11 @@ EditList EditList::of(const BoxView& trak, std::uint32_t movieTimescale,
     const Time end = bounded(timeOfUnits(asSigned(start), movieTimescale));
     const bool isOpen = entry.length == 0 && i + 1 == count;
     edit.length = isOpen ? kOpenEnd : end - edit.start;
-    if (entry.media != kNothing) edit.media = bounded(timeOfUnits(entry.media, mediaTimescale));
+    if (entry.media != kNothing) {
+      // No real time is so early; that of the most negative number could not be worked out.
+      constexpr std::int64_t kEarliest = std::numeric_limits<std::int64_t>::min() / 2;
+      edit.media = bounded(timeOfUnits(std::max(entry.media, kEarliest), mediaTimescale));
+    }
     edit.isStill = entry.rate == 0;
     edits.push_back(edit);
   }

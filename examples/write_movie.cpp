@@ -1,4 +1,4 @@
-// Writes a movie of two seconds: a square that goes from black to blue, uncompressed.
+// Writes a movie of two seconds: a square that fades from black to blue, uncompressed.
 // usage: write_movie MOVIE [fragmented]
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
@@ -28,10 +28,6 @@ constexpr std::uint16_t kSide = 64;       // pixels
 constexpr std::uint32_t kPictures = 50;   // 25 a second
 constexpr std::uint32_t kTimescale = 25;  // one unit for a picture
 
-void check(std::uint32_t code) {
-  if (code != 0) throw kav::Exception(code);
-}
-
 std::uint32_t addVideoTrack(kav::Writer& writer) {
   kav::NorvikKavTrackConfiguration track;
   track.handlerType = kVideo;
@@ -40,25 +36,22 @@ std::uint32_t addVideoTrack(kav::Writer& writer) {
   track.info.width = kSide;
   track.info.height = kSide;
   track.info.language = {'u', 'n', 'd', '\0'};
-  track.sampleCount = kPictures;  // the room that the movie needs ahead of its pictures
+  track.sampleCount = kPictures;  // the room that is reserved before the pictures
   track.descriptionCount = 1;
   const std::uint32_t number = writer.addTrack(track);
 
-  // How the pictures are stored: red, green and blue, a byte each.
+  // The format of the pictures: red, green and blue, one byte each.
   kav::NorvikKavVideoSampleDescInfo info;
   info.codecType = fourCharacterCode("raw ");
   info.handlerType = kVideo;
   info.width = kSide;
   info.height = kSide;
-  kav::NorvikKavSampleDescription* description = nullptr;
-  check(kav::makeSampleDescription(&info, nullptr, &description));
-  writer.addSampleDescription(number, description);
-  check(kav::closeSampleDescription(description));
+  writer.addSampleDescription(number, kav::SampleDescription(info, {}));
   return number;
 }
 
 void writeMovie(const char* path, bool fragmented) {
-  // The library moves tables that it has written, so the stream must be readable as well.
+  // The library moves tables that it has written, so the stream must also be readable.
   const boost::intrusive_ptr<KavStream> stream(new KavStream(
       path, OpenMode::kReadWrite | OpenMode::kCreate | OpenMode::kTruncate | OpenMode::kBinary));
   kav::NorvikKavWriterConfiguration movie;

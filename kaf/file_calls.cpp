@@ -10,7 +10,7 @@
 
 namespace quell::kaf {
 
-// Movies pass 4 GiB, and offsets travel as off_t.
+// Movies exceed 4 GiB, and offsets are passed as off_t.
 static_assert(sizeof(off_t) == sizeof(std::int64_t));
 
 std::size_t readAt(FileHandle file, void* buffer, std::size_t count, std::uint64_t offset) {
@@ -31,19 +31,19 @@ std::size_t readAt(FileHandle file, void* buffer, std::size_t count, std::uint64
 
 namespace {
 
-// One transfer of what is left of the two runs; a single run takes the plainer call.
+// One transfer of what is left of the two runs; a single run uses the simpler call.
 ssize_t writeSome(int descriptor, ByteRun first, ByteRun second, off_t offset) {
   if (second.size == 0) return pwrite(descriptor, first.data, first.size, offset);
   if (first.size == 0) return pwrite(descriptor, second.data, second.size, offset);
   const auto part = [](ByteRun run) {
-    // The call takes its parts without const and only reads them.
+    // The call takes its parts without const but only reads them.
     return iovec{const_cast<std::uint8_t*>(run.data), run.size};
   };
   const std::array<iovec, 2> parts = {part(first), part(second)};
   return pwritev(descriptor, parts.data(), static_cast<int>(parts.size()), offset);
 }
 
-// Takes up to count bytes off the front of the run and returns how many it took.
+// Removes up to count bytes from the start of the run and returns how many it removed.
 std::size_t takeFront(ByteRun& run, std::size_t count) {
   const std::size_t taken = count < run.size ? count : run.size;
   run.data += taken;
@@ -60,7 +60,7 @@ void writeAt(FileHandle file, ByteRun first, ByteRun second, std::uint64_t offse
       if (errno == EINTR) continue;
       throw IOStreamException(errno, file.path);
     }
-    // A device that takes nothing and reports nothing would keep this loop forever.
+    // A device that takes nothing and reports nothing would keep this loop running forever.
     if (moved == 0) throw IOStreamException(EIO, file.path);
     const auto written = static_cast<std::size_t>(moved);
     takeFront(second, written - takeFront(first, written));

@@ -37,9 +37,9 @@ class NewDescriptor {
   int descriptor_;
 };
 
-// The text and binary bits change nothing here, and the append bit is honoured by write. The old
-// content is never dropped by the opening itself: what was opened has to be looked at first.
-// Without waiting, because the name may lead to a pipe that nobody holds.
+// The text and binary bits change nothing here, and write honours the append bit. Opening alone
+// never drops the old content: the file must be examined first. Opening does not block, because the
+// name may be a pipe that no process holds open.
 int openFlags(std::uint32_t mode) {
   int flags = O_RDONLY;
   if ((mode & OpenMode::kReadWrite) != 0) {
@@ -54,8 +54,8 @@ int openFlags(std::uint32_t mode) {
   return flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 }
 
-// The system refuses an existing file only together with its creation. Like there, a symbolic link
-// counts as a file, wherever it leads.
+// The system refuses an existing file only when asked to create it as well. As there, a symbolic
+// link counts as a file, wherever it points.
 void refuseExistingFile(const std::string& path) {
   struct stat status {};
   if (lstat(path.c_str(), &status) == 0) throw IOStreamException(EEXIST, path);
@@ -76,8 +76,8 @@ struct stat statusOf(FileHandle file) {
   return status;
 }
 
-// Empties the file. One that is empty is left alone: a file system takes a truncation to nothing as
-// the beginning of a replacement, and then writes out all that follows when the file is closed.
+// Empties the file. An empty file is left alone: a file system takes a truncation to nothing as the
+// beginning of a replacement, and then flushes all later writes when the file is closed.
 void dropContent(FileHandle file) {
   if (statusOf(file).st_size != 0) setLength(file, 0);
 }
@@ -91,7 +91,7 @@ FileStream::~FileStream() {
   try {
     close();
   } catch (const std::exception&) {
-    // Nobody is left to tell; a caller who wants to know closes first.
+    // A destructor cannot report; a caller who needs to know calls close first.
   }
 }
 
@@ -111,7 +111,6 @@ void FileStream::open() {
   device_ = status.st_dev;
   inode_ = status.st_ino;
   hasChangedFile_ = truncates;
-  readAhead_.forget();
   handle_ = descriptor.keep();
 }
 
@@ -120,7 +119,7 @@ void FileStream::close() {
   NewDescriptor descriptor(static_cast<int>(handle_));
   const FileHandle closing = file();
   handle_ = -1;
-  // Whatever becomes of the held bytes, the next file that is opened does not get them.
+  // Whatever happens to the held bytes, the next file opened does not get them.
   WriteWindows held = std::exchange(windows_, WriteWindows());
   held.flushAll(closing);
   if (::close(descriptor.keep()) != 0) throw IOStreamException(errno, path_);
@@ -130,7 +129,7 @@ std::size_t FileStream::read(void* buffer, std::size_t count) {
   if (count == 0 || buffer == nullptr) return 0;
   requireOpen();
   windows_.flushAll(file());
-  const std::size_t moved = readAhead_.read(file(), position_, buffer, count);
+  const std::size_t moved = readAt(file(), buffer, count, position_);
   position_ += moved;
   return moved;
 }
@@ -138,12 +137,11 @@ std::size_t FileStream::read(void* buffer, std::size_t count) {
 std::size_t FileStream::write(const void* buffer, std::size_t count) {
   if (count == 0 || buffer == nullptr) return 0;
   requireOpen();
-  // Said at once, because a held byte would meet this refusal only when it is flushed.
+  // Refused at once, because a held byte would meet this refusal only when it is flushed.
   if (!isWritable()) fail(EBADF);
   if ((mode_ & OpenMode::kAppend) != 0) position_ = length();
   if (count > kLargestOffset - position_) fail(EFBIG);
   hasChangedFile_ = true;
-  readAhead_.forget();
   windows_.write(file(), position_, {static_cast<const std::uint8_t*>(buffer), count});
   position_ += count;
   return count;
@@ -157,7 +155,6 @@ void FileStream::seek(std::int64_t offset, int origin) {
   std::int64_t target = 0;
   if (__builtin_add_overflow(base, offset, &target) || target < 0) fail(EINVAL);
   position_ = static_cast<std::uint64_t>(target);
-  readAhead_.forget();
 }
 
 std::uint64_t FileStream::tell() {
@@ -169,7 +166,6 @@ void FileStream::setSize(std::uint64_t size) {
   requireOpen();
   if (size > kLargestOffset) throw IOStreamException(EINVAL, path_);
   windows_.flushAll(file());
-  readAhead_.forget();
   if (size == 0 && isWritable()) {
     dropContent(file());
   } else {
@@ -195,10 +191,10 @@ bool FileStream::isWritable() const {
   return (mode_ & (OpenMode::kWriteOnly | OpenMode::kReadWrite)) != 0;
 }
 
-// Out of the way of the calls that succeed: a movie is written by millions of small ones.
+// Kept apart from the calls that succeed: a movie is written by millions of small ones.
 void FileStream::fail(int systemError) const { throw IOStreamException(systemError, path_); }
 
-// The length of the file with the bytes that are still held.
+// The length of the file including the bytes that are still held.
 std::uint64_t FileStream::length() const {
   const auto onDisk = static_cast<std::uint64_t>(statusOf(file()).st_size);
   return std::max(onDisk, windows_.end());

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "kaf/file_calls.h"
-#include "kaf/read_ahead.h"
 #include "kaf/streams.h"
 #include "kaf/write_windows.h"
 
@@ -12,22 +11,22 @@
 
 namespace quell::kaf {
 
-// A regular file as a stream. Nothing else is opened, neither folder nor pipe nor device: a movie
-// is read and written at many places, and opening a pipe could wait forever.
+// A regular file as a stream. Folders, pipes and devices are refused: a movie is read and written
+// at many places, and opening a pipe could block forever.
 //
-// Small reads are served from a buffer and small writes are gathered, so neither costs a system
-// call of its own. A seek drops the buffer of the reads: what others have changed in the file until
-// then is seen. Written bytes reach the file at the next read, change of size or close, or earlier;
-// a failure to write them surfaces at one of these calls or at a later write. Whoever needs to know
-// that all was written calls close: the destructor closes too, but cannot report.
+// A read is a system call; a reader of small pieces keeps blocks of its own, as the library does.
+// Small writes are gathered, so they cost no system call each. Written bytes reach the file at the
+// next read, change of size or close, or earlier. A failure to write them surfaces at one of these
+// calls or at a later write. To know that all bytes were written, call close: the destructor closes
+// too, but cannot report.
 class FileStream final : public IOStream {
  public:
   // When a mode with OpenMode::kTruncate drops the old content of the file.
   enum class Truncation {
     atOpen,
 
-    // Not at all: the caller first makes sure, with isSameFile, that the file is not one that is
-    // still needed, and then calls setSize(0).
+    // Not at all: the caller first calls isSameFile, to make sure that the file is not one that is
+    // still needed, and then setSize(0).
     byCaller,
   };
 
@@ -37,21 +36,20 @@ class FileStream final : public IOStream {
   FileStream(const FileStream&) = delete;
   FileStream& operator=(const FileStream&) = delete;
 
-  // On an open stream this only goes back to position 0.
+  // On an open stream this only moves the position to 0.
   void open() override;
 
-  // On a closed stream this does nothing. After a failure the stream is closed all the same.
+  // On a closed stream this does nothing. The stream is closed even after a failure.
   void close() override;
 
-  // With a count of 0 or without a buffer, returns 0 and leaves the file alone.
+  // Returns 0 and does not touch the file if count is 0 or buffer is null.
   std::size_t read(void* buffer, std::size_t count) override;
 
-  // Takes all count bytes, or throws. With a count of 0 or without a buffer, returns 0 and leaves
-  // the file alone.
+  // Takes all count bytes, or throws. Returns 0 and does not touch the file if count is 0 or buffer
+  // is null.
   std::size_t write(const void* buffer, std::size_t count) override;
 
-  // Throws for a position before the start; one past the end is allowed. The next read sees the
-  // file as it is then.
+  // Throws for a position before the start; a position past the end is allowed.
   void seek(std::int64_t offset, int origin) override;
 
   // The position in bytes from the start.
@@ -60,13 +58,13 @@ class FileStream final : public IOStream {
   // Sets the length of the file in bytes; the position does not move.
   void setSize(std::uint64_t size) override;
 
-  // Whether both streams, which must be open, lead to the same file, by whatever names.
+  // Whether both streams, which must be open, refer to the same file, by whatever names.
   bool isSameFile(const FileStream& other) const;
 
-  // Removes the path if it still leads to the file that this stream opened and changed: a symbolic
-  // link is removed itself, and the file it leads to stays. A file that was only opened is left
-  // alone, and so is one that took the path meanwhile. Works on a closed stream too, and
-  // without memory. Returns whether it removed the path.
+  // Removes the path if it still refers to the file that this stream opened and changed. Of a
+  // symbolic link, the link is removed and its target stays. A file that was only opened stays, and
+  // so does a file that has taken over the path since. Works on a closed stream too, and allocates
+  // no memory. Returns whether it removed the path.
   bool removeIfOpenedHere();
 
  private:
@@ -85,7 +83,6 @@ class FileStream final : public IOStream {
   Truncation truncation_;
   std::uint64_t position_ = 0;
   WriteWindows windows_;
-  ReadAhead readAhead_;
 
   // Which file was opened, and whether this stream changed it.
   std::uint64_t device_ = 0;

@@ -25,7 +25,7 @@ ErrorCode codeOf(IOErrorKind kind) {
   }
 }
 
-// Makes a call on the file and turns its failure into the library's.
+// Calls a file operation and translates its failure into an exception of the library.
 template <class Call>
 auto translated(Call&& call) {
   try {

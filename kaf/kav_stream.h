@@ -7,12 +7,11 @@
 #include <cstdint>
 #include <string>
 
-// What joins the streams of files with those of the container library.
+// The connection between file streams and the streams of the container library.
 namespace quell::kafpkgutil {
 
 // A file as a stream of the container library. Failures of the file become the library's
-// exceptions. Created with new and held by reference count; the release of the last share destroys
-// it.
+// exceptions. Created with new and reference-counted; releasing the last share destroys it.
 class KavStream final : public norvik::kav::NorvikIOStream {
  public:
   using Truncation = kaf::FileStream::Truncation;  // see there
@@ -23,8 +22,8 @@ class KavStream final : public norvik::kav::NorvikIOStream {
   // The count is not atomic: all shares belong to one thread.
   void addRef() override;
 
-  // The release of the last share destroys the stream; a failure to write what was held back is
-  // then lost, so a writer closes first.
+  // Releasing the last share destroys the stream. A failure to write held bytes is then lost, so a
+  // writer calls close first.
   void release() override;
   void open() override;
   void close() override;
@@ -34,7 +33,7 @@ class KavStream final : public norvik::kav::NorvikIOStream {
   std::size_t write(const void* buffer, std::size_t count) override;
   void setSize(std::uint64_t size) override;
 
-  // Whether both open streams lead to the same file, by whatever names.
+  // Whether both open streams refer to the same file, by whatever names.
   bool sameFileAs(const KavStream& other) const;
 
   // See FileStream::removeIfOpenedHere.

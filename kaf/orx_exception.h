@@ -4,13 +4,13 @@
 #include <string>
 #include <utility>
 
-// What every tool of the family knows.
+// What all tools of the family share.
 namespace orx {
 
 // A failure with a message for the user.
 class OrxException : public std::exception {
  public:
-  // The message is shown to the user as it is.
+  // The message is shown to the user unchanged.
   explicit OrxException(std::string message) : message_(std::move(message)) {}
 
   // The message; it lives as long as the exception.

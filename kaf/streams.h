@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// Streams of bytes below the container library, and files as such streams.
+// Byte streams below the container library, and files as such streams.
 namespace quell::kaf {
 
 // A source of bytes below the container library. Failures are thrown as IOStreamException.
@@ -11,13 +11,13 @@ class IStream {
  public:
   virtual ~IStream() = default;
 
-  // Comes before every other call.
+  // Must be called before every other operation.
   virtual void open() = 0;
 
-  // Ends the use of the stream; it may be opened again.
+  // Ends the use of the stream, which may be opened again.
   virtual void close() = 0;
 
-  // Returns the number of bytes read, below count only at the end of the data.
+  // Returns the number of bytes read, less than count only at the end of the data.
   virtual std::size_t read(void* buffer, std::size_t count) = 0;
 
   // Origin 0 counts from the start, 2 from the end, and every other number from the current
@@ -31,8 +31,8 @@ class IStream {
 // A stream that can also be written.
 class IOStream : public IStream {
  public:
-  // Writes count bytes at the current position and moves it behind them. Returns the number of
-  // bytes taken.
+  // Writes count bytes at the current position and advances past them. Returns the number of bytes
+  // taken.
   virtual std::size_t write(const void* buffer, std::size_t count) = 0;
 
   // Sets the length in bytes; the position does not move.

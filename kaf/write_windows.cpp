@@ -9,18 +9,18 @@ namespace quell::kaf {
 
 namespace {
 
-// A window starts small, because most places of a movie with very many tracks get a few bytes only,
-// and doubles while it keeps filling.
+// A window starts small, because most places of a movie with very many tracks get only a few bytes.
+// It doubles while it keeps filling.
 constexpr std::size_t kFirstCapacity = 4u << 10;
 constexpr std::size_t kTableCapacity = 64u << 10;
 
 // One window at a time may become wide: in practice the first to fill, that of the media data.
 constexpr std::size_t kWideCapacity = 256u << 10;
 
-// A run of this size costs less by itself than by being copied into a window.
+// A run of this size is cheaper to write by itself than to copy into a window.
 constexpr std::size_t kWrittenThrough = 32u << 10;
 
-// What all windows together may take, the wide one aside.
+// The limit for all windows together, except the wide one.
 constexpr std::size_t kMostWindows = 256;
 static_assert(kMostWindows - 1 <= std::numeric_limits<std::uint8_t>::max());
 constexpr std::size_t kMostMemory = 4u << 20;
@@ -52,8 +52,8 @@ void WriteWindows::write(FileHandle file, std::uint64_t position, ByteRun run) {
   if (!continueHinted(position, run)) writeAnywhere(file, position, run);
 }
 
-// Appends a small run to the window that the place continues, if the hint still leads to it and
-// nothing has to go to the file for it.
+// Appends a small run to the window that the place continues, if the hint still refers to it and
+// nothing must be written to the file first.
 bool WriteWindows::continueHinted(std::uint64_t position, ByteRun run) {
   const std::size_t index = hints_[hintOf(position)];
   if (index >= windows_.size()) return false;
@@ -119,8 +119,8 @@ void WriteWindows::writeThrough(FileHandle file, std::uint64_t position, ByteRun
   drop(static_cast<std::size_t>(continued - windows_.data()));
 }
 
-// Appends to the window. A full one goes to the file together with the head of the run, and is used
-// again for the rest, of which there is always some.
+// Appends to the window. A full window is written to the file together with the head of the run,
+// and is reused for the rest of the run, which is never empty.
 void WriteWindows::extend(FileHandle file, Window& window, ByteRun run) {
   window.lastUse = ++clock_;
   while (run.size > window.room()) {

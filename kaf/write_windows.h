@@ -11,13 +11,13 @@
 namespace quell::kaf {
 
 // Gathers small writes to many places of one file into few large ones. A movie is written at a
-// dozen places at once, each sample adding a few bytes to every table and some to the media data; a
+// dozen places at once: each sample adds a few bytes to every table and some to the media data. A
 // window holds the newest bytes of one such place until it is full. Windows never overlap, so the
 // order in which they reach the file does not matter.
 //
-// When a call fails, every byte held before it is still held or written; the owner may flush again.
-// Bytes still held when the object is destroyed are lost: flushAll is called before that, and
-// before anything else looks at the file.
+// When a call fails, every byte held before it is still held or has been written, and the owner may
+// flush again. Bytes still held at destruction are lost: call flushAll before that, and before
+// anything else reads the file.
 class WriteWindows {
  public:
   // Takes the bytes for the place at position. The end, position + count, must be a valid offset.
@@ -26,7 +26,7 @@ class WriteWindows {
   // Writes everything that is held to the file and holds nothing afterwards.
   void flushAll(FileHandle file);
 
-  // The position behind the last byte that is held; 0 when nothing is.
+  // The position past the last byte that is held; 0 when nothing is.
   std::uint64_t end() const { return windows_.empty() ? 0 : windows_.back().end(); }
 
  private:
@@ -40,13 +40,13 @@ class WriteWindows {
     std::uint64_t end() const { return start + filled; }
     ByteRun run() const { return {bytes.get(), filled}; }
 
-    // How many more bytes it takes before it has to go to the file.
+    // How many more bytes it takes before it must be written to the file.
     std::size_t room() const;
     void append(ByteRun run);
   };
 
-  // Where the window that a place continues may be found. It is looked at before it is believed:
-  // the windows may have changed since.
+  // Where the window that a place continues may be found. A hint is checked before it is used: the
+  // windows may have changed since.
   static constexpr std::size_t kHints = 64;
   static constexpr std::uint64_t kHintSpan = 64u << 10;
   static std::size_t hintOf(std::uint64_t position) { return position / kHintSpan % kHints; }
@@ -67,10 +67,10 @@ class WriteWindows {
   bool grow(Window& window);
   void widen(Window& window);
 
-  // In the order of their places in the file.
+  // Sorted by place in the file.
   std::vector<Window> windows_;
 
-  // The capacities of all windows, the wide one aside.
+  // The capacities of all windows except the wide one.
   std::size_t memory_ = 0;
   bool hasWideWindow_ = false;
   std::uint64_t clock_ = 0;

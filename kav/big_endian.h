@@ -5,7 +5,7 @@
 
 namespace norvik::kav {
 
-// Every number in a file of this format is big-endian. The callers own the range checks.
+// Every number in a file of this format is big-endian. The callers check ranges.
 
 template <std::size_t kBytes>
 constexpr std::uint64_t loadBigEndian(const std::uint8_t* bytes) {

@@ -22,7 +22,7 @@ struct Extent {
   std::size_t size;
 };
 
-// The header of the box that begins with these bytes; none where they do not hold all of the box.
+// The extent of the box that begins at these bytes; nothing if they do not hold all of the box.
 std::optional<Extent> extentAt(Bytes bytes) {
   if (bytes.size() < kHeader) return std::nullopt;
   const std::uint32_t shortSize = loadU32(bytes.data());
@@ -50,7 +50,7 @@ struct PathPart {
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-// Takes "[12]" off the path, where it begins so. False for brackets with anything else in them.
+// Removes "[12]" from the start of the path, if it is there. False for malformed brackets.
 bool takeIndex(std::string_view& path, std::size_t& index) {
   if (path.empty() || path.front() != '[') return true;
   path.remove_prefix(1);
@@ -64,7 +64,7 @@ bool takeIndex(std::string_view& path, std::size_t& index) {
   return true;
 }
 
-// Takes the first part off the path, and the slash after it; none where the path is malformed.
+// Removes the first part and the slash after it from the path; nothing if the path is malformed.
 std::optional<PathPart> takePart(std::string_view& path) {
   if (path.size() < kTypeLength) return std::nullopt;
   PathPart part;
@@ -110,7 +110,7 @@ std::optional<BoxView> BoxView::find(std::string_view path) const {
   do {
     const std::optional<PathPart> part = takePart(path);
     if (!part) return std::nullopt;
-    // The list of children is not made: a path is looked up for one box, and may pass a large one.
+    // Does not build the list of children: a path looks for one box, and may pass a large list.
     Bytes rest = found.payload();
     std::uint64_t offset = found.offset_ + found.headerLength_;
     std::size_t others = part->index;

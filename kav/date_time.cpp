@@ -5,9 +5,8 @@
 namespace norvik::kav {
 namespace {
 
-// Day counts are kept relative to this library's epoch. std::chrono's year type ends at 32767,
-// which is half of what the record can hold, so the calendar is computed here (proleptic
-// Gregorian).
+// Day counts are relative to this library's epoch. std::chrono's year type ends at 32767, half of
+// what the record can hold, so the calendar is computed here (proleptic Gregorian).
 constexpr std::uint64_t kSecondsPerDay = 86400;
 constexpr std::uint64_t kDaysPerEra = 146097;  // 400 years
 

@@ -12,7 +12,7 @@ enum class ErrorCode : std::uint32_t {
   ioFailed = 1,          // the operating system refused a file operation
   fileNotFound = 3,      // no such file
   accessDenied = 4,      // no right to the file, it exists already, or too many files are open
-  shortRead = 5,         // the stream ended before the bytes that were asked for
+  shortRead = 5,         // the stream ended before the requested bytes
   noMovie = 6,           // no moov box
   outOfMemory = 7,       // no memory was left
   implausibleCount = 9,  // a count or length beyond what any real file holds
@@ -37,7 +37,7 @@ enum class ErrorCode : std::uint32_t {
   avcConfigurationOverrun = 42,  // an avcC record runs past the end of its description
   writerNotOpen = 48,            // an operation on a writer that is not open
   stoppedByHandler = 1028,       // the problem handler answered stop
-  unsupportedVersion = 1029,     // a box version that this library does not know
+  unsupportedVersion = 1029,     // a box version that this library does not support
   unknownTrack = 1280,           // a sample for a track that was not added
   metadataTooLarge = 1282,       // more than 64 MiB of XMP metadata to be written
   metadataWithoutTracks = 1287,  // kept for its number: metadata may come before any track
@@ -49,9 +49,9 @@ enum class ErrorCode : std::uint32_t {
   metadataAfterFinish = 2053,    // kept for its number: a finished writer is not open (48)
 };
 
-// Oddities that a reader can live with. They are questions to the problem handler, not errors.
+// Irregularities that a reader can tolerate. They are put to the problem handler and are no errors.
 enum class Problem : std::uint32_t {
-  trailingBytes = 3073,     // bytes too few for a box header, or brands that are no whole words
+  trailingBytes = 3073,     // too few bytes for a box header, or brands that are no whole words
   mediaDataPastEnd = 3074,  // an mdat box runs past the end of the file
   childPastParent = 3075,   // a box runs past the end of the box that holds it
 };

@@ -14,7 +14,7 @@ struct Entry {
   std::string_view text;
 };
 
-// In the order of their numbers.
+// Sorted by number.
 constexpr Entry kErrors[] = {
     {ErrorCode::success, "success", "no failure"},
     {ErrorCode::ioFailed, "ioFailed", "the operating system refused a file operation"},

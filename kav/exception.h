@@ -7,17 +7,17 @@
 
 namespace norvik::kav {
 
-// The only kind of failure that the container library throws. It carries a number and no text: the
-// application that prints errors owns their wording.
+// The only exception that the container library throws itself. It carries a number and no text: the
+// wording is left to the application that prints it.
 class Exception : public std::exception {
  public:
-  // For a failure that the library found.
+  // For a failure found by the library.
   explicit Exception(ErrorCode code) noexcept : code_(static_cast<std::uint32_t>(code)) {}
 
-  // For a number that came back from one of the reader's functions.
+  // For a number returned by one of the reader's functions.
   explicit Exception(std::uint32_t code) noexcept : code_(code) {}
 
-  // The number of the ErrorCode; 0 only if it was made with 0.
+  // The number of the ErrorCode; 0 only if it was constructed from 0.
   std::uint32_t code() const noexcept { return code_; }
 
   // Always the empty text.

@@ -4,7 +4,7 @@
 
 namespace norvik::kav {
 
-// A four-character code as the number that a file holds: first character in the highest byte.
+// A four-character code as the number in a file: the first character is in the highest byte.
 using FourCc = std::uint32_t;
 
 // The code of four characters, for example fourCc("moov").

@@ -4,7 +4,7 @@
 namespace norvik::kav {
 
 // The common base of the library's polymorphic classes: deletable through a pointer to it, never
-// copied, because what derives from it owns parts of a document or of a stream.
+// copied, because derived classes own parts of a document or of a stream.
 class KavBase {
  public:
   KavBase() = default;

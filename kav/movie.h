@@ -25,7 +25,7 @@
 //     }
 //
 // Failures are thrown as Exception, with an ErrorCode and an empty text; a lack of memory as
-// std::bad_alloc. A movie and all that is taken from it belong to one thread; movies on different
+// std::bad_alloc. A movie and everything taken from it belong to one thread; movies on different
 // streams share nothing.
 namespace norvik::kav {
 
@@ -36,14 +36,14 @@ class SampleIterator;
 
 using IStreamPtr = boost::intrusive_ptr<NorvikIStream>;
 
-// How a movie is read.
+// Options for reading a movie.
 struct MovieOptions {
-  // Asked about irregularities while boxes are read; see ProblemHandler.
+  // Called for irregularities while boxes are read; see ProblemHandler.
   ProblemHandler problemHandler{};
 };
 
-// One walk over samples. It must not be used once its movie is gone. After an exception the walk
-// continues with the other tracks.
+// One walk over samples. It must not outlive its movie. After an exception the walk continues with
+// the other tracks.
 class SampleRange {
  public:
   class Iterator {
@@ -75,10 +75,10 @@ class SampleRange {
   // The next sample, null at the end. It stays valid until the next call, or the end of the range.
   const Sample* next();
 
-  // Whether there is one.
+  // Whether there is a next sample.
   bool hasNext() const;
 
-  // Walks what is left; a range is walked once.
+  // Walks the remaining samples; a range can be walked only once.
   Iterator begin() { return Iterator(this); }
   std::default_sentinel_t end() const { return {}; }
 
@@ -90,49 +90,50 @@ class SampleRange {
   Sample current_;
 };
 
-// A movie that is read. Tracks, samples and ranges taken from it must not be used after it; moving
-// it keeps them valid. A movie that was moved from can only be destroyed or assigned to.
+// A movie that is being read. Tracks, samples and ranges taken from it must not outlive it; moving
+// it keeps them valid. A moved-from movie may only be destroyed or assigned to.
 class Movie {
  public:
-  // Opens a movie on a stream, of which it holds a share, and reads up to and including the moov
-  // box. Throws missingArgument for a null stream, noMovie, and whatever boxes are refused for.
+  // Opens a movie on a stream, keeps a share of the stream, and reads up to and including the moov
+  // box. Throws missingArgument for a null stream, noMovie, and the errors of boxes that are
+  // refused.
   explicit Movie(IStreamPtr stream, const MovieOptions& options = {});
   Movie(Movie&&) noexcept;
   Movie& operator=(Movie&&) noexcept;
   ~Movie();
 
   const MovieInfo& info() const;
-  std::span<const Track> tracks() const;  // in the order of the file
+  std::span<const Track> tracks() const;  // in file order
 
-  // Begins a walk over the samples that the options ask for. Throws missingArgument for a track
-  // index past the end, and for a track that cannot be walked what its tables or fragments are
-  // refused for: noTrackDefaults, incompleteSampleTable and the like.
+  // Begins a walk over the samples selected by the options. Throws missingArgument for a track
+  // index past the end. For a track that cannot be walked, throws the error of its tables or
+  // fragments: noTrackDefaults, incompleteSampleTable and the like.
   SampleRange samples(const SampleOptions& options = {});
 
-  // Counts what samples() would deliver with the same options, a record for each track, without
-  // touching sample bytes. Overlapping samples and repeated edits let a small file deliver any
-  // amount, so the count ends once samples were counted that cost more than costLimit bytes
-  // together, each at least kSmallestSampleCost. A failure inside a track, or a sample whose bytes
-  // lie past the end of the file, ends its count and is not reported here.
+  // Counts the samples that samples() would deliver with the same options, in one record for each
+  // track, without reading sample bytes. Overlapping samples and repeated edits let a small file
+  // deliver any amount. So the count ends once the counted samples together cost more than
+  // costLimit bytes, each at least kSmallestSampleCost. A failure inside a track, or a sample whose
+  // bytes lie past the end of the file, ends that track's count and is not reported here.
   std::vector<TrackTotals> countSamples(std::uint64_t costLimit, const SampleOptions& options = {});
 
-  // By how much the samples of a track are delivered later than its edit list says, in ticks of the
-  // track. Edit lists count in presentation times and samples are picked by decoding time, so the
-  // composition offset of the first sample is taken off the first media time, as far as it reaches:
-  // the leading key picture of a track with reordered pictures would be lost otherwise. 0 for a
-  // track without an edit list or without such an offset. May read the first sample of the track,
-  // and fails as a walk over it does.
+  // How much later the samples of a track are delivered than its edit list says, in ticks of the
+  // track. Edit lists count in presentation times, but samples are selected by decoding time. So
+  // the composition offset of the first sample is subtracted from the first media time, at most
+  // down to 0. Otherwise the leading key picture of a track with reordered pictures would be lost.
+  // Returns 0 for a track without an edit list or without such an offset. May read the first sample
+  // of the track, and throws what a walk over it throws.
   std::uint64_t editShift(const Track& track) const;
 
-  // Copies the bytes of a sample of this movie; destination is as long as the sample. Throws
-  // missingArgument for a destination of another length, shortRead when the file ends before.
+  // Copies the bytes of a sample of this movie into destination, which must have the sample's
+  // length. Throws missingArgument for another length, shortRead if the file ends first.
   void read(const Sample& sample, std::span<std::uint8_t> destination);
 
-  // Copies bytes at an offset in the file. Throws shortRead when it ends before.
+  // Copies bytes at an offset in the file. Throws shortRead if the file ends first.
   void readAt(std::uint64_t offset, std::span<std::uint8_t> destination);
 
-  // As readAt, for a few bytes of a sample whose other bytes will not be asked for soon: what lies
-  // around them is not fetched.
+  // Like readAt, for a few bytes of a sample whose other bytes are not needed soon: the surrounding
+  // bytes are not fetched.
   void peekAt(std::uint64_t offset, std::span<std::uint8_t> destination);
 
   // Whether length bytes at an offset lie in the file.
@@ -140,22 +141,22 @@ class Movie {
 
   std::uint64_t fileLength() const;  // bytes
 
-  // The top-level boxes of the whole file, in their order. Only their headers are read. Boxes after
-  // one whose size leads nowhere are left out, and bytes too few for a header.
+  // The top-level boxes of the whole file, in file order. Reads only their headers. The list ends
+  // at a box whose size leads nowhere, and before bytes too few for a header.
   std::vector<BoxPlace> topLevelBoxes();
 
-  // The bytes of a box, its header included. Throws implausibleCount for one of more than limit
-  // bytes, shortRead.
+  // The bytes of a box, header included. Throws implausibleCount for more than limit bytes,
+  // shortRead.
   std::vector<std::uint8_t> readBox(const BoxPlace& box, std::uint64_t limit);
 
   // The ids of the tracks that a hint track gives hints for; empty for any other track.
   std::span<const std::uint32_t> hintedTracks(const Track& track) const;
 
-  // The XMP metadata of the movie, empty without it. Reads on through the top-level boxes until it
+  // The XMP metadata of the movie; empty if there is none. Reads further top-level boxes until it
   // is found. The bytes live as long as the movie.
   std::span<const std::uint8_t> xmp();
 
-  // The length of the same in bytes, without bringing it into memory.
+  // The length of the XMP metadata in bytes, without loading it into memory.
   std::uint64_t xmpLength();
 
  private:

@@ -7,7 +7,7 @@
 
 namespace norvik::kav {
 
-// What the header of a movie says; a movie without one has these defaults.
+// The fields of a movie's header; a movie without one has these defaults.
 struct MovieInfo {
   std::uint32_t timescale = 0;         // units per second
   std::uint64_t duration = 0;          // units of timescale
@@ -18,7 +18,7 @@ struct MovieInfo {
   bool isFragmented = false;           // announces fragments
 };
 
-// How much the samples of one track come to, for reserving space.
+// The number of samples of one track, for reserving space.
 struct TrackTotals {
   std::uint32_t sampleCount = 0;  // samples that carry media
   std::uint32_t gapCount = 0;     // empty-edit samples
@@ -28,7 +28,7 @@ struct TrackTotals {
 struct BoxPlace {
   FourCc type = 0;
   std::uint64_t start = 0;  // offset of the first header byte
-  std::uint64_t size = 0;   // bytes, header included, as far as the file goes
+  std::uint64_t size = 0;   // bytes, header included, at most up to the end of the file
 };
 
 }  // namespace norvik::kav

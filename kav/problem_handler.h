@@ -4,18 +4,19 @@
 
 namespace norvik::kav {
 
-// Decides whether reading goes on after an oddity. It is called while boxes are read, once for each
-// oddity met. A non-zero answer continues; zero stops, and the operation that met the oddity fails
-// with ErrorCode::stoppedByHandler. It must not throw and must not use the stream being read.
+// Decides whether reading continues after an irregularity. It is called while boxes are read, once
+// for each irregularity. A non-zero result continues. Zero stops, and the operation that met the
+// irregularity fails with ErrorCode::stoppedByHandler. The function must not throw and must not use
+// the stream being read.
 using ProblemFunction = int (*)(void* context, Problem problem);
 
-// A handler with its context; without a function every oddity is tolerated. The context belongs to
-// the caller and must outlive every stream that carries the handler.
+// A handler with its context; without a function every irregularity is tolerated. The caller owns
+// the context, which must outlive every stream that carries the handler.
 struct ProblemHandler {
-  ProblemFunction function = nullptr;  // asked about every oddity; may be null
-  void* context = nullptr;             // handed to the function as it is
+  ProblemFunction function = nullptr;  // called for every irregularity; may be null
+  void* context = nullptr;             // passed to the function unchanged
 
-  // Whether reading goes on after this oddity.
+  // Whether reading continues after this irregularity.
   bool tolerates(Problem problem) const {
     return function == nullptr || function(context, problem) != 0;
   }

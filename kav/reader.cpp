@@ -1,40 +1,49 @@
 #include "kav/reader.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <span>
 #include <utility>
+#include <vector>
 
 #include "kav/error_code.h"
 #include "kav/exception.h"
-#include "kav/impl/boxes/movie_boxes.h"
-#include "kav/impl/boxes/track_boxes.h"
-#include "kav/impl/reading/handles.h"
-#include "kav/impl/reading/reader.h"
+#include "kav/movie.h"
 
 namespace norvik::kav {
 
 struct NorvikKavReader {
   NorvikKavReader(NorvikIStream* stream, const NorvikKavReaderOptions& options)
-      : reader(stream, {options.ignoreEditLists, options.problemHandler}) {}
+      : movie(stream, {.problemHandler = options.problemHandler}),
+        samples{.applyEdits = !options.ignoreEditLists} {
+    for (const Track& track : movie.tracks()) {
+      auto& ofTrack = descriptions.emplace_back();
+      for (const SampleDescription& description : track.descriptions) {
+        ofTrack.push_back({description});
+      }
+    }
+  }
 
-  impl::Reader reader;
+  Movie movie;
+  SampleOptions samples;
+  std::vector<std::vector<NorvikKavSampleDescription>> descriptions;  // by track
 };
 
 struct NorvikKavSampleIterator {
-  explicit NorvikKavSampleIterator(std::unique_ptr<impl::DocIterator> samples)
-      : iterator(std::move(samples)) {}
+  SampleRange range;
+};
 
-  std::unique_ptr<impl::DocIterator> iterator;
+struct NorvikKavSample {
+  Sample sample;
 };
 
 namespace {
 
 constexpr std::uint32_t code(ErrorCode error) { return static_cast<std::uint32_t>(error); }
 
-// Runs an operation and turns what it throws into a code: nothing is thrown past a plain function.
+// Runs an operation and turns its exceptions into a code: nothing may be thrown past a plain
+// function.
 template <class Operation>
 std::uint32_t guarded(Operation operation) noexcept {
   try {
@@ -54,22 +63,23 @@ void require(Pointers... pointers) {
   if ((!pointers || ...)) throw Exception(ErrorCode::missingArgument);
 }
 
-const impl::TrackRecord& recordAt(NorvikKavReader* reader, std::uint32_t index) {
+const Track& trackAt(const NorvikKavReader* reader, std::uint32_t index) {
   require(reader);
-  if (index >= reader->reader.records().size()) throw Exception(ErrorCode::missingArgument);
-  return reader->reader.records()[index];
+  if (index >= reader->movie.tracks().size()) throw Exception(ErrorCode::missingArgument);
+  return reader->movie.tracks()[index];
 }
 
-const Track& trackAt(NorvikKavReader* reader, std::uint32_t index) {
-  return *recordAt(reader, index).track;
-}
-
+// The record of one kind in a description.
 template <class Info>
-void copyRecord(const NorvikKavSampleDescription* description, Info* info) {
-  require(description, info);
-  const auto* found = dynamic_cast<const impl::DescriptorOf<Info>*>(impl::fromHandle(description));
-  if (found == nullptr) throw Exception(ErrorCode::unsupportedTrackType);
-  *info = found->info();
+const Info& recordOf(const Info* record) {
+  if (record == nullptr) throw Exception(ErrorCode::unsupportedTrackType);
+  return *record;
+}
+
+// Releases an object as a plain handle.
+template <class Handle, class... Content>
+Handle* makeHandle(Content&&... content) {
+  return std::unique_ptr<Handle>(new Handle{std::forward<Content>(content)...}).release();
 }
 
 }  // namespace
@@ -90,17 +100,15 @@ std::uint32_t closeReader(NorvikKavReader* reader) noexcept {
 std::uint32_t getMovieInfo(NorvikKavReader* reader, NorvikKavMovieInfo* info) noexcept {
   return guarded([&] {
     require(reader, info);
-    NorvikKavMovieInfo result;
-    const MovieInfo& movie = reader->reader.info();
-    result.timescale = movie.timescale;
-    result.duration = movie.duration;
-    result.creationTime = movie.creationTime;
-    result.modificationTime = movie.modificationTime;
-    result.rate = movie.rate;
-    result.volume = movie.volume;
-    result.trackCount = static_cast<std::uint32_t>(reader->reader.tracks().size());
-    result.isFragmented = movie.isFragmented ? 1 : 0;
-    *info = result;
+    const MovieInfo& movie = reader->movie.info();
+    *info = {.timescale = movie.timescale,
+             .duration = movie.duration,
+             .creationTime = movie.creationTime,
+             .modificationTime = movie.modificationTime,
+             .rate = movie.rate,
+             .volume = movie.volume,
+             .trackCount = static_cast<std::uint32_t>(reader->movie.tracks().size()),
+             .isFragmented = movie.isFragmented ? 1U : 0U};
   });
 }
 
@@ -125,8 +133,9 @@ std::uint32_t getTrackName(NorvikKavReader* reader, std::uint32_t trackIndex,
   return guarded([&] {
     require(buffer);
     const Track& track = trackAt(reader, trackIndex);
-    std::copy(track.name.begin(), track.name.end(), buffer);
-    if (track.info.handlerNameLength != 0) buffer[track.name.size()] = '\0';
+    if (track.info.handlerNameLength == 0) return;
+    std::ranges::copy(track.name, buffer);
+    buffer[track.name.size()] = '\0';
   });
 }
 
@@ -142,10 +151,8 @@ std::uint32_t getSampleDescriptionHandle(NorvikKavReader* reader, std::uint32_t 
                                          std::uint32_t descriptionIndex,
                                          const NorvikKavSampleDescription** description) noexcept {
   return guarded([&] {
-    require(description);
-    const SampleDescription* found = trackAt(reader, trackIndex).description(descriptionIndex);
-    require(found);
-    *description = impl::toHandle(&found->descriptor());
+    require(description, trackAt(reader, trackIndex).description(descriptionIndex));
+    *description = &reader->descriptions[trackIndex][descriptionIndex - 1];
   });
 }
 
@@ -153,26 +160,32 @@ std::uint32_t getSampleDescriptionInfo(const NorvikKavSampleDescription* descrip
                                        NorvikKavSampleDescInfo* info) noexcept {
   return guarded([&] {
     require(description, info);
-    *info = impl::fromHandle(description)->info();
+    *info = description->description.info();
     info->structSize = sizeof(*info);
   });
 }
 
 std::uint32_t getVideoSampleDescriptionInfo(const NorvikKavSampleDescription* description,
                                             NorvikKavVideoSampleDescInfo* info) noexcept {
-  return guarded([&] { copyRecord(description, info); });
+  return guarded([&] {
+    require(description, info);
+    *info = recordOf(description->description.video());
+  });
 }
 
 std::uint32_t getAudioSampleDescriptionInfo(const NorvikKavSampleDescription* description,
                                             NorvikKavAudioSampleDescInfo* info) noexcept {
-  return guarded([&] { copyRecord(description, info); });
+  return guarded([&] {
+    require(description, info);
+    *info = recordOf(description->description.audio());
+  });
 }
 
 std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description,
                                    std::uint8_t* buffer) noexcept {
   return guarded([&] {
     require(description, buffer);
-    std::ranges::copy(impl::fromHandle(description)->headerBytes(), buffer);
+    std::ranges::copy(description->description.headerBytes(), buffer);
   });
 }
 
@@ -180,9 +193,10 @@ std::uint32_t makeSampleDescription(const NorvikKavSampleDescInfo* info, const s
                                     NorvikKavSampleDescription** description) noexcept {
   return guarded([&] {
     require(info, description);
-    if (info->headerLength != 0) require(header);
-    *description =
-        impl::toHandle(impl::makeDescriptor(*info, {header, info->headerLength}).release());
+    const std::span bytes(header, header == nullptr ? 0 : info->headerLength);
+    SampleDescription made(*info, bytes);
+    if (bytes.size() != info->headerLength) throw Exception(ErrorCode::missingArgument);
+    *description = makeHandle<NorvikKavSampleDescription>(std::move(made));
   });
 }
 
@@ -190,12 +204,12 @@ std::uint32_t copySampleDescription(const NorvikKavSampleDescription* descriptio
                                     NorvikKavSampleDescription** copy) noexcept {
   return guarded([&] {
     require(description, copy);
-    *copy = impl::toHandle(impl::fromHandle(description)->clone().release());
+    *copy = makeHandle<NorvikKavSampleDescription>(*description);
   });
 }
 
 std::uint32_t closeSampleDescription(NorvikKavSampleDescription* description) noexcept {
-  const std::unique_ptr<impl::SampleDescriptor> owned(impl::fromHandle(description));
+  const std::unique_ptr<NorvikKavSampleDescription> owned(description);
   return guarded([&] { require(description); });
 }
 
@@ -203,7 +217,8 @@ std::uint32_t getHintedTrackCount(NorvikKavReader* reader, std::uint32_t trackIn
                                   std::uint32_t* count) noexcept {
   return guarded([&] {
     require(count);
-    *count = static_cast<std::uint32_t>(impl::hintedTracks(recordAt(reader, trackIndex)).size());
+    const Track& track = trackAt(reader, trackIndex);
+    *count = static_cast<std::uint32_t>(reader->movie.hintedTracks(track).size());
   });
 }
 
@@ -211,16 +226,17 @@ std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
                               std::uint32_t* trackIds) noexcept {
   return guarded([&] {
     require(trackIds);
-    const std::span<const std::uint32_t> ids = impl::hintedTracks(recordAt(reader, trackIndex));
-    std::copy(ids.begin(), ids.end(), trackIds);
+    const Track& track = trackAt(reader, trackIndex);
+    std::ranges::copy(reader->movie.hintedTracks(track), trackIds);
   });
 }
 
 std::uint32_t getEditShift(NorvikKavReader* reader, std::uint32_t trackIndex,
                            std::uint64_t* ticks) noexcept {
   return guarded([&] {
-    require(reader, ticks);
-    *ticks = reader->reader.editShift(recordAt(reader, trackIndex));
+    require(ticks);
+    const Track& track = trackAt(reader, trackIndex);
+    *ticks = reader->samples.applyEdits ? reader->movie.editShift(track) : 0;
   });
 }
 
@@ -228,9 +244,7 @@ std::uint32_t countSamples(NorvikKavReader* reader, std::uint64_t costLimit,
                            NorvikKavTrackTotals* totals) noexcept {
   return guarded([&] {
     require(reader, totals);
-    for (const TrackTotals& track : reader->reader.countSamples(costLimit)) {
-      *totals++ = {track.sampleCount, track.gapCount};
-    }
+    std::ranges::copy(reader->movie.countSamples(costLimit, reader->samples), totals);
   });
 }
 
@@ -238,8 +252,7 @@ std::uint32_t createSampleIterator(NorvikKavReader* reader,
                                    NorvikKavSampleIterator** iterator) noexcept {
   return guarded([&] {
     require(reader, iterator);
-    *iterator =
-        std::make_unique<NorvikKavSampleIterator>(reader->reader.createDocIterator()).release();
+    *iterator = makeHandle<NorvikKavSampleIterator>(reader->movie.samples(reader->samples));
   });
 }
 
@@ -251,26 +264,27 @@ std::uint32_t closeSampleIterator(NorvikKavSampleIterator* iterator) noexcept {
 std::uint32_t hasNextSample(NorvikKavSampleIterator* iterator, std::uint32_t* hasNext) noexcept {
   return guarded([&] {
     require(iterator, hasNext);
-    *hasNext = iterator->iterator->hasNext() ? 1 : 0;
+    *hasNext = iterator->range.hasNext() ? 1 : 0;
   });
 }
 
 std::uint32_t nextSample(NorvikKavSampleIterator* iterator, NorvikKavSample** sample) noexcept {
   return guarded([&] {
     require(iterator, sample);
-    *sample = impl::toHandle(iterator->iterator->next().release());
+    const Sample* next = iterator->range.next();
+    *sample = next == nullptr ? nullptr : makeHandle<NorvikKavSample>(*next);
   });
 }
 
 std::uint32_t closeSample(NorvikKavSample* sample) noexcept {
-  const impl::SamplePtr owned(impl::fromHandle(sample));
+  const std::unique_ptr<NorvikKavSample> owned(sample);
   return guarded([&] { require(sample); });
 }
 
 std::uint32_t getSampleInfo(const NorvikKavSample* sample, NorvikKavSampleInfo* info) noexcept {
   return guarded([&] {
     require(sample, info);
-    *info = impl::fromHandle(sample)->info;
+    *info = sample->sample.info;
   });
 }
 
@@ -278,12 +292,12 @@ std::uint32_t getSampleLocation(const NorvikKavSample* sample,
                                 NorvikKavSampleLocation* location) noexcept {
   return guarded([&] {
     require(sample, location);
-    const Sample& found = *impl::fromHandle(sample);
-    location->fileOffset = found.fileOffset;
-    location->trackIndex = found.track->index;
-    location->descriptionIndex = found.descriptionIndex;
-    location->fragmentSequence = found.fragmentSequence;
-    location->dependencies = found.dependencies;
+    const Sample& found = sample->sample;
+    *location = {.fileOffset = found.fileOffset,
+                 .trackIndex = found.track->index,
+                 .descriptionIndex = found.descriptionIndex,
+                 .fragmentSequence = found.fragmentSequence,
+                 .dependencies = found.dependencies};
   });
 }
 
@@ -291,7 +305,7 @@ std::uint32_t readBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::
                         std::size_t length) noexcept {
   return guarded([&] {
     require(reader, buffer);
-    reader->reader.readBytes(fileOffset, {buffer, length});
+    reader->movie.readAt(fileOffset, {buffer, length});
   });
 }
 
@@ -299,7 +313,7 @@ std::uint32_t peekBytes(NorvikKavReader* reader, std::uint64_t fileOffset, std::
                         std::size_t length) noexcept {
   return guarded([&] {
     require(reader, buffer);
-    reader->reader.peekBytes(fileOffset, {buffer, length});
+    reader->movie.peekAt(fileOffset, {buffer, length});
   });
 }
 
@@ -307,21 +321,21 @@ std::uint32_t checkBytes(NorvikKavReader* reader, std::uint64_t fileOffset,
                          std::uint64_t length) noexcept {
   return guarded([&] {
     require(reader);
-    reader->reader.checkBytes(fileOffset, length);
+    if (!reader->movie.holds(fileOffset, length)) throw Exception(ErrorCode::shortRead);
   });
 }
 
 std::uint32_t getMetadataLength(NorvikKavReader* reader, std::size_t* length) noexcept {
   return guarded([&] {
     require(reader, length);
-    *length = reader->reader.metadataLength();
+    *length = reader->movie.xmpLength();
   });
 }
 
 std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer) noexcept {
   return guarded([&] {
     require(reader, buffer);
-    reader->reader.getMetadata(buffer);
+    std::ranges::copy(reader->movie.xmp(), buffer);
   });
 }
 

@@ -18,20 +18,20 @@ struct Sample {
   std::uint32_t fragmentSequence = 0;  // sequence number of its moof; 0 outside fragments
   const SampleDescription* description = nullptr;  // null for a gap, and for an index out of range
   const Track* track = nullptr;                    // never null in a sample of a movie
-  std::uint64_t context = 0;                       // as given in SampleOptions
+  std::uint64_t context = 0;                       // the value of SampleOptions
   std::uint32_t descriptionIndex = 0;              // 1-based; 0 where description is null
 
-  // What the sample depends on and what depends on it, as an sdtp byte says it. In a fragmented
-  // movie info.flags leaves this out; to write it, put it into bits 8 to 15 of the flags.
+  // What the sample depends on and what depends on it, in the form of an sdtp byte. In a fragmented
+  // movie info.flags does not contain it; to write it, set bits 8 to 15 of the flags to it.
   std::uint8_t dependencies = 0;
 
-  bool isOfFragment = false;  // tells a fragmentSequence of 0 from that of a moof numbered 0
+  bool isOfFragment = false;  // separates a fragmentSequence of 0 from that of a moof numbered 0
 
   // An empty edit: nothing is shown, and there are no bytes.
   bool isGap() const { return info.flags == kSampleIsGap; }
 
   // Decodable by itself. Outside fragments no sample of a track without a sync table has the flag,
-  // although by the format all of them are sync samples: see Track::hasSyncTable.
+  // although the format makes all of them sync samples: see Track::hasSyncTable.
   bool isSync() const { return (info.flags & kSampleIsSync) != 0 && !isGap(); }
 
   // When the sample is shown, in units of info.timescale. The offset is read as a signed number, so

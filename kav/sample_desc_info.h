@@ -5,18 +5,18 @@
 
 namespace norvik::kav {
 
-// What a sample description says besides its header bytes: the bytes after the fixed fields of the
-// entry, mostly the configuration of the decoder. handlerType tells which record this is the base
-// of: vide, soun and hint have one of their own, every other handler has none. structSize tells
-// whether the rest of that record is there.
+// The fields of a sample description, apart from its header bytes. Those are the bytes after the
+// fixed fields of the entry, mostly the configuration of the decoder. handlerType determines the
+// record that this is the base of: vide, soun and hint have a record of their own, other handlers
+// none. structSize says whether the rest of that record is present.
 //
-// A float cannot hold every 16.16 number, so a record that has one carries the number as stored
-// too. The stored number is what is written, unless the float was set to something else.
+// A float cannot hold every 16.16 number, so a record with a float carries the stored number too.
+// The stored number is written, unless the float was set to a different value.
 struct NorvikKavSampleDescInfo {
   NorvikKavSampleDescInfo() = default;
 
-  // A longer record is copied as a whole or not at all: its base alone would keep a structSize that
-  // it does not have. getSampleDescriptionInfo gives the base with its own.
+  // A longer record is copied completely or not at all: its base alone would keep the structSize of
+  // the longer record. getSampleDescriptionInfo returns the base with its own structSize.
   template <std::derived_from<NorvikKavSampleDescInfo> Longer>
   NorvikKavSampleDescInfo(const Longer& record) = delete;
   template <std::derived_from<NorvikKavSampleDescInfo> Longer>
@@ -44,7 +44,7 @@ struct NorvikKavVideoSampleDescInfo : NorvikKavSampleDescInfo {
   std::uint16_t frameCount = 1;                         // pictures in a sample
   std::uint16_t depth = 24;                             // bits of a pixel
   std::uint16_t preDefined = 0xFFFF;                    // the id of a colour table; none
-  std::uint16_t padding = 0;                            // fills the record; 0
+  std::uint16_t padding = 0;                            // pads the record; 0
 };
 static_assert(sizeof(NorvikKavVideoSampleDescInfo) == 52);
 
@@ -54,8 +54,8 @@ struct NorvikKavAudioSampleDescInfo : NorvikKavSampleDescInfo {
   NorvikKavAudioSampleDescInfo() { structSize = sizeof(*this); }
 
   std::uint16_t version = 0;           // of the entry: 0, or 1 and 2 of QuickTime
-  std::uint16_t revision = 0;          // of the encoder; 0 when not told
-  std::uint32_t vendor = 0;            // of the encoder, a four-character code; 0 when not told
+  std::uint16_t revision = 0;          // of the encoder; 0 when unknown
+  std::uint32_t vendor = 0;            // of the encoder, a four-character code; 0 when unknown
   std::uint16_t channelCount = 2;      // as stored; in version 2 always 3
   std::uint16_t sampleSize = 16;       // bits
   std::uint16_t compressionId = 0;     // of QuickTime; 0 in other files

@@ -1,11 +1,11 @@
 #include "kav/sample_description.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <utility>
 
-#include "kav/big_endian.h"
-#include "kav/impl/boxes/description_boxes.h"
+#include "kav/impl/descriptions/entry_records.h"
+#include "kav/impl/descriptions/portable_sound.h"
+#include "kav/impl/descriptions/sample_descriptor.h"
 
 namespace norvik::kav {
 namespace {
@@ -52,11 +52,11 @@ std::optional<BoxView> SampleDescription::box(FourCc type) const {
 }
 
 std::optional<PixelAspect> SampleDescription::pixelAspect() const {
-  constexpr std::size_t kLength = 8;
   const std::optional<BoxView> pasp = box(fourCc("pasp"));
-  if (!pasp || pasp->payload().size() < kLength) return std::nullopt;
-  const std::uint8_t* fields = pasp->payload().data();
-  return PixelAspect{loadU32(fields), loadU32(fields + 4)};
+  if (!pasp) return std::nullopt;
+  const auto record = impl::decodeRecord<impl::PaspRecord>(pasp->payload());
+  if (!record) return std::nullopt;
+  return PixelAspect{record->horizontalSpacing, record->verticalSpacing};
 }
 
 }  // namespace norvik::kav

@@ -21,41 +21,46 @@ struct PixelAspect {
   std::uint32_t verticalSpacing = 1;
 };
 
-// How the samples of a track are coded: an entry of stsd. A copy shares its content, which nothing
+// The coding of the samples of a track: an entry of stsd. Copies share the content, which never
 // changes, and may outlive the movie that it was read from.
 class SampleDescription {
  public:
-  // A description that was not read, for a movie to be written. info is the base of the record of
-  // its handler, as long as info.structSize says; header holds the bytes after the fixed fields and
-  // is copied. info.headerLength is not looked at. Throws unsupportedTrackType for a record of
-  // another length than its handler's.
+  // A new description, for a movie to be written. info is the base of its handler's record, with
+  // the length in info.structSize; header holds the bytes after the fixed fields and is copied.
+  // info.headerLength is ignored. Throws unsupportedTrackType for a record whose length is not that
+  // of its handler's.
   SampleDescription(const NorvikKavSampleDescInfo& info, std::span<const std::uint8_t> header);
   explicit SampleDescription(std::shared_ptr<const impl::SampleDescriptor> descriptor);
 
   const NorvikKavSampleDescInfo& info() const;
   FourCc codecType() const { return info().codecType; }
 
-  // The fields of the kind; null for a description of another kind.
+  // The fields of this kind; null for a description of another kind.
   const NorvikKavVideoSampleDescInfo* video() const;
   const NorvikKavAudioSampleDescInfo* audio() const;
 
   // The bytes after the fixed fields of the entry, kept and written unchanged.
   std::span<const std::uint8_t> headerBytes() const;
 
-  // The boxes among the header bytes: avcC, pasp, colr, ... The fields that a QuickTime sound entry
-  // of version 1 or 2 puts before them are skipped.
+  // The boxes among the header bytes: avcC, pasp, colr, ... Skips the fields that a QuickTime sound
+  // entry of version 1 or 2 has before them.
   BoxView::List boxes() const;
 
-  // The first of these boxes with a type.
+  // The first of these boxes that has the type; nothing if there is none.
   std::optional<BoxView> box(FourCc type) const;
 
-  // The content of pasp; none without one.
+  // The content of pasp; nothing if there is none.
   std::optional<PixelAspect> pixelAspect() const;
 
   const impl::SampleDescriptor& descriptor() const { return *descriptor_; }
 
  private:
   std::shared_ptr<const impl::SampleDescriptor> descriptor_;
+};
+
+// What a plain handle of a description holds; see kav/reader.h.
+struct NorvikKavSampleDescription {
+  SampleDescription description;
 };
 
 }  // namespace norvik::kav

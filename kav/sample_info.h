@@ -9,7 +9,7 @@ inline constexpr std::uint32_t kSampleIsSync = 0x1;    // decodable by itself
 inline constexpr std::uint32_t kSampleIsGap = 0x2;     // the whole value: an empty-edit sample
 inline constexpr unsigned kSampleDependencyShift = 8;  // the place of the sdtp byte's lowest bit
 
-// What is known about one sample besides its bytes.
+// The properties of one sample, without its bytes.
 struct NorvikKavSampleInfo {
   std::uint32_t structSize = 32;        // the length of this record in bytes
   std::uint32_t size = 0;               // bytes; 0 for an empty-edit sample
@@ -21,8 +21,8 @@ struct NorvikKavSampleInfo {
 };
 static_assert(sizeof(NorvikKavSampleInfo) == 32);
 
-// What a sample costs at the least, in bytes: however few it has, the tables of a copy grow with
-// it.
+// The lowest cost of a sample, in bytes: even a sample without bytes makes the tables of a copy
+// grow.
 inline constexpr std::uint32_t kSmallestSampleCost = 16;
 
 }  // namespace norvik::kav

@@ -17,19 +17,19 @@ inline constexpr Moment kEndOfMovie{315'360'000, 1};
 
 // Which samples of a movie are delivered, and how.
 struct SampleOptions {
-  // The place of the only track wanted; without one all tracks, merged by decoding time.
+  // The index of the only track to deliver; without one all tracks, merged by decoding time.
   std::optional<std::uint32_t> trackIndex{};
 
-  // The decoding times that are wanted, after edits where these are applied: from the first, up to
-  // but not including the second. A gap counts by its beginning.
+  // The range of decoding times to deliver, after edits if these are applied: includes `from`,
+  // excludes `to`. A gap counts by its beginning.
   Moment from = kStartOfMovie;
   Moment to = kEndOfMovie;
 
-  // Deliver what the edit list of a track shows, at the time at which it is shown, with gaps as
-  // samples. Otherwise the media as it is stored.
+  // If true, deliver what the edit list of a track shows, at the time at which it is shown, with
+  // gaps as samples. If false, deliver the media as stored.
   bool applyEdits = true;
 
-  std::uint64_t context = 0;  // handed on in Sample::context
+  std::uint64_t context = 0;  // copied to Sample::context
 };
 
 }  // namespace norvik::kav

@@ -10,7 +10,7 @@ namespace norvik::kav {
 // Bits of NorvikKavTrackInfo::flags.
 inline constexpr std::uint32_t kTrackHasSampleDependencies = 0x1;  // the track holds an sdtp box
 
-// What the headers of a track say. Read by the reader, taken by the writer.
+// The fields of a track's headers. The reader fills them in, the writer takes them.
 struct NorvikKavTrackInfo {
   std::uint32_t structSize = 72;        // the length of this record in bytes
   std::uint32_t trackId = 0;            // the track_ID of the file; from 1

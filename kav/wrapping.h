@@ -6,10 +6,10 @@
 
 namespace norvik::kav {
 
-// The sums and products that are meant to wrap. Players and writers of this format have always
-// computed its fields and times so, in 32 or in 64 bits, and a file that relies on it reads the
-// same here. Every other sum in the project stays in range: a build that looks for unsigned
-// overflow excepts these functions and nothing else.
+// Sums and products that wrap on purpose. Players and writers of this format have always computed
+// its fields and times with wrapping, in 32 or in 64 bits, and a file that relies on it reads the
+// same here. Every other sum in the project stays in range: a build that detects unsigned overflow
+// exempts only these functions.
 
 // The sum, in the type of the first argument.
 template <std::unsigned_integral T>
@@ -29,7 +29,7 @@ constexpr T wrappingMultiply(T a, std::type_identity_t<T> b) {
   return a * b;
 }
 
-// The distance of two times, kept in 32 bits.
+// The distance between two times, truncated to 32 bits.
 constexpr std::uint32_t wrappingDistance(std::uint64_t from, std::uint64_t to) {
   return static_cast<std::uint32_t>(to - from);
 }

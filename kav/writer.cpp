@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "kav/exception.h"
-#include "kav/impl/reading/handles.h"
 #include "kav/impl/writing/writer.h"
 
 namespace norvik::kav {
@@ -67,22 +66,21 @@ std::uint32_t Writer::addTrack(const NorvikKavTrackConfiguration& configuration)
   return impl_->addTrack(trackParameters(configuration));
 }
 
+void Writer::addSampleDescription(std::uint32_t trackNumber, const SampleDescription& description) {
+  impl_->addSampleDescription(trackNumber, description.descriptor());
+}
+
 void Writer::addSampleDescription(std::uint32_t trackNumber,
                                   const NorvikKavSampleDescription* description) {
   impl_->requireOpen();
   if (description == nullptr) throw Exception(ErrorCode::missingArgument);
-  impl_->addSampleDescription(trackNumber, *impl::fromHandle(description));
+  addSampleDescription(trackNumber, description->description);
 }
 
-void Writer::addSample(const NorvikKavWriterSample& sample) {
+void Writer::addSample(const SampleToWrite& sample) {
   impl_->requireOpen();
   if (sample.size != 0 && sample.data == nullptr) throw Exception(ErrorCode::missingArgument);
-  impl_->addSample({.trackNumber = sample.trackNumber,
-                    .descriptionIndex = sample.descriptionIndex,
-                    .decodingTime = sample.decodingTime,
-                    .compositionOffset = sample.compositionOffset,
-                    .flags = sample.flags,
-                    .data = {static_cast<const std::uint8_t*>(sample.data), sample.size}});
+  impl_->addSample(sample);
 }
 
 void Writer::setXMPMetadata(const void* bytes, std::size_t size) {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Measures the release build: makes movies, runs cp, ffmpeg and the converter on them in turn, and
-# prints each figure beside its target. What it needs it installs first. Takes 7 GB and some minutes.
+# prints each figure beside its target. Installs what it needs first. Takes 7 GB and some minutes.
 # usage: scripts/bench.sh [--pairs N] [--programs]     --programs runs those in bench/ too
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

@@ -5,13 +5,13 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build=build/coverage
-# Counters of an earlier run would add to this one's.
+# Counters of an earlier run would be added to the new ones.
 if [ -d "$build" ]; then
   find "$build" -name '*.gcda' -delete
 fi
 scripts/test.sh --preset coverage
 
-# Branches that only an exception passing through takes belong to the compiler, not to the code.
+# Branches taken only when an exception passes through belong to the compiler, not to the code.
 measure=(gcovr --root . --object-directory "$build"
   --filter 'src/' --filter 'config/' --filter 'kaf/' --filter 'kav/' --filter 'tarn/'
   --filter 'captions/' --filter 'companions/' --filter 'embed/' --filter 'sources/'

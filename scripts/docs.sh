@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the API reference from the public headers, build/docs/html/index.html. A warning is a failure.
+# Builds the API reference from the public headers: build/docs/html/index.html. A warning is a failure.
 # usage: scripts/docs.sh
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

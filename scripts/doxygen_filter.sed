@@ -1,4 +1,4 @@
 #!/usr/bin/sed -Ef
-# Shows the plain comments of a header to Doxygen, which reads only marked ones.
+# Makes the plain comments of a header visible to Doxygen, which reads only marked ones.
 s,^( *)//( |$),\1///\2,
 s,^([^/"]*[^/" ]) +// ,\1  ///< ,

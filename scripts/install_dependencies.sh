@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages of the named groups, those that are missing, and says so.
+# Installs the missing Debian packages of the named groups, and reports what it installs.
 # usage: scripts/install_dependencies.sh GROUP...
 set -euo pipefail
 

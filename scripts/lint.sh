@@ -10,11 +10,11 @@ echo "== clang-tidy"
 cmake --preset tidy
 cmake --build --preset tidy --parallel "$(nproc)"
 
-# The plain functions of kav/reader.cpp throw nothing: their bodies run inside a function that turns
+# The plain functions of kav/reader.cpp never throw: their bodies run inside a function that turns
 # every exception into a code, which cppcheck does not see.
-# Style rules are clang-tidy's part. The boxes and records are used through templates and tables,
-# which cppcheck does not follow, so it is not asked about unused functions. What stands beside a
-# line as "cppcheck-suppress" has its reason there.
+# Style rules are left to clang-tidy. The boxes and records are used through templates and tables
+# that cppcheck does not follow, so its check for unused functions is off. Each "cppcheck-suppress"
+# beside a line has its reason there.
 echo "== cppcheck"
 cppcheck --project=build/tidy/compile_commands.json --cppcheck-build-dir=build/tidy \
   --enable=warning,performance,portability --inline-suppr --library=boost --std=c++20 \

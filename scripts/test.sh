@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Builds everything with warnings as errors and runs all tests. What it needs it installs first.
+# Builds everything with warnings as errors and runs all tests. Installs what it needs first.
 # usage: scripts/test.sh [--preset NAME] [--browser]
 #   --preset NAME   a preset of CMakePresets.json, "dev" unless given
-#   --browser       lets headless Chromium and hls.js judge the movies too, and compares the table of
+#   --browser       judges the movies with headless Chromium and hls.js too, and compares the table of
 #                   all judges with the one in doc/player-matrix.md
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -32,7 +32,7 @@ esac
 
 if [ -n "$browser" ]; then
   groups+=(browser)
-  # An npm of another origin than Debian's serves as well, and often excludes Debian's.
+  # An npm that does not come from Debian serves as well, and often conflicts with Debian's.
   command -v npm >/dev/null || groups+=(npm)
 fi
 
@@ -48,7 +48,7 @@ cmake --preset "$preset" "${configure[@]}"
 echo "== build"
 cmake --build --preset "$preset" --parallel "$(nproc)"
 echo "== test"
-# What the players make of the movies is judged in the browser's turn, with all judges at once.
+# The players judge the movies together with the browser, in one run with all judges.
 elsewhere=()
 [ -z "$browser" ] || elsewhere=(--exclude-regex '^Media\.PlayersShowTheCaptions$')
 ctest --preset "$preset" --parallel "$(nproc)" "${elsewhere[@]}"
@@ -57,8 +57,8 @@ if [ -n "$browser" ]; then
   echo "== test in the browser"
   modules=build/browser
   mkdir -p "$modules"
-  cp tests/media/browser/package.json tests/media/browser/package-lock.json "$modules"
-  # Without its packages the browser cannot judge, but the others still can.
+  cp tests/browser/package.json tests/browser/package-lock.json "$modules"
+  # Without its packages the browser cannot judge, but the other judges still can.
   judges=(--table build/player-matrix.md)
   if (cd "$modules" && npm ci --no-audit --no-fund); then
     judges+=(--browser "$modules" --document doc/player-matrix.md)

@@ -17,8 +17,8 @@ constexpr std::size_t kSizeField = 4;  // before the four-character code
   throw norvik::kav::Exception(norvik::kav::ErrorCode::avcConfigurationOverrun);
 }
 
-// Where the code of the box lies, or the size of the description if there is none. A code that ends
-// the description has no record, and one without room for a size before it is no box.
+// The offset of the box's code, or the size of the description if there is none. A code at the very
+// end of the description has no record; a code without room for a size before it is no box.
 std::size_t findAvcC(std::span<const std::uint8_t> description) {
   for (std::size_t i = kSizeField; i + kAvcC.size() < description.size(); ++i) {
     if (std::equal(kAvcC.begin(), kAvcC.end(),
@@ -39,8 +39,8 @@ std::optional<AvcDecoderConfig> parseAvcDecoderConfig(std::span<const std::uint8
   const std::uint32_t boxSize = captions::ByteReader(box).u32();
   if (boxSize > box.size()) overrun();
 
-  // The record itself is bounded by the description: boxes that state a size too small are met in
-  // real files, and their records are whole.
+  // Only the description bounds the record: real files have boxes that state too small a size but
+  // hold whole records.
   std::optional<AvcDecoderConfig> config =
       captions::parseAvcDecoderConfig(box.subspan(kSizeField + kAvcC.size()));
   if (!config) overrun();

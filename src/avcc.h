@@ -11,8 +11,8 @@ namespace quarrypack {
 using captions::AvcDecoderConfig;
 
 // Looks for an avcC box anywhere in the bytes of a sample description and reads the first one.
-// Without one the answer is empty. A box or a record that runs past the end of the description is
-// norvik::kav::ErrorCode::avcConfigurationOverrun.
+// Returns nothing if there is none. Throws norvik::kav::ErrorCode::avcConfigurationOverrun for a
+// box or a record that runs past the end of the description.
 std::optional<AvcDecoderConfig> parseAvcDecoderConfig(std::span<const std::uint8_t> description);
 
 }  // namespace quarrypack

@@ -6,6 +6,10 @@
 
 namespace quarrypack {
 
+EditShift editShiftOf(const norvik::kav::Movie& movie, const norvik::kav::Track& track) {
+  return {movie.editShift(track), track.info.mediaTimescale};
+}
+
 std::uint64_t captionDelay(const EditShift& video, const EditShift& captions) {
   const std::uint64_t ahead =
       norvik::kav::rescaleTime(video.ticks, video.timescale, captions.timescale);

@@ -11,15 +11,15 @@
 
 namespace quarrypack {
 
-// The captions that have not met their sample yet. A caption waits until a group of samples reaches
-// its time, which for one that lies far ahead may be many groups, or never; so captions are looked
-// up by their time, and each is only touched again when it is due.
+// The captions that have no sample yet. A caption waits until a group of samples reaches its time.
+// For a time far ahead that may take many groups, or never happen. So captions are looked up by
+// their time, and each is touched again only when it is due.
 class CaptionQueue {
  public:
   void push(std::unique_ptr<CaptionSample> caption);
 
-  // Attaches every caption that is due within the group, in the order in which they were read.
-  // Returns how many these were.
+  // Attaches every caption that is due within the group, in the order of reading. Returns their
+  // number.
   std::size_t attachDue(SortedGroup& group);
 
  private:
@@ -29,7 +29,7 @@ class CaptionQueue {
     std::unique_ptr<CaptionSample> caption;
   };
 
-  // For each caption timescale a heap with the earliest time on top.
+  // For each caption timescale, a heap with the earliest time at the top.
   std::map<std::uint32_t, std::vector<Waiting>> waiting_;
   std::uint64_t pushed_ = 0;
 };

@@ -24,8 +24,8 @@ using Bytes = std::span<const std::uint8_t>;
 using captions::CaptionAtom;
 using captions::CaptionAtoms;
 
-// A unit counts its pairs in 5 bits. What fits into one atom of so many bytes goes into one unit;
-// of anything longer each unit gets at most this much.
+// A unit counts its pairs in 5 bits. A caption sample of up to 56 bytes goes into one unit; of a
+// longer one each unit gets at most 24 pairs.
 constexpr std::size_t kLargestSingleCaption = 56;
 constexpr std::size_t kLargestPiece = 48;
 static_assert(kLargestPiece / 2 <= captions::kMostTriplets);
@@ -37,7 +37,7 @@ captions::CcType ccTypeOf(const CaptionAtom& atom) {
   return captions::CcType::field1;
 }
 
-// The pairs of one unit. An odd atom gives one more than it is counted with.
+// The pairs of one unit. An odd atom gives one pair more than the unit's count states.
 class UnitPairs {
  public:
   void add(const CaptionAtom& atom) {
@@ -60,23 +60,23 @@ class UnitPairs {
   std::size_t statedCount_ = 0;
 };
 
-// Where the next unit goes, and whether every unit after it goes there too.
+// Where the next unit is inserted, and whether every later unit is inserted there too.
 struct InsertionPoint {
   std::uint64_t position;
   NalSearchStart nextSearch;
 
-  // The search will begin at the very unit that is now inserted, and stop there: it is an SEI.
+  // The next search begins at the unit inserted now, and stops there because it is an SEI unit.
   bool holdsFromNowOn() const { return nextSearch.position == position; }
 };
 
 // Walks the NAL units of a sample up to the first that captions are inserted before, or to the end.
 //
-// The walk may begin where an earlier one left its mark: on the last NAL unit looked at. All units
-// that led there lie before any later place of insertion, and so stay what they are. After an empty
-// NAL unit this is not so, because its header is the first byte of the next unit. Then the mark is
-// left on the empty unit. The unit before that cannot be empty too: its header would be the first
-// byte of a length 0, which is no type to skip. Marks never go back, so however many captions go
-// into a sample, its NAL units are walked once.
+// The walk may begin at the mark that an earlier walk left: the last NAL unit it looked at. All
+// units before the mark lie before any later insertion, so they do not change. An empty NAL unit is
+// the exception, because its header is the first byte of the next unit. Then the mark stays on the
+// empty unit. The unit before it cannot be empty too: its header would be the first byte of a
+// length of 0, and that type ends the walk. Marks never move back, so the NAL units of a sample are
+// walked once, however many captions are inserted.
 InsertionPoint findInsertionPoint(const SampleBytes& sample) {
   constexpr std::uint8_t kSequenceParameterSet = 7;
   constexpr std::uint8_t kPictureParameterSet = 8;
@@ -121,14 +121,14 @@ void insertUnits(SampleBytes& sample, const InsertionPoint& point,
   sample.setNalSearchStart(point.nextSearch);
 }
 
-// Units that all go to the same place of a sample, each before the earlier ones. They are collected
-// and inserted together, because a caption sample can be cut into millions.
+// Units that are all inserted at one place of a sample, each before the earlier ones. They are
+// collected and inserted together, because one caption sample may be cut into millions.
 class UnitPile {
  public:
   explicit UnitPile(SampleBytes& sample) : sample_(sample) {}
 
   void add(const CaptionAtom& piece) {
-    // The place is decided first, so that messages keep their order.
+    // The place is determined first, to keep the order of the messages.
     if (!point_ || !point_->holdsFromNowOn()) point_ = findInsertionPoint(sample_);
     UnitPairs pairs;
     pairs.add(piece);
@@ -143,7 +143,7 @@ class UnitPile {
 
   void insert() {
     if (units_.empty()) return;
-    // Reversed as a whole and then one by one, the units lie last to first.
+    // Reversed as a whole and then one by one, the units are in order from last to first.
     std::reverse(units_.begin(), units_.end());
     std::reverse(lengths_.begin(), lengths_.end());
     auto unit = units_.begin();
@@ -157,7 +157,7 @@ class UnitPile {
  private:
   SampleBytes& sample_;
   std::optional<InsertionPoint> point_;
-  std::vector<std::uint8_t> unit_;  // the latest; its memory is used again
+  std::vector<std::uint8_t> unit_;  // the latest; its memory is reused
   std::vector<std::uint8_t> units_;
   std::vector<std::uint16_t> lengths_;
 };
@@ -172,8 +172,8 @@ void insertSingle(SampleBytes& sample, Bytes caption) {
   insertUnits(sample, point, std::move(unit));
 }
 
-// A caption too large for one unit. Each atom is cut into pieces, each piece is a caption of its
-// own: an odd one has no byte after it to borrow.
+// A caption too large for one unit. Each atom is cut into pieces, and each piece is a caption of
+// its own: an odd piece has no following byte to borrow.
 void insertInPieces(SampleBytes& sample, Bytes caption) {
   UnitPile pile(sample);
   for (const CaptionAtom& atom : CaptionAtoms(caption)) {

@@ -11,8 +11,8 @@
 
 namespace quarrypack {
 
-// Bytes of the length before every NAL unit of a video sample, for the whole program: what the avcC
-// record of the video track says, and 4 until one was read.
+// Bytes of the length field before every NAL unit of a video sample, for the whole process: the
+// value from the avcC record of the video track, or 4 until one has been read.
 extern std::uint8_t nalLengthSize;
 
 // One sample of the caption track: CEA-608 byte pairs in cdat (field 1) and cdt2 (field 2) atoms.
@@ -23,17 +23,16 @@ struct CaptionSample {
   std::vector<std::uint8_t> bytes;
 };
 
-// Gives a caption to the sample of the group that is the first, in the order of presentation, to be
-// shown when the caption is due or later. Which track that sample belongs to is not asked. The
-// caption is destroyed then and its handle emptied. A caption that is due after every sample of
-// the group is left alone.
+// Gives a caption to the first sample of the group, in presentation order, that is shown when the
+// caption is due or later. The sample may belong to any track. The caption is then destroyed and
+// its handle emptied. A caption that is due after every sample of the group is left alone.
 void attachCaptionSample(SortedGroup& sortedGroup, std::unique_ptr<CaptionSample>& captionSample);
 
-// Puts the pairs of a caption sample into a video sample as A/53 caption data: in one SEI NAL unit,
-// or, when the caption sample is longer than 56 bytes, in one for every 24 pairs of an atom. Units
-// are inserted before the first NAL unit that is no parameter set and no access unit delimiter, so
-// that of two units the one inserted later comes first. The record learns the new size; a sample
-// that outgrows 32 bits is norvik::kav::ErrorCode::implausibleCount.
+// Inserts the pairs of a caption sample into a video sample as A/53 caption data: in one SEI NAL
+// unit or, when the caption sample is longer than 56 bytes, in one for every 24 pairs of an atom.
+// Units are inserted before the first NAL unit that is neither a parameter set nor an access unit
+// delimiter, so of two units the one inserted later comes first. Updates the size in the record.
+// Throws norvik::kav::ErrorCode::implausibleCount for a sample that outgrows 32 bits.
 void insertCaptionSei(SampleBytes& videoSampleBytes, PendingSample& videoSampleRecord,
                       std::span<const std::uint8_t> captionBytes);
 

@@ -11,7 +11,7 @@
 
 namespace norvik::tarnsamples {
 
-// Option name to value. The type of an option decides what stands in the value.
+// Option name to value. The option's class determines the type of the value.
 using ValueMap = std::map<std::string, boost::any>;
 
 // How one kind of option is announced to the command line, and how its value is found in each of
@@ -22,7 +22,7 @@ class ConfigType {
   virtual boost::any defaultValue() const = 0;
   virtual void addToDescription(boost::program_options::options_description& description,
                                 const char* name) const = 0;
-  // Always sets the entry: what the file does not hold goes back to its default.
+  // Always sets the entry: an option that is missing in the file returns to its default.
   virtual void readFromConfigFile(ValueMap& values, const orx::config::ConfigNode& root,
                                   const std::string& name) const = 0;
   // Leaves the entry alone if the option was not given.

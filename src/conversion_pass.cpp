@@ -22,8 +22,8 @@
 #include "src/caption_delay.h"
 #include "src/caption_queue.h"
 #include "src/caption_sei.h"
-#include "src/input_movie.h"
 #include "src/interruption.h"
+#include "src/movie_bytes.h"
 #include "src/progress_line.h"
 #include "src/sample_groups.h"
 #include "tarn/error_strings.h"
@@ -46,7 +46,7 @@ std::uint32_t inRange(std::uint64_t count) {
       std::min<std::uint64_t>(count, std::numeric_limits<std::uint32_t>::max()));
 }
 
-// A pending sample names its output track and sample description by one number, its slot.
+// A slot is one number for the output track and sample description of a pending sample.
 class Slots {
  public:
   struct Slot {
@@ -79,16 +79,16 @@ class Slots {
 class ConversionPass {
  public:
   ConversionPass(kav::NorvikIStream& input, kav::NorvikIOStream& output)
-      : movie_(input), writer_(makeWriter(output)) {}
+      : movie_(kav::IStreamPtr(&input)), writer_(makeWriter(output)) {}
 
-  // Adds the tracks of the output. False when the input has no captions or no video for them.
+  // Adds the tracks of the output. Returns false if the input has no captions or no video for them.
   bool setUpTracks();
 
-  // Copies all samples, captions attached, and finishes the movie.
+  // Copies all samples with their captions, and finishes the movie.
   void copySamples();
 
  private:
-  // What becomes of the samples of an input track.
+  // What happens to the samples of an input track.
   enum class Fate { copied, queuedAsCaption, dropped };
   struct Route {
     Fate fate = Fate::dropped;
@@ -97,13 +97,13 @@ class ConversionPass {
     bool isVideoTrack = false;
     std::uint64_t captionDelay = 0;  // units of timescale
 
-    // The description of the latest sample, and its slot; 0 while there was no sample.
+    // The description of the latest sample, and its slot; 0 before the first sample.
     std::uint32_t descriptionIndex = 0;
     std::uint32_t slot = 0;
   };
 
-  // What an output track is to receive. Samples find their track by its id, so input tracks that
-  // share an id come together in one.
+  // What an output track will receive. Samples find their track by its id, so input tracks that
+  // share an id are merged into one.
   struct Expected {
     std::uint64_t samples = 0;
     std::uint64_t gaps = 0;
@@ -111,25 +111,26 @@ class ConversionPass {
 
   kav::Writer makeWriter(kav::NorvikIOStream& output);
   void countSamples();
-  void addTrack(std::uint32_t index, const InputTrack& track);
-  void addDescription(std::uint32_t trackIndex, std::uint32_t descriptionIndex,
+  void addTrack(const kav::Track& track);
+  void addDescription(const kav::Track& track, const kav::SampleDescription& description,
                       std::uint32_t outputTrack);
   void routeTracks();
-  EditShift editShift(std::size_t track) const;
   void delayCaptions();
 
-  void takeSample(const InputSample& sample, bool isLast);
+  void takeSample(const kav::Sample& sample, bool isLast);
   void spend(std::uint32_t sampleSize);
-  void queueCaption(const InputSample& sample, const Route& route);
-  void copySample(const InputSample& sample, Route& route, bool isLast);
+  void queueCaption(const kav::Sample& sample, const Route& route);
+  void copySample(const kav::Sample& sample, Route& route, bool isLast);
   void flush(std::size_t groupLength);
   void writeSample(const PendingSample& sample, const SplicedSampleBytes* spliced);
 
-  InputMovie movie_;
+  kav::Movie movie_;
+  MovieBytes bytes_{movie_};
   kav::Writer writer_;
+  const std::uint64_t costLimit_ = costLimitOf(movie_);
   std::uint64_t cost_ = 0;  // of the samples taken so far
 
-  std::vector<InputTrack> tracks_;
+  const std::span<const kav::Track> tracks_ = movie_.tracks();
   std::map<std::uint32_t, std::uint32_t> outputTracks_;  // by input track id
   std::map<std::uint32_t, Expected> expected_;           // by input track id
   std::int64_t videoTrack_ = -1;                         // places in tracks_
@@ -145,7 +146,7 @@ class ConversionPass {
 };
 
 kav::Writer ConversionPass::makeWriter(kav::NorvikIOStream& output) {
-  const kav::NorvikKavMovieInfo info = movie_.info();
+  const kav::MovieInfo& info = movie_.info();
   kav::NorvikKavWriterConfiguration configuration;
   configuration.timescale = info.timescale;
   configuration.creationTime = info.creationTime;
@@ -156,7 +157,6 @@ kav::Writer ConversionPass::makeWriter(kav::NorvikIOStream& output) {
 }
 
 bool ConversionPass::setUpTracks() {
-  tracks_ = movie_.readTracks();
   for (std::size_t i = 0; i < tracks_.size(); ++i) {
     const auto place = static_cast<std::int64_t>(i);
     if (tracks_[i].handlerType == kCaptionHandler) captionTrack_ = place;
@@ -164,15 +164,15 @@ bool ConversionPass::setUpTracks() {
   }
   const bool canConvert = captionTrack_ >= 0 && videoTrack_ >= 0;
   if (canConvert) countSamples();
-  for (std::uint32_t i = 0; i < tracks_.size(); ++i) {
-    if (tracks_[i].handlerType != kCaptionHandler) addTrack(i, tracks_[i]);
+  for (const kav::Track& track : tracks_) {
+    if (track.handlerType != kCaptionHandler) addTrack(track);
   }
   routeTracks();
   return canConvert;
 }
 
 void ConversionPass::countSamples() {
-  const std::vector<kav::NorvikKavTrackTotals> totals = movie_.countSamples(tracks_.size());
+  const std::vector<kav::TrackTotals> totals = movie_.countSamples(costLimit_);
   for (std::size_t i = 0; i < totals.size(); ++i) {
     Expected& expected = expected_[tracks_[i].info.trackId];
     expected.samples += totals[i].sampleCount;
@@ -180,11 +180,11 @@ void ConversionPass::countSamples() {
   }
 }
 
-void ConversionPass::addTrack(std::uint32_t index, const InputTrack& track) {
+void ConversionPass::addTrack(const kav::Track& track) {
   if (track.name.empty() || track.name.front() == '\0') {
     std::cout << "Error: Track with empty name found" << std::endl;
   }
-  const std::uint32_t descriptions = movie_.descriptionCount(index);
+  const std::size_t descriptions = track.descriptions.size();
 
   kav::NorvikKavTrackConfiguration configuration;
   configuration.info = track.info;
@@ -192,10 +192,10 @@ void ConversionPass::addTrack(std::uint32_t index, const InputTrack& track) {
   configuration.handlerName = track.name;
   configuration.sampleCount = inRange(expected_[track.info.trackId].samples);
   configuration.gapCount = inRange(expected_[track.info.trackId].gaps);
-  configuration.descriptionCount = descriptions;
+  configuration.descriptionCount = inRange(descriptions);
   std::uint64_t headerBytes = 0;
-  for (std::uint32_t i = 1; i <= descriptions; ++i) {
-    headerBytes += movie_.descriptionLength(index, i);
+  for (const kav::SampleDescription& description : track.descriptions) {
+    headerBytes += description.headerBytes().size();
   }
   if (descriptions != 0) {
     configuration.descriptionLength = inRange((headerBytes + descriptions - 1) / descriptions);
@@ -203,20 +203,23 @@ void ConversionPass::addTrack(std::uint32_t index, const InputTrack& track) {
   progress_.expectSamples(configuration.sampleCount);
   const std::uint32_t outputTrack = writer_.addTrack(configuration);
   outputTracks_[track.info.trackId] = outputTrack;
-  for (std::uint32_t i = 1; i <= descriptions; ++i) addDescription(index, i, outputTrack);
+  for (const kav::SampleDescription& description : track.descriptions) {
+    addDescription(track, description, outputTrack);
+  }
 }
 
-void ConversionPass::addDescription(std::uint32_t trackIndex, std::uint32_t descriptionIndex,
+void ConversionPass::addDescription(const kav::Track& track,
+                                    const kav::SampleDescription& description,
                                     std::uint32_t outputTrack) {
-  const InputDescription description = movie_.description(trackIndex, descriptionIndex);
-  if (description.header.empty()) {
+  const std::span<const std::uint8_t> header = description.headerBytes();
+  if (header.empty()) {
     std::cout << "Warning: Zero Header length SampleDescriptor found" << std::endl;
-  } else if (trackIndex == videoTrack_) {
-    if (const auto config = parseAvcDecoderConfig(description.header)) {
+  } else if (track.index == videoTrack_) {
+    if (const auto config = parseAvcDecoderConfig(header)) {
       nalLengthSize = config->nalLengthSize;
     }
   }
-  writer_.addSampleDescription(outputTrack, description.handle);
+  writer_.addSampleDescription(outputTrack, description);
 }
 
 void ConversionPass::routeTracks() {
@@ -238,33 +241,29 @@ void ConversionPass::routeTracks() {
   }
 }
 
-EditShift ConversionPass::editShift(std::size_t track) const {
-  return {movie_.editShift(static_cast<std::uint32_t>(track)), routes_[track].timescale};
-}
-
-// Asked for only now that samples are copied: this may read a sample, and a broken track is not to
-// fail before the announcement.
+// Called only when samples are copied: it may read a sample, and a broken track must not fail
+// before the announcement.
 void ConversionPass::delayCaptions() {
-  const EditShift video = editShift(static_cast<std::size_t>(videoTrack_));
+  const EditShift video = editShiftOf(movie_, tracks_[static_cast<std::size_t>(videoTrack_)]);
   for (std::size_t i = 0; i < routes_.size(); ++i) {
     Route& route = routes_[i];
-    if (route.fate == Fate::queuedAsCaption) route.captionDelay = captionDelay(video, editShift(i));
+    if (route.fate != Fate::queuedAsCaption) continue;
+    route.captionDelay = captionDelay(video, editShiftOf(movie_, tracks_[i]));
   }
 }
 
 void ConversionPass::copySamples() {
-  SampleWalk samples = movie_.samples();
+  kav::SampleRange samples = movie_.samples();
   delayCaptions();
-  InputSample sample;
-  while (samples.next(sample)) takeSample(sample, samples.isAtLast());
+  for (const kav::Sample& sample : samples) takeSample(sample, !samples.hasNext());
   writer_.finish();
 }
 
-void ConversionPass::takeSample(const InputSample& sample, bool isLast) {
+void ConversionPass::takeSample(const kav::Sample& sample, bool isLast) {
   spend(sample.info.size);
-  movie_.requireBytes(sample);
+  bytes_.require(sample);
 
-  Route& route = routes_[sample.location.trackIndex];
+  Route& route = routes_[sample.track->index];
   switch (route.fate) {
     case Fate::copied:
       copySample(sample, route, isLast);
@@ -273,7 +272,7 @@ void ConversionPass::takeSample(const InputSample& sample, bool isLast) {
       queueCaption(sample, route);
       break;
     case Fate::dropped:
-      // A check of long standing, whose wording users know.
+      // An old check, whose wording users know.
       std::cout << R"(assert in file ..\..\src\main.cpp, line 397)" << std::endl;
       std::cout << "Error: Bad clcp Sample. " << std::endl;
       break;
@@ -283,21 +282,21 @@ void ConversionPass::takeSample(const InputSample& sample, bool isLast) {
 
 void ConversionPass::spend(std::uint32_t sampleSize) {
   cost_ += std::max(sampleSize, kav::kSmallestSampleCost);
-  if (cost_ > movie_.costLimit()) throw kav::Exception(kav::ErrorCode::implausibleCount);
+  if (cost_ > costLimit_) throw kav::Exception(kav::ErrorCode::implausibleCount);
 }
 
-void ConversionPass::queueCaption(const InputSample& sample, const Route& route) {
+void ConversionPass::queueCaption(const kav::Sample& sample, const Route& route) {
   const kav::NorvikKavSampleInfo& info = sample.info;
   auto caption = std::make_unique<CaptionSample>();
   caption->decodingTime = kav::wrappingAdd(info.decodingTime, route.captionDelay);
   caption->timescale = info.timescale;
   caption->compositionOffset = info.compositionOffset;
   caption->bytes.resize(info.size);
-  movie_.readAt(sample.location.fileOffset, caption->bytes);
+  bytes_.readAt(sample.fileOffset, caption->bytes);
   captions_.push(std::move(caption));
 }
 
-void ConversionPass::copySample(const InputSample& sample, Route& route, bool isLast) {
+void ConversionPass::copySample(const kav::Sample& sample, Route& route, bool isLast) {
   const kav::NorvikKavSampleInfo& info = sample.info;
   if (!isLast) {
     const FlushDecision::Sample shown{.isSync = (info.flags & kav::kSampleIsSync) != 0,
@@ -309,13 +308,13 @@ void ConversionPass::copySample(const InputSample& sample, Route& route, bool is
       flush(flushDecision_.groupLength());
     }
   }
-  // A sample without a description of its own goes with the first one of its track.
-  const std::uint32_t descriptionIndex = std::max(sample.location.descriptionIndex, 1U);
+  // A sample without a description of its own gets the first one of its track.
+  const std::uint32_t descriptionIndex = std::max(sample.descriptionIndex, 1U);
   if (route.descriptionIndex != descriptionIndex) {
     route.descriptionIndex = descriptionIndex;
     route.slot = slots_.find({route.outputTrack, descriptionIndex}, info.timescale);
   }
-  pending_.push_back({.fileOffset = sample.location.fileOffset,
+  pending_.push_back({.fileOffset = sample.fileOffset,
                       .decodingTime = info.decodingTime,
                       .size = info.size,
                       .compositionOffset = info.compositionOffset,
@@ -324,7 +323,7 @@ void ConversionPass::copySample(const InputSample& sample, Route& route, bool is
 }
 
 void ConversionPass::flush(std::size_t groupLength) {
-  SortedGroup group(pending_, groupLength, slots_.timescales(), movie_);
+  SortedGroup group(pending_, groupLength, slots_.timescales(), bytes_);
   progress_.captionsPlaced(captions_.attachDue(group));
   for (std::size_t i = 0; i < groupLength; ++i) writeSample(pending_[i], group.splicedBytes(i));
   pending_.dropFront(groupLength);
@@ -336,7 +335,7 @@ void ConversionPass::writeSample(const PendingSample& sample, const SplicedSampl
   if (spliced != nullptr) {
     spliced->copyTo(bytes);
   } else {
-    movie_.readAt(sample.fileOffset, bytes);
+    bytes_.readAt(sample.fileOffset, bytes);
   }
   const Slots::Slot& slot = slots_[sample.slot];
   writer_.addSample({.trackNumber = slot.trackNumber,
@@ -349,8 +348,8 @@ void ConversionPass::writeSample(const PendingSample& sample, const SplicedSampl
   progress_.sampleWritten(sample.size);
 }
 
-// Opens both files. The output may be the input under another name, through a link or another path,
-// and its content must not be dropped before that is known.
+// Opens both files. The output may be the input under another name, through a link or another path.
+// Its content must not be dropped before that has been checked.
 void openStreams(KavStream& input, KavStream& output) {
   input.open();
   output.open();
@@ -376,7 +375,7 @@ int convertFile(const std::string& programName, const ConversionPaths& paths) {
     return kConverted;
   }
   std::cerr << "Error: No valid clcp data found in the file..." << std::endl;
-  // What was begun is thrown away, so the movie is left unfinished.
+  // Drops what has been written, so the movie stays unfinished.
   output->setSize(0);
   output->close();
   input->close();

@@ -4,7 +4,7 @@
 
 namespace quarrypack {
 
-// The files of one run, as the checks of the settings left them and as the messages show them.
+// The files of one run, in the form in which the settings' checks left them and messages show them.
 struct ConversionPaths {
   std::string inputPath;
   std::string outputPath;

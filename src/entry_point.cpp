@@ -40,7 +40,7 @@ int runSettledTool(const std::string& programName, std::vector<std::string> argu
 }  // namespace
 
 int runTool(int argc, const char* const* argv, const Conversion& conversion) {
-  // A program may be started without a single word, not even its name.
+  // A program may be started without any argument, not even its name.
   const char* const programName = argc > 0 && argv[0] != nullptr ? argv[0] : "";
   try {
     loadErrorMessages();

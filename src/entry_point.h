@@ -7,12 +7,12 @@
 
 namespace quarrypack {
 
-// Converts one movie and returns the exit status; it is given the program's name for its messages.
+// Converts one movie and returns the exit status. The program's name is for its messages.
 using Conversion = std::function<int(const std::string& programName, const ConversionPaths& paths)>;
 
 // The whole run of the program: settings, usage text or path checks, conversion. Reports every
 // failure, exceptions included, and returns the exit status: 0 for success or a shown usage text,
-// 2 for an error code of the streaming library that was thrown, 1 for every other failure.
+// 2 when an error code of the streaming library was thrown, 1 for every other failure.
 int runTool(int argc, const char* const* argv, const Conversion& conversion);
 
 }  // namespace quarrypack

@@ -6,8 +6,8 @@
 
 namespace quarrypack {
 
-// The codes that this tool ends with. Those from 10000 on are of the application's own table, which
-// is shared with the sibling tools and holds many more.
+// The exit codes of this tool. Those from 10000 on come from the application's own table, which the
+// sibling tools share and which holds many more.
 namespace error_codes {
 inline constexpr int kSuccess = 0;
 inline constexpr int kInvalidSettings = 5210;
@@ -22,7 +22,7 @@ class ErrorMessageTable {
  public:
   ErrorMessageTable();
 
-  // A code without a text is taken into the table with an empty one.
+  // A code without a text is added to the table with an empty one.
   const std::string& describe(int code) { return texts_[code]; }
 
   std::size_t size() const { return texts_.size(); }
@@ -31,8 +31,8 @@ class ErrorMessageTable {
   std::map<int, std::string> texts_;
 };
 
-// Loads the process's table. It is done first of all, so that no failure has to be described with a
-// table that is yet to be built.
+// Loads the table of the process. Must be called before anything else, so that no failure is
+// described by a table that has not been built yet.
 void loadErrorMessages();
 
 // The text of a code: the application's own, or that of the streaming library for codes below

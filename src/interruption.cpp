@@ -8,8 +8,8 @@
 namespace quarrypack {
 namespace {
 
-// What the handler removes. It is set before a handler is in place and does not change while one
-// is, so the handler always finds it whole.
+// What the handler removes. It is set before a handler is installed and does not change while one
+// is, so the handler always sees it complete.
 struct Target {
   const char* path = nullptr;
   dev_t device = 0;
@@ -21,9 +21,9 @@ bool isTarget(const struct stat& status) {
   return status.st_dev == target.device && status.st_ino == target.inode;
 }
 
-// Only calls that are safe while anything else may have been interrupted, memory management
-// included. The default action is back in place by now and the signal is held off until the end of
-// the handler, so that raising it again ends the process right behind it.
+// Makes only async-signal-safe calls; memory management may have been interrupted. By now the
+// default action is restored and the signal is blocked until the handler returns, so raising it
+// again ends the process immediately after that.
 extern "C" void removeAndEnd(int signal) {
   struct stat status;
   if (lstat(target.path, &status) == 0 && isTarget(status)) unlink(target.path);
@@ -44,7 +44,7 @@ void takeOver(int signal, struct sigaction& before) {
 }  // namespace
 
 RemovalOnInterruption::RemovalOnInterruption(const std::string& path)
-    // Through a link, the file behind it is removed.
+    // For a symbolic link, the file that it points to is removed.
     : path_(realpath(path.c_str(), nullptr)) {
   struct stat status;
   if (path_ == nullptr || lstat(path_.get(), &status) != 0) return;

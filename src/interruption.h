@@ -8,15 +8,14 @@
 namespace quarrypack {
 
 // While it lives, SIGINT and SIGTERM remove the file that is being written before they end the
-// process as they always do: whoever stops a conversion is not left with half a movie that looks
-// like a whole one, nor with a progress line on the terminal. Whoever waits for the process still
-// sees which signal it was.
+// process as they always do. So a stopped conversion leaves neither half a movie that looks like a
+// whole one nor a progress line on the terminal. The parent process still sees which signal it was.
 //
 // A signal that the program was started to ignore stays ignored. At most one object at a time.
 class RemovalOnInterruption {
  public:
-  // The file must be there. It is removed only while it is still the same one: not what somebody
-  // has meanwhile put in its place.
+  // The file must exist. It is removed only while the path still refers to it, never a file that
+  // has since been put in its place.
   explicit RemovalOnInterruption(const std::string& path);
   ~RemovalOnInterruption();
   RemovalOnInterruption(const RemovalOnInterruption&) = delete;

@@ -5,14 +5,14 @@
 namespace quarrypack {
 
 // Paths are kept and compared as texts in the generic form, with forward slashes. The system's own
-// path type is not asked for that form, since its answer differs between systems, and settings
-// files made on one are used on the other. All operations below take texts in this form.
+// path type is not used for that, because its result differs between systems, and settings files
+// made on one system are used on another. All operations below take texts in this form.
 std::string genericPath(std::string path);
 
 // Starts with a separator, with or without a drive name before it.
 bool hasRootDirectory(const std::string& path);
 
-// What stands before the last separator; empty without one. A root is its own folder.
+// The part before the last separator; empty without one. A root is its own folder.
 std::string folderOf(const std::string& path);
 
 std::string joinedPath(const std::string& folder, const std::string& name);
@@ -22,7 +22,7 @@ std::string joinedPath(const std::string& folder, const std::string& name);
 // the value relative.
 std::string resolveRelativePath(const std::string& value, const std::string& baseFile);
 
-// The output path for a run that names none: "Converted_" and the input's name, with the extension
+// The output path of a run that names none: "Converted_" and the input's name, with the extension
 // "mp4", beside the input.
 std::string defaultOutputPath(const std::string& inputPath);
 

@@ -9,8 +9,8 @@
 
 namespace quarrypack {
 
-// A sample of an output track that was read and is not yet written. Its bytes stay in the input
-// file. Movies without key frames keep all their samples pending, so every byte here counts.
+// A sample of an output track that has been read but not written. Its bytes stay in the input file.
+// Movies without key frames keep all their samples pending, so every byte here counts.
 struct PendingSample {
   std::uint64_t fileOffset = 0;
   std::uint64_t decodingTime = 0;       // units of its timescale
@@ -21,8 +21,8 @@ struct PendingSample {
 };
 static_assert(sizeof(PendingSample) == 32);
 
-// The pending samples in the order of reading. The list grows and is taken from the front, millions
-// of samples long or a few hundred at a time, so it is made of blocks that never move.
+// The pending samples in the order of reading. The list is appended to and emptied from the front,
+// and holds from a few hundred to millions of samples. So it is made of blocks that never move.
 class PendingSamples {
  public:
   PendingSamples() = default;
@@ -45,7 +45,7 @@ class PendingSamples {
     (*this)[size_ - 1] = sample;
   }
 
-  // Removes the first samples; what is left moves to places from 0 on.
+  // Removes the first count samples; the rest is renumbered from 0.
   void dropFront(std::size_t count);
 
  private:
@@ -55,8 +55,8 @@ class PendingSamples {
   void addBlock();
 
   std::vector<std::unique_ptr<Block>> blocks_;
-  std::unique_ptr<Block> spare_;  // one that was emptied, for the next to be filled
-  std::size_t skipped_ = 0;       // samples at the front of the first block that were removed
+  std::unique_ptr<Block> spare_;  // an emptied block, the next to be filled
+  std::size_t skipped_ = 0;       // samples removed from the start of the first block
   std::size_t size_ = 0;
 };
 

@@ -11,8 +11,8 @@ namespace quarrypack {
 namespace {
 
 // The program may be started with some of its three standard streams closed. The next file opened
-// would then take the free number, and a message could land in the movie that is being written, so
-// the gaps are filled first. The root folder fills them where there is no null device.
+// would then get the free number, and a message could be written into the movie. So the gaps are
+// filled first, with the root folder where there is no null device.
 void fillStandardDescriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
@@ -20,8 +20,8 @@ void fillStandardDescriptors() {
   }
 }
 
-// A console that nobody reads and a limit on file sizes are failed writes like any other: they must
-// not end the process in the middle of a conversion.
+// A console whose reader has gone and a limit on file sizes are failed writes like any other. They
+// must not end the process in the middle of a conversion.
 void ignoreSignalsOfFailedWrites() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);

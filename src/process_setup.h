@@ -2,7 +2,7 @@
 
 namespace quarrypack {
 
-// Makes the process safe to write movies in, whatever it was started from. To be called before any
+// Makes it safe to write movies in this process, whatever started it. Must be called before any
 // file is opened.
 void prepareProcess();
 

@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 constexpr auto kQuietTime = 1s;
 constexpr auto kRedrawTime = 100ms;
 
-// How much is written between two looks at the clock.
+// How much is written between two reads of the clock.
 constexpr std::uint64_t kSamplesPerLook = 32;
 constexpr std::uint64_t kBytesPerLook = 256 * 1024;
 
@@ -32,18 +32,18 @@ constexpr std::string_view kEraseLine = "\r\x1b[K";
 constexpr std::string_view kFaint = "\x1b[2m";
 constexpr std::string_view kPlain = "\x1b[0m";
 
-// Where a line stands, for a handler to find; kNowhere while there is none.
+// The descriptor on which a line is shown, for the signal handler; kNowhere while there is none.
 constexpr std::sig_atomic_t kNowhere = -1;
 volatile std::sig_atomic_t shownOn = kNowhere;
 
-// A variable that is set to nothing counts as not set.
+// A variable with an empty value counts as unset.
 std::string_view environment(const char* name) {
   const char* const value = std::getenv(name);
   return value == nullptr ? std::string_view() : std::string_view(value);
 }
 
 std::string timeText(double seconds) {
-  // Days are no help to anyone; an estimate that long is a stalled disk.
+  // Days help no reader; an estimate that long means a stalled disk.
   const auto whole = static_cast<unsigned>(std::min(std::ceil(seconds), 359999.0));
   char text[32];
   if (whole >= 3600) {
@@ -96,7 +96,7 @@ void ProgressTerminal::draw(const std::string& text) const {
   line += text;
   if (isColourful_) line += kPlain;
   shownOn = descriptor_;
-  // One transfer, so that no half of a line is ever seen.
+  // One transfer, so that half a line is never visible.
   send(line += kToLineStart);
 }
 
@@ -105,7 +105,7 @@ void ProgressTerminal::erase() const {
   shownOn = kNowhere;
 }
 
-// A terminal that is gone takes nothing; the conversion goes on without a viewer.
+// A terminal that has gone takes nothing; the conversion continues without a viewer.
 void ProgressTerminal::send(const std::string& text) const {
   std::string_view rest = text;
   while (!rest.empty()) {
@@ -118,7 +118,7 @@ void ProgressTerminal::send(const std::string& text) const {
 
 void eraseProgressFromHandler() {
   if (shownOn == kNowhere) return;
-  // The process ends either way, so nothing is done about a terminal that takes nothing.
+  // The process ends either way, so a terminal that takes nothing is ignored.
   [[maybe_unused]] const ssize_t sent = ::write(shownOn, kEraseLine.data(), kEraseLine.size());
 }
 

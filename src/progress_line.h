@@ -18,15 +18,15 @@ struct Progress {
   std::uint64_t captionsPlaced = 0;
 };
 
-// The line shown for it, cut to so many columns: " 42 %  118.3 MB/s  0:07 left  214 captions
+// The line shown for it, cut to this number of columns: " 42 %  118.3 MB/s  0:07 left  214 captions
 // placed".
 std::string progressText(const Progress& progress, std::chrono::duration<double> elapsed,
                          std::size_t columns);
 
-// The terminal behind a descriptor, if there is one on which a line can be redrawn.
+// The terminal that a descriptor refers to, if a line can be redrawn there.
 class ProgressTerminal {
  public:
-  // None when the descriptor is a file or a pipe, or the terminal (TERM) cannot erase a line.
+  // None if the descriptor is a file or a pipe, or if the terminal (TERM) cannot erase a line.
   // Without colour (NO_COLOR) the line is plain.
   static std::optional<ProgressTerminal> on(int descriptor);
 
@@ -44,13 +44,13 @@ class ProgressTerminal {
   bool isColourful_;
 };
 
-// Erases the line that stands on a terminal, if there is one: for the handler of a signal that ends
-// the process, by nothing but calls that are safe in one.
+// Erases the line that is shown on a terminal, if there is one. Called by the handler of a signal
+// that ends the process, so it makes only async-signal-safe calls.
 void eraseProgressFromHandler();
 
-// Shows the progress of one conversion while it lives, on a terminal only, and only of a conversion
-// that takes longer than a second. The line is gone when the object is, whatever ends the
-// conversion, and it makes way for whatever is printed on standard output meanwhile.
+// Shows the progress of one conversion while it lives, only on a terminal and only of a conversion
+// that takes longer than a second. The destructor erases the line, whatever ends the conversion.
+// The line is also erased before anything is printed on standard output.
 class ProgressLine {
  public:
   using Clock = std::chrono::steady_clock;
@@ -64,11 +64,18 @@ class ProgressLine {
   void expectSamples(std::uint64_t samples) { progress_.samplesInAll += samples; }
   void captionsPlaced(std::size_t captions) { progress_.captionsPlaced += captions; }
 
-  // Called for every sample, so that nearly always it only counts.
+  // Called for every sample, so nearly always it only counts.
   void sampleWritten(std::uint64_t bytes) {
     ++progress_.samplesWritten;
     progress_.bytesWritten += bytes;
     if (progress_.samplesWritten >= nextSamples_ || progress_.bytesWritten >= nextBytes_) look();
+  }
+
+  // For a pass that copies bytes without regard to samples: a byte counts as a sample.
+  void bytesDone(std::uint64_t bytes) {
+    progress_.samplesWritten += bytes;
+    progress_.bytesWritten += bytes;
+    if (progress_.bytesWritten >= nextBytes_) look();
   }
 
  private:

@@ -7,13 +7,13 @@
 namespace quarrypack {
 namespace {
 
-// Of a sample of this size only what is looked at is read. Smaller ones are fetched whole with
-// their neighbours, which will be looked at next.
+// Of a sample of this size, only the needed parts are read. Smaller samples are fetched completely
+// with their neighbours, which are needed next.
 constexpr std::uint64_t kLargeSample = 64 * 1024;
 
 std::ptrdiff_t difference(std::uint64_t bytes) { return static_cast<std::ptrdiff_t>(bytes); }
 
-// Moves the last count bytes of one stack to the other, turning their order round.
+// Moves the last count bytes of one stack to the other, which reverses their order.
 void moveTop(std::vector<std::uint8_t>& from, std::vector<std::uint8_t>& to, std::size_t count) {
   to.insert(to.end(), from.rbegin(), from.rbegin() + difference(count));
   from.resize(from.size() - count);
@@ -48,7 +48,7 @@ void GrowingBytes::read(std::size_t position, std::span<std::uint8_t> destinatio
 }
 
 void SplicedSampleBytes::read(std::uint64_t position, std::span<std::uint8_t> destination) const {
-  // Start of the piece under inspection, in the sample and in the file.
+  // Start of the piece being inspected, in the sample and in the file.
   std::uint64_t start = 0;
   std::uint64_t placeInFile = 0;
   const auto readPiece = [&](std::uint64_t length, const auto& readBytes) {
@@ -84,7 +84,7 @@ void SplicedSampleBytes::copyTo(std::span<std::uint8_t> destination) const {
   const std::span<std::uint8_t> fromFile = destination.last(sizeInFile_);
   if (!fromFile.empty()) source_->readAt(fileOffset_, fromFile);
 
-  // Every part of the sample moves towards the front by what is still to be put in behind it.
+  // Every part of the sample moves forward by the bytes that are still to be inserted after it.
   std::uint64_t placeInFile = 0;
   for (const Splice& splice : splices_) {
     const std::span<std::uint8_t> part =
@@ -101,7 +101,7 @@ void SplicedSampleBytes::insertBytes(std::uint64_t position, std::vector<std::ui
   if (bytes.empty()) return;
   size_ += bytes.size();
 
-  std::uint64_t inserted = 0;  // by the splices that end in front of position
+  std::uint64_t inserted = 0;  // by the splices that end before position
   auto splice = splices_.begin();
   for (; splice != splices_.end(); ++splice) {
     const std::uint64_t start = splice->placeInFile + inserted;

@@ -10,15 +10,15 @@
 
 namespace quarrypack {
 
-// Where a search through a sample's NAL units may begin. It is only good for the length prefix size
-// that it was found with.
+// Where a search through a sample's NAL units may begin. It is valid only for the length prefix
+// size that it was found with.
 struct NalSearchStart {
   std::uint8_t nalLengthSize = 0;
   std::uint64_t position = 0;
 };
 
-// The bytes of one sample, to be read in places and to have bytes put between them. Positions count
-// from the start of the sample as it is now, earlier insertions included.
+// The bytes of one sample, for reading parts of them and inserting bytes between them. Positions
+// count from the start of the sample in its current state, earlier insertions included.
 class SampleBytes {
  public:
   SampleBytes() = default;
@@ -30,17 +30,16 @@ class SampleBytes {
 
   virtual std::uint64_t size() const = 0;
 
-  // Fills destination with the bytes from position on. All of them must be inside the sample.
+  // Fills destination with the bytes from position on. All of them must lie inside the sample.
   virtual void read(std::uint64_t position, std::span<std::uint8_t> destination) const = 0;
 
-  // Puts bytes in front of the byte at position, or behind the last byte when position is size().
+  // Inserts bytes before the byte at position, or after the last byte if position is size().
   void insert(std::uint64_t position, std::vector<std::uint8_t> bytes) {
     nalSearchStart_ = {};
     insertBytes(position, std::move(bytes));
   }
 
-  // A note for whoever looks for the place of the next caption again and again; an insertion
-  // forgets it.
+  // A note for repeated searches for the place of the next caption. An insertion resets it.
   NalSearchStart nalSearchStart() const { return nalSearchStart_; }
   void setNalSearchStart(NalSearchStart start) { nalSearchStart_ = start; }
 
@@ -74,15 +73,15 @@ class ByteSource {
   // Fills destination with the bytes from the offset on, or throws.
   virtual void readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) = 0;
 
-  // The same for a few bytes whose surroundings are not wanted.
+  // The same for a few bytes whose neighbours are not needed.
   virtual void peekAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) {
     readAt(fileOffset, destination);
   }
 };
 
-// Bytes that grow where the last ones were put in: two stacks, the bytes in front of that place
-// and, the other way round, those behind it. Inserting again at the same place costs no more than
-// the bytes inserted, so that thousands of captions in front of one another stay cheap.
+// Bytes that grow at the place of the latest insertion. Two stacks: the bytes before that place
+// and, in reverse order, those after it. Another insertion at the same place costs no more than the
+// bytes inserted, so thousands of captions inserted before one another stay cheap.
 class GrowingBytes {
  public:
   explicit GrowingBytes(std::vector<std::uint8_t> bytes) : front_(std::move(bytes)) {}
@@ -96,9 +95,9 @@ class GrowingBytes {
   std::vector<std::uint8_t> back_;
 };
 
-// A sample that stays in its file, and a list of what was put between its bytes. The sample's bytes
-// are read only where they are asked for, so that many captioned samples can wait without being
-// held in memory. The source must outlive this object.
+// A sample that stays in its file, and a list of the insertions between its bytes. The sample's
+// bytes are read only when needed, so many captioned samples can wait without being held in memory.
+// The source must outlive this object.
 class SplicedSampleBytes final : public SampleBytes {
  public:
   SplicedSampleBytes(ByteSource& source, std::uint64_t fileOffset, std::uint64_t sizeInFile)
@@ -107,13 +106,13 @@ class SplicedSampleBytes final : public SampleBytes {
   std::uint64_t size() const override { return size_; }
   void read(std::uint64_t position, std::span<std::uint8_t> destination) const override;
 
-  // Fills destination, which has size() bytes, with the whole sample. The part in the file is read
-  // in one go.
+  // Fills destination, which has size() bytes, with the whole sample. Reads the part in the file
+  // with one call.
   void copyTo(std::span<std::uint8_t> destination) const;
 
  private:
-  // Bytes in front of the byte that stands at this place in the file. The list is in the order of
-  // the places, no two splices share one, and none is empty.
+  // Bytes inserted before the byte at this place in the file. The list is sorted by place; no two
+  // splices share one, and none is empty.
   struct Splice {
     std::uint64_t placeInFile;
     GrowingBytes bytes;

@@ -9,13 +9,13 @@
 namespace quarrypack {
 namespace {
 
-// Samples of a group whose latest time is remembered together.
+// Samples of a group whose latest time is stored together.
 constexpr std::size_t kBlock = 4;
 
-// Blocks tried one by one before a search by halving.
+// Blocks tried one by one before a binary search.
 constexpr int kMostSteps = 4;
 
-// What two samples are compared by.
+// The key by which two samples are compared.
 struct ShownTime {
   std::uint64_t time;  // units of timescale
   std::uint32_t timescale;
@@ -26,25 +26,25 @@ ShownTime shownTime(const PendingSample& sample, std::span<const std::uint32_t> 
   return {presentationTime(sample.decodingTime, sample.compositionOffset, timescale), timescale};
 }
 
-// Not an order in the strict sense: the conversion rounds, so samples of several timescales can
-// come before one another in a circle. No sort of the standard library may be given it.
+// Not a strict order: the conversion rounds, so samples of several timescales can come before one
+// another in a circle. It must not be passed to a sort of the standard library.
 bool before(const ShownTime& a, const ShownTime& b) {
   return a.time < convertTime(b.time, b.timescale, a.timescale);
 }
 
-// A place that no sample needs to be moved across: none at or behind it comes before one in front
-// of it. For each kind of timescale, earliest holds the least time that a sample behind the cut may
-// have for this to be true. It follows from the latest sample of each timescale in front, since the
-// conversion between two timescales never turns times round.
+// A place that no sample must be moved across: no sample at or after it comes before one that
+// precedes it. For each kind of timescale, earliest holds the least time of a sample after the cut
+// for which this holds. It follows from the latest sample of each timescale before the cut, since
+// the conversion between two timescales never reverses times.
 struct Cut {
   static constexpr std::size_t kMaxTimescales = 4;
   std::uint32_t place = 0;
-  bool isSorted = true;  // what stands between this cut and the next
+  bool isSorted = true;  // the samples between this cut and the next
   std::array<std::uint64_t, kMaxTimescales> earliest{};
 };
 
-// Finds cuts in one pass over the samples, far fewer than there are but enough to leave short
-// segments in a list that is nearly sorted, as the samples of a movie are.
+// Finds cuts in one pass over the samples. It finds only some of all cuts, but enough to leave
+// short segments in a list that is nearly sorted, as the samples of a movie are.
 class CutFinder {
  public:
   void add(std::uint32_t place, const ShownTime& shown) {
@@ -63,13 +63,13 @@ class CutFinder {
     latest_[kind] = std::max(latest_[kind], shown.time);
   }
 
-  // In the order of places; the first one is at the start.
+  // Sorted by place; the first one is at the start.
   const std::vector<Cut>& cuts() const { return cuts_; }
 
  private:
-  // A timescale not met before makes the cuts found so far worthless, because they cannot tell what
-  // its samples may do, and what was known to be sorted between them is forgotten too. With too
-  // many timescales only the cut at the start is left.
+  // A new timescale invalidates the cuts found so far, because they do not bound its samples. What
+  // was known to be sorted between them is discarded too. With too many timescales only the cut at
+  // the start is left.
   std::size_t kindOf(std::uint32_t timescale) {
     for (std::size_t k = 0; k < kinds_; ++k) {
       if (timescales_[k] == timescale) return k;
@@ -97,10 +97,10 @@ class CutFinder {
   std::vector<Cut> cuts_ = std::vector<Cut>(1);
 };
 
-// A merge sort from the top down. The comparison is no strict order, so which samples are compared
-// with which decides the result: lists are halved at n/2 of the whole list, and a merge takes from
-// the right half only what comes before the next of the left. Cuts change nothing about this, they
-// only tell which parts of which merges would move nothing.
+// A merge sort from the top down. The comparison is no strict order, so the result depends on which
+// samples are compared: lists are halved at n/2 of the whole list, and a merge takes from the right
+// half only what comes before the next of the left. Cuts do not change this; they only show which
+// parts of which merges would move nothing.
 class MergeSort {
  public:
   MergeSort(const PendingSamples& pending, std::span<const std::uint32_t> slotTimescales,
@@ -111,7 +111,7 @@ class MergeSort {
   void sortSegment(std::size_t begin, std::size_t end) { sort(0, order_.size(), begin, end); }
 
  private:
-  // Sorts what list and segment have in common.
+  // Sorts the intersection of list and segment.
   void sort(std::size_t listBegin, std::size_t listEnd, std::size_t begin, std::size_t end) {
     const std::size_t first = std::max(listBegin, begin);
     const std::size_t last = std::min(listEnd, end);
@@ -123,7 +123,7 @@ class MergeSort {
   }
 
   void merge(std::size_t first, std::size_t middle, std::size_t last) {
-    // What is taken from the left before the right is ever preferred stays where it is.
+    // Samples taken from the left before the first one from the right stay where they are.
     std::size_t out = first;
     const ShownTime firstRight = shown(order_[middle]);
     while (out < middle && !before(firstRight, shown(order_[out]))) ++out;
@@ -141,7 +141,7 @@ class MergeSort {
         nextRight = shown(order_[right]);
       } else {
         order_[out++] = left_[left++];
-        if (left == left_.size()) return;  // the rest of the right is in its place
+        if (left == left_.size()) return;  // the rest of the right is already in its place
         nextLeft = shown(left_[left]);
       }
     }

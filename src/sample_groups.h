@@ -13,24 +13,24 @@
 
 namespace quarrypack {
 
-// Decides when pending samples are written. Captions come late, behind the frames they belong to,
-// so samples wait until a key frame shows that what stands before it is complete: it arms the
-// decision with everything pending before it as the group, and the first sample decoded after that
-// key frame is shown flushes the group. The very first key frame of a movie has nothing before it
-// and does not arm.
+// Decides when pending samples are written. Captions arrive late, after their frames, so samples
+// wait until a key frame shows that everything before it is complete. The key frame arms the
+// decision, with everything pending before it as the group. The first sample that is decoded after
+// that key frame is shown flushes the group. The very first key frame of a movie has nothing before
+// it and does not arm.
 class FlushDecision {
  public:
   struct Sample {
     bool isSync = false;
-    bool isOfVideoTrack = false;  // the one that captions are meant for
+    bool isOfVideoTrack = false;  // the track that receives the captions
     std::uint64_t decodingTime = 0;
     std::uint32_t compositionOffset = 0;
     std::uint32_t timescale = 0;
   };
 
-  // Takes note of a sample of an output track, which is about to join pendingCount others. True
-  // says that the first groupLength() of these must be written now, before it joins. The very last
-  // sample of a movie need not be shown here: everything is written behind it.
+  // Notes a sample of an output track that is about to join pendingCount others. Returns whether
+  // the first groupLength() of these must be written now, before it joins. It need not be called
+  // for the very last sample of a movie: everything is written after it.
   bool flushesBefore(const Sample& sample, std::size_t pendingCount);
 
   std::size_t groupLength() const { return groupLength_; }
@@ -43,14 +43,15 @@ class FlushDecision {
   std::size_t groupLength_ = 0;
 };
 
-// The order in which the first count pending samples are shown, as their places in the list: a
-// stable merge sort by presentation time. slotTimescales holds the timescale of every slot.
+// The presentation order of the first count pending samples, as their places in the list: a stable
+// merge sort by presentation time. slotTimescales holds the timescale of every slot.
 std::vector<std::uint32_t> presentationOrder(const PendingSamples& pending, std::size_t count,
                                              std::span<const std::uint32_t> slotTimescales);
 
-// The first samples of the pending list on their way out: found by when they are shown, given
-// captions, then read. Samples are known by their place in the list, which must not change
-// meanwhile. The sorting is left until the first search, so a group without captions costs nothing.
+// The first samples of the pending list on their way out: they are found by presentation time, get
+// captions, and are then read. Samples are identified by their place in the list, which must not
+// change meanwhile. Sorting is deferred to the first search, so a group without captions costs
+// nothing.
 class SortedGroup {
  public:
   // All arguments must outlive the group.
@@ -60,8 +61,8 @@ class SortedGroup {
   // Whether a sample of the group is shown at or after a time.
   bool reaches(std::uint64_t time, std::uint32_t timescale);
 
-  // The first sample, in the order of presentation, whose presentation time converted to the given
-  // timescale is at least the given time.
+  // The first sample, in presentation order, whose presentation time, converted to the given
+  // timescale, is at least the given time.
   std::optional<std::size_t> firstShownAt(std::uint64_t time, std::uint32_t timescale);
 
   PendingSample& record(std::size_t place) { return pending_[place]; }
@@ -69,16 +70,16 @@ class SortedGroup {
   // The sample's bytes, ready for insertions.
   SampleBytes& bytes(std::size_t place);
 
-  // The bytes of a sample that bytes() was called for, null for any other.
+  // The bytes of a sample for which bytes() was called; null for any other.
   const SplicedSampleBytes* splicedBytes(std::size_t place) const;
 
  private:
   // The latest time up to the end of each block of the order, in one timescale. Times converted to
-  // another timescale need not rise along the order; these do.
+  // another timescale may decrease along the order; these never do.
   struct LatestTimes {
     std::vector<std::uint64_t> byBlock;
 
-    // The latest search: what is searched for next mostly comes soon behind it.
+    // The latest search: the next one is usually for a time soon after it.
     std::uint64_t searchedTime = 0;
     std::size_t foundBlock = 0;
   };

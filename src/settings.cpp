@@ -31,8 +31,7 @@ void addOptions(ToolConfig& config) {
   config.addOption("conf-file", confFile);
 }
 
-// The values may come from elsewhere than parseSettings, in whatever form their author writes
-// paths.
+// The values may come from a source other than parseSettings, with paths in any form.
 std::string pathOf(const ValueMap& values, const char* name) {
   return genericPath(boost::any_cast<const std::string&>(values.at(name)));
 }
@@ -70,8 +69,8 @@ int validatePaths(const ValueMap& values, ConversionPaths& paths) {
   paths.outputPath = pathOf(values, "output-file");
   if (paths.outputPath.empty()) paths.outputPath = defaultOutputPath(paths.inputPath);
 
-  // The texts are compared, not the files; the conversion refuses an output that is the input under
-  // another name.
+  // Only the texts are compared. The conversion refuses an output that is the input under another
+  // name.
   if (paths.inputPath == paths.outputPath) {
     std::cout << "Input file and output file can not be same." << std::endl;
     return error_codes::kWriteFailed;

@@ -37,8 +37,8 @@ constexpr std::array<std::string_view, 13> kPathOptions = {
     "encrypt-keys-rotation-file",
 };
 
-// Without a description of positional words the parser takes them silently, and a forgotten option
-// name would go unnoticed; a description that allows none makes them an error.
+// Without a description of positional words the parser accepts them silently, and a forgotten
+// option name would go unnoticed. A description that allows none makes them an error.
 po::variables_map parsedCommandLine(const std::vector<std::string>& arguments,
                                     const po::options_description& description) {
   const po::positional_options_description noPositionalWords;
@@ -70,8 +70,8 @@ void ToolConfig::parse(std::vector<std::string>& arguments, const std::string& p
   const po::variables_map commandLine = parsedCommandLine(arguments, description);
   if (commandLine.count("help") != 0) arguments.clear();
 
-  // A missing file is no failure here: the path checks report it, after the usage text had its
-  // turn.
+  // A missing file is no failure here: the path checks report it, after the usage text has been
+  // considered.
   const bool namedExplicitly = commandLine.count("conf-file") != 0;
   loadConfigFile(namedExplicitly ? commandLine["conf-file"].as<std::string>() : defaultConfigFile_,
                  namedExplicitly);
@@ -94,7 +94,7 @@ int ToolConfig::loadConfigFile(const std::string& fileName, bool namedExplicitly
     }
     return error_codes::kSuccess;
   } catch (...) {
-    // Whatever is wrong with the file, the user is told the same.
+    // Whatever is wrong with the file, the user gets the same text.
     throw orx::OrxException(describeError(error_codes::kInvalidConfigFile));
   }
 }

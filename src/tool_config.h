@@ -15,7 +15,7 @@ namespace quarrypack {
 using norvik::tarnsamples::ConfigType;
 using norvik::tarnsamples::ValueMap;
 
-// The option set of a tool and the values found for it. The tool adds its options, then parses
+// The option set of a tool and the values found for it. The tool adds its options and then parses
 // once; every pass over the options keeps the order in which they were added.
 class ToolConfig {
  public:
@@ -25,17 +25,17 @@ class ToolConfig {
   // Both the name and the option object must outlive this set.
   void addOption(const char* name, const ConfigType& type);
 
-  // Fills the values from the defaults, the configuration file and the command line, each beating
-  // the one before, and builds the usage text. The arguments are emptied when help is asked for.
-  // Throws whatever the parser throws, and orx::OrxException for a configuration file that is of no
-  // use.
+  // Fills the values from the defaults, the configuration file and the command line, each
+  // overriding the one before, and builds the usage text. The arguments are emptied when help is
+  // requested. Throws the parser's exceptions, and orx::OrxException for an unusable configuration
+  // file.
   void parse(std::vector<std::string>& arguments, const std::string& programName,
              const std::string& toolDescription);
 
-  // Sets every option from the file. One that was asked for by name may be a pipe, which is read to
-  // its end; if it does not exist, that is an error code. One that was not asked for has no effect,
-  // and is a success, unless it is a regular file: a run must not wait for a pipe that it happens
-  // to find.
+  // Sets every option from the file and returns 0 or an error code. A file that was requested by
+  // name may be a pipe, which is read to its end; if it does not exist, that is an error. Any other
+  // file is used only if it is a regular file, and otherwise ignored with success: a run must not
+  // block on a pipe that it happens to find.
   int loadConfigFile(const std::string& fileName, bool namedExplicitly);
 
   const ValueMap& values() const { return values_; }
@@ -51,9 +51,9 @@ class ToolConfig {
   std::string usageText_;
 };
 
-// The options whose texts are paths that count from the file or the folder they were given in. The
-// list serves all sibling tools. The output path is deliberately not on it: it always stays as it
-// was given.
+// The options whose texts are paths, relative to the configuration file or the working directory.
+// The list serves all sibling tools. The output path is deliberately not in it: it always stays as
+// given.
 bool isPathOption(std::string_view name);
 
 std::string buildUsageText(const std::string& programName, const std::string& toolDescription,

@@ -5,11 +5,11 @@
 namespace norvik::tarn {
 
 // The error codes of the streaming library. They share one range of numbers with the codes of the
-// container library, and any number of that range may be held: only codes that the application
+// container library. A variable may hold any number of that range; only codes that the application
 // itself names are listed.
 enum class EErrorCode : std::int32_t {
   success = 0,
-  outOfMemory = 7,              // no memory was left to go on with
+  outOfMemory = 7,              // no memory was left to continue with
   invalidConfiguration = 5210,  // the settings could not be parsed or loaded
 };
 

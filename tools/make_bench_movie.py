@@ -3,8 +3,8 @@
 
     make_bench_movie.py KIND OUTPUT [--seconds S]
 
-The movies hold H.264 pictures, sound and one caption track. Picture and sound are no more than
-plausible: headers that a remuxer understands, and filler. Prints the number of samples.
+The movies hold H.264 pictures, sound and one caption track. Pictures and sound are only plausible:
+headers that a remuxer understands, and filler. Prints the number of samples.
 
   bulk      big pictures, 50 Mbit/s, 30 a second, a caption for each
   many      tiny samples, 220 a second, a caption for each picture
@@ -12,7 +12,7 @@ plausible: headers that a remuxer understands, and filler. Prints the number of 
   nosync    the same without a table of key pictures: all of it is one group
   onegroup  tiny samples without key pictures, a quarter of the number of them captions
   frag      4 Mbit/s in fragments of 2 seconds
-  sparse    a few samples behind a hole of 16 GiB, without key pictures; --hole sets its GiB"""
+  sparse    a few samples after a hole of 16 GiB, without key pictures; --hole sets its GiB"""
 import argparse
 import array
 import struct
@@ -60,7 +60,7 @@ def numbers(values, code="I"):
 
 
 def runs(values):
-    """Pairs of a length and the value that so many have in turn."""
+    """Pairs of a run length and the value that all of the run have in turn."""
     pairs = []
     for value in values:
         if pairs and pairs[-1] == value:
@@ -78,7 +78,7 @@ class Video:
     def __init__(self, seconds, fps, gop, bitrate):
         self.timescale, self.delta, self.count = fps * 1000, 1000, int(seconds * fps)
         self.gop, self.has_sync = gop or 250, gop != 0
-        # Key pictures are four times as long as others, every third of the rest twice.
+        # Key pictures are four times as long as others; every third of the others is twice as long.
         weights = [4.0 if i == 0 else 1.3 if i % 3 == 1 else 0.65 for i in range(self.gop)]
         unit = bitrate / 8 / fps * self.gop / sum(weights)
         slices = [KEY_SLICE if i == 0 else SLICE if i % 3 == 1 else SPARE_SLICE
@@ -95,7 +95,7 @@ class Video:
         return self.pictures[i % self.gop]
 
     def offset(self, i):
-        """A picture that others refer to is shown behind the two that come next."""
+        """A picture that others refer to is shown after the two that come next."""
         place = i % self.gop
         return 1000 if place == 0 else 3000 if place % 3 == 1 else 0
 
@@ -254,7 +254,7 @@ def write_fragmented(out, tracks, step):
                     key = not isinstance(track, Video) or track.is_sync(sample)
                     rows += [len(parts[i][sample - first]), 0x02000000 if key else 0x01010000,
                              track.offset(sample)]
-                # Sizes, flags and composition offsets stand in the run, durations in trex.
+                # The run holds sizes, flags and composition offsets; trex holds the durations.
                 boxes.append(box(b"traf", full(b"tfhd", 0x020000, struct.pack(">I", i + 1)),
                                  full(b"tfdt", 0, struct.pack(">Q", first * track.delta), version=1),
                                  full(b"trun", 0xE01, struct.pack(">II", end - first, data_start),

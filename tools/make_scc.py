@@ -3,9 +3,9 @@
 
     make_scc.py captions.txt > captions.scc
 
-Each line of the input is one caption: the time at which it appears, the time at which it goes, both
-in seconds, and the text; a '|' divides the text into rows. Empty lines and lines that begin with '#'
-are skipped.
+Each line of the input is one caption: the time at which it appears, the time at which it disappears,
+both in seconds, and the text; a '|' divides the text into rows. Empty lines and lines that begin with
+'#' are skipped.
 
     1.5 3.0 First row|second row
 
@@ -17,9 +17,9 @@ odd parity in bit 7. A caption is first loaded into hidden memory, then swapped 
     94 2f  end of caption: hidden memory shows    94 2c  erase the screen
 
 Every control code is sent twice, as broadcasters do; a decoder ignores the second. A line of the SCC
-file names the picture on which its first pair is sent and its pairs follow on the next pictures, so
-a load begins as many pictures ahead of its caption as it has pairs. No line holds more than 24 pairs,
-what fits into one caption message of a picture: longer loads go on in a further line."""
+file names the picture on which its first pair is sent, and its pairs follow on the next pictures. So
+a load begins as many pictures before its caption as it has pairs. No line holds more than 24 pairs,
+which fit into one caption message of a picture; longer loads continue on another line."""
 import sys
 
 PICTURES_PER_SECOND = 30
@@ -83,7 +83,7 @@ def scc_line(picture, pairs):
 
 
 def parse(lines):
-    """(appears, goes, rows) of each caption, times in pictures."""
+    """(appears, disappears, rows) of each caption, times in pictures."""
     captions = []
     for line in lines:
         line = line.strip()
@@ -95,7 +95,7 @@ def parse(lines):
 
 
 def make_scc(captions):
-    """The SCC file for a list of (appears, goes, rows). Raises when there is no time for a load."""
+    """The SCC file for a list of (appears, disappears, rows). Raises if a load does not fit in time."""
     out = ["Scenarist_SCC V1.0\n\n"]
     free_from = 0
     for appears, goes, rows in captions:

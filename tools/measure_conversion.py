@@ -3,14 +3,14 @@
 
     measure_conversion.py QUARRYPACK FOLDER [--pairs N]
 
-Makes its inputs in FOLDER with make_bench_movie.py, unless they are there. Runs cp, ffmpeg with
--movflags +faststart, and the converter in turn, N times (5 unless told otherwise) behind a round that
-is not counted, and prints a table: ratios are taken run by run, and the median is printed. The output
-is removed before each run, because overwriting a file that exists hides every difference. Nothing is
-judged: the targets stand beside the figures. FOLDER takes 8 GB while it runs.
+Makes its inputs in FOLDER with make_bench_movie.py, unless they exist. Runs cp, ffmpeg with
+-movflags +faststart, and the converter in turn, N times (5 by default) after a round that is not
+counted, and prints a table: ratios are taken run by run, and the median is printed. The output
+is removed before each run, because overwriting an existing file hides every difference. The figures
+are not judged, only printed beside the targets. FOLDER takes 8 GB while it runs.
 
-quarrypack-captions, which is looked for beside QUARRYPACK, reads the captions of the converted film, with
-cat in turn."""
+quarrypack-captions, if it is in the folder of QUARRYPACK, reads the captions of the converted film, in
+turn with cat."""
 import argparse
 import collections
 import math
@@ -96,7 +96,7 @@ class Bench:
         return list(zip(*rounds[1:]))
 
     def peak(self, name, tool="quarrypack"):
-        """Peak resident memory in bytes. The shell is small, and so does not count as the peak."""
+        """Peak resident memory in bytes. The shell is too small to be the peak itself."""
         report = self.folder / "peak.txt"
         self.once(tool, name, ["/usr/bin/time", "-f", "%M", "-o", report])
         return int(report.read_text()) * 1024

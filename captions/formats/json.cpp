@@ -39,7 +39,7 @@ Json cueJson(const Cue& cue) {
           {"rows", std::move(rows)}};
 }
 
-// Cues become values one at a time: a document of all of them takes many times their memory.
+// Converts cues one at a time: a document of all of them takes many times their memory.
 void writeChannel(const ChannelCues& channel, std::ostream& out) {
   out << "{\"channel\":" << dumped(channelName(channel.channel))
       << ",\"mode\":" << dumped(modeName(usualMode(channel.cues))) << ",\"cues\":[";

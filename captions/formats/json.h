@@ -15,7 +15,7 @@ namespace quarrypack::captions {
 //         {"row", "column", "runs": [{"text", "color", "italic", "underline"}]}]}]}]}
 //
 // Times are seconds with at most three decimals. A channel's mode is that of most of its cues. Each
-// cue takes a line. Bytes of the file name that are no UTF-8 become U+FFFD.
+// cue takes a line. Bytes of the file name that are not UTF-8 become U+FFFD.
 void writeJson(std::string_view file, std::string_view source,
                const std::vector<ChannelCues>& channels, std::ostream& out);
 

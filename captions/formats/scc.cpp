@@ -56,7 +56,7 @@ class Findings {
   std::array<SccFinding, kSentences.size()> byKind_{};
 };
 
-// Takes what comes before the next of the separators off the front.
+// Takes everything before the next separator from the front.
 std::string_view takeUntil(std::string_view& text, std::string_view separators) {
   const std::string_view part = text.substr(0, text.find_first_of(separators));
   text.remove_prefix(part.size());
@@ -67,7 +67,7 @@ void skip(std::string_view& text, std::string_view characters) {
   text.remove_prefix(std::min(text.find_first_not_of(characters), text.size()));
 }
 
-// -1 for anything but a digit.
+// -1 for any other character.
 int digitValue(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
   if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
@@ -91,7 +91,7 @@ bool hasCapitals(std::string_view word) {
                      [](char letter) { return letter < 'a' && letter > '9'; });
 }
 
-// The commands of the two fields are told apart by one bit.
+// One bit distinguishes the commands of the two fields.
 std::optional<Field> commandField(BytePair pair) {
   const unsigned first = pair.first & 0x77;
   if ((pair.second & 0x70) != 0x20) return std::nullopt;
@@ -151,7 +151,7 @@ class Reader {
     }
   }
 
-  // Takes the time code off the front of a line and returns the time of its first word.
+  // Takes the time code from the front of a line and returns the time of its first word.
   Time startOf(std::string_view& line) {
     std::string_view rest = line;
     const std::string_view first = takeUntil(rest, kBlanks);
@@ -188,7 +188,7 @@ class Reader {
     if (firstCode_ && firstCode_->dropFrame != code.dropFrame) note(SccFindingKind::mixedTimeCodes);
   }
 
-  // Frames of other rates may be a little shorter than a pair, so that half a pair is no overrun.
+  // Frames of other rates may be a little shorter than a pair, so half a pair is no overrun.
   Time placed(Time time) {
     const bool isLate = next_ && time < *next_ - kPairTime / 2;
     if (isLate) {
@@ -253,7 +253,7 @@ class Reader {
   std::size_t line_ = 0;
   bool sawHeader_ = false;
   std::optional<TimeCode> firstCode_;
-  std::optional<Time> lineTime_;    // that the last time code told
+  std::optional<Time> lineTime_;    // of the last time code
   std::optional<Time> next_;        // after the last word
   std::optional<BytePair> single_;  // the last pair, a control code without its copy so far
   std::size_t singleLine_ = 0;
@@ -262,10 +262,10 @@ class Reader {
 
 // ---- Writing
 
-// Padding of this length is a time in which nothing is sent.
+// Padding of this length is a pause in which nothing is sent.
 constexpr std::size_t kIdlePairs = 30;
 
-// Pairs in the pictures of a film have the times of pictures, which may be nearly a frame late.
+// Pairs in the pictures of a film have the times of the pictures, which may be nearly a frame late.
 constexpr Time kTimeTolerance = kPairTime * 95 / 100;
 
 std::int64_t nearestFrame(Time time) {
@@ -319,10 +319,10 @@ class Writer {
   }
 
   std::ostream& out_;
-  std::string words_;              // of the line that is not yet written
+  std::string words_;              // of the unwritten line
   std::vector<BytePair> padding_;  // after these words
   std::int64_t firstFrame_ = 0;    // of the line
-  std::int64_t nextFrame_ = 0;     // that no pair has taken
+  std::int64_t nextFrame_ = 0;     // the first without a pair
 };
 
 }  // namespace

@@ -11,25 +11,25 @@
 #include "captions/cea608.h"
 #include "captions/timecode.h"
 
-// Scenarist closed captions, the text form of the pairs of one field: lines of a time code and of
-// words of four hexadecimal digits, each of which is the pair of one frame of 1001/30000 s.
+// Scenarist closed captions, the text form of the pairs of one field. A line is a time code and
+// words of four hexadecimal digits; each word is the pair of one frame of 1001/30000 s.
 namespace quarrypack::captions {
 
-// The time code that the first picture has.
+// The time code of the first picture.
 struct SccOffset {
   bool wholeHours = false;  // the hours of the first time code in the file, instead of `code`
   TimeCode code;
 };
 
-// A time code or "auto"; none for any other text.
+// Parses a time code or "auto"; nothing for any other text.
 std::optional<SccOffset> parseSccOffset(std::string_view text);
 
 struct SccOptions {
-  const FrameRate* rate = &televisionRate();  // at which the time codes count
+  const FrameRate* rate = &televisionRate();  // the rate of the time codes
   SccOffset offset;
 };
 
-// What is unusual about a file and how it was read all the same.
+// What is unusual about a file and how it was read nevertheless.
 enum class SccFindingKind : std::uint8_t {
   byteOrderMark,
   noHeader,
@@ -53,8 +53,8 @@ enum class SccFindingKind : std::uint8_t {
 
 struct SccFinding {
   SccFindingKind kind;
-  std::size_t line = 0;   // the first one, from 1
-  std::size_t count = 0;  // how often in the file
+  std::size_t line = 0;   // the line of the first one, from 1
+  std::size_t count = 0;  // number of occurrences in the file
 
   friend bool operator==(const SccFinding&, const SccFinding&) = default;
 };
@@ -64,29 +64,28 @@ struct SccFinding {
 std::string describe(const SccFinding& finding);
 
 struct SccFile {
-  // With their parity put right. Times increase; they are negative before the offset.
+  // With corrected parity. Times increase; they are negative before the offset.
   FieldPairs pairs;
   // The field whose commands the file uses; field 1 if it has none.
   Field field = Field::one;
-  std::vector<SccFinding> findings;  // at most one of a kind, by their first lines
+  std::vector<SccFinding> findings;  // at most one of a kind, sorted by their first lines
 
-  // False: there is no word that says anything, and the text is no SCC file.
+  // Whether any word is more than padding. If not, the text is no SCC file.
   bool isDecodable() const;
 };
 
-// Reads any text. A line that begins before the end of the line before it goes on after that one,
-// and so does a line without a time code. Between lines nothing is sent; a pair of padding says so
-// where the next line would otherwise look like the copy of a control code.
+// Reads any text. A line that begins before the end of the previous line continues after it, and so
+// does a line without a time code. Nothing is sent between lines. Where the next line would
+// otherwise look like the copy of a control code, a pair of padding marks the gap.
 SccFile readScc(std::string_view text, const SccOptions& options = {});
 
-// When the captions of a file end that are never erased: four seconds after the last pair, because
-// the file does not tell how long its film is.
+// The end of captions that are never erased: four seconds after the last pair, because the file
+// does not state the length of its film.
 Time sccEnd(const FieldPairs& pairs);
 
 // Writes the pairs with drop-frame codes, in lines that end with CR LF. Padding inside a line is
-// kept. A line ends before a time without pairs, and where there is padding for a second. Pairs
-// that come faster than one in 1001/30000 s are spread over the next frames; times below 0 count as
-// 0.
+// kept. A line ends before a time without pairs, and where padding lasts for a second. Pairs closer
+// together than 1001/30000 s are spread over the next frames; times below 0 count as 0.
 void writeScc(const FieldPairs& pairs, std::ostream& out);
 
 }  // namespace quarrypack::captions

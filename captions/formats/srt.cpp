@@ -10,7 +10,7 @@ namespace {
 constexpr std::array<std::string_view, 8> kRgb = {"#ffffff", "#00ff00", "#0000ff", "#00ffff",
                                                   "#ff0000", "#ffff00", "#ff00ff", "#000000"};
 
-// SubRip has no escapes: what looks like a tag in a caption is left as it is.
+// SubRip has no escapes: caption text that looks like a tag is left unchanged.
 std::string styled(const CueRun& run) {
   std::string text = run.text;
   if (run.underline) text = "<u>" + text + "</u>";

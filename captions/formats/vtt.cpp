@@ -8,7 +8,7 @@
 namespace quarrypack::captions {
 namespace {
 
-// The classes that need no style sheet. What is called green here is lime there.
+// The classes that need no style sheet. CEA-608's green is called lime there.
 constexpr std::array<std::string_view, 8> kColorClasses = {"white", "lime",   "blue",    "cyan",
                                                            "red",   "yellow", "magenta", "black"};
 
@@ -41,7 +41,7 @@ std::string styled(const CueRun& run) {
   return "<c." + std::string(color) + '>' + text + "</c>";
 }
 
-// "12.5%", of a number of hundredths.
+// For example "12.5%", from hundredths of a percent.
 std::string percent(int hundredths) {
   std::string text = std::to_string(hundredths / 100);
   if (const int rest = hundredths % 100; rest != 0) {
@@ -56,7 +56,7 @@ std::string settings(const CueRow& first) {
          " position:" + percent(1000 + 250 * first.column) + " align:left";
 }
 
-// The first rows that follow each other in one column.
+// The first rows, while they are consecutive and in one column.
 std::span<const CueRow> firstBlock(std::span<const CueRow> rows) {
   std::size_t count = 1;
   while (count < rows.size() && rows[count].row == rows[count - 1].row + 1 &&

@@ -1,7 +1,9 @@
 #include "companions/embed/options.h"
 
 #include <algorithm>
-#include <boost/program_options.hpp>
+#include <boost/program_options/options_description.hpp>
+#include <boost/program_options/value_semantic.hpp>
+#include <boost/program_options/variables_map.hpp>
 #include <cctype>
 #include <sstream>
 #include <string_view>
@@ -38,38 +40,9 @@ po::options_description shownOptions() {
   return options;
 }
 
-po::variables_map read(std::span<const char* const> words) {
-  po::options_description all = shownOptions();
-  all.add_options()("path", po::value<std::vector<std::string>>());
-  po::positional_options_description paths;
-  paths.add("path", -1);
-  po::variables_map values;
-  // An option is written out: what is short for one today might be short for two tomorrow.
-  const int style = po::command_line_style::unix_style & ~po::command_line_style::allow_guessing;
-  try {
-    po::store(po::command_line_parser(std::vector<std::string>(words.begin(), words.end()))
-                  .options(all)
-                  .positional(paths)
-                  .style(style)
-                  .run(),
-              values);
-  } catch (const po::error& error) {
-    throw UsageError(error.what());
-  }
-  return values;
-}
-
-// The value of an option; empty without it.
-std::string textOf(const po::variables_map& values, const char* name) {
-  if (values.count(name) == 0) return {};
-  const auto& text = values[name].as<std::string>();
-  if (text.empty()) throw UsageError(std::string("the option '--") + name + "' needs a value");
-  return text;
-}
-
 void takePaths(const po::variables_map& values, EmbedOptions& options) {
   std::vector<std::string> paths;
-  if (values.count("path") > 0) paths = values["path"].as<std::vector<std::string>>();
+  if (values.count(kOperands) > 0) paths = values[kOperands].as<std::vector<std::string>>();
   if (paths.size() != 2) {
     throw UsageError("an input and an output are needed, and there are " +
                      std::to_string(paths.size()) + " paths");
@@ -127,7 +100,7 @@ void takeReport(const po::variables_map& values, EmbedOptions& options) {
 }  // namespace
 
 EmbedOptions parseEmbedOptions(std::span<const char* const> words) {
-  const po::variables_map values = read(words);
+  const po::variables_map values = readCommandLine(words, shownOptions());
   EmbedOptions options;
   if (values.count("help") > 0) {
     options.action = EmbedOptions::Action::showHelp;

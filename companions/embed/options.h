@@ -2,18 +2,12 @@
 
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 
 #include "captions/formats/scc.h"
+#include "companions/command_line.h"
 
 namespace quarrypack::companions {
-
-// A command line that the program does not understand. The text is for people.
-class UsageError : public std::runtime_error {
- public:
-  explicit UsageError(const std::string& text) : std::runtime_error(text) {}
-};
 
 enum class ReportFormat { html, json };
 

@@ -20,8 +20,8 @@ import tempfile
 # they include: plain types, interfaces and inline functions.
 ROWS = {
     "companions/": [],
-    "companions/embed/": ["companions/", "embed/", "captions/", "captions/formats/", "kaf/",
-                          "kav/"],
+    "companions/embed/": ["companions/", "embed/", "src/", "captions/", "captions/formats/",
+                          "kaf/", "kav/"],
     "companions/captions/": ["companions/", "sources/", "captions/", "captions/formats/", "kaf/",
                              "kav/"],
     "sources/": ["embed/", "captions/", "captions/formats/", "kav/"],

@@ -141,23 +141,6 @@ TEST_P(WrittenMetadata, MayComeBeforeAnyTrack) {
   EXPECT_EQ(walk.track(1).sampleBytes(), std::vector<Bytes>(1, text("abc")));
 }
 
-TEST_P(WrittenMetadata, IsRefusedByAFinishedWriter) {
-  addTrack();
-  writer_->finish();
-  EXPECT_CODE(writerNotOpen, setMetadata(text("x")));
-}
-
-TEST_P(WrittenMetadata, NeedsItsBytes) {
-  addTrack();
-  EXPECT_CODE(missingArgument, writer_->setXMPMetadata(nullptr, 1));
-}
-
-TEST_P(WrittenMetadata, ClosesTheListOfTracks) {
-  addTrack();
-  setMetadata(text("x"));
-  EXPECT_CODE(tracksClosedByMetadata, addTrack());
-}
-
 INSTANTIATE_TEST_SUITE_P(BothForms, WrittenMetadata, ::testing::Bool(), [](const auto& param) {
   return param.param ? std::string("Fragmented") : std::string("Regular");
 });

@@ -18,6 +18,7 @@
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
+#include "tests/support/problem_answers.h"
 
 namespace quarrypack::test {
 namespace {
@@ -50,26 +51,11 @@ ReaderHandle opened(const Bytes& file) {
   return ReaderHandle(reader);
 }
 
-// Keeps what it was asked, and gives one answer to all.
-struct Answers {
-  int answer = 1;
-  std::vector<Problem> asked;
-
-  ProblemHandler handler() {
-    return {[](void* context, Problem problem) {
-              auto& self = *static_cast<Answers*>(context);
-              self.asked.push_back(problem);
-              return self.answer;
-            },
-            this};
-  }
-};
-
 TEST(ProblemHandlerOption, IsAskedAboutOdditiesAndMayStopTheReading) {
   MovieBuilder odd({videoTrack()});
   odd.addInside("moov", box("mvex", claimingSize(100, fullBox("mehd", 0, 0, u32(0)))));
   for (const int answer : {0, 1}) {
-    Answers answers{answer, {}};
+    ProblemAnswers answers{answer};
     EXPECT_EQ(codeOfOpening(odd.build(), answers.handler()),
               answer == 0 ? ErrorCode::stoppedByHandler : ErrorCode::success);
     ASSERT_FALSE(answers.asked.empty());
@@ -85,7 +71,7 @@ TEST(ProblemHandlerOption, IsAskedAboutMediaDataPastTheEndAndAboutStrayBytes) {
   stray.change("ftyp", [](const Bytes& ftyp) {
     return boxAround("ftyp", concat({payloadOf(ftyp), zeros(2)}));
   });
-  Answers answers{0, {}};
+  ProblemAnswers answers{0};
   EXPECT_EQ(codeOfOpening(stray.build(), answers.handler()), ErrorCode::stoppedByHandler);
   EXPECT_EQ(answers.asked, std::vector<Problem>{Problem::trailingBytes});
 
@@ -368,8 +354,7 @@ TEST(RegularWriter, RefusesUnknownTracksAndDescriptionsButNotOldTimes) {
   NorvikKavWriterConfiguration configuration;
   configuration.timescale = 600;
   Writer writer(stream.get(), configuration);
-  NorvikKavWriterSample sample{
-      .trackNumber = 1, .decodingTime = 100, .flags = 1, .size = 3, .data = "abc"};
+  SampleToWrite sample{.trackNumber = 1, .decodingTime = 100, .flags = 1, .size = 3, .data = "abc"};
   EXPECT_CODE(unknownTrack, writer.addSample(sample));
   NorvikKavTrackConfiguration track;
   track.info.mediaTimescale = 1000;

@@ -1,86 +1,46 @@
 #include "tests/library/remux.h"
 
-#include <memory>
+#include <algorithm>
 #include <ostream>
 #include <tuple>
 
-#include "kav/exception.h"
-#include "kav/reader.h"
+#include "kav/movie.h"
 
 namespace quarrypack::test {
 namespace {
 
 using namespace norvik::kav;
 
-void check(std::uint32_t code) {
-  if (code != 0) throw Exception(code);
-}
-
-struct Closer {
-  void operator()(NorvikKavReader* reader) const { closeReader(reader); }
-  void operator()(NorvikKavSampleIterator* iterator) const { closeSampleIterator(iterator); }
-  void operator()(NorvikKavSample* sample) const { closeSample(sample); }
-};
-template <class Handle>
-using Owned = std::unique_ptr<Handle, Closer>;
-
-Owned<NorvikKavReader> open(NorvikIStream& movie, bool ignoreEditLists) {
-  NorvikKavReader* reader = nullptr;
-  NorvikKavReaderOptions options;
-  options.ignoreEditLists = ignoreEditLists;
-  check(openReader(&movie, options, &reader));
-  return Owned<NorvikKavReader>(reader);
-}
-
 // Hands every sample of the movie, merged by time, to use.
 template <class Use>
-void forEachSample(NorvikKavReader* reader, Use use) {
-  NorvikKavSampleIterator* created = nullptr;
-  check(createSampleIterator(reader, &created));
-  const Owned<NorvikKavSampleIterator> iterator(created);
-  for (;;) {
-    NorvikKavSample* next = nullptr;
-    check(nextSample(iterator.get(), &next));
-    if (next == nullptr) return;
-    const Owned<NorvikKavSample> sample(next);
-    NorvikKavSampleInfo info;
-    NorvikKavSampleLocation location;
-    check(getSampleInfo(next, &info));
-    check(getSampleLocation(next, &location));
-    LibrarySample result{.decodingTime = info.decodingTime,
-                         .compositionOffset = info.compositionOffset,
-                         .isSync = (info.flags & kSampleIsSync) != 0,
-                         .isGap = info.flags == kSampleIsGap,
-                         .dependencies = location.dependencies,
-                         .descriptionIndex = location.descriptionIndex,
-                         .fragmentSequence = location.fragmentSequence,
-                         .bytes = Bytes(info.size)};
-    if (info.size != 0) {
-      check(readBytes(reader, location.fileOffset, result.bytes.data(), result.bytes.size()));
-    }
-    use(location.trackIndex, std::move(result));
+void forEachSample(Movie& movie, bool ignoreEditLists, Use use) {
+  for (const Sample& sample : movie.samples({.applyEdits = !ignoreEditLists})) {
+    LibrarySample result{.decodingTime = sample.info.decodingTime,
+                         .compositionOffset = sample.info.compositionOffset,
+                         .isSync = sample.isSync(),
+                         .isGap = sample.isGap(),
+                         .dependencies = sample.dependencies,
+                         .descriptionIndex = sample.descriptionIndex,
+                         .fragmentSequence = sample.fragmentSequence,
+                         .bytes = Bytes(sample.info.size)};
+    movie.read(sample, result.bytes);
+    use(sample.track->index, std::move(result));
   }
 }
 
-NorvikKavTrackConfiguration configurationOf(NorvikKavReader* reader, std::uint32_t index,
-                                            const NorvikKavTrackTotals& totals) {
-  NorvikKavTrackConfiguration track;
-  check(getTrackInfo(reader, index, &track.info));
-  check(getTrackHandler(reader, index, &track.handlerType));
-  track.handlerName.resize(track.info.handlerNameLength);
-  check(getTrackName(reader, index, track.handlerName.data()));
-  if (!track.handlerName.empty()) track.handlerName.pop_back();
-  track.sampleCount = totals.sampleCount;
-  track.gapCount = totals.gapCount;
-  check(getSampleDescriptionCount(reader, index, &track.descriptionCount));
-  for (std::uint32_t i = 1; i <= track.descriptionCount; ++i) {
-    const NorvikKavSampleDescription* description = nullptr;
-    NorvikKavSampleDescInfo info;
-    check(getSampleDescriptionHandle(reader, index, i, &description));
-    check(getSampleDescriptionInfo(description, &info));
-    track.descriptionLength = std::max(track.descriptionLength, info.headerLength);
+NorvikKavTrackConfiguration configurationOf(const Track& track, const TrackTotals& totals) {
+  NorvikKavTrackConfiguration configuration;
+  configuration.info = track.info;
+  configuration.handlerType = track.handlerType;
+  configuration.handlerName = track.name;
+  configuration.sampleCount = totals.sampleCount;
+  configuration.gapCount = totals.gapCount;
+  configuration.descriptionCount = static_cast<std::uint32_t>(track.descriptions.size());
+  for (const SampleDescription& description : track.descriptions) {
+    configuration.descriptionLength =
+        std::max(configuration.descriptionLength, description.info().headerLength);
   }
-  return track;
+  return configuration;
 }
 
 }  // namespace
@@ -100,51 +60,46 @@ void PrintTo(const LibrarySample& sample, std::ostream* out) {
        << sample.bytes.size() << " bytes";
 }
 
-std::vector<std::vector<LibrarySample>> readTracks(NorvikIStream& movie, bool ignoreEditLists) {
-  const auto reader = open(movie, ignoreEditLists);
-  NorvikKavMovieInfo info;
-  check(getMovieInfo(reader.get(), &info));
-  std::vector<std::vector<LibrarySample>> tracks(info.trackCount);
-  forEachSample(reader.get(), [&](std::uint32_t track, LibrarySample sample) {
+std::vector<std::vector<LibrarySample>> readTracks(NorvikIStream& stream, bool ignoreEditLists) {
+  Movie movie((IStreamPtr(&stream)));
+  std::vector<std::vector<LibrarySample>> tracks(movie.tracks().size());
+  forEachSample(movie, ignoreEditLists, [&](std::uint32_t track, LibrarySample sample) {
     tracks[track].push_back(std::move(sample));
   });
   return tracks;
 }
 
 void remux(NorvikIStream& from, NorvikIOStream& to, const RemuxOptions& options) {
-  const auto reader = open(from, options.ignoreEditLists);
-  NorvikKavMovieInfo movie;
-  check(getMovieInfo(reader.get(), &movie));
+  Movie movie((IStreamPtr(&from)));
   NorvikKavWriterConfiguration configuration;
-  configuration.timescale = movie.timescale;
+  configuration.timescale = movie.info().timescale;
   configuration.fragmented = options.fragmented;
   configuration.fragmentDuration = options.fragmentDuration;
   configuration.randomAccess = options.randomAccess;
   Writer writer(&to, configuration);
 
-  std::vector<NorvikKavTrackTotals> totals(movie.trackCount);
-  check(countSamples(reader.get(), UINT64_MAX, totals.data()));
-  for (std::uint32_t i = 0; i < movie.trackCount; ++i) {
-    const NorvikKavTrackConfiguration track = configurationOf(reader.get(), i, totals[i]);
-    const std::uint32_t number = writer.addTrack(track);
-    for (std::uint32_t d = 1; d <= track.descriptionCount; ++d) {
-      const NorvikKavSampleDescription* description = nullptr;
-      check(getSampleDescriptionHandle(reader.get(), i, d, &description));
+  const std::vector<TrackTotals> totals =
+      movie.countSamples(UINT64_MAX, {.applyEdits = !options.ignoreEditLists});
+  for (const Track& track : movie.tracks()) {
+    const std::uint32_t number = writer.addTrack(configurationOf(track, totals[track.index]));
+    for (const SampleDescription& description : track.descriptions) {
       writer.addSampleDescription(number, description);
     }
   }
-  forEachSample(reader.get(), [&](std::uint32_t track, const LibrarySample& sample) {
-    const std::uint32_t flags = sample.isGap ? kSampleIsGap
-                                             : (sample.isSync ? kSampleIsSync : 0) |
-                                                   sample.dependencies << kSampleDependencyShift;
-    writer.addSample({.trackNumber = track + 1,
-                      .descriptionIndex = std::max(sample.descriptionIndex, 1U),
-                      .decodingTime = sample.decodingTime,
-                      .compositionOffset = sample.compositionOffset,
-                      .flags = flags,
-                      .size = static_cast<std::uint32_t>(sample.bytes.size()),
-                      .data = sample.bytes.data()});
-  });
+  forEachSample(
+      movie, options.ignoreEditLists, [&](std::uint32_t track, const LibrarySample& sample) {
+        const std::uint32_t flags = sample.isGap
+                                        ? kSampleIsGap
+                                        : (sample.isSync ? kSampleIsSync : 0) |
+                                              sample.dependencies << kSampleDependencyShift;
+        writer.addSample({.trackNumber = track + 1,
+                          .descriptionIndex = std::max(sample.descriptionIndex, 1U),
+                          .decodingTime = sample.decodingTime,
+                          .compositionOffset = sample.compositionOffset,
+                          .flags = flags,
+                          .size = static_cast<std::uint32_t>(sample.bytes.size()),
+                          .data = sample.bytes.data()});
+      });
   writer.finish();
 }
 

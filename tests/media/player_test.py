@@ -331,8 +331,8 @@ def judge_gstreamer(conversion):
 def play_in_browser(conversion, folder, name):
     if not conversion.modules:
         raise NotAsked("only with --browser")
-    return json.loads(output_of("node", HERE / "browser" / "play.mjs", conversion.modules, folder,
-                                name))
+    return json.loads(output_of("node", HERE.parent / "browser" / "play.mjs", conversion.modules,
+                                folder, name))
 
 
 def judge_chromium(conversion):

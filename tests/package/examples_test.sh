@@ -24,6 +24,8 @@ for form in regular fragmented; do
   build/list_samples "$form.mp4" >"$form.txt"
   expect "$(wc -l <"$form.txt")" 50
   expect "$(grep -c ', sync' "$form.txt")" 50
+  # 50 pictures of 64 by 64 pixels, three bytes each.
+  expect "$(build/extract_track "$form.mp4" vide | wc -c)" 614400
   if command -v ffmpeg >/dev/null; then
     expect "$(ffmpeg -nostdin -v error -i "$form.mp4" -f null - 2>&1)" ""
     expect "$(ffprobe -v error -count_frames -show_entries stream=nb_read_frames -of csv=p=0 \
@@ -34,5 +36,5 @@ expect "$(grep -o 'fragment [0-9]*' fragmented.txt | sort -u | tr '\n' ' ')" "fr
 expect "$(sed -n 26p regular.txt | cut -d: -f1)" "track 1 at 1 s"
 : >empty.mp4
 build/list_samples empty.mp4 2>failure.txt && { echo "examples_test.sh: no movie listed" >&2; exit 1; }
-expect "$(cat failure.txt)" "list_samples: error 6"
+expect "$(cat failure.txt)" "list_samples: the file holds no movie (no moov box)"
 echo "== the examples build against the installed library and do what they say"

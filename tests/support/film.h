@@ -12,6 +12,7 @@
 #include "kav/impl/model/box_headers.h"
 #include "kav/impl/reading/reader.h"
 #include "kav/impl/tree/root_box.h"
+#include "kav/movie.h"
 #include "tests/support/bytes.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -24,9 +25,10 @@ namespace quarrypack::test {
 //     EXPECT_EQ(film.box<MfhdBox>().sequenceNumber(), 7u);      // through the tree
 //     EXPECT_CODE(truncatedBox, film.alone<MfhdBox>());         // the class alone
 //     EXPECT_EQ(film.written(box), expected);                   // what the file then holds
-//     Film(movieBuilder).reader().tracks()                      // as a movie
+//     Film(movieBuilder).movie().tracks()                       // as a movie
 //
-// The tree, single boxes and the reader share the stream of the film; a test uses one of them.
+// The tree, single boxes and the reader share the stream of the film; a test uses one of them. The
+// calls of the stream count from the end of the construction.
 class Film {
  public:
   using Box = norvik::kav::impl::Box;
@@ -37,8 +39,16 @@ class Film {
         stream(memory),
         root(stream, factory, allocator) {
     stream.computeSize();
+    memory->resetCalls();
   }
   explicit Film(const MovieBuilder& movie) : Film(movie.build()) {}
+
+  // A film that is opened as a movie at once.
+  Film(Bytes content, const norvik::kav::impl::ReaderOptions& options) : Film(std::move(content)) {
+    reader_.emplace(memory, options);
+  }
+  Film(const MovieBuilder& movie, const norvik::kav::impl::ReaderOptions& options)
+      : Film(movie.build(), options) {}
 
   // The next top-level box, read as a part of the tree. Throws std::runtime_error when there is
   // none or when it has another class.
@@ -66,10 +76,27 @@ class Film {
     return box;
   }
 
-  // The movie. Read at the first call; the options of later calls have no effect.
-  norvik::kav::impl::Reader& reader(const norvik::kav::impl::ReaderOptions& options = {}) {
-    if (!reader_) reader_.emplace(memory, options);
+  // The movie as users of the library have it. It may outlive the film.
+  norvik::kav::Movie movie(const norvik::kav::MovieOptions& options = {}) const {
+    return norvik::kav::Movie(memory, options);
+  }
+
+  // The reader below it, opened at the first call where the constructor did not do it.
+  norvik::kav::impl::Reader& reader() {
+    if (!reader_) reader_.emplace(memory, norvik::kav::impl::ReaderOptions{});
     return *reader_;
+  }
+  const norvik::kav::impl::Reader& reader() const { return reader_.value(); }
+
+  // A track of the movie, which must be open. Counted from 1.
+  const norvik::kav::impl::TrackRecord& track(std::size_t number = 1) const {
+    return reader().records()[number - 1];
+  }
+
+  Bytes bytesOf(const norvik::kav::Sample& sample) {
+    Bytes bytes(sample.info.size);
+    reader().readBytes(sample.fileOffset, bytes);
+    return bytes;
   }
 
   // All bytes of the file after the box was written.

@@ -8,8 +8,10 @@
 
 #include "kav/four_cc.h"
 #include "kav/impl/boxes/variable_size_box.h"
+#include "kav/impl/descriptions/entry_records.h"
+#include "kav/impl/descriptions/portable_sound.h"
+#include "kav/impl/descriptions/sample_descriptor.h"
 #include "kav/impl/model/box.h"
-#include "kav/sample_desc_info.h"
 
 // moov
 //   trak
@@ -20,86 +22,6 @@
 //             avc1     one entry each: a prefix, the fields of its kind, the header bytes
 //             skip     room for entries to come, while a movie is written
 namespace norvik::kav::impl {
-
-// The bytes of an entry, its box header included, in front of its header bytes.
-inline constexpr std::size_t kVideoEntrySize = 86;
-inline constexpr std::size_t kAudioEntrySize = 36;
-inline constexpr std::size_t kGenericEntrySize = 16;
-
-// A sample description on its own: what the reader hands out and the writer takes. It holds its
-// record and its own copy of the header bytes.
-class SampleDescriptor {
- public:
-  virtual ~SampleDescriptor() = default;
-
-  virtual const NorvikKavSampleDescInfo& info() const = 0;
-  virtual std::unique_ptr<SampleDescriptor> clone() const = 0;
-
-  FourCc codecType() const { return info().codecType; }
-  std::span<const std::uint8_t> headerBytes() const { return headerBytes_; }
-  void setHeaderBytes(std::vector<std::uint8_t> bytes);
-  void setDataReferenceIndex(std::uint16_t index) { mutableInfo().dataReferenceIndex = index; }
-
-  // The UUID of an entry whose type is uuid.
-  const ExtendedType& extendedType() const { return extendedType_; }
-  void setExtendedType(const ExtendedType& type) { extendedType_ = type; }
-
- protected:
-  // Throws missingArgument for a length without bytes.
-  SampleDescriptor(const std::uint8_t* bytes, std::uint32_t length);
-  SampleDescriptor(const SampleDescriptor&) = default;
-  SampleDescriptor& operator=(const SampleDescriptor&) = default;
-
-  virtual NorvikKavSampleDescInfo& mutableInfo() = 0;
-
- private:
-  std::vector<std::uint8_t> headerBytes_;
-  ExtendedType extendedType_{};
-};
-
-// The descriptor of one kind of record.
-template <class Info>
-class DescriptorOf final : public SampleDescriptor {
- public:
-  // A new description: what is not given here is 0.
-  DescriptorOf(std::uint32_t headerLength, FourCc codecType, FourCc handlerType,
-               const std::uint8_t* bytes);
-
-  // The description that a record and its header bytes make.
-  DescriptorOf(const Info& info, const std::uint8_t* bytes);
-
-  const Info& info() const override { return info_; }
-  Info& record() { return info_; }
-  std::unique_ptr<SampleDescriptor> clone() const override {
-    return std::make_unique<DescriptorOf>(*this);
-  }
-
- private:
-  NorvikKavSampleDescInfo& mutableInfo() override { return info_; }
-
-  Info info_;
-};
-
-using GenericSampleDescriptor = DescriptorOf<NorvikKavSampleDescInfo>;
-using VideoSampleDescriptor = DescriptorOf<NorvikKavVideoSampleDescInfo>;
-using AudioSampleDescriptor = DescriptorOf<NorvikKavAudioSampleDescInfo>;
-using ZeltSampleDescriptor = DescriptorOf<NorvikKavZeltSampleDescInfo>;
-
-// The descriptor that a public record makes with header bytes, whatever length the record states
-// for them; the record's handler tells its kind. Throws unsupportedTrackType for a record that is
-// not as long as its kind, implausibleCount for more header bytes than a record can count.
-std::unique_ptr<SampleDescriptor> makeDescriptor(const NorvikKavSampleDescInfo& info,
-                                                 std::span<const std::uint8_t> header);
-
-// The boxes among the header bytes. They follow the fields that a QuickTime sound entry of version
-// 1 or 2 begins with; bytes too short for these hold no boxes.
-std::span<const std::uint8_t> boxesOf(const SampleDescriptor& descriptor);
-
-// The form in which a sound description is written. QuickTime puts the decoder configuration of
-// AAC sound into a wave atom behind the fields of version 1 or 2, where strict readers do not look:
-// such a description becomes one of version 0 with its esds box in front. Any other description
-// stays as it is.
-AudioSampleDescriptor portableForm(const AudioSampleDescriptor& descriptor);
 
 // An entry of the sample description box. This is the generic one, of every handler without fields
 // of its own: the reference to the data, then bytes that are kept as they are.
@@ -188,7 +110,7 @@ class StsdBox final : public VariableSizeBox {
   void setHandlerType(FourCc handlerType) { handlerType_ = handlerType; }
   FourCc handlerType() const { return handlerType_; }
 
-  // Lets readContent stop behind the count: for documents whose descriptions nobody asks for.
+  // Obliged: lets readContent stop after the count, for documents that do without descriptions.
   void leaveEntriesUnread() { readsEntries_ = false; }
 
   // Adds an entry for a track of a type, as insertChild adds a child. Throws unsupportedTrackType

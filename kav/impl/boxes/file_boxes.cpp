@@ -72,7 +72,7 @@ MdatBox::~MdatBox() {
 std::uint64_t MdatBox::addSampleData(std::span<const std::uint8_t> bytes, SampleDataRelease release,
                                      void* context) {
   SampleData data(bytes, release, context);
-  const std::uint64_t offset = start() + getSize();
+  const std::uint64_t offset = start() + ownLength();
   if (mode_ == Mode::buffered) {
     pending_.push_back(std::move(data));
   } else if (!bytes.empty()) {
@@ -92,15 +92,15 @@ void MdatBox::writeContent() {
 
 SkipBox::SkipBox(std::uint64_t size, NorvikKavStream& stream, Fill fill, FourCc type)
     : Box(type, stream), fill_(fill) {
-  setSizes(size);
+  setLengths(size);
 }
 
 void SkipBox::writeHeader() {
-  if (getSize() >= headerLength()) Box::writeHeader();
+  if (ownLength() >= headerLength()) Box::writeHeader();
 }
 
 void SkipBox::writeContent() {
-  if (contentWritten_ || fill_ == Fill::hole || getSize() <= headerLength()) return;
+  if (contentWritten_ || fill_ == Fill::hole || ownLength() <= headerLength()) return;
   static constexpr std::array<std::uint8_t, 4096> kZeros{};
   stream().seekTo(payloadStart());
   for (std::uint64_t left = getContentSize(); left > 0;) {
@@ -121,7 +121,7 @@ UuidBox::UuidBox(BoxHeader header, NorvikKavStream& stream)
 
 UuidBox::UuidBox(NorvikKavStream& stream, bool largeSize) : Box(fourCc("uuid"), stream, largeSize) {
   setExtendedType(kXmpExtendedType);
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 const std::vector<std::uint8_t>& UuidBox::payload() {
@@ -146,7 +146,7 @@ void UuidBox::copyPayload(std::uint8_t* destination) const {
 void UuidBox::setPayload(std::span<const std::uint8_t> bytes) {
   payload_.assign(bytes.begin(), bytes.end());
   inFile_.reset();
-  setSizes(headerLength() + payload_.size());
+  setLengths(headerLength() + payload_.size());
 }
 
 bool UuidBox::takeWrittenForm() {

@@ -9,17 +9,17 @@
 
 #include "kav/impl/model/box.h"
 
-// The boxes that stand at the top level of a file beside the movie:
+// The boxes at the top level of a file, besides the movie:
 //
 //   ftyp                 what the file is
 //   moov                 the movie (movie_boxes.h)
-//   free or skip         room that is not used
+//   free or skip         unused room
 //   mdat                 the bytes of the samples
-//   uuid                 XMP metadata, or something that this library does not know
+//   uuid                 XMP metadata, or a type that this library does not know
 
 namespace norvik::kav::impl {
 
-// The brands of a file. One that was built says "kav ", version 1; its compatible brands are
+// The brands of a file. A built one has the brand "kav ", version 1. Its compatible brands are
 // appended before it is written.
 class FtypBox final : public Box {
  public:
@@ -40,11 +40,11 @@ class FtypBox final : public Box {
   std::vector<FourCc> compatibleBrands_;
 };
 
-// Gives the bytes of a sample back to where they came from.
+// Returns the bytes of a sample to their owner.
 using SampleDataRelease = void (*)(void* context, const std::uint8_t* data);
 
-// The bytes of one sample on their way into a file, released when this record goes. The bytes stay
-// with their owner and must be valid until then; without a release function nothing is called.
+// The bytes of one sample on their way into a file, released when this record is destroyed. The
+// bytes belong to their owner and must be valid until then. The release function may be null.
 class SampleData {
  public:
   SampleData(std::span<const std::uint8_t> bytes, SampleDataRelease release, void* context)
@@ -66,12 +66,12 @@ class SampleData {
   SampleDataRelease release_;
 };
 
-// The bytes of the samples. One that was read is a header only: sample tables and fragments say
+// The bytes of the samples. One that was read is only a header: sample tables and fragments say
 // where each sample lies.
 //
-// One that is built always has the 64-bit size, so that its length can be patched after all samples
-// are in. Direct: each sample is written into the file at once. Buffered: the samples wait in
-// memory until the box is written, and are released, last first, when the box goes.
+// A built one always has the 64-bit size, so that its length can be patched after all samples have
+// been added. Direct: each sample is written into the file at once. Buffered: the samples wait in
+// memory until the box is written. They are released when the box is destroyed, the last first.
 class MdatBox final : public Box {
  public:
   enum class Mode { direct, buffered };
@@ -80,8 +80,8 @@ class MdatBox final : public Box {
   explicit MdatBox(NorvikKavStream& stream, Mode mode = Mode::direct);
   ~MdatBox() override;
 
-  // Appends the bytes of a sample and returns where in the file they stand. The box must have its
-  // place by then. The bytes are released on every path, a failing write included.
+  // Appends the bytes of a sample and returns their offset in the file. The box must have its place
+  // by then. The bytes are released on every path, including a failed write.
   std::uint64_t addSampleData(std::span<const std::uint8_t> bytes,
                               SampleDataRelease release = nullptr, void* context = nullptr);
 
@@ -93,13 +93,13 @@ class MdatBox final : public Box {
   std::vector<SampleData> pending_;
 };
 
-// Padding of a given length, its header included. A length below a header's is no box at all and
+// Padding of a given length, header included. With a length below a header's, it is no box and
 // writes nothing.
 class SkipBox final : public Box {
  public:
   enum class Fill {
     zeros,  // every byte is written
-    hole,   // only the header is written: for room whose bytes nobody will look at
+    hole,   // only the header is written: for room whose bytes are never read
   };
   static constexpr FourCc kUsualType = fourCc("skip");
 
@@ -107,9 +107,9 @@ class SkipBox final : public Box {
   SkipBox(std::uint64_t size, NorvikKavStream& stream, Fill fill = Fill::zeros,
           FourCc type = kUsualType);
 
-  // Takes up another length from here on. A file that holds the box already gets its header on the
-  // next write; the bytes behind the header are left as they are.
-  void resize(std::uint64_t size) { setSizes(size); }
+  // Sets a new length. A file that holds the box already gets its header on the next write; the
+  // bytes past the header stay unchanged.
+  void resize(std::uint64_t size) { setLengths(size); }
 
   void writeHeader() override;
   void writeContent() override;
@@ -124,12 +124,12 @@ class SkipBox final : public Box {
 inline constexpr ExtendedType kXmpExtendedType = {0xBE, 0x7A, 0xCF, 0xCB, 0x97, 0xA9, 0x42, 0xE8,
                                                   0x9C, 0x71, 0x99, 0x94, 0x91, 0xE3, 0xAF, 0xAC};
 
-// The most metadata that is written, in bytes.
+// The limit for metadata that is written, in bytes.
 inline constexpr std::uint64_t kLargestMetadata = 64U << 20;
 
-// A box whose type is a UUID, with its payload as opaque bytes. One that is built has the type of
-// XMP metadata. The payload of one that was read stays in its file, whatever its length, until it
-// is asked for or written.
+// A box whose type is a UUID, with its payload as opaque bytes. A built one has the type of XMP
+// metadata. The payload of one that was read stays in its file, whatever its length, until it is
+// requested or written.
 class UuidBox : public Box {
  public:
   UuidBox(BoxHeader header, NorvikKavStream& stream);
@@ -137,10 +137,10 @@ class UuidBox : public Box {
 
   std::uint64_t payloadLength() const { return inFile_ ? inFile_->length : payload_.size(); }
 
-  // The payload, brought into memory. Moves the stream; throws shortRead when it ends before.
+  // The payload, loaded into memory. Moves the stream; throws shortRead if the stream ends early.
   const std::vector<std::uint8_t>& payload();
 
-  // Copies the payload into a buffer of its length, without keeping it. Otherwise the same.
+  // The same, but copies the payload into a buffer of its length without keeping it.
   void copyPayload(std::uint8_t* destination) const;
 
   void setPayload(std::span<const std::uint8_t> bytes);
@@ -157,7 +157,7 @@ class UuidBox : public Box {
     std::uint64_t length = 0;
   };
 
-  std::optional<Range> inFile_;  // where the payload lies, while it is not in memory
+  std::optional<Range> inFile_;  // the place of the payload, while it is not in memory
   std::vector<std::uint8_t> payload_;
 };
 

@@ -63,7 +63,7 @@ TrunBox::TrunBox(std::uint64_t mediaDataPosition, std::uint64_t fragmentStart,
                  NorvikKavStream& stream)
     : FullBox(fourCc("trun"), stream, 0, kWritten),
       dataOffset_(distance(fragmentStart, mediaDataPosition)) {
-  setSizes(fullBoxSize<TrunRecord>({0, kWritten}));
+  setLengths(fullBoxSize<TrunRecord>({0, kWritten}));
 }
 
 std::size_t TrunBox::recordWords() const {
@@ -219,7 +219,7 @@ void TrunBox::Cursor::load() {
 }
 
 TrafBox::TrafBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 TrafBox::TrafBox(NorvikKavStream& stream) : Box(fourCc("traf"), stream) {}
@@ -287,7 +287,7 @@ std::uint64_t TrafBox::totalSize() const {
 }
 
 MoofBox::MoofBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 MoofBox::MoofBox(NorvikKavStream& stream) : Box(fourCc("moof"), stream) {}

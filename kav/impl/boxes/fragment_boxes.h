@@ -34,7 +34,7 @@ struct MfhdRecord {
 };
 static_assert(fullBoxSize<MfhdRecord>(kVersion0) == 16);
 
-class MfhdBox final : public RecordBox<MfhdRecord, WrittenVersion<0>> {
+class MfhdBox final : public RecordBox<MfhdRecord, Full<0>> {
  public:
   MfhdBox(BoxHeader header, NorvikKavStream& stream)
       : RecordBox(std::move(header), stream, KeepsFixedPartOnly{}) {}
@@ -73,7 +73,7 @@ struct TfhdRecord {
 };
 static_assert(fullBoxSize<TfhdRecord>(kVersion0) == 16);
 
-class TfhdBox final : public RecordBox<TfhdRecord, WrittenVersion<0>> {
+class TfhdBox final : public RecordBox<TfhdRecord, Full<0>> {
  public:
   using RecordBox::RecordBox;
   TfhdBox(std::uint32_t flags, const TfhdRecord& record, NorvikKavStream& stream);
@@ -93,7 +93,7 @@ static_assert(fullBoxSize<TfdtRecord>(kVersion1) == 20);
 
 // The decoding time of the first sample of a track's part, as it is written. One that is read has
 // no class: the part that holds it looks into it.
-class TfdtBox final : public RecordBox<TfdtRecord, WrittenVersion<1>> {
+class TfdtBox final : public RecordBox<TfdtRecord, Full<1>> {
  public:
   TfdtBox(std::uint64_t decodingTime, NorvikKavStream& stream);
 };
@@ -181,10 +181,6 @@ class TrunBox final : public FullBox {
   // leaves out is taken from the defaults, for this sample as for the others. The dataOffset is not
   // looked at. Throws implausibleCount for more samples than a run may have when it is read.
   void addSample(const Sample& sample);
-
-  // For patching: the data offset, and where in the file it stands.
-  void setDataOffset(std::int32_t offset) { dataOffset_ = offset; }
-  std::uint64_t dataOffsetPosition() const { return contentStart() + 4; }
 
   // Gives the data offset as the constructor does, once the media data has its place. Throws
   // runTooLarge.

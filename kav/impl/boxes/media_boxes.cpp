@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t kLongestName = 100000000;
 
-// Where the handler type stands behind the header of its box: behind version, flags and a word.
+// The offset of the handler type from the box's header: after version, flags and a word.
 constexpr std::uint64_t kHandlerTypeOffset = 8;
 
 constexpr std::array<ChildRule, 3> kMdiaRules = {{
@@ -62,7 +62,7 @@ BoxPtr makeMediaHeader(FourCc handlerType, NorvikKavStream& stream) {
 }  // namespace
 
 MdiaBox::MdiaBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 MdiaBox::MdiaBox(const TrackParameters& parameters, NorvikKavStream& stream)
@@ -116,8 +116,8 @@ bool HdlrBox::takeWrittenForm() {
   const bool changed = FullBox::takeWrittenForm();
   const std::uint64_t length =
       headerLength() + 4 + recordSize<HdlrRecord>(kVersion0) + name_.size();
-  if (length == getSize()) return changed;
-  setSizes(length);
+  if (length == ownLength()) return changed;
+  setLengths(length);
   return true;
 }
 
@@ -145,7 +145,7 @@ void HdlrBox::writeContent() {
 }
 
 MinfBox::MinfBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 MinfBox::MinfBox(const TrackParameters& parameters, NorvikKavStream& stream)
@@ -176,13 +176,13 @@ void SmhdBox::readContent() {
 HmhdBox::HmhdBox(NorvikKavStream& stream) : RecordBox(fourCc("hmhd"), stream, 0, {}) {}
 
 NmhdBox::NmhdBox(BoxHeader header, NorvikKavStream& stream) : FullBox(std::move(header), stream) {
-  setSizes(headerLength() + 4);
+  setLengths(headerLength() + 4);
 }
 
 NmhdBox::NmhdBox(NorvikKavStream& stream) : FullBox(fourCc("nmhd"), stream, 0, 0) {}
 
 DinfBox::DinfBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 DinfBox::DinfBox(NorvikKavStream& stream) : Box(fourCc("dinf"), stream) {
@@ -192,7 +192,7 @@ DinfBox::DinfBox(NorvikKavStream& stream) : Box(fourCc("dinf"), stream) {
 std::span<const ChildRule> DinfBox::getChildRules() const { return kDinfRules; }
 
 DrefBox::DrefBox(BoxHeader header, NorvikKavStream& stream) : FullBox(std::move(header), stream) {
-  setSizes(headerLength() + 8);
+  setLengths(headerLength() + 8);
 }
 
 DrefBox::DrefBox(NorvikKavStream& stream) : FullBox(fourCc("dref"), stream, 0, 0) {

@@ -29,8 +29,8 @@ class MdhdBox;
 class MinfBox;
 class StblBox;
 
-// The media of a track. It remembers its header, handler and information. A built one holds them
-// all from the start.
+// The media of a track. It remembers its header, handler and information. A built one has them all
+// from the start.
 class MdiaBox final : public Box {
  public:
   MdiaBox(BoxHeader header, NorvikKavStream& stream);
@@ -39,8 +39,8 @@ class MdiaBox final : public Box {
   void addChild(BoxPtr child) override;
   std::span<const ChildRule> getChildRules() const override;
 
-  // The classes of sample entries follow the handler, which a file may have behind the entries; so
-  // they are told the handler's type before anything is read.
+  // The classes of sample entries depend on the handler, which a file may have after the entries.
+  // So they get the handler's type before anything is read.
   void readChildren(RootBox& root, bool check) override;
 
   MdhdBox* mdhd() const { return mdhd_; }
@@ -54,7 +54,7 @@ class MdiaBox final : public Box {
 };
 
 // Three lower-case letters in 15 bits, the first one in the highest. Only the low five bits of a
-// character count, so any text gives some word.
+// character are used, so any text gives some word.
 constexpr std::uint16_t packLanguage(const std::array<char, 4>& letters) {
   unsigned packed = 0;
   for (int i = 0; i < 3; ++i) {
@@ -91,7 +91,7 @@ struct MdhdRecord {
 static_assert(fullBoxSize<MdhdRecord>(kVersion0) == 32);
 static_assert(fullBoxSize<MdhdRecord>(kVersion1) == 44);
 
-class MdhdBox final : public RecordBox<MdhdRecord, WrittenVersion<1>> {
+class MdhdBox final : public RecordBox<MdhdRecord, Full<1>> {
  public:
   using RecordBox::RecordBox;
   MdhdBox(const TrackParameters& parameters, NorvikKavStream& stream);
@@ -102,7 +102,7 @@ class MdhdBox final : public RecordBox<MdhdRecord, WrittenVersion<1>> {
   void readContent() override;
 };
 
-// The fixed part of a handler box, in front of the name.
+// The fixed part of a handler box, before the name.
 struct HdlrRecord {
   FourCc handlerType = 0;
 
@@ -115,8 +115,8 @@ struct HdlrRecord {
 };
 static_assert(fullBoxSize<HdlrRecord>(kVersion0) == 32);
 
-// What kind of media a track is, with a name for people. A name that was read always ends in a zero
-// byte, in the file or not.
+// The kind of media of a track, with a name for people. A name that was read always ends in a zero
+// byte, whether or not it does in the file.
 class HdlrBox final : public FullBox {
  public:
   using FullBox::FullBox;
@@ -125,8 +125,8 @@ class HdlrBox final : public FullBox {
   FourCc handlerType() const { return record_.handlerType; }
   const std::vector<std::uint8_t>& name() const { return name_; }
 
-  // The handler type in the file, before the box is read; 0 when the box is too short to have one.
-  // Throws shortRead when the stream does not give what the box has.
+  // The handler type in the file, before the box is read; 0 if the box is too short to have one.
+  // Throws shortRead if the stream does not deliver what the box has.
   FourCc peekHandlerType() const;
 
   // Throws truncatedBox below the fixed part, implausibleCount for a name longer than any real one.
@@ -134,7 +134,7 @@ class HdlrBox final : public FullBox {
   void writeContent() override;
 
  protected:
-  // A name that was given its closing zero on reading is longer than in its file.
+  // A name that got its closing zero on reading is longer than in its file.
   bool takeWrittenForm() override;
 
  private:
@@ -143,7 +143,7 @@ class HdlrBox final : public FullBox {
 };
 
 // How the media is stored. It remembers its media header, data information and sample table. A
-// built one holds them all from the start.
+// built one has them all from the start.
 class MinfBox final : public Box {
  public:
   MinfBox(BoxHeader header, NorvikKavStream& stream);
@@ -152,7 +152,7 @@ class MinfBox final : public Box {
   void addChild(BoxPtr child) override;
   std::span<const ChildRule> getChildRules() const override;
 
-  // vmhd, smhd, hmhd or nmhd.
+  // Obliged: vmhd, smhd, hmhd or nmhd.
   Box* mediaHeader() const { return mediaHeader_; }
   DinfBox* dinf() const { return dinf_; }
   StblBox* stbl() const { return stbl_; }
@@ -176,7 +176,7 @@ struct VmhdRecord {
 };
 static_assert(fullBoxSize<VmhdRecord>(kVersion0) == 20);
 
-class VmhdBox final : public RecordBox<VmhdRecord, WrittenVersion<0>> {
+class VmhdBox final : public RecordBox<VmhdRecord, Full<0>> {
  public:
   VmhdBox(BoxHeader header, NorvikKavStream& stream)
       : RecordBox(std::move(header), stream, KeepsFixedPartOnly{}) {}
@@ -195,18 +195,18 @@ struct SmhdRecord {
 };
 static_assert(fullBoxSize<SmhdRecord>(kVersion0) == 16);
 
-class SmhdBox final : public RecordBox<SmhdRecord, WrittenVersion<0>> {
+class SmhdBox final : public RecordBox<SmhdRecord, Full<0>> {
  public:
   SmhdBox(BoxHeader header, NorvikKavStream& stream)
       : RecordBox(std::move(header), stream, KeepsFixedPartOnly{}) {}
   explicit SmhdBox(NorvikKavStream& stream);
 
-  // Nothing depends on the balance, so a box too short for one has it in the centre.
+  // Nothing depends on the balance, so a box too short for one gets the centre.
   void readContent() override;
 };
 
-// The header of hints. It tells how large and how fast the packets are; all zero, as nothing here
-// measures them. It is only ever written.
+// The header of hints. It states the size and the rate of the packets; all zero, because nothing
+// here measures them. It is only ever written.
 struct HmhdRecord {
   std::uint16_t largestPacket = 0;
   std::uint16_t averagePacket = 0;
@@ -224,7 +224,7 @@ struct HmhdRecord {
 };
 static_assert(fullBoxSize<HmhdRecord>(kVersion0) == 28);
 
-class HmhdBox final : public RecordBox<HmhdRecord, WrittenVersion<0>> {
+class HmhdBox final : public RecordBox<HmhdRecord, Full<0>> {
  public:
   explicit HmhdBox(NorvikKavStream& stream);
 };
@@ -236,7 +236,7 @@ class NmhdBox final : public FullBox {
   explicit NmhdBox(NorvikKavStream& stream);
 };
 
-// Where the bytes of the samples are. A built one says, through its dref child: in this file.
+// The location of the samples' bytes. A built one says, through its dref child: in this file.
 class DinfBox final : public Box {
  public:
   DinfBox(BoxHeader header, NorvikKavStream& stream);
@@ -245,7 +245,7 @@ class DinfBox final : public Box {
   std::span<const ChildRule> getChildRules() const override;
 };
 
-// The list of places. Its entries are its children, behind their count.
+// The list of locations. Its entries are its children, after their count.
 class DrefBox final : public FullBox {
  public:
   DrefBox(BoxHeader header, NorvikKavStream& stream);
@@ -256,7 +256,7 @@ class DrefBox final : public FullBox {
   void writeContent() override;
 };
 
-// One place. A built one means the file itself and has no location.
+// One location. A built one means the file itself and has no location text.
 class UrlBox final : public FullBox {
  public:
   static constexpr std::uint32_t kInThisFile = 1;

@@ -23,7 +23,7 @@ MvhdRecord recordFrom(const MovieParameters& parameters) {
   return record;
 }
 
-// Up to here the tracks are few enough to move them all for every new one.
+// Up to this number of tracks it is cheap to move them all for every new one.
 constexpr std::size_t kFewTracks = 16;
 
 TrexRecord trexRecordOf(std::uint32_t trackId) {
@@ -35,7 +35,7 @@ TrexRecord trexRecordOf(std::uint32_t trackId) {
 }  // namespace
 
 MoovBox::MoovBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 MoovBox::MoovBox(NorvikKavStream& stream) : Box(fourCc("moov"), stream) {}
@@ -53,11 +53,11 @@ MvhdBox::MvhdBox(const MovieParameters& parameters, NorvikKavStream& stream)
     : RecordBox(fourCc("mvhd"), stream, 0, recordFrom(parameters)) {}
 
 bool MoovBox::addTrackDefaults(std::uint32_t trackId) {
-  const std::uint64_t before = mvex_->getCurrentSize();
+  const std::uint64_t before = mvex_->extent();
   mvex_->addDefaults(trackId);
-  const std::uint64_t grown = mvex_->getCurrentSize() - before;
+  const std::uint64_t grown = mvex_->extent() - before;
   if (grown == 0) return false;
-  setCurrentSize(getCurrentSize() + grown);
+  setExtent(extent() + grown);
   place(start());
   return true;
 }
@@ -69,7 +69,7 @@ TrexBox::TrexBox(std::uint32_t trackId, NorvikKavStream& stream)
     : RecordBox(fourCc("trex"), stream, 0, trexRecordOf(trackId)) {}
 
 MvexBox::MvexBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 MvexBox::MvexBox(std::uint64_t fragmentDuration, NorvikKavStream& stream)
@@ -85,21 +85,21 @@ void MvexBox::addChild(BoxPtr child) {
 }
 
 void MvexBox::addDefaults(std::uint32_t trackId) {
-  const std::uint64_t room = getCurrentSize();
-  setCurrentSize(filledSize());
+  const std::uint64_t room = extent();
+  setExtent(filledSize());
   addNewChild<TrexBox>(*this, trackId, stream());
-  const std::uint64_t filled = getCurrentSize();
+  const std::uint64_t filled = extent();
   if (filled <= room) {
-    setCurrentSize(room);
+    setExtent(room);
   } else if (trexById_.size() > kFewTracks) {
-    setCurrentSize(filled + trexById_.size() * fullBoxSize<TrexRecord>(kVersion0));
+    setExtent(filled + trexById_.size() * fullBoxSize<TrexRecord>(kVersion0));
   }
 }
 
 std::uint64_t MvexBox::filledSize() const {
-  if (children().empty()) return getSize();
+  if (children().empty()) return ownLength();
   const Box& last = *children().back();
-  return last.start() + last.getCurrentSize() - start();
+  return last.start() + last.extent() - start();
 }
 
 void MvexBox::readChildren(RootBox& root, bool check) {

@@ -36,11 +36,11 @@ class MoovBox final : public Box {
   MvhdBox* mvhd() const { return mvhd_; }
   MvexBox* mvex() const { return mvex_; }
 
-  // In the order of the file.
+  // In file order.
   const std::vector<TrakBox*>& tracks() const { return tracks_; }
 
   // Adds the defaults of a track to the extends box, which a built movie must have. Returns whether
-  // everything after it moved. What changed is still to be written.
+  // everything after it moved. The changes are not written yet.
   bool addTrackDefaults(std::uint32_t trackId);
 
  private:
@@ -49,8 +49,8 @@ class MoovBox final : public Box {
   std::vector<TrakBox*> tracks_;
 };
 
-// The clock of the movie and how it is presented. Whatever version and matrix are read, it is
-// written in version 1 and without a transformation.
+// The clock of the movie and its presentation. Whatever version and matrix are read, it is written
+// in version 1 and without a transformation.
 struct MvhdRecord {
   NorvikKavDateTime creationTime;
   NorvikKavDateTime modificationTime;
@@ -78,7 +78,7 @@ struct MvhdRecord {
 static_assert(fullBoxSize<MvhdRecord>(kVersion0) == 108);
 static_assert(fullBoxSize<MvhdRecord>(kVersion1) == 120);
 
-class MvhdBox final : public RecordBox<MvhdRecord, WrittenVersion<1>> {
+class MvhdBox final : public RecordBox<MvhdRecord, Full<1>> {
  public:
   using RecordBox::RecordBox;
   MvhdBox(const MovieParameters& parameters, NorvikKavStream& stream);
@@ -99,7 +99,7 @@ static_assert(fullBoxSize<MehdRecord>(kVersion0) == 16);
 static_assert(fullBoxSize<MehdRecord>(kVersion1) == 20);
 
 // The duration of a movie with all its fragments.
-class MehdBox final : public RecordBox<MehdRecord, WrittenVersion<1>> {
+class MehdBox final : public RecordBox<MehdRecord, Full<1>> {
  public:
   using RecordBox::RecordBox;
   MehdBox(std::uint64_t fragmentDuration, NorvikKavStream& stream);
@@ -127,7 +127,7 @@ struct TrexRecord {
 };
 static_assert(fullBoxSize<TrexRecord>(kVersion0) == 32);
 
-class TrexBox final : public RecordBox<TrexRecord, WrittenVersion<0>> {
+class TrexBox final : public RecordBox<TrexRecord, Full<0>> {
  public:
   TrexBox(BoxHeader header, NorvikKavStream& stream)
       : RecordBox(std::move(header), stream, KeepsFixedPartOnly{}) {}
@@ -142,32 +142,33 @@ class MvexBox final : public Box {
 
   void addChild(BoxPtr child) override;
 
-  // Real files leave out what the standard asks for here.
+  // Real files omit children that the standard requires here.
   bool validate() const override { return true; }
   void readChildren(RootBox& root, bool check) override;
 
   MehdBox* mehd() const { return mehd_; }
 
-  // Adds the defaults of a track to a built one. With many tracks there is room for more of them,
-  // so that not every track moves all others.
+  // Adds the defaults of a track to a built one. With many tracks it keeps room for more defaults,
+  // so that not every new track moves all others.
   void addDefaults(std::uint32_t trackId);
 
-  // The length up to the end of the last child. The room from there on is the caller's to cover; it
-  // is a multiple of what the defaults of a track take, and so fits a box.
+  // The length up to the end of the last child. The caller covers the room from there on. It is a
+  // multiple of the length of a track's defaults, and so has room for a box.
   std::uint64_t filledSize() const;
 
-  // The first trex of a track, once the children are read; throws noTrackDefaults without one.
+  // The first trex of a track. Call it after the children are read. Throws noTrackDefaults if there
+  // is none.
   TrexBox& findTrex(std::uint32_t trackId) const;
 
-  // The same, or null without one.
+  // The same, but null if there is none.
   TrexBox* lookUpTrex(std::uint32_t trackId) const;
 
  private:
   void indexTrex(Box& child);
 
   MehdBox* mehd_ = nullptr;
-  // A movie may have thousands of tracks, and each of its fragments asks for the defaults of each.
-  // Ordered, because the numbers come from the file: they could be chosen to collide in a hash.
+  // A movie may have thousands of tracks, and each of its fragments looks up the defaults of each.
+  // Ordered, because the numbers come from the file and could be chosen to collide in a hash.
   std::map<std::uint32_t, TrexBox*> trexById_;
 };
 

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::uint32_t kMostEntries = 100000000;
 
-// What stands in front of the entries of a tfra box. The length codes are three times two bits, for
-// the traf, trun and sample number of every entry: a number takes its code + 1 bytes.
+// The fields before the entries of a tfra box. The length codes are three times two bits, for the
+// traf, trun and sample number of every entry: a number takes its code + 1 bytes.
 struct TfraRecord {
   static constexpr std::uint32_t kFourBytesEach = 0x3F;
 
@@ -34,7 +34,7 @@ struct TfraRecord {
 };
 static_assert(fullBoxSize<TfraRecord>(kVersion1) == 24);
 
-// An entry in the form that is written.
+// An entry in its written form.
 struct TfraEntryRecord {
   TfraBox::Entry entry;
 
@@ -51,7 +51,7 @@ static_assert(recordSize<TfraEntryRecord>(kVersion1) == 28);
 
 struct AfraRecord {
   static constexpr std::uint8_t kLongIdsLongOffsets = 0xC0;
-  static constexpr std::uint64_t kEntryCount = 5;  // where the count stands
+  static constexpr std::uint64_t kEntryCount = 5;  // the place of the count
 
   std::uint8_t form = kLongIdsLongOffsets;
   std::uint32_t timescale = 0;
@@ -99,7 +99,7 @@ std::span<const ChildRule> MfraBox::getChildRules() const {
 
 std::uint64_t MfraBox::write() {
   if (mfro_ == nullptr) mfro_ = &addNewChild<MfroBox>(*this, stream());
-  const std::uint64_t length = getCurrentSize();
+  const std::uint64_t length = extent();
   if (length > std::numeric_limits<std::uint32_t>::max()) {
     throw Exception(ErrorCode::implausibleCount);
   }
@@ -109,7 +109,7 @@ std::uint64_t MfraBox::write() {
 
 TfraBox::TfraBox(std::uint32_t trackId, NorvikKavStream& stream)
     : FullBox(fourCc("tfra"), stream, 1, 0), trackId_(trackId) {
-  setSizes(fullBoxSize<TfraRecord>(kVersion1));
+  setLengths(fullBoxSize<TfraRecord>(kVersion1));
 }
 
 std::size_t TfraBox::writtenEntryLength() const {
@@ -148,8 +148,8 @@ void TfraBox::readContent() {
 
 // Numbers that were read in fewer bytes take more room from here on.
 void TfraBox::writeHeader() {
-  setSizes(headerLength() + 4 + recordSize<TfraRecord>(kVersion0) +
-           entries_.size() * writtenEntryLength());
+  setLengths(headerLength() + 4 + recordSize<TfraRecord>(kVersion0) +
+             entries_.size() * writtenEntryLength());
   FullBox::writeHeader();
 }
 
@@ -170,7 +170,7 @@ void TfraBox::writeContent() {
 
 AfraBox::AfraBox(std::uint32_t timescale, NorvikKavStream& stream)
     : FullBox(fourCc("afra"), stream, 0, 0), timescale_(timescale) {
-  setSizes(fullBoxSize<AfraRecord>(kVersion0));
+  setLengths(fullBoxSize<AfraRecord>(kVersion0));
 }
 
 void AfraBox::addEntry(const Entry& entry) {

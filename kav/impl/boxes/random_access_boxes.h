@@ -6,12 +6,12 @@
 
 #include "kav/impl/model/record_box.h"
 
-// Where in a fragmented file playing can begin. The boxes at the end of the file let a player find
-// the fragment of a time without a walk over all fragments:
+// The places in a fragmented movie where playback can begin. With the boxes at the end of the file
+// a player finds the fragment of a time without walking all fragments:
 //
 //   mfra
 //     tfra ...           the sync samples of a track
-//     mfro               the length of all this, as the last four bytes of the file
+//     mfro               the length of the whole mfra box, as the last four bytes of the file
 //   afra                 the same in the maker's streaming form, a box of its own
 namespace norvik::kav::impl {
 
@@ -25,14 +25,14 @@ struct MfroRecord {
 };
 static_assert(fullBoxSize<MfroRecord>(kVersion0) == 16);
 
-class MfroBox final : public RecordBox<MfroRecord, WrittenVersion<0>> {
+class MfroBox final : public RecordBox<MfroRecord, Full<0>> {
  public:
   using RecordBox::RecordBox;
   explicit MfroBox(NorvikKavStream& stream);
 };
 
-// The container, which is written only. Add the tfra boxes, then write: its last child comes by
-// itself.
+// The container, which is only written. Add the tfra boxes, then write: the last child, mfro, is
+// added by the class.
 class MfraBox final : public Box {
  public:
   explicit MfraBox(NorvikKavStream& stream);
@@ -44,8 +44,8 @@ class MfraBox final : public Box {
   MfroBox* mfro_ = nullptr;
 };
 
-// The sync samples of one track. A built one is version 1; the three numbers of an entry, which may
-// be shorter in a file that is read, are always written in 4 bytes.
+// The sync samples of one track. A built one is version 1. The three numbers of an entry are always
+// written in 4 bytes; in a file that is read they may be shorter.
 class TfraBox final : public FullBox {
  public:
   struct Entry {
@@ -65,22 +65,22 @@ class TfraBox final : public FullBox {
   const std::vector<Entry>& entries() const { return entries_; }
   void addEntry(const Entry& entry);
 
-  // Throws truncatedBox; implausibleCount; missingArgument for entries which, in the lengths that
-  // are stated for their numbers, do not fit the box.
+  // Throws truncatedBox; implausibleCount; missingArgument for entries that do not fit into the box
+  // in the lengths stated for their numbers.
   void readContent() override;
   void writeHeader() override;
   void writeContent() override;
 
  private:
-  // The length of an entry in the form that is written.
+  // The length of an entry in its written form.
   std::size_t writtenEntryLength() const;
 
   std::uint32_t trackId_ = 0;
   std::vector<Entry> entries_;
 };
 
-// The random access box of the maker's streaming format, with 64-bit times and offsets. It is
-// written only; one that is read is passed over.
+// The random access box of the maker's streaming format, with 64-bit times and offsets. It is only
+// written; one that is read is skipped.
 class AfraBox final : public FullBox {
  public:
   struct Entry {

@@ -29,7 +29,7 @@ std::uint8_t dependenciesOf(std::uint32_t flags) {
 }  // namespace
 
 StblBox::StblBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 StblBox::StblBox(const TrackParameters& parameters, NorvikKavStream& stream)
@@ -69,7 +69,7 @@ void StblBox::readChildren(RootBox& root, bool check) {
   for (const BoxPtr& child : children()) {
     if (child->type() != fourCc("sdtp")) child->readBody(root, check);
   }
-  // Its length is known by the other tables only, which may come after it.
+  // Only the other tables give its length, and they may come after it.
   if (sdtp_ == nullptr || stsz_ == nullptr) return;
   sdtp_->setSampleCount(stsz_->sampleCount());
   sdtp_->readBody(root, check);

@@ -13,9 +13,9 @@ namespace norvik::kav::impl {
 
 class StsdBox;
 
-// The sample table of a track. It is read with the movie, or built: constructed with room for the
-// announced samples, given each sample in decoding order, and completed by updateContent, before
-// its tables are.
+// The sample table of a track. It is read with the movie, or built. Order of calls to build it:
+// construct with room for the announced samples, add each sample in decoding order, call
+// updateContent, then complete its tables.
 class StblBox final : public Box {
  public:
   StblBox(BoxHeader header, NorvikKavStream& stream);
@@ -29,12 +29,12 @@ class StblBox final : public Box {
   std::span<const ChildRule> getChildRules() const override;
   void readChildren(RootBox& root, bool check) override;
 
-  // Adds a sample that was written to the file: its size, times and flags, its description, and
-  // where its bytes are. Of the flags, 1 in the low byte is a sync sample. Throws sampleTableFull
+  // Adds a sample that was written to the file: its size, times and flags, its description, and the
+  // offset of its bytes. A low byte of 1 in the flags means a sync sample. Throws sampleTableFull
   // for more samples than were announced.
   void addSample(const Sample& sample);
 
-  // The children, null when absent.
+  // The children, null if absent.
   StsdBox* stsd() const { return stsd_; }
   SttsBox* stts() const { return stts_; }
   CttsBox* ctts() const { return ctts_; }
@@ -45,7 +45,7 @@ class StblBox final : public Box {
   StssBox* stss() const { return stss_; }
   SdtpBox* sdtp() const { return sdtp_; }
 
-  // The chunk offsets of either width, null when the track has none.
+  // The chunk offsets of either width, null if the track has none.
   const IChunkOffsetBox* chunkOffsets() const;
 
  private:

@@ -13,21 +13,21 @@ TableBox::TableBox(BoxHeader header, NorvikKavStream& stream)
 TableBox::TableBox(FourCc type, NorvikKavStream& stream, const TableShape& shape,
                    std::uint32_t capacity)
     : FullBox(type, stream, 0, 0), entryLength_(shape.entryLength) {
-  setSizes(kFullBoxHeaderSize + shape.fixedLength);
-  setCurrentSize(Box::getSize() + std::uint64_t{capacity} * shape.entryLength);
+  setLengths(kFullBoxHeaderSize + shape.fixedLength);
+  setExtent(ownLength() + std::uint64_t{capacity} * shape.entryLength);
 }
 
 void TableBox::takeBackFinal() {
-  setSize(Box::getSize() - std::uint64_t{finalCount_} * entryLength_);
+  setOwnLength(ownLength() - std::uint64_t{finalCount_} * entryLength_);
   entryCount_ -= finalCount_;
   finalCount_ = 0;
 }
 
 void TableBox::appendToFile(std::span<const std::uint8_t> bytes) {
-  const std::uint64_t filled = Box::getSize();
-  if (Box::getCurrentSize() - filled < bytes.size()) throw Exception(ErrorCode::sampleTableFull);
+  const std::uint64_t filled = ownLength();
+  if (extent() - filled < bytes.size()) throw Exception(ErrorCode::sampleTableFull);
   writeAt(start() + filled, bytes);
-  setSize(filled + bytes.size());
+  setOwnLength(filled + bytes.size());
   ++entryCount_;
 }
 

@@ -23,7 +23,7 @@ struct TableShape {
 // A full box that is a list of entries of equal length, read or built.
 //
 // Built: it is constructed with room reserved for a number of entries and placed; then entries are
-// appended in order, and at the end the table is completed. getCurrentSize is the room, getSize the
+// appended in order, and at the end the table is completed. extent is the room, ownLength the
 // filled part. An entry is written at the end of the filled part as soon as it is appended, and
 // never past the room. The table holds no entry in memory: gathering small writes into large ones
 // is up to the stream.

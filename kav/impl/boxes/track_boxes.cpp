@@ -35,7 +35,7 @@ TkhdRecord recordFrom(const TrackParameters& parameters) {
 }  // namespace
 
 TrakBox::TrakBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 TrakBox::TrakBox(const TrackParameters& parameters, NorvikKavStream& stream)
@@ -87,7 +87,7 @@ void HintBox::writeContent() {
 }
 
 TrefBox::TrefBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 TrefBox::TrefBox(const std::vector<std::uint32_t>& hintedTrackIds, NorvikKavStream& stream)
@@ -102,7 +102,7 @@ void TrefBox::addChild(BoxPtr child) {
 
 ElstBox::ElstBox(std::uint32_t gapCount, NorvikKavStream& stream)
     : FullBox(fourCc("elst"), stream, kVersion1.version, 0) {
-  setSizes(kFullBoxHeaderSize + 4);
+  setLengths(kFullBoxHeaderSize + 4);
   reserve(gapCount);
 }
 
@@ -110,15 +110,15 @@ std::uint64_t ElstBox::roomFor(std::uint32_t gapCount) {
   return recordSize<EditRecord>(kVersion1) * (2 * std::uint64_t{gapCount} + 1);
 }
 
-void ElstBox::reserve(std::uint32_t gapCount) { setCurrentSize(getSize() + roomFor(gapCount)); }
+void ElstBox::reserve(std::uint32_t gapCount) { setExtent(ownLength() + roomFor(gapCount)); }
 
 void ElstBox::addEdit(std::uint64_t segmentDuration, std::int64_t mediaTime) {
-  const std::uint64_t grown = getSize() + recordSize<EditRecord>(form());
-  if (edits_.size() >= kMostWritten || grown > getCurrentSize()) {
+  const std::uint64_t grown = ownLength() + recordSize<EditRecord>(form());
+  if (edits_.size() >= kMostWritten || grown > extent()) {
     throw Exception(ErrorCode::editListFull);
   }
   edits_.push_back({.segmentDuration = segmentDuration, .mediaTime = mediaTime});
-  setSize(grown);
+  setOwnLength(grown);
 }
 
 void ElstBox::setLastSegmentDuration(std::uint64_t segmentDuration) {
@@ -152,12 +152,12 @@ void ElstBox::writeContent() {
 
 void ElstBox::updateContent() {
   writeContent();
-  // The room may have been given up since the header was written.
+  // The room may have been released since the header was written.
   patchSize();
 }
 
 EdtsBox::EdtsBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
-  setSizes(headerLength());
+  setLengths(headerLength());
 }
 
 EdtsBox::EdtsBox(std::uint32_t gapCount, NorvikKavStream& stream) : Box(fourCc("edts"), stream) {

@@ -26,8 +26,8 @@ class StblBox;
 class TkhdBox;
 class TrefBox;
 
-// A track. It remembers its header, references, media and edits. A built one holds them all from
-// the start, in the order tkhd, tref (hint tracks only), mdia, edts.
+// A track. It remembers its header, references, media and edits. A built one has them all from the
+// start, in the order tkhd, tref (hint tracks only), mdia, edts.
 class TrakBox final : public Box {
  public:
   TrakBox(BoxHeader header, NorvikKavStream& stream);
@@ -41,7 +41,7 @@ class TrakBox final : public Box {
   MdiaBox* mdia() const { return mdia_; }
   EdtsBox* edts() const { return edts_; }
 
-  // The sample table, by way of mdia and minf; null when one of them is missing.
+  // The sample table, through mdia and minf; null if one of them is missing.
   StblBox* findStbl() const;
 
  private:
@@ -85,7 +85,7 @@ struct TkhdRecord {
 static_assert(fullBoxSize<TkhdRecord>(kVersion0) == 92);
 static_assert(fullBoxSize<TkhdRecord>(kVersion1) == 104);
 
-class TkhdBox final : public RecordBox<TkhdRecord, WrittenVersion<1>> {
+class TkhdBox final : public RecordBox<TkhdRecord, Full<1>> {
  public:
   static constexpr std::uint32_t kTrackEnabled = 1;
 
@@ -96,7 +96,7 @@ class TkhdBox final : public RecordBox<TkhdRecord, WrittenVersion<1>> {
   void setDuration(std::uint64_t duration) { record().duration = duration; }
 };
 
-// The tracks that a hint track gives hints for. Nothing but their ids, to the end of the box.
+// The tracks that a hint track gives hints for. It holds only their ids, to the end of the box.
 class HintBox final : public Box {
  public:
   HintBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {}
@@ -125,7 +125,7 @@ class TrefBox final : public Box {
   HintBox* hint_ = nullptr;
 };
 
-// One edit: for segmentDuration the media is shown from mediaTime on, or nothing is shown when
+// One edit: for segmentDuration the media is shown from mediaTime on, or nothing is shown if
 // mediaTime is kEmptyEdit.
 struct EditRecord {
   std::uint64_t segmentDuration = 0;  // units of the movie's timescale
@@ -150,9 +150,9 @@ inline constexpr std::int64_t kEmptyEdit = -1;
 
 // The edits of a track.
 //
-// A built one is made with room for 2 n + 1 edits, n being the number of gaps to come (a gap ends
-// one edit and is one itself). getCurrentSize counts that room, getSize the edits so far;
-// releaseReserve gives up the room that is left. Only edits that are there are ever written.
+// A built one has room for 2 n + 1 edits, where n is the number of gaps to come (a gap ends one
+// edit and is one itself). getCurrentSize includes that room, getSize only the edits so far;
+// releaseReserve releases the remaining room. Only existing edits are ever written.
 class ElstBox final : public FullBox {
  public:
   using FullBox::FullBox;
@@ -163,21 +163,21 @@ class ElstBox final : public FullBox {
 
   const std::vector<EditRecord>& edits() const { return edits_; }
 
-  // The length of the edits that a number of gaps makes.
+  // The length of the edits for a number of gaps.
   static std::uint64_t roomFor(std::uint32_t gapCount);
 
-  // Makes room again behind the edits that are there, after it was given up.
+  // Reserves room again past the existing edits, after it was released.
   void reserve(std::uint32_t gapCount);
 
-  // Appends an edit at normal rate. Throws editListFull when the room is used up, and for more
-  // than kMostWritten edits whatever room there is.
+  // Appends an edit at normal rate. Throws editListFull if the room is used up, and for more than
+  // kMostWritten edits whatever the room.
   void addEdit(std::uint64_t segmentDuration, std::int64_t mediaTime);
 
-  // Does nothing while there is no edit.
+  // Does nothing if there is no edit.
   void setLastSegmentDuration(std::uint64_t segmentDuration);
 
-  // Throws truncatedBox when the box is too short for its edits, implausibleCount for more of them
-  // than any real file holds.
+  // Throws truncatedBox if the box is too short for its edits, implausibleCount for more edits than
+  // any real file holds.
   void readContent() override;
 
   // Throws editListFull for a list that was read with more than kMostWritten edits.

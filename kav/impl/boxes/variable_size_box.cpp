@@ -8,7 +8,7 @@
 namespace norvik::kav::impl {
 
 std::uint64_t VariableSizeBox::roomLeft() const {
-  return padding_ == nullptr ? 0 : padding_->getCurrentSize();
+  return padding_ == nullptr ? 0 : padding_->extent();
 }
 
 void VariableSizeBox::reserve(std::uint64_t bytes) {
@@ -17,7 +17,7 @@ void VariableSizeBox::reserve(std::uint64_t bytes) {
 }
 
 void VariableSizeBox::insertChild(BoxPtr child) {
-  const std::uint64_t length = child->getCurrentSize();
+  const std::uint64_t length = child->extent();
   const std::uint64_t room = roomLeft();
   if (padding_ == nullptr || length > room) {
     dropPadding();
@@ -34,9 +34,9 @@ void VariableSizeBox::insertChild(BoxPtr child) {
 
 void VariableSizeBox::dropPadding() {
   if (padding_ != nullptr) removePaddingChild();
-  std::uint64_t length = getSize();
-  for (const BoxPtr& child : children()) length += child->getCurrentSize();
-  setCurrentSize(length);
+  std::uint64_t length = ownLength();
+  for (const BoxPtr& child : children()) length += child->extent();
+  setExtent(length);
 }
 
 void VariableSizeBox::removePaddingChild() {

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "kav/big_endian.h"
@@ -20,7 +21,10 @@ namespace norvik::kav::impl {
 //
 // Reading, writing and the size all come from that description, through the three visitors below.
 // They share one set of verbs; where reading and writing differ on purpose, the difference is a
-// verb of its own, so that it stands in the line of the field.
+// verb of its own, so that it shows in the line of the field.
+
+// The type of a box whose four-character code is uuid.
+using ExtendedType = std::array<std::uint8_t, 16>;
 
 using Matrix = std::array<std::uint32_t, 9>;
 inline constexpr Matrix kUnityMatrix = {0x00010000, 0, 0, 0, 0x00010000, 0, 0, 0, 0x40000000};
@@ -190,6 +194,24 @@ constexpr std::size_t recordSize(LayoutForm form) {
 inline constexpr std::size_t kBoxHeaderSize = 8;
 inline constexpr std::size_t kFullBoxHeaderSize = 12;
 
+// What the payload of a box begins with, before its record: nothing, or version and flags. A class
+// always writes its box in the version given here, whatever version was read.
+struct Plain {
+  static constexpr bool kIsFull = false;
+  static constexpr std::uint8_t kVersion = 0;
+};
+template <std::uint8_t kWrittenVersion>
+struct Full {
+  static constexpr bool kIsFull = true;
+  static constexpr std::uint8_t kVersion = kWrittenVersion;
+};
+
+// The length of a box with a compact header and nothing but the record.
+template <class Record>
+constexpr std::size_t plainBoxSize() {
+  return kBoxHeaderSize + recordSize<Record>(LayoutForm{});
+}
+
 // The length of a box with a compact header, version and flags, and nothing but the record.
 template <class Record>
 constexpr std::size_t fullBoxSize(LayoutForm form) {
@@ -198,5 +220,37 @@ constexpr std::size_t fullBoxSize(LayoutForm form) {
 
 inline constexpr LayoutForm kVersion0{0, 0};
 inline constexpr LayoutForm kVersion1{1, 0};
+
+// The record that some bytes begin with. They hold at least what recordSize counts.
+template <class Record>
+Record recordFrom(std::span<const std::uint8_t> bytes, LayoutForm form = kVersion0) {
+  Record record;
+  FieldReader reader(bytes, form);
+  Record::layout(reader, record);
+  return record;
+}
+
+// Writes a record into bytes of the length that recordSize counts, or more.
+template <class Record>
+void encodeRecord(const Record& record, std::span<std::uint8_t> bytes,
+                  LayoutForm form = kVersion0) {
+  FieldWriter writer(bytes, form);
+  Record::layout(writer, record);
+}
+
+// The record of a box that is kept as bytes; none for a payload that is too short for it. Bytes
+// past the record are left alone.
+template <class Record, class Kind = Plain>
+std::optional<Record> decodeRecord(std::span<const std::uint8_t> payload) {
+  constexpr std::size_t kVersionAndFlags = Kind::kIsFull ? 4 : 0;
+  if (payload.size() < kVersionAndFlags) return std::nullopt;
+  LayoutForm form;
+  if constexpr (Kind::kIsFull) {
+    form = {payload[0], static_cast<std::uint32_t>(loadBigEndian<3>(payload.data() + 1))};
+  }
+  const std::span<const std::uint8_t> fields = payload.subspan(kVersionAndFlags);
+  if (fields.size() < recordSize<Record>(form)) return std::nullopt;
+  return recordFrom<Record>(fields, form);
+}
 
 }  // namespace norvik::kav::impl

@@ -45,7 +45,7 @@ class SampleReadCache {
   std::vector<Block> blocks_;
   std::size_t nextReused_ = 0;  // blocks in use are taken again in turn, the oldest first
 
-  // Mostly the block that served last serves again, or else the one that was filled behind it.
+  // Mostly the block that served last serves again, or else the one that was filled after it.
   std::size_t nextProbed_ = 0;
 };
 

@@ -6,6 +6,16 @@
 #include <utility>
 
 namespace norvik::kav::impl {
+namespace {
+
+std::int64_t seekOffset(std::uint64_t position) {
+  if (position > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+    throw Exception(ErrorCode::ioFailed);
+  }
+  return static_cast<std::int64_t>(position);
+}
+
+}  // namespace
 
 std::size_t NorvikKavStream::write(const void* /*buffer*/, std::size_t /*count*/) { return 0; }
 
@@ -33,11 +43,11 @@ std::uint64_t NorvikKavStream::computeSize() {
 
 std::uint64_t NorvikKavStream::size() const { return size_; }
 
-void NorvikKavStream::seekTo(std::uint64_t position) {
-  if (position > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-    throw Exception(ErrorCode::ioFailed);
-  }
-  seek(static_cast<std::int64_t>(position), kSeekFromStart);
+void NorvikKavStream::seekTo(std::uint64_t position) { seek(seekOffset(position), kSeekFromStart); }
+
+void NorvikKavStream::writeAt(std::uint64_t position, const void* buffer, std::size_t count) {
+  seekTo(position);
+  writeFully(buffer, count);
 }
 
 NorvikKavIStream::NorvikKavIStream(boost::intrusive_ptr<NorvikIStream> stream)
@@ -67,5 +77,10 @@ std::size_t NorvikKavIOStream::write(const void* buffer, std::size_t count) {
 }
 
 void NorvikKavIOStream::setSize(std::uint64_t size) { output_->setSize(size); }
+
+void NorvikKavIOStream::writeAt(std::uint64_t position, const void* buffer, std::size_t count) {
+  output_->seek(seekOffset(position), kSeekFromStart);
+  if (output_->write(buffer, count) < count) throw Exception(ErrorCode::ioFailed);
+}
 
 }  // namespace norvik::kav::impl

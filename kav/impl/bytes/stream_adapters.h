@@ -51,6 +51,9 @@ class NorvikKavStream : public KavBase {
   // have is a failure (ErrorCode::ioFailed) and not a seek backwards.
   void seekTo(std::uint64_t position);
 
+  // Goes to a position as seekTo does, and writes there as writeFully does.
+  virtual void writeAt(std::uint64_t position, const void* buffer, std::size_t count);
+
   void setProblemHandler(const ProblemHandler& handler) { problemHandler_ = handler; }
   const ProblemHandler& problemHandler() const { return problemHandler_; }
 
@@ -86,6 +89,9 @@ class NorvikKavIOStream final : public NorvikKavIStream {
 
   [[nodiscard]] std::size_t write(const void* buffer, std::size_t count) override;
   void setSize(std::uint64_t size) override;
+
+  // The way of every sample and of every table entry: two calls of the wrapped stream, directly.
+  void writeAt(std::uint64_t position, const void* buffer, std::size_t count) override;
 
  private:
   // A view: the base holds the share.

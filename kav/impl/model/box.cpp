@@ -10,14 +10,14 @@
 namespace norvik::kav::impl {
 namespace {
 
-// The types that a rule speaks of.
+// The types that a rule names.
 bool ruleNames(const ChildRule& rule, FourCc type) {
   if (rule.kind != ChildRule::Kind::exactlyOneOf) return type == rule.type;
   return std::find(rule.list.begin(), rule.list.end(), type) != rule.list.end();
 }
 
-// While samples are still to come, the room reserved for them may be more than a compact header can
-// say; the size in the file is then provisional in any case.
+// While samples are still to come, the reserved room may be more than a compact header can state.
+// The size in the file is then provisional in any case.
 std::uint32_t compactSize(std::uint64_t size) {
   return static_cast<std::uint32_t>(
       std::min<std::uint64_t>(size, std::numeric_limits<std::uint32_t>::max()));
@@ -31,7 +31,7 @@ void BoxDeleter::operator()(Box* box) const noexcept {
     delete box;
     return;
   }
-  // The block starts where the complete object does.
+  // The block begins where the complete object begins.
   void* block = dynamic_cast<void*>(box);
   box->~Box();
   allocator->free(block);
@@ -47,42 +47,42 @@ Box::Box(BoxHeader header, NorvikKavStream& stream)
       fromFile_(true),
       extendedType_(header.extendedType),
       stream_(stream),
-      size_(header.end - header.start),
-      currentSize_(size_) {}
+      ownLength_(header.end - header.start),
+      extent_(ownLength_) {}
 
 Box::Box(FourCc type, NorvikKavStream& stream, bool largeSize)
     : type_(type),
       hasLargeSize_(largeSize),
       stream_(stream),
-      size_(largeSize ? 16 : 8),
-      currentSize_(size_) {}
+      ownLength_(largeSize ? 16 : 8),
+      extent_(ownLength_) {}
 
 void Box::writeHeader() {
   std::array<std::uint8_t, 16> bytes;
-  storeU32(bytes.data(), hasLargeSize_ ? 1 : compactSize(currentSize_));
+  storeU32(bytes.data(), hasLargeSize_ ? 1 : compactSize(extent_));
   storeU32(bytes.data() + 4, type_);
-  storeU64(bytes.data() + 8, currentSize_);
+  storeU64(bytes.data() + 8, extent_);
   stream_.writeFully(bytes.data(), hasLargeSize_ ? 16 : 8);
 }
 
-std::uint64_t Box::getContentSize() const { return getSize() - headerLength(); }
+std::uint64_t Box::getContentSize() const { return ownLength() - headerLength(); }
 
 void Box::place(std::uint64_t start) {
   start_ = start;
-  std::uint64_t position = start + getSize();
+  std::uint64_t position = start + ownLength();
   for (const BoxPtr& child : children_) {
     child->place(position);
-    position += child->getCurrentSize();
+    position += child->extent();
   }
   if (!fromFile_) return;
-  currentSize_ = position - start_;
+  extent_ = position - start_;
   end_ = position;
 }
 
 bool Box::wasReadWithin(const Box& parent) const {
   if (!fromFile_ || &stream_ != &parent.stream_) return false;
-  // The file itself is no box that was read, but its boxes lie one after the other.
-  if (start_ == parent.start_ + parent.currentSize_) return true;
+  // The file itself was not read as a box, but its boxes are adjacent.
+  if (start_ == parent.start_ + parent.extent_) return true;
   return parent.fromFile_ && start_ >= parent.start_ && end_ <= parent.end_;
 }
 
@@ -94,47 +94,47 @@ bool Box::dropUuidForm() {
 
 bool Box::takeWrittenForm() {
   if (!dropUuidForm()) return false;
-  size_ -= sizeof(ExtendedType);
-  currentSize_ -= sizeof(ExtendedType);
+  ownLength_ -= sizeof(ExtendedType);
+  extent_ -= sizeof(ExtendedType);
   return true;
 }
 
 bool Box::takeWrittenFormWithChildren() {
   bool changed = takeWrittenForm();
   for (const BoxPtr& child : children_) {
-    const std::uint64_t length = child->getCurrentSize();
+    const std::uint64_t length = child->extent();
     if (!child->takeWrittenFormWithChildren()) continue;
     changed = true;
-    currentSize_ += child->getCurrentSize() - length;
+    extent_ += child->extent() - length;
   }
   return changed;
 }
 
 void Box::addChild(BoxPtr child) {
-  // Placing a child anew where it was read would lose the bytes between children that no box
-  // accounts for.
+  // Placing a child again where it was read would lose the bytes between children that belong to no
+  // box.
   if (!child->wasReadWithin(*this)) {
     child->takeWrittenFormWithChildren();
-    child->place(start_ + currentSize_);
+    child->place(start_ + extent_);
   }
-  currentSize_ += child->fromFile_ ? child->end_ - child->start_ : child->getCurrentSize();
+  extent_ += child->fromFile_ ? child->end_ - child->start_ : child->extent();
   children_.push_back(std::move(child));
 }
 
 void Box::layOut() {
   if (children_.empty()) return;
-  currentSize_ = getSize();
+  extent_ = ownLength();
   for (const BoxPtr& child : children_) {
     child->layOut();
-    currentSize_ += child->getCurrentSize();
+    extent_ += child->extent();
   }
 }
 
 void Box::releaseReserve() {
-  currentSize_ = getSize();
+  extent_ = ownLength();
   for (const BoxPtr& child : children_) {
     child->releaseReserve();
-    currentSize_ += child->getCurrentSize();
+    extent_ += child->extent();
   }
 }
 
@@ -144,8 +144,8 @@ void Box::forgetWritten() {
 }
 
 void Box::grow(std::uint64_t bytes) {
-  size_ += bytes;
-  currentSize_ += bytes;
+  ownLength_ += bytes;
+  extent_ += bytes;
 }
 
 std::uint64_t Box::write() {
@@ -160,17 +160,17 @@ std::uint64_t Box::write() {
   }
   for (const BoxPtr& child : children_) child->write();
   if (hasLargeSize_ || !children_.empty()) patchSize();
-  return currentSize_;
+  return extent_;
 }
 
 void Box::patchSize() {
   std::array<std::uint8_t, 8> bytes;
   if (hasLargeSize_) {
-    storeU64(bytes.data(), currentSize_);
+    storeU64(bytes.data(), extent_);
     writeAt(start_ + 8, bytes);
     return;
   }
-  storeU32(bytes.data(), compactSize(currentSize_));
+  storeU32(bytes.data(), compactSize(extent_));
   writeAt(start_, std::span(bytes).first(4));
 }
 
@@ -191,7 +191,7 @@ Box* Box::getChild(std::size_t index) {
 
 void Box::resetSize() {
   dropUuidForm();
-  setSizes(hasLargeSize_ ? 16 : 8);
+  setLengths(hasLargeSize_ ? 16 : 8);
 }
 
 void Box::readChildren(RootBox& root, bool check) {
@@ -212,18 +212,13 @@ std::uint64_t Box::bytesLeft() const {
   return position < end_ ? end_ - position : 0;
 }
 
-void Box::writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
-  stream_.seekTo(offset);
-  stream_.writeFully(bytes.data(), bytes.size());
-}
-
 FullBox::FullBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {
   FullBox::readVersionAndFlags();
 }
 
 FullBox::FullBox(FourCc type, NorvikKavStream& stream, std::uint8_t version, std::uint32_t flags)
     : Box(type, stream), version_(version), flags_(flags) {
-  setSizes(kFullBoxHeaderSize);
+  setLengths(kFullBoxHeaderSize);
 }
 
 void FullBox::writeHeader() {
@@ -235,7 +230,7 @@ void FullBox::writeHeader() {
 
 void FullBox::resetSize() {
   Box::resetSize();
-  setSizes(kFullBoxHeaderSize);
+  setLengths(kFullBoxHeaderSize);
 }
 
 void FullBox::readVersionAndFlags() {

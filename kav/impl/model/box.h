@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "kav/four_cc.h"
+#include "kav/impl/bytes/field_layout.h"
 #include "kav/impl/bytes/stream_adapters.h"
 #include "kav/kav_base.h"
 
@@ -26,8 +26,6 @@ class BoxAllocator {
   virtual void* allocate(std::size_t size) = 0;
   virtual void free(void* block) = 0;
 };
-
-using ExtendedType = std::array<std::uint8_t, 16>;
 
 // The header of a box as it was read: what the factory builds a box from.
 struct BoxHeader {
@@ -72,10 +70,10 @@ inline constexpr unsigned kDeepestNesting = 64;
 // readVersionAndFlags, readContent and readChildren in this order. Built: made empty, given its
 // children by addChild, then write; further calls of write bring what changed up to date.
 //
-// Two lengths are kept. getSize is the length of what is there so far: for a container being read
-// the offset at which its children begin, for a table being written the entries already in the
-// file. getCurrentSize is the room that the box takes up: with its children, and for a table with
-// the room reserved for entries to come.
+// Two lengths are kept. ownLength is the header and the filled part: the offset at which children
+// begin, and for a table being written the end of the entries in the file. extent is all the room
+// that the box takes: with its children, and for a table with the room reserved for entries to
+// come.
 class Box : public KavBase {
  public:
   // A box read from a file. It takes up its whole extent and its payload is left alone.
@@ -84,11 +82,12 @@ class Box : public KavBase {
   // A box to be written, so far without content.
   Box(FourCc type, NorvikKavStream& stream, bool largeSize = false);
 
-  ~Box() override = default;
+  // Slots 0 to 15. Obliged: these virtual operations, in this order, before any other.
 
+  ~Box() override = default;
   virtual void writeHeader();
-  virtual std::uint64_t getSize() const { return size_; }
-  virtual std::uint64_t getCurrentSize() const { return currentSize_; }
+  virtual std::uint64_t getSize() const { return ownLength_; }
+  virtual std::uint64_t getCurrentSize() const { return extent_; }
 
   // The length of the payload, children included.
   virtual std::uint64_t getContentSize() const;
@@ -101,15 +100,15 @@ class Box : public KavBase {
 
   // Writes the box and its children; from the second time on only what may have changed since. A
   // box that was read in another form than it is written in takes that form first, in its place.
-  // Returns getCurrentSize(). Throws ioFailed when the stream does not take all bytes.
+  // Returns extent(). Throws ioFailed when the stream does not take all bytes.
   virtual std::uint64_t write();
   virtual void writeContent() {}
   virtual void updateContent() {}
 
   virtual void readVersionAndFlags() {}
 
-  // Decodes the payload. The stream stands right behind the header (behind version and flags in a
-  // FullBox) and may be left anywhere.
+  // Decodes the payload. The stream is just past the header (past version and flags in a FullBox)
+  // and may be left anywhere.
   virtual void readContent() {}
 
   virtual bool validate() const;
@@ -126,6 +125,16 @@ class Box : public KavBase {
   // Reads the body of every child, and of their children. With check, a child whose rules are
   // broken is refused with ErrorCode::childRuleBroken.
   virtual void readChildren(RootBox& root, bool check);
+
+  // Further virtual operations come after the slots.
+
+  // The offset of the first payload byte past everything that the class itself reads: header, and
+  // in a FullBox version and flags.
+  virtual std::uint64_t contentStart() const { return payloadStart(); }
+
+  // See above.
+  std::uint64_t ownLength() const { return ownLength_; }
+  std::uint64_t extent() const { return extent_; }
 
   // Reads the body of this box, whose header is in the tree: rules, content, children. Leaves the
   // stream at the end of the box, or of the data when that comes first.
@@ -147,10 +156,6 @@ class Box : public KavBase {
   }
   std::uint64_t payloadStart() const { return start_ + headerLength(); }
 
-  // The offset of the first payload byte behind everything that the class itself reads: header,
-  // and in a FullBox version and flags.
-  virtual std::uint64_t contentStart() const { return payloadStart(); }
-
   // Gives the box, with everything in it, another place. One that was read ends with its last child
   // from here on: bytes that no child accounts for are left out.
   void place(std::uint64_t start);
@@ -167,22 +172,20 @@ class Box : public KavBase {
   // anew, and whose bytes at the new place are not there yet.
   void forgetWritten();
 
-  // Grows a built box: what is there, and the room it takes.
+  // Grows a built box: its own length, and the room it takes.
   void grow(std::uint64_t bytes);
 
-  // Rewrites the size field in the file with getCurrentSize().
+  // Rewrites the size field in the file with extent().
   void patchSize();
 
  protected:
   // The bytes between the stream's position and the end of the box.
   std::uint64_t bytesLeft() const;
 
-  void setSizes(std::uint64_t size) { size_ = currentSize_ = size; }
-  void setSize(std::uint64_t size) { size_ = size; }
-  void setCurrentSize(std::uint64_t size) { currentSize_ = size; }
+  void setLengths(std::uint64_t length) { ownLength_ = extent_ = length; }
+  void setOwnLength(std::uint64_t length) { ownLength_ = length; }
+  void setExtent(std::uint64_t length) { extent_ = length; }
   void setExtendedType(const ExtendedType& type) { extendedType_ = type; }
-  void setWritten(bool written) { written_ = written; }
-  bool isWritten() const { return written_; }
   std::vector<BoxPtr>& ownedChildren() { return children_; }
 
   // Changes the box itself to the form in which it is written and returns whether that is another
@@ -192,7 +195,9 @@ class Box : public KavBase {
   virtual bool takeWrittenForm();
 
   // Writes bytes at an offset in the file; throws ioFailed when the stream does not take them all.
-  void writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes);
+  void writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+    stream_.writeAt(offset, bytes.data(), bytes.size());
+  }
 
  private:
   // Brings the box and everything in it into the form in which it is written.
@@ -216,21 +221,21 @@ class Box : public KavBase {
   std::optional<ExtendedType> extendedType_;
   std::vector<BoxPtr> children_;
   NorvikKavStream& stream_;
-  std::uint64_t size_ = 0;
-  std::uint64_t currentSize_ = 0;
+  std::uint64_t ownLength_ = 0;
+  std::uint64_t extent_ = 0;
 };
 
 // A box whose payload begins with a version and 24 bits of flags.
 class FullBox : public Box {
  public:
-  // Reads version and flags at once: the stream stands right behind the header.
+  // Reads version and flags at once: the stream is just past the header.
   FullBox(BoxHeader header, NorvikKavStream& stream);
   FullBox(FourCc type, NorvikKavStream& stream, std::uint8_t version, std::uint32_t flags);
 
   void writeHeader() override;
 
   // Takes off a compact header whatever form the header has.
-  std::uint64_t getContentSize() const override { return getSize() - 12; }
+  std::uint64_t getContentSize() const override { return ownLength() - 12; }
   void readVersionAndFlags() override;
   void resetSize() override;
   std::uint64_t contentStart() const override { return payloadStart() + 4; }
@@ -240,7 +245,6 @@ class FullBox : public Box {
 
  protected:
   void setVersion(std::uint8_t version) { version_ = version; }
-  void setFlags(std::uint32_t flags) { flags_ = flags; }
 
  private:
   std::uint8_t version_ = 0;

@@ -13,12 +13,12 @@ namespace {
 
 constexpr std::uint64_t kSmallestBox = 8;
 
-// The last twelve bytes of every UUID that stands for a four-character code.
+// The last twelve bytes of every UUID that represents a four-character code.
 constexpr std::array<std::uint8_t, 12> kFourCcUuidTail = {0x00, 0x11, 0x00, 0x10, 0x80, 0x00,
                                                           0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
 
-// Tells whether a header can stand at the position; a few bytes that are too short for one are an
-// oddity, none at all are the ordinary end.
+// Whether a header can be at the position. Bytes too few for one are an irregularity; no bytes are
+// the ordinary end.
 bool roomForHeader(NorvikKavStream& stream, std::uint64_t position) {
   const std::uint64_t length = stream.size();
   if (position >= length) return false;
@@ -27,7 +27,7 @@ bool roomForHeader(NorvikKavStream& stream, std::uint64_t position) {
   return false;
 }
 
-// Decodes size and type at the stream's position. None for sizes that lead nowhere.
+// Decodes size and type at the stream's position. Nothing for sizes that lead nowhere.
 std::optional<BoxHeader> decodeSizeAndType(NorvikKavStream& stream) {
   BoxHeader header;
   header.start = stream.tell();
@@ -43,14 +43,14 @@ std::optional<BoxHeader> decodeSizeAndType(NorvikKavStream& stream) {
     header.extendsToEnd = true;
     header.size = stream.size() - header.start;
   }
-  // A size below its own header would put the next box inside this one, or stand still for ever.
+  // A size below its own header would put the next box inside this one, or loop forever.
   if (header.size < header.headerLength()) return std::nullopt;
   if (header.size > std::numeric_limits<std::uint64_t>::max() - header.start) return std::nullopt;
   header.end = header.start + header.size;
   return header;
 }
 
-// Reads the extended type of a uuid box. A box too short for one goes without and is passed over.
+// Reads the extended type of a uuid box. A box too short for one goes without it and is skipped.
 void decodeExtendedType(NorvikKavStream& stream, BoxHeader& header) {
   ExtendedType extended;
   stream.readFully(extended.data(), extended.size());
@@ -68,7 +68,7 @@ std::optional<BoxHeader> decodeHeader(NorvikKavStream& stream) {
 }
 
 // A movie that is still being recorded, or was cut off, has an mdat longer than the file; its
-// tables say which bytes matter. Any other box that is cut off cannot be used.
+// tables say which bytes are needed. Any other box that is cut off cannot be used.
 void checkEnd(NorvikKavStream& stream, const BoxHeader& header) {
   if (header.end <= stream.size()) return;
   if (header.type != fourCc("mdat")) throw Exception(ErrorCode::truncatedBox);
@@ -88,7 +88,7 @@ std::optional<BoxHeader> readBoxHeader(NorvikKavStream& stream, const Box* paren
   if (parent != nullptr && header->end > parent->end()) {
     askHandler(stream, Problem::childPastParent);
     header->end = parent->end();
-    // The header itself may be what runs over the end.
+    // The header itself may run past the end.
     if (header->end - header->start < header->headerLength()) return std::nullopt;
   }
   checkEnd(stream, *header);
@@ -125,7 +125,7 @@ std::vector<BoxPlace> listTopLevelBoxes(NorvikKavStream& stream) {
 
 void readChildHeaders(const ReadContext& context, Box& box, unsigned depth) {
   NorvikKavStream& stream = context.stream;
-  std::uint64_t position = box.start() + box.getSize();
+  std::uint64_t position = box.start() + box.ownLength();
   while (position < box.end() && box.end() - position >= kSmallestBox) {
     if (depth >= kDeepestNesting) throw Exception(ErrorCode::childRuleBroken);
     stream.seekTo(position);
@@ -137,7 +137,7 @@ void readChildHeaders(const ReadContext& context, Box& box, unsigned depth) {
     readChildHeaders(context, *child, depth + 1);
     box.addChild(std::move(child));
   }
-  // Media data may claim an end that no stream can reach.
+  // Media data may state an end that no stream can reach.
   stream.seekTo(std::min(box.end(), stream.size()));
 }
 

@@ -7,7 +7,7 @@
 
 namespace norvik::kav::impl {
 
-// Walks the children of a box, each in turn: ask current, then next. It refers to the box and owns
+// Walks the children of a box in order: call current, then next. It refers to the box and owns
 // nothing.
 class BoxIterator {
  public:
@@ -16,14 +16,14 @@ class BoxIterator {
   BoxIterator& operator=(const BoxIterator&) = default;
   virtual ~BoxIterator() = default;
 
-  // The child that the walk stands at, or null behind the last one.
+  // The current child, or null past the last one.
   virtual Box* current() { return childAtIndex(); }
 
   void next() {
     if (index_ >= 0) ++index_;
   }
 
-  // Where the walk stands; -1 for a walk that has no place to stand.
+  // The current index; -1 for a walk without a position.
   std::int32_t index() const { return index_; }
 
  protected:
@@ -32,7 +32,6 @@ class BoxIterator {
     return current_;
   }
   Box& parent() const { return *parent_; }
-  void setIndex(std::int32_t index) { index_ = index; }
 
  private:
   Box* parent_;
@@ -60,7 +59,7 @@ class BoxIteratorByType : public BoxIterator {
 };
 
 // Walks the children from an index down to 1. Index 0 is the end mark, so the first child is never
-// met: nothing that is looked for backwards can be a container's first child.
+// visited: no type that is searched backwards can be a container's first child.
 class ReverseBoxIterator {
  public:
   ReverseBoxIterator(Box& parent, std::size_t index) : parent_(&parent), index_(index) {}

@@ -9,7 +9,7 @@
 
 namespace norvik::kav::impl {
 
-// What a movie header is built from.
+// The parameters for building a movie header.
 struct MovieParameters {
   NorvikKavDateTime creationTime;
   NorvikKavDateTime modificationTime;
@@ -19,7 +19,7 @@ struct MovieParameters {
   float volume = 1;
 };
 
-// What a track, with all its boxes, is built from.
+// The parameters for building a track with all its boxes.
 struct TrackParameters {
   std::uint32_t trackId = 0;
   FourCc handlerType = 0;
@@ -33,7 +33,7 @@ struct TrackParameters {
   float height = 0;
   float volume = 0;
   std::array<char, 4> language{'u', 'n', 'd', '\0'};
-  std::vector<std::uint32_t> hintedTrackIds;  // what a hint track refers to
+  std::vector<std::uint32_t> hintedTrackIds;  // the tracks that a hint track refers to
 
   std::uint32_t editCapacity = 0;        // n: the edit list has room for 2 n + 1 edits
   std::uint32_t sampleCapacity = 0;      // samples announced

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 #include "kav/exception.h"
@@ -10,40 +11,45 @@
 
 namespace norvik::kav::impl {
 
-// The version in which a class always writes its box, whatever version was read.
-template <std::uint8_t kVersion>
-struct WrittenVersion {
-  static constexpr std::uint8_t value = kVersion;
-};
-
-// Lets a box that was read claim its fixed part only, so that bytes behind it are read as children.
+// Lets a box that was read claim only its fixed part, so that bytes past it are read as children.
 struct KeepsFixedPartOnly {};
 
-// A full box whose payload is a record and nothing else. The class of a box adds constructors.
-template <class Record, class Written>
-class RecordBox : public FullBox {
- public:
-  static constexpr LayoutForm kWrittenForm{Written::value, 0};
+// A box whose payload is only a record. The class of a box adds constructors. Kind is Plain, or
+// Full<version> for a box that begins with version and flags.
+template <class Record, class Kind>
+class RecordBox : public std::conditional_t<Kind::kIsFull, FullBox, Box> {
+  using Base = std::conditional_t<Kind::kIsFull, FullBox, Box>;
 
-  RecordBox(BoxHeader header, NorvikKavStream& stream) : FullBox(std::move(header), stream) {}
+ public:
+  RecordBox(BoxHeader header, NorvikKavStream& stream) : Base(std::move(header), stream) {}
   RecordBox(BoxHeader header, NorvikKavStream& stream, KeepsFixedPartOnly)
-      : FullBox(std::move(header), stream) {
-    setSizes(headerLength() + 4 + recordSize<Record>(kWrittenForm));
+      : Base(std::move(header), stream) {
+    this->setLengths(headerLength() + kVersionAndFlags +
+                     recordSize<Record>(LayoutForm{Kind::kVersion, 0}));
   }
-  RecordBox(FourCc type, NorvikKavStream& stream, std::uint32_t flags, const Record& record)
-      : FullBox(type, stream, Written::value, flags), record_(record) {
-    setSizes(kFullBoxHeaderSize + recordSize<Record>(LayoutForm{Written::value, flags}));
+  RecordBox(FourCc type, NorvikKavStream& stream, std::uint32_t flags,
+            const Record& record) requires(Kind::kIsFull)
+      : Base(type, stream, Kind::kVersion, flags), record_(record) {
+    this->setLengths(fullBoxSize<Record>(LayoutForm{Kind::kVersion, flags}));
   }
+  RecordBox(FourCc type, NorvikKavStream& stream, const Record& record) requires(!Kind::kIsFull)
+      : Base(type, stream), record_(record) {
+    this->setLengths(plainBoxSize<Record>());
+  }
+
+  using Base::contentStart;
+  using Base::headerLength;
+  using Base::isFromFile;
 
   const Record& record() const { return record_; }
   Record& record() { return record_; }
 
   void readContent() override {
-    const LayoutForm form{version(), flags()};
+    const LayoutForm form = storedForm();
     const std::size_t needed = recordSize<Record>(form);
-    if (bytesLeft() < needed) throw Exception(ErrorCode::truncatedBox);
+    if (this->bytesLeft() < needed) throw Exception(ErrorCode::truncatedBox);
     Buffer buffer;
-    stream().readFully(buffer.data(), needed);
+    this->stream().readFully(buffer.data(), needed);
     FieldReader reader(std::span<const std::uint8_t>(buffer).first(needed), form);
     Record::layout(reader, record_);
   }
@@ -52,28 +58,37 @@ class RecordBox : public FullBox {
     const LayoutForm form = writtenForm();
     Buffer buffer;
     const std::span<std::uint8_t> bytes = std::span(buffer).first(recordSize<Record>(form));
-    FieldWriter writer(bytes, form);
-    Record::layout(writer, record_);
-    writeAt(contentStart(), bytes);
+    encodeRecord(record_, bytes, form);
+    this->writeAt(contentStart(), bytes);
   }
 
-  // The fields of a header are brought up to date by writing them again.
+  // Rewrites the fields, which brings them up to date.
   void updateContent() override { writeContent(); }
 
  protected:
-  // A box that was read in another version takes up the room of the written one from here on.
+  // A box that was read in another version takes the room of the written one from here on.
   bool takeWrittenForm() override {
-    const bool changed = FullBox::takeWrittenForm();
-    if (!isFromFile() || version() == Written::value) return changed;
-    setVersion(Written::value);
-    setSizes(headerLength() + 4 + recordSize<Record>(writtenForm()));
-    return true;
+    const bool changed = Base::takeWrittenForm();
+    if constexpr (!Kind::kIsFull) {
+      return changed;
+    } else {
+      if (!isFromFile() || this->version() == Kind::kVersion) return changed;
+      this->setVersion(Kind::kVersion);
+      this->setLengths(headerLength() + kVersionAndFlags + recordSize<Record>(writtenForm()));
+      return true;
+    }
   }
 
  private:
-  LayoutForm writtenForm() const { return {Written::value, flags()}; }
+  static constexpr std::uint64_t kVersionAndFlags = Kind::kIsFull ? 4 : 0;
 
-  // No record grows when a field is left out, so all flags in the wide form is the longest.
+  LayoutForm storedForm() const {
+    if constexpr (Kind::kIsFull) return {this->version(), this->flags()};
+    return {};
+  }
+  LayoutForm writtenForm() const { return {Kind::kVersion, storedForm().flags}; }
+
+  // A record never grows when a field is left out, so it is longest with all flags and wide fields.
   using Buffer = std::array<std::uint8_t, recordSize<Record>(LayoutForm{1, 0xFFFFFF})>;
 
   Record record_;

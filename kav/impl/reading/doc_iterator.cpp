@@ -16,10 +16,10 @@
 namespace norvik::kav::impl {
 namespace {
 
-// Up to this many tracks the earliest head is found by asking every track in turn.
+// Up to this many tracks, the earliest head is found by checking every track in turn.
 constexpr std::size_t kMostScannedTracks = 16;
 
-// Whether a time is earlier than another. Exact for all times, which their products would not be.
+// Whether a time is earlier than another. Exact for all times; products of them would overflow.
 bool isEarlier(const Moment& a, const Moment& b) {
   const std::uint64_t seconds = a.time / a.timescale;
   const std::uint64_t otherSeconds = b.time / b.timescale;
@@ -27,8 +27,8 @@ bool isEarlier(const Moment& a, const Moment& b) {
   return a.time % a.timescale * b.timescale < b.time % b.timescale * a.timescale;
 }
 
-// As rescaleTime, seconds apart from their fraction: a stream that counts from 1970 in fine units
-// passes 64 bits otherwise.
+// Like rescaleTime, but converts whole seconds and the fraction separately: a stream that counts
+// from 1970 in fine units would exceed 64 bits otherwise.
 std::uint64_t inTimescale(const Moment& time, std::uint32_t timescale) {
   const std::uint64_t seconds = time.time / time.timescale;
   const std::uint64_t fraction = time.time % time.timescale;
@@ -36,8 +36,8 @@ std::uint64_t inTimescale(const Moment& time, std::uint32_t timescale) {
                      rescaleTime(fraction, time.timescale, timescale));
 }
 
-// The same for the bound of a range, which may be any time at all: one that is too late for 64 bits
-// lies after every sample.
+// The same for the bound of a range, which may be any time: one that is too late for 64 bits lies
+// after every sample.
 std::uint64_t boundInTimescale(const Moment& bound, std::uint32_t timescale) {
   constexpr std::uint64_t kLatest = std::numeric_limits<std::uint64_t>::max();
   if (bound.timescale == 0 || timescale == 0) return 0;
@@ -49,14 +49,14 @@ std::uint64_t boundInTimescale(const Moment& bound, std::uint32_t timescale) {
 // for a track without samples.
 std::optional<std::uint64_t> beginOf(const TrackRecord& track) {
   if (track.hasSamplesInTables()) return 0;
-  const FragmentPlaces::Place* first = track.root->fragmentOf(track.info().trackId, 0);
+  const FragmentDirectory::Place* first = track.root->fragmentOf(track.info().trackId, 0);
   if (first == nullptr) return std::nullopt;
   return first->fragment->partsOf(track.info().trackId).front()->decodeTime().value_or(0);
 }
 
 // The time 0 of a movie: the earliest time at which one of its tracks begins. The fragments of an
-// excerpt keep the times of the whole, from which it is taken off. No more is read for it than for
-// the first samples of the tracks, which are wanted next.
+// excerpt keep the times of the whole movie, from which it is subtracted. This reads no more than
+// the first samples of the tracks, which are needed next.
 Moment beginOf(std::span<const TrackRecord> tracks) {
   std::optional<Moment> earliest;
   for (const TrackRecord& track : tracks) {
@@ -77,7 +77,7 @@ std::uint32_t firstCompositionOffset(MediaIterCreator& creator, const ElstBox& e
   return creator.createMediaIterator(0)->take(first) ? first.info.compositionOffset : 0;
 }
 
-// One track on its way to its iterator.
+// A track before its iterator is made.
 struct TrackPlan {
   const TrackRecord& track;
   std::unique_ptr<MediaIterCreator> creator;
@@ -139,7 +139,7 @@ DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
   }
   leaves_ = std::bit_ceil(tracks_.size());
   winners_.resize(2 * leaves_);
-  // Places beyond the last track are played by the last track, which changes no result.
+  // Places after the last track also refer to the last track, which changes no result.
   for (std::size_t i = 0; i < leaves_; ++i) {
     winners_[leaves_ + i] = std::min(i, tracks_.size() - 1);
   }
@@ -155,7 +155,7 @@ bool DocIterator::comesBefore(std::size_t a, std::size_t b) const {
   if (!tracks_[a].hasHead || !tracks_[b].hasHead) return tracks_[a].hasHead;
   const NorvikKavSampleInfo& x = tracks_[a].head.info;
   const NorvikKavSampleInfo& y = tracks_[b].head.info;
-  // Seconds compared exactly, by multiplying across; for times beyond any real movie the products
+  // Compares seconds exactly, by multiplying across; for times beyond any real movie the products
   // wrap.
   return wrappingMultiply(x.decodingTime, y.timescale) <
          wrappingMultiply(y.decodingTime, x.timescale);
@@ -192,7 +192,7 @@ bool DocIterator::take(Sample& sample) {
   try {
     track.hasHead = track.iterator->hasNext() && track.iterator->take(track.head);
   } catch (...) {
-    // The other tracks go on without this one.
+    // The other tracks continue without this one.
     findEarliestAgain(earliest_);
     throw;
   }

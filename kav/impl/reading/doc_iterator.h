@@ -12,15 +12,15 @@
 
 namespace norvik::kav::impl {
 
-// Makes the iterators of the tracks of a document that are wanted, in their order. The times of a
-// movie with fragments count from the earliest one at which any of its tracks begins.
+// Makes the iterators of the selected tracks of a document, in file order. The times of a movie
+// with fragments count from the earliest one at which any of its tracks begins.
 std::vector<std::unique_ptr<SampleIterator>> createTrackIterators(
     std::span<const TrackRecord> tracks, std::uint32_t movieTimescale,
     const SampleOptions& options);
 
-// By how much the samples of a track are delivered later than its edit list says, in the media
-// timescale: what was taken off the first media time, because samples are picked by decoding time;
-// see makeEditSegments. 0 where edit lists are not applied.
+// How much later the samples of a track are delivered than its edit list says, in the media
+// timescale: the amount subtracted from the first media time, because samples are selected by
+// decoding time; see makeEditSegments. 0 if edit lists are not applied.
 std::uint64_t editShift(const TrackRecord& track, const SampleOptions& options);
 
 // The samples of all tracks, merged by decoding time. Of samples at the same time, the one whose
@@ -39,19 +39,19 @@ class DocIterator final : public SampleIterator {
     bool hasHead = false;
   };
 
-  // Whether the head of track a is earlier than that of track b; a track without one never is.
+  // Whether the head of track a is earlier than that of track b; false for a track without a head.
   bool comesBefore(std::size_t a, std::size_t b) const;
   std::size_t scanForEarliest() const;
 
-  // To be called when a track has got another head.
+  // Must be called when a track has a new head.
   void findEarliestAgain(std::size_t track);
 
   std::vector<Track> tracks_;
   std::size_t earliest_ = 0;  // the track whose head comes next
 
-  // Beyond a handful of tracks: a tournament among the heads. winners_[1] is the overall winner,
-  // and node n is played by the winners of nodes 2 n and 2 n + 1, so thousands of tracks cost a few
-  // comparisons for each sample.
+  // For more than a handful of tracks: a tournament among the heads. winners_[1] is the overall
+  // winner, and the winners of nodes 2 n and 2 n + 1 compete in node n. So thousands of tracks cost
+  // a few comparisons for each sample.
   std::vector<std::size_t> winners_;
   std::size_t leaves_ = 0;
 };

@@ -13,7 +13,7 @@ std::uint64_t usableOffset(std::uint32_t compositionOffset) {
   return compositionOffset < kFirstNegativeOffset ? compositionOffset : 0;
 }
 
-// Gives the last media segment back at its end what was taken off its media time.
+// Adds to the end of the last media segment what was subtracted from its media time.
 void keepLastEnd(const ElstBox& edits, std::vector<EditSegment>& segments) {
   for (std::size_t i = segments.size(); i > 0; --i) {
     EditSegment& segment = segments[i - 1];
@@ -37,8 +37,8 @@ std::vector<EditSegment> makeEditSegments(const ElstBox& edits,
     EditSegment segment{edit.segmentDuration, mediaTime, start};
     if (!segment.isEmpty()) segment.mediaTime = mediaTime - std::min(mediaTime, offset);
     segments.push_back(segment);
-    // Durations come from the file and their sum may pass 2^64; the walk then starts again at 0,
-    // and the segments in question select nothing.
+    // Durations come from the file and their sum may exceed 2^64. The walk then starts again at 0,
+    // and the segments concerned select nothing.
     start = wrappingAdd(start, edit.segmentDuration);
   }
   keepLastEnd(edits, segments);

@@ -14,10 +14,10 @@
 namespace norvik::kav::impl {
 namespace {
 
-// Of the flags that a fragment states for a sample: not a sync sample, and depending on others.
+// Sample flags of a fragment: not a sync sample, and depending on others.
 constexpr std::uint32_t kNotSyncFlags = 0x01010000;
 
-// Eight bits of them are what an sdtp byte says.
+// Eight of the flag bits are an sdtp byte.
 constexpr unsigned kDependencyShift = 20;
 
 }  // namespace
@@ -41,7 +41,7 @@ void FragmentedTrackIterator::begin() {
   settle();
 }
 
-// The samples of the movie may have ended for want of a description; so do all others then.
+// If the samples of the movie ended at a missing description, all others end too.
 void FragmentedTrackIterator::beginAfter(const Sample& lastOfMovie) {
   if (lastOfMovie.description == nullptr) {
     ended_ = true;
@@ -60,7 +60,7 @@ void FragmentedTrackIterator::openMovieSamples() {
 bool FragmentedTrackIterator::openNextFragment() {
   fragment_ = nullptr;
   RootBox& root = *track_.root;
-  const FragmentPlaces::Place* place = root.fragmentOf(track_.info().trackId, nextFragment_);
+  const FragmentDirectory::Place* place = root.fragmentOf(track_.info().trackId, nextFragment_);
   if (place == nullptr) {
     fragmentsPassed_ = root.fragmentCount();
     return false;
@@ -129,7 +129,7 @@ void FragmentedTrackIterator::noteRun() {
                     end);
 }
 
-// Goes to the first run that is needed, as far as another iterator has come.
+// Skips to the first run that is needed, as far as another iterator has got.
 void FragmentedTrackIterator::jump() {
   const PassedRuns::Place* place = passedRuns_ == nullptr ? nullptr : passedRuns_->find(start_);
   if (place == nullptr) return;
@@ -149,7 +149,7 @@ void FragmentedTrackIterator::settle() {
   for (;;) {
     if (!samples_ && !openNextRun()) break;
     const TrunBox& run = *parts_.front()->runs()[run_ - 1];
-    // A run that ends before the range is passed as a whole.
+    // A run that ends before the range is skipped as a whole.
     const std::uint64_t left = run.totalDuration();
     if (samples_->isValid() && samples_->index() == 0 && left < start_ &&
         decodingTime_ < start_ - left) {
@@ -210,7 +210,7 @@ bool FragmentedTrackIterator::take(Sample& sample) {
   if (ended_) return false;
   fill(sample);
   if (sample.description == nullptr) {
-    // Without its description nothing after this sample can be understood.
+    // Without its description, no sample after this one can be understood.
     ended_ = true;
     return true;
   }

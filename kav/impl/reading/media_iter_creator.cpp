@@ -31,7 +31,7 @@ std::unique_ptr<SampleIterator> MediaIterCreator::createMediaIterator(std::uint6
 }
 
 SamplePtr MediaIterCreator::createEmptySample(std::uint64_t time) {
-  // Without a sample before it an empty edit is counted to the first fragment.
+  // Without a sample before it, an empty edit belongs to the first fragment.
   return std::make_unique<Sample>(emptySample(track_, time, context_, fragmented_ ? 1 : 0));
 }
 

@@ -9,8 +9,8 @@
 
 namespace norvik::kav::impl {
 
-// Makes what an edit list needs to be walked: iterators over a track's media and the samples that
-// stand for empty edits.
+// Makes what a walk over an edit list needs: iterators over a track's media, and the samples that
+// represent empty edits.
 class IMediaIterCreator {
  public:
   virtual ~IMediaIterCreator() = default;
@@ -18,7 +18,7 @@ class IMediaIterCreator {
   // The samples of the media from a decoding time on, in the media timescale.
   virtual std::unique_ptr<SampleIterator> createMediaIterator(std::uint64_t start) = 0;
 
-  // A sample without bytes that stands for an empty edit, at a time in the media timescale.
+  // A sample without bytes that represents an empty edit, at a time in the media timescale.
   virtual SamplePtr createEmptySample(std::uint64_t time) = 0;
 };
 
@@ -32,7 +32,7 @@ class MediaIterCreator final : public IMediaIterCreator {
   std::unique_ptr<SampleIterator> createMediaIterator(std::uint64_t start) override;
   SamplePtr createEmptySample(std::uint64_t time) override;
 
-  // As createMediaIterator, ending before the first sample at or after a decoding time.
+  // Like createMediaIterator, but ends before the first sample at or after a decoding time.
   std::unique_ptr<SampleIterator> createMediaIterator(std::uint64_t start, std::uint64_t end);
 
   bool ignoresEditLists() const { return ignoreEditLists_; }

@@ -41,7 +41,7 @@ void PresentationIter::nextSegment() {
   openSegment();
 }
 
-// Goes to the first segment, from segment_ on, of which anything may lie in the range.
+// Goes to the first segment, from segment_ on, that may overlap the range.
 void PresentationIter::openSegment() {
   media_.reset();
   for (; segment_ != segments_.size(); ++segment_) {
@@ -87,7 +87,7 @@ void PresentationIter::fetch() {
       holds_ = true;
       return;
     }
-    // Media that runs out inside a segment goes on with the next one.
+    // When the media ends inside a segment, the walk continues with the next one.
     holds_ = fetchFromMedia();
     if (!holds_) nextSegment();
   }

@@ -11,9 +11,9 @@
 
 namespace norvik::kav::impl {
 
-// A track as its edit list shows it: the samples of each segment's stretch of media, moved to where
-// the segment is shown, and one empty-edit sample for each segment without media, which is counted
-// to the fragment of the sample delivered before it.
+// A track as its edit list shows it: the samples of each segment's stretch of media, moved to the
+// time at which the segment is shown, and one empty-edit sample for each segment without media.
+// That sample belongs to the fragment of the sample delivered before it.
 class PresentationIter final : public SampleIterator {
  public:
   // The samples that are shown from start on, ending before the first that is shown at or after
@@ -45,7 +45,7 @@ class PresentationIter final : public SampleIterator {
   std::size_t segment_ = 0;
   std::uint64_t segmentStart_ = 0;  // media timescale
   std::uint64_t segmentEnd_ = 0;
-  std::uint64_t firstTime_ = 0;                    // the media time from which on samples are shown
+  std::uint64_t firstTime_ = 0;  // the media time at which the shown samples begin
   std::optional<std::uint32_t> fragmentSequence_;  // of the latest sample, if it is of a fragment
   std::unique_ptr<SampleIterator> media_;
   Sample held_;

@@ -132,7 +132,7 @@ Reader::Reader(boost::intrusive_ptr<NorvikIStream> stream, const ReaderOptions& 
     mediaData_ = childAs<MdatBox>(*box);
     if (mediaData_ != nullptr) break;
   }
-  cache_.emplace(document_.stream(), kCacheBlockSize, cacheBlocks(tracks_.size()));
+  cache_.emplace(document_.source(), kCacheBlockSize, cacheBlocks(tracks_.size()));
 }
 
 void Reader::addTrack(TrakBox& trak) {

@@ -35,7 +35,7 @@ class TrackIterator final : public SampleIterator {
   bool take(Sample& sample) override;
 
  private:
-  // Stands the iterator at the first sample of the first segment from segment_ on that has one.
+  // Moves the iterator to the first sample of the first segment from segment_ on that has one.
   void openSegment();
   void position(std::uint64_t start, std::uint64_t end);
   bool walkToSample(std::uint32_t number);
@@ -49,7 +49,7 @@ class TrackIterator final : public SampleIterator {
   std::uint64_t end_;
   std::size_t segment_ = 0;
 
-  bool valid_ = false;          // stands at a sample
+  bool valid_ = false;          // is at a sample
   std::uint64_t rangeEnd_ = 0;  // of the segment, in the media timescale
   std::uint64_t offset_ = 0;    // of the current sample in the file
   TimeCursor times_;

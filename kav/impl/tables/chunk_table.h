@@ -117,12 +117,13 @@ class ChunkTableBuilder {
     const bool joins = offset == expectedOffset_ && entry.samplesPerChunk > 0 &&
                        entry.descriptionIndex == descriptionIndex;
     expectedOffset_ = offset + size;
+    std::optional<Chunk> closed;
     if (joins) {
       ++entry.samplesPerChunk;
-      return std::nullopt;
+    } else {
+      if (entry.samplesPerChunk > 0) closed = open_;
+      open_ = {{entry.firstChunk + 1, 1, descriptionIndex}, offset};
     }
-    const std::optional<Chunk> closed = finish();
-    open_ = {{entry.firstChunk + 1, 1, descriptionIndex}, offset};
     return closed;
   }
 

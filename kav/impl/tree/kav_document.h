@@ -2,7 +2,7 @@
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 
-#include "kav/impl/bytes/stream_adapters.h"
+#include "kav/impl/bytes/document_stream.h"
 #include "kav/impl/tree/root_box.h"
 
 namespace norvik::kav::impl {
@@ -14,6 +14,9 @@ class KavDocument {
       : stream_(std::move(stream)), root_(prepare(stream_, problemHandler)) {}
 
   NorvikKavStream& stream() { return stream_; }
+
+  // The same bytes, for reads that need no blocks.
+  NorvikKavStream& source() { return stream_.source(); }
   const NorvikKavStream& stream() const { return stream_; }
   RootBox& root() { return root_; }
   const RootBox& root() const { return root_; }
@@ -26,7 +29,7 @@ class KavDocument {
     return stream;
   }
 
-  NorvikKavIStream stream_;
+  DocumentStream stream_;
   RootBox root_;
 };
 

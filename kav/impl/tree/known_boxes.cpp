@@ -25,7 +25,7 @@ BoxPtr makeUuid(BoxAllocator* allocator, BoxHeader&& header, NorvikKavStream& st
   return maker(allocator, std::move(header), stream);
 }
 
-// One line a class, in the order in which a file holds them; the formatter would set them in
+// One class a line, in the order in which a file holds them; the formatter would arrange them in
 // columns.
 // clang-format off
 constexpr KnownBox kKnownBoxes[] = {

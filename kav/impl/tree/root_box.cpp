@@ -15,7 +15,7 @@ RootBox::RootBox(NorvikKavStream& stream, BoxFactory* factory, BoxAllocator* all
     : Box(fourCc("root"), stream),
       factory_(factory != nullptr ? *factory : knownBoxes()),
       childAllocator_(allocator) {
-  setSizes(0);
+  setLengths(0);
 }
 
 Box* RootBox::getChild(std::size_t index) {
@@ -28,11 +28,11 @@ Box* RootBox::getChild(std::size_t index) {
 void RootBox::addChild(BoxPtr child) {
   if (auto* movie = childAs<MoovBox>(*child)) movie_ = movie;
   if (auto* metadata = childAs<XMPDataBox>(*child)) metadata_ = metadata;
-  if (auto* fragment = childAs<MoofBox>(*child)) places_.add(*fragment);
+  if (auto* fragment = childAs<MoofBox>(*child)) directory_.add(*fragment, loadedCount());
   Box::addChild(std::move(child));
 }
 
-// Media data may claim an end that no stream can reach.
+// Media data may state an end that no stream can reach.
 void RootBox::seekToEnd(std::uint64_t end) { stream().seekTo(std::min(end, stream().size())); }
 
 void RootBox::fetchMovie(const Box& fragment) {
@@ -52,7 +52,7 @@ void RootBox::fetchMovie(const Box& fragment) {
 
 Box* RootBox::readNextBox() {
   stream().computeSize();
-  seekToEnd(start() + getCurrentSize());
+  seekToEnd(start() + extent());
   std::optional<BoxHeader> header = readBoxHeader(stream(), nullptr);
   if (!header) return nullptr;
   if (header->type == fourCc("moov") && movie_ != nullptr) {
@@ -64,7 +64,7 @@ Box* RootBox::readNextBox() {
   }
   BoxPtr box = factory_.createBox(stream(), std::move(*header), childAllocator_);
   if (box == nullptr) return nullptr;
-  // A fragment makes no sense without its movie, so the movie's absence is reported first.
+  // A fragment is useless without its movie, so a missing movie is reported first.
   if (box->type() == fourCc("moof") && movie_ == nullptr) fetchMovie(*box);
   readChildHeaders(readContext(), *box);
   box->readBody(*this, true);
@@ -79,25 +79,17 @@ MoovBox* RootBox::readMovie() {
   return movie_;
 }
 
-void RootBox::indexFragments() {
-  for (; nextToIndex_ < loadedCount(); ++nextToIndex_) {
-    auto* fragment = childAs<MoofBox>(*Box::getChild(nextToIndex_));
-    if (fragment != nullptr && movie_ != nullptr) fragments_.add(*fragment, nextToIndex_, *movie_);
-  }
-}
-
 BoxIteratorByType RootBox::findFragment(std::uint32_t trackId, std::uint64_t time) {
   std::int32_t index = -1;
   do {
-    indexFragments();
-    index = fragments_.find(trackId, time);
+    if (movie_ != nullptr) index = directory_.findTime(trackId, time, *movie_);
   } while (index < 0 && readNextBox() != nullptr);
   return {*this, fourCc("moof"), index};
 }
 
-const FragmentPlaces::Place* RootBox::fragmentOf(std::uint32_t trackId, std::size_t index) {
+const FragmentDirectory::Place* RootBox::fragmentOf(std::uint32_t trackId, std::size_t index) {
   for (;;) {
-    const FragmentPlaces::Place* place = places_.find(trackId, index);
+    const FragmentDirectory::Place* place = directory_.find(trackId, index);
     if (place != nullptr || readNextBox() == nullptr) return place;
   }
 }

@@ -7,20 +7,20 @@
 
 namespace norvik::kav::impl {
 
-// Builds the edit list of a track while its samples come in. Gap markers open gaps: stretches of
-// the presentation without media, which become empty edits and are taken out of the decoding times.
+// Builds the edit list of a track while its samples arrive. Gap markers open gaps: stretches of the
+// presentation without media. They become empty edits and are removed from the decoding times.
 //
-// Order of calls: addGap and addSample in the order of their times, finish once.
+// Order of calls: addGap and addSample in the order of their times, then finish once.
 class EditTimeline {
  public:
-  // Edits are added to the list: two for every gap and one more. addGap, addSample and finish throw
-  // editListFull when it has no room for them, or would grow beyond ElstBox::kMostWritten.
+  // Adds two edits to the list for every gap, and one more. addGap, addSample and finish throw
+  // editListFull if the list has no room for them, or would grow beyond ElstBox::kMostWritten.
   EditTimeline(std::uint32_t timescale, std::uint32_t movieTimescale, ElstBox& edits);
 
-  // A gap begins at a time. Within an open gap it changes nothing.
+  // Begins a gap at a time. Within an open gap it has no effect.
   void addGap(std::uint64_t time);
 
-  // A sample stands at a time; returns its decoding time in the media, without the gaps before it.
+  // Adds a sample at a time; returns its decoding time in the media, without the gaps before it.
   std::uint64_t addSample(std::uint64_t time);
 
   // Completes the edit list.
@@ -33,7 +33,7 @@ class EditTimeline {
 
   std::uint64_t toMovieTime(std::uint64_t time) const;
 
-  // How many gaps were begun.
+  // The number of gaps begun.
   std::uint32_t gapCount() const { return gapCount_; }
 
  private:
@@ -43,14 +43,14 @@ class EditTimeline {
   std::uint64_t segmentStart_ = 0;
   std::uint64_t gapTime_ = 0;  // of all closed gaps
   std::uint64_t lastTime_ = 0;
-  std::uint64_t tail_ = 0;  // what is shown behind the last time
+  std::uint64_t tail_ = 0;  // the time shown after the last time
   bool inGap_ = false;
   bool editPending_ = true;
   std::uint32_t gapCount_ = 0;
 };
 
-// One movie tick in track units: what the last sample of a track lasts, since no later decoding
-// time tells. 1 for a track that counts no finer than the movie.
+// One movie tick in track units: the duration of a track's last sample, which no later decoding
+// time gives. It is 1 for a track whose units are no finer than the movie's.
 std::uint32_t ticksPerMovieTick(std::uint32_t timescale, std::uint32_t movieTimescale);
 
 }  // namespace norvik::kav::impl

@@ -21,10 +21,10 @@ constexpr std::uint64_t kDefaultFragmentSeconds = 2;
 
 constexpr std::uint64_t kLongestDuration = std::numeric_limits<std::uint32_t>::max();
 
-// What the record of a sample takes up in its run.
+// The length of a sample's record in its run.
 constexpr std::uint64_t kRecordLength = 16;
 
-// The flags of a sample as a fragment states them. An sdtp byte has its place among them.
+// The flags of a sample in the form of a fragment. They have room for an sdtp byte.
 constexpr unsigned kDependencyShift = 20;
 constexpr std::uint32_t kNotSync = 0x00010000;
 constexpr std::uint32_t kDependsOnOthers = 0x01000000;
@@ -36,14 +36,14 @@ std::uint8_t dependenciesOf(std::uint32_t flags) {
   return static_cast<std::uint8_t>(flags >> kSampleDependencyShift & 0xFF);
 }
 
-// Players take a sample for a sync sample only if its flags do not say that it depends on others.
+// Players treat a sample as a sync sample only if its flags do not say that it depends on others.
 std::uint32_t fragmentFlags(std::uint32_t flags, bool hasDependencies) {
   if (!hasDependencies) return isSync(flags) ? kDependsOnNone : kNotSync | kDependsOnOthers;
   const std::uint32_t dependencies = std::uint32_t{dependenciesOf(flags)} << kDependencyShift;
   return isSync(flags) ? dependencies & ~kDependsOnOthers : dependencies | kNotSync;
 }
 
-// Whether the flags of a fragment cannot say the sdtp byte of a sample.
+// Whether the flags of a fragment cannot express the sdtp byte of a sample.
 bool needsDependencyByte(std::uint32_t flags) {
   return isSync(flags) &&
          (std::uint32_t{dependenciesOf(flags)} << kDependencyShift & kDependsOnOthers) != 0;
@@ -70,7 +70,7 @@ void FragmentWriter::prepareTrack(TrackParameters& parameters) const {
 }
 
 // The defaults of the track lie before all tracks, which move unless there is room for them. The
-// file ends with the movie box, although that holds room to which nothing was written.
+// file ends with the movie box, although that has room to which nothing was written.
 void FragmentWriter::addTrack() {
   waiting_.emplace_back();
   MoovBox& moov = movie_.moov;
@@ -84,13 +84,13 @@ void FragmentWriter::addTrack() {
     moov.patchSize();
   }
   coverRoomForDefaults();
-  movie_.stream.setSize(moov.start() + moov.getCurrentSize());
+  movie_.stream.setSize(moov.start() + moov.extent());
 }
 
 void FragmentWriter::coverRoomForDefaults() {
   const MvexBox& extends = *movie_.moov.mvex();
   const std::uint64_t filled = extends.filledSize();
-  const std::uint64_t room = extends.getCurrentSize() - filled;
+  const std::uint64_t room = extends.extent() - filled;
   if (room == 0) return;
   SkipBox cover(room, movie_.stream, SkipBox::Fill::hole, fourCc("free"));
   cover.place(extends.start() + filled);
@@ -101,7 +101,7 @@ FragmentWriter::Waiting& FragmentWriter::waitingOf(const TrackDraft& track) {
   return waiting_[static_cast<std::size_t>(&track - movie_.tracks.data())];
 }
 
-// The movie box has grown since it was written, in places all over it.
+// The movie box has grown since it was written, in many places.
 void FragmentWriter::writeMovieBox() {
   MoovBox& moov = movie_.moov;
   for (const TrackDraft& track : movie_.tracks) track.stbl->stsd()->dropPadding();
@@ -111,11 +111,11 @@ void FragmentWriter::writeMovieBox() {
   moov.write();
 }
 
-// From here on the file holds a whole movie without edits, so that it can be played although its
-// writer never gets to the finish. Only the edit lists are still to grow.
+// From here on the file holds a complete movie without edits, so that it can be played even if its
+// writer never reaches the finish. Only the edit lists still grow.
 void FragmentWriter::openHead() {
   writeMovieBox();
-  const std::uint64_t end = movie_.moov.start() + movie_.moov.getCurrentSize();
+  const std::uint64_t end = movie_.moov.start() + movie_.moov.extent();
   std::uint64_t room = 0;
   for (TrackDraft& track : movie_.tracks) {
     room += ElstBox::roomFor(track.gapCapacity);
@@ -145,7 +145,7 @@ void FragmentWriter::completeHeld(Waiting& waiting, std::uint32_t duration) {
   completeLength_ += length;
 }
 
-// With no next sample to tell, a sample lasts as long as the last one of a track does.
+// Without a next sample, a sample lasts as long as the last one of a track does.
 void FragmentWriter::completeAllHeld() {
   for (std::size_t i = 0; i < waiting_.size(); ++i) {
     if (!waiting_[i].holdsLast) continue;
@@ -156,7 +156,7 @@ void FragmentWriter::completeAllHeld() {
 
 void FragmentWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
                                std::uint64_t mediaTime) {
-  if (sample.data.size() > kLongestSample) throw Exception(ErrorCode::sampleTooLarge);
+  if (sample.size > kLongestSample) throw Exception(ErrorCode::sampleTooLarge);
   if (!movie_.isHeadClosed()) openHead();
   Waiting& waiting = waitingOf(track);
   if (waiting.reached && (sample.decodingTime < waiting.reached->presentationTime ||
@@ -174,19 +174,19 @@ void FragmentWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
   }
   waiting.samples.push_back({.mediaTime = mediaTime,
                              .presentationTime = sample.decodingTime,
-                             .size = static_cast<std::uint32_t>(sample.data.size()),
+                             .size = sample.size,
                              .flags = sample.flags,
                              .compositionOffset = sample.compositionOffset,
                              .descriptionIndex = sample.descriptionIndex});
-  waiting.bytes.insert(waiting.bytes.end(), sample.data.begin(), sample.data.end());
+  waiting.bytes.insert(waiting.bytes.end(), sample.bytes().begin(), sample.bytes().end());
   waiting.holdsLast = true;
   if (!waiting.reached) waiting.reached.emplace();
   waiting.reached->mediaTime = mediaTime;
   waiting.reached->presentationTime = sample.decodingTime;
 }
 
-// A part without samples says no more than where its track has got to, and not even that as long as
-// it is not known.
+// A part without samples states only the time that its track has reached, and not even that while
+// it is unknown.
 TrunBox* FragmentWriter::addPart(MoofBox& fragment, std::size_t track) {
   const Waiting& waiting = waiting_[track];
   const std::span samples = waiting.complete();
@@ -262,7 +262,7 @@ void FragmentWriter::writeFragment() {
   }
 
   MdatBox mediaData(movie_.stream, MdatBox::Mode::buffered);
-  mediaData.place(fragment->start() + fragment->getCurrentSize());
+  mediaData.place(fragment->start() + fragment->extent());
   for (std::size_t i = 0; i < waiting_.size(); ++i) {
     if (runs[i] == nullptr) continue;
     const std::span bytes(waiting_[i].bytes.data(), waiting_[i].completeBytes());
@@ -270,7 +270,7 @@ void FragmentWriter::writeFragment() {
   }
   fragment->write();
   mediaData.write();
-  movie_.nextBox = mediaData.start() + mediaData.getCurrentSize();
+  movie_.nextBox = mediaData.start() + mediaData.extent();
   for (Waiting& waiting : waiting_) removeWritten(waiting);
   completeLength_ = 0;
 }
@@ -287,7 +287,7 @@ void FragmentWriter::finish() {
   MoovBox& moov = movie_.moov;
   moov.mvex()->mehd()->setFragmentDuration(moov.mvhd()->record().duration);
   writeMovieBox();
-  const std::uint64_t end = moov.start() + moov.getCurrentSize();
+  const std::uint64_t end = moov.start() + moov.extent();
   if (movie_.isHeadClosed()) {
     movie_.coverReserve(end);
   } else {

@@ -13,32 +13,33 @@
 namespace norvik::kav::impl {
 
 struct FragmentParameters {
-  // Of a fragment, units of the movie's timescale; with 0 fragments last two seconds.
+  // Of a fragment, units of the movie's timescale; 0 means two seconds.
   std::uint64_t duration = 0;
-  bool hasRandomAccess = false;  // close the file with an mfra box
+  bool hasRandomAccess = false;  // end the file with an mfra box
 };
 
-// The samples of a fragmented movie. They wait in memory until their fragment is complete; then it
-// is written, first what the samples are and then their bytes, track by track.
+// The samples of a fragmented movie. They wait in memory until their fragment is complete. Then it
+// is written: first the description of the samples, then their bytes, track by track.
 //
-//   moov                 written with every track, when the first sample comes, and at the finish
+//   moov                 written with every track, with the first sample, and at the finish
 //   free                 room for the edits that the movie box may still get
 //   moof, mdat           for each fragment, with a part for every track
-//   mfra                 if asked for
+//   mfra                 on request
 //
 // A fragment ends before a sync sample of the first video track, once it has lasted its duration
-// there; in a movie without video, before any sample with which its track has. It ends early where
-// a track goes on with another sample description or leaves a hole too long for a sample's
-// duration, before its samples come to more than kMostBytes, and where another box is to follow.
+// there. In a movie without video it ends before any sample with which its track reaches that
+// duration. It ends early where a track continues with another sample description or leaves a gap
+// too long for a sample's duration, before its samples come to more than kMostBytes, and before
+// another box.
 //
-// What a sample lasts is known when the next one of its track comes. Until then it is held back, so
-// the last sample of every other track goes to the next fragment.
+// The duration of a sample is known when the next one of its track comes. Until then the sample is
+// held back, so the last sample of every other track goes to the next fragment.
 class FragmentWriter final : public SampleSink {
  public:
   static constexpr std::uint64_t kMostBytes = 64U << 20;
 
-  // Longer samples are refused: the runs after one could not be found, because their distance from
-  // the start of the fragment has 31 bits.
+  // Longer samples are refused: their runs could not be found, because a run's distance from the
+  // start of the fragment has 31 bits.
   static constexpr std::uint64_t kLongestSample = 1U << 30;
 
   FragmentWriter(MovieDraft& movie, const FragmentParameters& parameters);
@@ -53,7 +54,7 @@ class FragmentWriter final : public SampleSink {
   void finish() override;
 
  private:
-  // The record of a sample that waits.
+  // The record of a waiting sample.
   struct WaitingSample {
     std::uint64_t mediaTime = 0;
     std::uint64_t presentationTime = 0;
@@ -64,14 +65,15 @@ class FragmentWriter final : public SampleSink {
     std::uint32_t descriptionIndex = 0;
   };
 
-  // Where a track has got to.
+  // How far a track has got.
   struct Reached {
-    std::uint64_t mediaTime = 0;  // of the last sample that came
+    std::uint64_t mediaTime = 0;  // of the last sample added
     std::uint64_t presentationTime = 0;
     std::uint64_t endTime = 0;  // of the last sample whose duration is known
   };
 
-  // What waits of a track: the samples of the fragment, and after them the one that is held back.
+  // The waiting samples of a track: those of the fragment, and after them the one that is held
+  // back.
   struct Waiting {
     std::vector<WaitingSample> samples;
     std::vector<std::uint8_t> bytes;
@@ -79,7 +81,7 @@ class FragmentWriter final : public SampleSink {
     std::optional<Reached> reached;           // none before the first sample
     std::vector<TfraBox::Entry> syncSamples;  // of the whole movie so far
 
-    // The decoding time of the part that comes next; only once a sample came.
+    // The decoding time of the next part; only once a sample has been added.
     std::uint64_t startTime() const {
       return samples.empty() ? reached->endTime : samples.front().mediaTime;
     }
@@ -100,8 +102,8 @@ class FragmentWriter final : public SampleSink {
   void completeAllHeld();
   void writeFragment();
 
-  // The part of a track, and in it the run of its samples. Returns the run, null for a track
-  // without samples in the fragment.
+  // Adds the part of a track, and in it the run of its samples. Returns the run, or null for a
+  // track without samples in the fragment.
   TrunBox* addPart(MoofBox& fragment, std::size_t track);
   TrunBox& addRun(TrafBox& part, const MoofBox& fragment, std::size_t track);
   void noteSyncSamples(std::size_t track, std::uint64_t fragmentStart);

@@ -9,8 +9,8 @@
 
 namespace norvik::kav::impl {
 
-// Of the movie box only what is new or has changed is written: thousands of tracks would otherwise
-// write each other again and again.
+// Of the movie box, writes only what is new or has changed: otherwise each of thousands of tracks
+// would write all others again.
 void MediaDataWriter::addTrack() {
   movie_.tracks.back().trak->write();
   movie_.moov.mvhd()->write();
@@ -27,7 +27,7 @@ void MediaDataWriter::beginMedia() {
 void MediaDataWriter::completeMedia() {
   if (mediaData_ == nullptr) return;
   mediaData_->write();
-  movie_.nextBox = mediaData_->start() + mediaData_->getCurrentSize();
+  movie_.nextBox = mediaData_->start() + mediaData_->extent();
   mediaData_ = nullptr;
 }
 
@@ -39,9 +39,9 @@ void MediaDataWriter::endMedia() {
 void MediaDataWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
                                 std::uint64_t mediaTime) {
   if (mediaData_ == nullptr) beginMedia();
-  const std::uint64_t offset = mediaData_->addSampleData(sample.data);
+  const std::uint64_t offset = mediaData_->addSampleData(sample.bytes());
   Sample written;
-  written.info.size = static_cast<std::uint32_t>(sample.data.size());
+  written.info.size = sample.size;
   written.info.decodingTime = mediaTime;
   written.info.compositionOffset = sample.compositionOffset;
   written.info.flags = sample.flags;

@@ -7,9 +7,9 @@ namespace norvik::kav::impl {
 class MdatBox;
 class RootBox;
 
-// The samples of a regular movie: their bytes go straight into the media data box and their records
+// The samples of a regular movie. Their bytes go directly into the media data box and their records
 // into the tables of the movie box, which have room for the announced number. Nothing is kept in
-// memory. At the finish the tables are moved together.
+// memory. At the finish the tables are packed.
 class MediaDataWriter final : public SampleSink {
  public:
   MediaDataWriter(MovieDraft& movie, RootBox& root) : movie_(movie), root_(root) {}

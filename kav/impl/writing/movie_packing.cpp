@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kCopyBlock = 256 * 1024;
 
-// A stretch of the file that is in use, and where it goes.
+// A stretch of the file that is in use, and its new place.
 struct Stretch {
   std::uint64_t from = 0;
   std::uint64_t to = 0;
@@ -25,11 +25,11 @@ void listBoxes(Box& box, std::vector<PlacedBox>& list) {
   for (const BoxPtr& child : box.children()) listBoxes(*child, list);
 }
 
-// What each box itself holds, neighbours that move by the same distance taken together.
+// The stretches of all boxes; neighbours that move by the same distance are joined.
 std::vector<Stretch> listStretches(const std::vector<PlacedBox>& boxes) {
   std::vector<Stretch> stretches;
   for (const PlacedBox& placed : boxes) {
-    const Stretch next{placed.start, placed.box->start(), placed.box->getSize()};
+    const Stretch next{placed.start, placed.box->start(), placed.box->ownLength()};
     if (!stretches.empty()) {
       Stretch& last = stretches.back();
       if (last.from + last.length == next.from && last.to + last.length == next.to) {
@@ -42,7 +42,7 @@ std::vector<Stretch> listStretches(const std::vector<PlacedBox>& boxes) {
   return stretches;
 }
 
-// Copies towards the front, where source and target may overlap.
+// Copies towards the start of the file, where source and target may overlap.
 void moveForward(NorvikKavStream& stream, const Stretch& stretch,
                  std::vector<std::uint8_t>& buffer) {
   if (stretch.from == stretch.to) return;
@@ -84,7 +84,7 @@ std::uint64_t packTree(Box& top) {
   std::vector<std::uint8_t> buffer;
   for (const Stretch& stretch : stretches) moveForward(stream, stretch, buffer);
 
-  const std::uint64_t end = top.start() + top.getCurrentSize();
+  const std::uint64_t end = top.start() + top.extent();
   for (const Stretch& stretch : stretches) {
     const std::uint64_t stretchEnd = stretch.from + stretch.length;
     if (stretchEnd > end) writeZeros(stream, std::max(stretch.from, end), stretchEnd);

@@ -6,13 +6,12 @@
 
 namespace norvik::kav::impl {
 
-// Moves the boxes of a written tree together, so that no room reserved for entries that never came
-// is left inside any of them: players load the whole moov box first, and some take the number of
-// edits from the length of their box. Everything moves towards the front. All boxes must have been
-// written, and their counts be final.
+// Packs the boxes of a written tree, so that no box keeps room for entries that never came. Players
+// load the whole moov box first, and some derive the number of edits from the length of their box.
+// All boxes move towards the start of the file. They must have been written, with final counts.
 //
-// Returns the end of the tree in the file. Where the tree is followed by other boxes, the bytes
-// from there to its former end are the caller's to cover; those that once held something are zeros.
+// Returns the end of the tree in the file. If other boxes follow the tree, the caller covers the
+// bytes from there to its former end; those that once had content are zeros.
 std::uint64_t packTree(Box& top);
 
 }  // namespace norvik::kav::impl

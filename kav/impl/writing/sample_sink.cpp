@@ -9,8 +9,8 @@
 namespace norvik::kav::impl {
 namespace {
 
-// The room behind the movie box is at least this long, so that a free box always fits into what is
-// left over.
+// The room after the movie box is at least this long, so that a free box always fits into what
+// remains of it.
 constexpr std::uint64_t kSmallestFreeBox = 8;
 
 }  // namespace
@@ -22,7 +22,7 @@ void MovieDraft::closeHead(std::uint64_t room) {
 
 void MovieDraft::coverReserve(std::uint64_t from) {
   constexpr std::uint64_t kLongestCompact = std::numeric_limits<std::uint32_t>::max();
-  if (moov.getCurrentSize() > kLongestCompact) throw Exception(ErrorCode::implausibleCount);
+  if (moov.extent() > kLongestCompact) throw Exception(ErrorCode::implausibleCount);
   const std::uint64_t length = reserveEnd - from;
   const bool largeSize = length > kLongestCompact;
   std::array<std::uint8_t, 16> header;

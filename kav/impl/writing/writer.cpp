@@ -16,7 +16,7 @@
 namespace norvik::kav::impl {
 namespace {
 
-// The low byte of a sample's flags says what kind of sample it is.
+// The low byte of a sample's flags gives the kind of sample.
 constexpr std::uint32_t kKindMask = 0xFF;
 
 }  // namespace
@@ -36,7 +36,7 @@ Writer::Writer(const boost::intrusive_ptr<NorvikIOStream>& stream, const MoviePa
   fileType.write();
 
   auto& moov = addNewChild<MoovBox>(*root_, *stream_);
-  moov.place(fileType.start() + fileType.getCurrentSize());
+  moov.place(fileType.start() + fileType.extent());
   addNewChild<MvhdBox>(moov, movie, *stream_);
   movie_.emplace(MovieDraft{.stream = *stream_, .parameters = movie, .moov = moov});
   if (fragments) {
@@ -45,7 +45,7 @@ Writer::Writer(const boost::intrusive_ptr<NorvikIOStream>& stream, const MoviePa
     samples_ = std::make_unique<MediaDataWriter>(*movie_, *root_);
   }
   moov.write();
-  movie_->nextBox = moov.start() + moov.getCurrentSize();
+  movie_->nextBox = moov.start() + moov.extent();
 }
 
 Writer::~Writer() = default;
@@ -83,7 +83,7 @@ std::uint32_t Writer::addTrack(TrackParameters parameters) {
        .timeline = EditTimeline(parameters.timescale, movieTimescale, *trak.edts()->elst())});
   moov.mvhd()->setNextTrackId(number + 1);
   samples_->addTrack();
-  movie_->nextBox = moov.start() + moov.getCurrentSize();
+  movie_->nextBox = moov.start() + moov.extent();
   return number;
 }
 
@@ -92,13 +92,13 @@ void Writer::addSampleDescription(std::uint32_t trackNumber, const SampleDescrip
   TrackDraft& target = track(trackNumber);
   if (movie_->isHeadClosed()) throw Exception(ErrorCode::tracksClosedBySamples);
   StsdBox& descriptions = *target.stbl->stsd();
-  const std::uint64_t room = descriptions.getCurrentSize();
+  const std::uint64_t room = descriptions.extent();
   descriptions.addSampleEntry(target.handlerType, description);
   ++target.descriptionCount;
-  if (descriptions.getCurrentSize() != room) moveTables();
+  if (descriptions.extent() != room) moveTables();
 }
 
-// Writes the movie box anew, with everything in it moved past what has grown. Nothing follows it
+// Writes the movie box again, with everything in it moved past what has grown. Nothing follows it
 // yet, and its tables are empty.
 void Writer::moveTables() {
   MoovBox& moov = movie_->moov;
@@ -106,7 +106,7 @@ void Writer::moveTables() {
   moov.place(moov.start());
   moov.forgetWritten();
   moov.write();
-  movie_->nextBox = moov.start() + moov.getCurrentSize();
+  movie_->nextBox = moov.start() + moov.extent();
 }
 
 void Writer::addSample(const SampleToWrite& sample) {
@@ -116,7 +116,7 @@ void Writer::addSample(const SampleToWrite& sample) {
     target.timeline.addGap(sample.decodingTime);
     return;
   }
-  // A track may come without descriptions; its samples then name the first.
+  // A track may have no descriptions; its samples then refer to the first.
   const std::uint32_t lastDescription = std::max(target.descriptionCount, 1U);
   if (sample.descriptionIndex == 0 || sample.descriptionIndex > lastDescription) {
     throw Exception(ErrorCode::unknownDescription);
@@ -148,7 +148,7 @@ void Writer::writeMetadata(std::span<const std::uint8_t> packet) {
   metadata.setPayload(packet);
   metadata.place(movie_->nextBox);
   metadata.write();
-  movie_->nextBox += metadata.getCurrentSize();
+  movie_->nextBox += metadata.extent();
   hasMetadata_ = true;
 }
 

@@ -18,28 +18,27 @@ namespace norvik::kav::impl {
 
 class SampleDescriptor;
 
-// Writes a movie. It builds the movie box with its tracks and keeps their edit lists and durations;
-// a sample sink stores the samples, and so decides what form the file has.
+// Writes a movie. It builds the movie box with its tracks and keeps their edit lists and durations.
+// A sample sink stores the samples and so determines the form of the file.
 class Writer final : public KavBase {
  public:
-  // Opens the stream and writes the head of the file. With parameters for fragments the movie is
-  // fragmented, without it is regular.
+  // Opens the stream and writes the head of the file. The movie is fragmented if there are
+  // parameters for fragments, and regular otherwise.
   Writer(const boost::intrusive_ptr<NorvikIOStream>& stream, const MovieParameters& movie,
          const std::optional<FragmentParameters>& fragments = std::nullopt);
   ~Writer() override;
 
-  // Throws writerNotOpen once the movie is finished. That comes before anything else that could be
-  // wrong with a call.
+  // Throws writerNotOpen once the movie is finished. Every call checks this first, before any other
+  // error.
   void requireOpen() const;
 
-  // Builds and writes a track. trackId, movieTimescale and lastSampleDuration are set here. Returns
-  // its number.
+  // Builds and writes a track and returns its number. Sets trackId, movieTimescale and
+  // lastSampleDuration itself.
   std::uint32_t addTrack(TrackParameters parameters);
   void addSampleDescription(std::uint32_t trackNumber, const SampleDescriptor& description);
   void addSample(const SampleToWrite& sample);
 
-  // Before the first track the packet waits: the movie box could not grow with another box after
-  // it.
+  // A packet before the first track waits: the movie box could not grow with another box after it.
   void setXMPMetadata(std::span<const std::uint8_t> packet);
   void finish();
 

@@ -29,6 +29,9 @@ TEST(Time, WhatIsTooFarStopsAtTheEnd) {
   EXPECT_EQ(timeOfUnits(std::numeric_limits<std::int64_t>::max(), 1), kLatestTime);
   EXPECT_EQ(timeOfUnits(std::numeric_limits<std::int64_t>::min(), 1), -kLatestTime);
   EXPECT_EQ(timeOfUnits(5, 0), Time(0));
+  // The units of the whole seconds before it would not fit.
+  EXPECT_EQ(timeOfUnits(std::numeric_limits<std::int64_t>::min(), 4'294'967'295).count(),
+            -1'515'264'462'381'600'000);
 }
 
 TEST(Time, MillisecondsAreRounded) {

@@ -7,9 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "kav/exception.h"
 #include "tests/support/box_builders.h"
-#include "tests/support/code_of.h"
+#include "tests/support/expect_code.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -20,10 +19,6 @@ namespace {
 using namespace quarrypack::test;
 
 using Times = std::vector<std::uint64_t>;
-
-constexpr auto kMissing = static_cast<std::uint32_t>(ErrorCode::missingArgument);
-constexpr auto kShortRead = static_cast<std::uint32_t>(ErrorCode::shortRead);
-constexpr auto kImplausible = static_cast<std::uint32_t>(ErrorCode::implausibleCount);
 
 // A track whose samples are 10 thousandths long and of 1, 2, 3, ... bytes.
 MovieTrack countingTrack(std::size_t count) {
@@ -90,9 +85,9 @@ TEST(Movie, TellsWhatItsHeaderAndTheHeadersOfItsTracksSay) {
 }
 
 TEST(Movie, NeedsAStreamWithAMovie) {
-  EXPECT_EQ(codeOf([] { Movie movie(nullptr); }), kMissing);
+  EXPECT_CODE(missingArgument, Movie(nullptr));
   const MemoryStreamPtr empty = MemoryStream::create({});
-  EXPECT_EQ(codeOf([&] { Movie movie(empty); }), static_cast<std::uint32_t>(ErrorCode::noMovie));
+  EXPECT_CODE(noMovie, Movie(empty));
   EXPECT_EQ(empty->references(), 1u);
 }
 
@@ -145,8 +140,8 @@ TEST(Movie, ReadsBytesOfTheFile) {
   EXPECT_EQ(type, text("ftyp"));
   movie.peekAt(4, type);
   EXPECT_EQ(type, text("ftyp"));
-  EXPECT_EQ(codeOf([&] { movie.readAt(file.size() - 3, type); }), kShortRead);
-  EXPECT_EQ(codeOf([&] { movie.peekAt(file.size() - 3, type); }), kShortRead);
+  EXPECT_CODE(shortRead, movie.readAt(file.size() - 3, type));
+  EXPECT_CODE(shortRead, movie.peekAt(file.size() - 3, type));
 }
 
 TEST(Movie, ReadsASampleIntoBytesOfItsLengthOnly) {
@@ -154,8 +149,8 @@ TEST(Movie, ReadsASampleIntoBytesOfItsLengthOnly) {
   SampleRange samples = movie.samples();
   const Sample sample = *samples.next();
   Bytes tooLong(2);
-  EXPECT_EQ(codeOf([&] { movie.read(sample, tooLong); }), kMissing);
-  EXPECT_EQ(codeOf([&] { movie.read(sample, {}); }), kMissing);
+  EXPECT_CODE(missingArgument, movie.read(sample, tooLong));
+  EXPECT_CODE(missingArgument, movie.read(sample, {}));
 }
 
 TEST(Movie, ReadsNothingOfAGap) {
@@ -185,8 +180,8 @@ TEST(Movie, ListsAndReadsItsTopLevelBoxes) {
   EXPECT_EQ(end, file.size() - 3);
   EXPECT_EQ(boxes.back().type, fourCc("free"));
   EXPECT_EQ(movie.readBox(boxes.back(), 13), box("free", zeros(5)));
-  EXPECT_EQ(codeOf([&] { movie.readBox(boxes.back(), 12); }), kImplausible);
-  EXPECT_EQ(codeOf([&] { movie.readBox({0, file.size(), 1}, 12); }), kShortRead);
+  EXPECT_CODE(implausibleCount, movie.readBox(boxes.back(), 12));
+  EXPECT_CODE(shortRead, movie.readBox({0, file.size(), 1}, 12));
 }
 
 TEST(Movie, ListsTheBoxesOfAFileThatWasCutOff) {
@@ -215,7 +210,7 @@ TEST(Movie, TellsByWhatThePicturesOfATrackComeLater) {
   EXPECT_EQ(movie.editShift(movie.tracks()[1]), 1001u);
   Track unknown;
   unknown.index = 2;
-  EXPECT_EQ(codeOf([&] { movie.editShift(unknown); }), kMissing);
+  EXPECT_CODE(missingArgument, movie.editShift(unknown));
 }
 
 TEST(Movie, CountsWhatItWouldDeliver) {
@@ -243,8 +238,8 @@ TEST(Samples, AreThoseOfOneTrackWhereOneIsAskedFor) {
     EXPECT_EQ(sample.context, 77u);
   }
   EXPECT_EQ(timesOf(movie.samples({.trackIndex = 1})), (Times{0, 10, 20}));
-  EXPECT_EQ(codeOf([&] { movie.samples({.trackIndex = 2}); }), kMissing);
-  EXPECT_EQ(codeOf([&] { movie.countSamples(1, {.trackIndex = 2}); }), kMissing);
+  EXPECT_CODE(missingArgument, movie.samples({.trackIndex = 2}));
+  EXPECT_CODE(missingArgument, movie.countSamples(1, {.trackIndex = 2}));
 }
 
 TEST(Samples, AreThoseOfTheMediaWhereEditsAreNotApplied) {
@@ -315,7 +310,7 @@ TEST(Samples, ContinueWithTheOtherTracksAfterAFailure) {
                   fullBox("stsc", 0, 0, u32(2), u32(1), u32(2), u32(1), u32(2), u32(0), u32(1)));
   Movie movie = opened(builder);
   SampleRange samples = movie.samples();
-  EXPECT_EQ(codeOf([&] { samples.next(); }), static_cast<std::uint32_t>(ErrorCode::badChunkRun));
+  EXPECT_CODE(badChunkRun, samples.next());
   EXPECT_EQ(timesOf(std::move(samples)), (Times{0, 10, 20, 30}));
 }
 

@@ -275,15 +275,6 @@ TEST(OpenReader, LetsNoExceptionOut) {
   }
 }
 
-TEST(OpenReader, HandsTheProblemHandlerOn) {
-  NorvikKavReaderOptions options;
-  options.problemHandler.function = [](void*, Problem) { return 0; };
-  MovieBuilder movie = smallMovie();
-  movie.addInside("moov", claimingSize(400, box("free", zeros(4))));
-  EXPECT_EQ(Opened(movie).code, ErrorCode::success);
-  EXPECT_EQ(Opened(movie, options).code, ErrorCode::stoppedByHandler);
-}
-
 TEST(MovieInfo, TellsWhatTheHeaderSays) {
   Opened opened(smallMovie());
   NorvikKavMovieInfo info;

@@ -5,17 +5,14 @@
 #include <cstdint>
 #include <optional>
 
-#include "kav/exception.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/bytes.h"
-#include "tests/support/code_of.h"
+#include "tests/support/expect_code.h"
 
 namespace norvik::kav {
 namespace {
 
 using namespace quarrypack::test;
-
-constexpr auto kUnsupported = static_cast<std::uint32_t>(ErrorCode::unsupportedTrackType);
 
 NorvikKavVideoSampleDescInfo pictures() {
   NorvikKavVideoSampleDescInfo info;
@@ -52,7 +49,7 @@ TEST(SampleDescription, IsMadeOfARecordAndHeaderBytes) {
 TEST(SampleDescription, RefusesARecordThatIsNotAsLongAsItsKind) {
   NorvikKavSampleDescInfo info;
   info.handlerType = fourCc("vide");
-  EXPECT_EQ(codeOf([&] { SampleDescription(info, {}); }), kUnsupported);
+  EXPECT_CODE(unsupportedTrackType, SampleDescription(info, {}));
 }
 
 TEST(SampleDescription, SharesItsContentWithItsCopies) {

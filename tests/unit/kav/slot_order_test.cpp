@@ -80,7 +80,8 @@ TEST(SlotOrder, OfTheTableIterators) {
 }
 
 TEST(SlotOrder, OfTheSampleIterator) {
-  EXPECT_EQ(slotsOf(&SampleIterator::hasNext, &SampleIterator::next), slotsFrom(1, 2));
+  EXPECT_EQ(slotsOf(&SampleIterator::hasNext, &SampleIterator::next, &SampleIterator::take),
+            slotsFrom(1, 3));
 }
 
 TEST(SlotOrder, OfTheMakerOfMediaIterators) {

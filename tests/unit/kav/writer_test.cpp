@@ -1,4 +1,5 @@
 #include "kav/writer.h"
+#include "kav/reader.h"
 
 #include <gtest/gtest.h>
 
@@ -50,8 +51,8 @@ NorvikKavTrackConfiguration trackConfiguration() {
   return track;
 }
 
-NorvikKavWriterSample sampleOf(const Bytes& bytes, std::uint64_t time) {
-  NorvikKavWriterSample sample;
+SampleToWrite sampleOf(const Bytes& bytes, std::uint64_t time) {
+  SampleToWrite sample;
   sample.trackNumber = 1;
   sample.decodingTime = time;
   sample.size = static_cast<std::uint32_t>(bytes.size());
@@ -82,11 +83,11 @@ TEST(WriterFacade, WritesWhatItIsGiven) {
   writer.addSampleDescription(1, source.description);
   const Bytes first = text("first");
   const Bytes second = text("the second");
-  NorvikKavWriterSample sample = sampleOf(first, 0);
+  SampleToWrite sample = sampleOf(first, 0);
   sample.flags = 0x2001;
   sample.compositionOffset = 1001;
   writer.addSample(sample);
-  NorvikKavWriterSample gap;
+  SampleToWrite gap;
   gap.trackNumber = 1;
   gap.decodingTime = 3000;
   gap.flags = kSampleIsGap;
@@ -135,7 +136,7 @@ TEST(WriterFacade, NeedsItsArguments) {
   EXPECT_CODE(zeroTimescale, writer.addTrack(track));
   writer.addTrack(trackConfiguration());
   EXPECT_CODE(missingArgument, writer.addSampleDescription(1, nullptr));
-  NorvikKavWriterSample sample = sampleOf(text("x"), 0);
+  SampleToWrite sample = sampleOf(text("x"), 0);
   sample.data = nullptr;
   EXPECT_CODE(missingArgument, writer.addSample(sample));
   EXPECT_CODE(missingArgument, writer.setXMPMetadata(nullptr, 1));
@@ -146,7 +147,7 @@ TEST(WriterFacade, OnceFinishedLooksAtNoArgument) {
   Writer writer(stream.get(), movieConfiguration());
   writer.addTrack(trackConfiguration());
   writer.finish();
-  NorvikKavWriterSample sample = sampleOf(text("x"), 0);
+  SampleToWrite sample = sampleOf(text("x"), 0);
   sample.data = nullptr;
   EXPECT_CODE(writerNotOpen, writer.addSampleDescription(1, nullptr));
   EXPECT_CODE(writerNotOpen, writer.addSample(sample));
@@ -159,7 +160,7 @@ TEST(WriterFacade, TakesSamplesWithoutBytesAndEmptyMetadata) {
   Writer writer(stream.get(), movieConfiguration());
   writer.addTrack(trackConfiguration());
   writer.addSampleDescription(1, source.description);
-  NorvikKavWriterSample sample;
+  SampleToWrite sample;
   sample.trackNumber = 1;
   writer.addSample(sample);
   writer.setXMPMetadata(nullptr, 0);

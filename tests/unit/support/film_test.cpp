@@ -19,6 +19,12 @@ TEST(Film, GivesItsBoxesOneAfterAnother) {
 TEST(Film, OpensAsAMovie) {
   Film film(MovieBuilder({videoTrack()}));
   EXPECT_EQ(film.reader().tracks().size(), 1u);
+  EXPECT_EQ(film.movie().tracks().size(), 1u);
+}
+
+TEST(Film, MayGoBeforeItsMovie) {
+  const norvik::kav::Movie movie = Film(MovieBuilder({videoTrack(), soundTrack()})).movie();
+  EXPECT_EQ(movie.tracks().size(), 2u);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "tests/support/box_builders.h"
 #include "tests/support/expect_code.h"
 #include "tests/support/film.h"
+#include "tests/support/problem_answers.h"
 
 // What the tests of the box classes share.
 
@@ -25,23 +26,6 @@ inline BoxHeader headerClaiming(FourCc type, std::uint64_t size) {
   header.size = header.end = size;
   return header;
 }
-
-// A problem handler that notes what it was asked and gives one answer.
-struct Handler {
-  explicit Handler(int givenAnswer) : answer(givenAnswer) {}
-
-  ProblemHandler asHandler() {
-    return {[](void* context, Problem problem) {
-              auto* self = static_cast<Handler*>(context);
-              self->asked.push_back(problem);
-              return self->answer;
-            },
-            this};
-  }
-
-  int answer;
-  std::vector<Problem> asked;
-};
 
 // The unity matrix as it is written.
 inline Bytes unityMatrix() {

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/unit/kav/impl/opened_movie.h"
+#include "tests/unit/kav/impl/sample_columns.h"
 
 // What the tests of fragments share: the boxes of fragments, written out by hand, behind a movie.
 
@@ -40,7 +40,7 @@ Bytes moof(std::uint32_t sequence, const Parts&... parts) {
 struct FragmentedMovie {
   FragmentedMovie(const std::vector<MovieTrack>& tracks, const Bytes& defaults,
                   const Bytes& fragments)
-      : opened(build(tracks, defaults, fragments)),
+      : opened(build(tracks, defaults, fragments), ReaderOptions{}),
         start(opened.memory->bytes().size() - fragments.size()) {}
 
   static Bytes build(const std::vector<MovieTrack>& tracks, const Bytes& defaults,
@@ -51,7 +51,7 @@ struct FragmentedMovie {
     return movie.build();
   }
 
-  OpenedMovie opened;
+  Film opened;
   std::uint64_t start;  // where the fragments begin
 };
 

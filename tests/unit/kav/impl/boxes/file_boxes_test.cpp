@@ -45,10 +45,10 @@ TEST(FtypBox, WithTwoStrayBytesIsKeptWithoutBrands) {
   EXPECT_TRUE(ftyp.compatibleBrands().empty());
 
   Film strict(bytes);
-  Handler handler(0);
-  strict.stream.setProblemHandler(handler.asHandler());
+  ProblemAnswers answers{0};
+  strict.stream.setProblemHandler(answers.handler());
   EXPECT_CODE(stoppedByHandler, strict.root.readNextBox());
-  EXPECT_EQ(handler.asked, (std::vector<Problem>{Problem::trailingBytes}));
+  EXPECT_EQ(answers.asked, (std::vector<Problem>{Problem::trailingBytes}));
 }
 
 TEST(FtypBox, WithMoreBrandsThanAnyFileHasIsRefused) {

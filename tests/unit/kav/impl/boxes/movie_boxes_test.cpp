@@ -6,40 +6,6 @@
 namespace norvik::kav::impl {
 namespace {
 
-const Bytes kAnyMatrix = u32List({1, 2, 3, 4, 5, 6, 7, 8, 9});
-
-// mvhd with every field different; reserved and pre-defined words that are not zero.
-Bytes mvhd(unsigned version, const Bytes& matrix = kAnyMatrix, std::uint8_t reserved = 0x77) {
-  const unsigned width = version == 1 ? 8 : 4;
-  return fullBox("mvhd", version, 0, bigEndian(kLeapDay, width), bigEndian(kLeapDay + 1, width),
-                 u32(600), bigEndian(12345, width), u32(0x00018000), u16(0x0080),
-                 Bytes(10, reserved), matrix, Bytes(24, reserved), u32(7));
-}
-
-TEST(MvhdBox, ReadsBothVersions) {
-  for (const unsigned version : {0u, 1u}) {
-    Film file(mvhd(version));
-    const MvhdRecord& record = file.box<MvhdBox>().record();
-    EXPECT_EQ(record.creationTime, kLeapDayDate);
-    EXPECT_EQ(record.modificationTime, kSecondLaterDate);
-    EXPECT_EQ(record.timescale, 600u);
-    EXPECT_EQ(record.duration, 12345u);
-    EXPECT_EQ(record.rate, 1.5F);
-    EXPECT_EQ(record.volume, 0.5F);
-    EXPECT_EQ(record.matrix, (Matrix{1, 2, 3, 4, 5, 6, 7, 8, 9}));
-    EXPECT_EQ(record.nextTrackId, 7u);
-  }
-}
-
-TEST(MvhdBox, IsWrittenInVersionOneWithAUnityMatrix) {
-  const Bytes expected = mvhd(1, unityMatrix(), 0);
-  ASSERT_EQ(expected.size(), 120u);
-  for (const unsigned version : {0u, 1u}) {
-    Film file(mvhd(version));
-    EXPECT_EQ(file.written(file.box<MvhdBox>()), expected) << version;
-  }
-}
-
 TEST(MvhdBox, BuiltTakesItsValuesFromTheParameters) {
   Film file;
   MovieParameters parameters;
@@ -61,29 +27,6 @@ TEST(MvhdBox, BuiltTakesItsValuesFromTheParameters) {
   EXPECT_EQ(loadU32(updated.data() + 116), 3u);
 }
 
-TEST(MehdBox, ReadsBothVersionsAndIsWrittenInVersionOne) {
-  const Bytes wide = {0, 0, 0, 20, 'm', 'e', 'h', 'd', 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 2};
-  const Bytes narrow = {0, 0, 0, 16, 'm', 'e', 'h', 'd', 0, 0, 0, 0, 0, 1, 0, 2};
-  for (const Bytes& bytes : {wide, narrow}) {
-    Film file(bytes);
-    MehdBox& mehd = file.box<MehdBox>();
-    EXPECT_EQ(mehd.record().fragmentDuration, 0x10002u);
-    EXPECT_EQ(file.written(mehd), wide);
-  }
-}
-
-TEST(TrexBox, WritesOneForEveryDefault) {
-  Film file({0, 0, 0, 32, 't', 'r', 'e', 'x', 0, 0, 0,    0,    0, 0, 0, 5,
-             0, 0, 0, 2,  0,   0,   4,   0,   0, 0, 0x12, 0x34, 0, 1, 0, 0});
-  TrexBox& trex = file.box<TrexBox>();
-  EXPECT_EQ(trex.record().trackId, 5u);
-  EXPECT_EQ(trex.record().descriptionIndex, 2u);
-  EXPECT_EQ(trex.record().duration, 1024u);
-  EXPECT_EQ(trex.record().sampleSize, 0x1234u);
-  EXPECT_EQ(trex.record().sampleFlags, 0x10000u);
-  EXPECT_EQ(file.written(trex), fullBox("trex", 0, 0, u32List({5, 1, 1, 1, 1})));
-}
-
 TEST(TrexBox, BuiltHasItsTrack) {
   Film file;
   TrexBox trex(9, file.stream);
@@ -97,19 +40,6 @@ TEST(TrexBox, ClaimsItsFixedPartOnly) {
   EXPECT_EQ(trex.getSize(), 40u);
   ASSERT_EQ(trex.children().size(), 1u);
   EXPECT_EQ(trex.children()[0]->type(), fourCc("abcd"));
-}
-
-TEST(MovieBoxes, ShorterThanTheirFieldsAreRefused) {
-  for (const Bytes& whole : {mvhd(0), mvhd(1), fullBox("mehd", 0, 0, u32(1)),
-                             fullBox("mehd", 1, 0, u64(1)), fullBox("trex", 0, 0, zeros(20))}) {
-    const Bytes payload = payloadOf(whole);
-    EXPECT_CODE(success, Film(whole).box());
-    for (std::size_t length = 4; length < payload.size(); ++length) {
-      const Bytes shorter(payload.begin(), payload.begin() + static_cast<std::ptrdiff_t>(length));
-      EXPECT_CODE(truncatedBox, Film(boxAround(typeOf(whole), shorter)).box())
-          << typeOf(whole) << ' ' << length;
-    }
-  }
 }
 
 TEST(MvexBox, BuiltHoldsItsDuration) {

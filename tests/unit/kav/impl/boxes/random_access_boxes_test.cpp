@@ -17,21 +17,6 @@ namespace {
 
 using namespace quarrypack::test;
 
-TEST(MfroBox, ReadsAndWritesASize) {
-  const Bytes bytes = fullBox("mfro", 0, 0, u32(0x01020304));
-  Film file(bytes);
-  const OwnedBox<MfroBox> box = file.alone<MfroBox>();
-  EXPECT_EQ(box->record().size, 0x01020304u);
-  file.memory->bytes().assign(16, 0);
-  box->write();
-  EXPECT_EQ(file.bytes(), bytes);
-}
-
-TEST(MfroBox, NeedsFourBytes) {
-  Film file(fullBox("mfro", 0, 0, zeros(3)));
-  EXPECT_CODE(truncatedBox, file.alone<MfroBox>());
-}
-
 TEST(MfraBox, EndsWithItsOwnLength) {
   Film file;
   MfraBox box(file.stream);

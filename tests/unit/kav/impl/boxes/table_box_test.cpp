@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "kav/impl/boxes/table_boxes.h"
-#include "tests/unit/kav/impl/table_fixtures.h"
+#include "tests/support/box_builders.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/film.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -32,7 +34,7 @@ class NumberTable final : public TableBox {
 };
 
 TEST(TableBox, ReservesRoomForTheAnnouncedEntries) {
-  Output output;
+  Film output;
   NumberTable table(3, output.stream);
   EXPECT_EQ(table.getSize(), 16u);
   EXPECT_EQ(table.getCurrentSize(), 28u);
@@ -40,13 +42,13 @@ TEST(TableBox, ReservesRoomForTheAnnouncedEntries) {
 }
 
 TEST(TableBox, ReservesMoreThanFourGiBWithoutAWrap) {
-  Output output;
+  Film output;
   NumberTable table(0xFFFFFFFF, output.stream);
   EXPECT_EQ(table.getCurrentSize(), 16u + 4u * 0xFFFFFFFFull);
 }
 
 TEST(TableBox, WritesHeaderAndCountAndLeavesTheRoomAlone) {
-  Output output;
+  Film output;
   NumberTable table(2, output.stream);
   table.place(5);
   EXPECT_EQ(table.write(), 24u);
@@ -54,7 +56,7 @@ TEST(TableBox, WritesHeaderAndCountAndLeavesTheRoomAlone) {
 }
 
 TEST(TableBox, AppendsAtOnceBehindWhatIsFilledAndGrowsOnlyThat) {
-  Output output;
+  Film output;
   NumberTable table(4, output.stream);
   table.write();
   table.add(0x01020304);
@@ -70,7 +72,7 @@ TEST(TableBox, AppendsAtOnceBehindWhatIsFilledAndGrowsOnlyThat) {
 }
 
 TEST(TableBox, EntriesGoWhereTheTableWasMovedTo) {
-  Output output;
+  Film output;
   NumberTable table(1, output.stream);
   table.place(100);
   table.add(7);
@@ -79,20 +81,20 @@ TEST(TableBox, EntriesGoWhereTheTableWasMovedTo) {
 }
 
 TEST(TableBox, NothingIsAppendedBehindTheRoom) {
-  Output output;
+  Film output;
   NumberTable table(2, output.stream);
   table.write();
   table.add(1);
   table.add(2);
-  EXPECT_EQ(codeOf([&] { table.add(3); }), 17u);
-  EXPECT_EQ(codeOf([&] { table.addFinal(3); }), 17u);
+  EXPECT_CODE(sampleTableFull, table.add(3));
+  EXPECT_CODE(sampleTableFull, table.addFinal(3));
   table.writeContent();
   EXPECT_EQ(output.memory->bytes().size(), 24u);
   EXPECT_EQ(table.entryCount(), 2u);
 }
 
 TEST(TableBox, AnEntryCostsASeekAndAWrite) {
-  Output output;
+  Film output;
   NumberTable table(1000, output.stream);
   for (std::uint32_t i = 0; i < 1000; ++i) table.add(i);
   EXPECT_EQ(output.memory->calls().seek, 1000u);
@@ -101,16 +103,16 @@ TEST(TableBox, AnEntryCostsASeekAndAWrite) {
 }
 
 TEST(TableBox, AFailureOfTheStreamShowsAtOnceAndLeavesTheTableAsItWas) {
-  Output output;
+  Film output;
   NumberTable table(10, output.stream);
   output.memory->injectFault(2, MemoryStream::Fault::fails);
-  EXPECT_EQ(codeOf([&] { table.add(1); }), 1u);
+  EXPECT_CODE(ioFailed, table.add(1));
   EXPECT_EQ(table.entryCount(), 0u);
   EXPECT_EQ(table.getSize(), 16u);
 }
 
 TEST(TableBox, TakesFinalEntriesBackWhenItIsCompletedAgain) {
-  Output output;
+  Film output;
   NumberTable table(3, output.stream);
   for (int i = 0; i < 3; ++i) {
     table.takeBackFinal();
@@ -123,7 +125,7 @@ TEST(TableBox, TakesFinalEntriesBackWhenItIsCompletedAgain) {
 }
 
 TEST(TableBox, TakesFinalEntriesBackWhenAnEntryIsAppendedAfterAll) {
-  Output output;
+  Film output;
   NumberTable table(2, output.stream);
   table.addFinal(8);
   table.addFinal(9);
@@ -198,16 +200,15 @@ TEST(TableBox, RefusesCountsThatTheBoxCannotHold) {
   header.end = 20;
   NumberTable table(header, stream);
   stream.seekTo(12);
-  EXPECT_EQ(codeOf([&] { table.requireEntries(2, 4, ErrorCode::implausibleCount); }), std::nullopt);
-  EXPECT_EQ(codeOf([&] { table.requireEntries(3, 4, ErrorCode::implausibleCount); }), 27u);
-  EXPECT_EQ(codeOf([&] { table.requireEntries(100'000'001, 0, ErrorCode::implausibleCount); }), 9u);
-  EXPECT_EQ(codeOf([&] { table.requireEntries(100'000'000, 0, ErrorCode::implausibleCount); }),
-            std::nullopt);
+  EXPECT_CODE(success, table.requireEntries(2, 4, ErrorCode::implausibleCount));
+  EXPECT_CODE(truncatedBox, table.requireEntries(3, 4, ErrorCode::implausibleCount));
+  EXPECT_CODE(implausibleCount, table.requireEntries(100'000'001, 0, ErrorCode::implausibleCount));
+  EXPECT_CODE(success, table.requireEntries(100'000'000, 0, ErrorCode::implausibleCount));
 }
 
 TEST(PlausibleCapacity, IsOneHundredMillionAtMost) {
   EXPECT_EQ(plausibleCapacity(100'000'000, ErrorCode::implausibleCount), 100'000'000u);
-  EXPECT_EQ(codeOf([] { plausibleCapacity(100'000'001, ErrorCode::implausibleCount); }), 9u);
+  EXPECT_CODE(implausibleCount, plausibleCapacity(100'000'001, ErrorCode::implausibleCount));
 }
 
 }  // namespace

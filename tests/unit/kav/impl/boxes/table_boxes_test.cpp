@@ -6,7 +6,9 @@
 #include <type_traits>
 #include <vector>
 
-#include "tests/unit/kav/impl/table_fixtures.h"
+#include "tests/support/box_builders.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/film.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -20,54 +22,57 @@ constexpr std::uint32_t kTooMany = 100'000'001;
 Bytes inLongFile(const Bytes& table) { return concat({table, box("free", zeros(64))}); }
 
 TEST(SttsBox, ReadsLiteralBytes) {
-  const Parsed<SttsBox> stts(Bytes{0,    0,    0, 32, 's', 't', 't', 's', 0,    0,   0,
-                                   0,    0,    0, 0,  2,   0,   0,   0,   3,    0,   0,
-                                   0x03, 0xE8, 0, 0,  0,   2,   0,   0,   0x01, 0xF4});
-  ASSERT_EQ(stts->table().runs().size(), 2u);
-  EXPECT_EQ(stts->entryCount(), 2u);
-  EXPECT_EQ(stts->table().runs()[0].startTime, 0u);
-  EXPECT_EQ(stts->table().runs()[0].firstSample, 1u);
-  EXPECT_EQ(stts->table().runs()[0].sampleCount, 3u);
-  EXPECT_EQ(stts->table().runs()[0].sampleDelta, 1000u);
-  EXPECT_EQ(stts->table().runs()[1].startTime, 3000u);
-  EXPECT_EQ(stts->table().runs()[1].firstSample, 4u);
-  EXPECT_EQ(stts->table().runs()[1].sampleCount, 2u);
-  EXPECT_EQ(stts->table().runs()[1].sampleDelta, 500u);
+  Film film(Bytes{0, 0, 0, 32, 's', 't', 't',  's',  0, 0, 0, 0, 0, 0, 0,    2,
+                  0, 0, 0, 3,  0,   0,   0x03, 0xE8, 0, 0, 0, 2, 0, 0, 0x01, 0xF4});
+  SttsBox& stts = film.box<SttsBox>();
+  ASSERT_EQ(stts.table().runs().size(), 2u);
+  EXPECT_EQ(stts.entryCount(), 2u);
+  EXPECT_EQ(stts.table().runs()[0].startTime, 0u);
+  EXPECT_EQ(stts.table().runs()[0].firstSample, 1u);
+  EXPECT_EQ(stts.table().runs()[0].sampleCount, 3u);
+  EXPECT_EQ(stts.table().runs()[0].sampleDelta, 1000u);
+  EXPECT_EQ(stts.table().runs()[1].startTime, 3000u);
+  EXPECT_EQ(stts.table().runs()[1].firstSample, 4u);
+  EXPECT_EQ(stts.table().runs()[1].sampleCount, 2u);
+  EXPECT_EQ(stts.table().runs()[1].sampleDelta, 500u);
 }
 
 TEST(SttsBox, FindsTimes) {
-  const Parsed<SttsBox> stts(fullBox("stts", 0, 0, u32(2), u32List({3, 1000, 2, 500})));
-  EXPECT_EQ(stts->getTimeCursor(3001).sampleNumber(), 5u);
-  EXPECT_FALSE(stts->getTimeCursor(3501).isValid());
+  Film film(fullBox("stts", 0, 0, u32(2), u32List({3, 1000, 2, 500})));
+  SttsBox& stts = film.box<SttsBox>();
+  EXPECT_EQ(stts.getTimeCursor(3001).sampleNumber(), 5u);
+  EXPECT_FALSE(stts.getTimeCursor(3501).isValid());
 }
 
 TEST(SttsBox, WithoutSamplesInItsLastEntriesEndsWhereItsSamplesDo) {
-  const Parsed<SttsBox> stts(fullBox("stts", 0, 0, u32(3), u32List({3, 0x80000000, 0, 7, 0, 9})));
-  EXPECT_EQ(stts->table().runs().size(), 3u);
-  EXPECT_EQ(stts->endTime(), 0x180000000u);
+  Film film(fullBox("stts", 0, 0, u32(3), u32List({3, 0x80000000, 0, 7, 0, 9})));
+  SttsBox& stts = film.box<SttsBox>();
+  EXPECT_EQ(stts.table().runs().size(), 3u);
+  EXPECT_EQ(stts.endTime(), 0x180000000u);
 }
 
 TEST(SttsBox, RefusesMoreEntriesThanThereAreBytes) {
-  EXPECT_EQ(codeOfReading<SttsBox>(inLongFile(fullBox("stts", 0, 0, u32(2), zeros(15)))), 27u);
-  EXPECT_EQ(codeOfReading<SttsBox>(fullBox("stts", 0, 0, u32(2), zeros(16))), std::nullopt);
-  EXPECT_EQ(codeOfReading<SttsBox>(fullBox("stts", 0, 0, u32(kTooMany))), 9u);
-  EXPECT_EQ(codeOfReading<SttsBox>(fullBox("stts", 0, 0, u32(100'000'000))), 27u);
+  EXPECT_CODE(truncatedBox,
+              Film(inLongFile(fullBox("stts", 0, 0, u32(2), zeros(15)))).box<SttsBox>());
+  EXPECT_CODE(success, Film(fullBox("stts", 0, 0, u32(2), zeros(16))).box<SttsBox>());
+  EXPECT_CODE(implausibleCount, Film(fullBox("stts", 0, 0, u32(kTooMany))).box<SttsBox>());
+  EXPECT_CODE(truncatedBox, Film(fullBox("stts", 0, 0, u32(100'000'000))).box<SttsBox>());
 }
 
 TEST(SttsBox, TakesItsCountFromBehindTheBoxWhenItIsTooShort) {
-  EXPECT_EQ(codeOfReading<SttsBox>(concat({fullBox("stts", 0, 0), zeros(4)})), std::nullopt);
-  EXPECT_EQ(codeOfReading<SttsBox>(concat({fullBox("stts", 0, 0), u32(1)})), 27u);
-  EXPECT_EQ(codeOfReading<SttsBox>(fullBox("stts", 0, 0)), 5u);
+  EXPECT_CODE(success, Film(concat({fullBox("stts", 0, 0), zeros(4)})).box<SttsBox>());
+  EXPECT_CODE(truncatedBox, Film(concat({fullBox("stts", 0, 0), u32(1)})).box<SttsBox>());
+  EXPECT_CODE(shortRead, Film(fullBox("stts", 0, 0)).box<SttsBox>());
 }
 
 // The bytes of a completed stts of times.
 Bytes builtTimes(const std::vector<std::uint64_t>& times, std::uint32_t lastDuration) {
-  Output output;
+  Film output;
   SttsBox stts(static_cast<std::uint32_t>(times.size()), lastDuration, output.stream);
   EXPECT_EQ(stts.getCurrentSize(), 16 + 8 * times.size());
   stts.write();
   for (const std::uint64_t time : times) stts.addSampleTime(time);
-  return completed(output, stts);
+  return output.completed(stts);
 }
 
 Bytes timeTable(const Numbers& countsAndDeltas) {
@@ -104,7 +109,7 @@ TEST(SttsBox, ADurationOfAllOnesGivesWayToTheNext) {
 }
 
 TEST(SttsBox, CanBeCompletedWhileItGrows) {
-  Output output;
+  Film output;
   SttsBox stts(4, 7, output.stream);
   stts.write();
   for (const std::uint64_t time : {0, 10, 20, 25}) {
@@ -112,50 +117,52 @@ TEST(SttsBox, CanBeCompletedWhileItGrows) {
     stts.addSampleTime(time);
   }
   stts.updateContent();
-  EXPECT_EQ(completed(output, stts), timeTable({2, 10, 1, 5, 1, 7}));
+  EXPECT_EQ(output.completed(stts), timeTable({2, 10, 1, 5, 1, 7}));
 }
 
 TEST(CttsBox, ReadsLiteralBytes) {
-  const Parsed<CttsBox> ctts(Bytes{0,    0,    0, 32, 'c', 't', 't',  's',  0,    0,   0,
-                                   0,    0,    0, 0,  2,   0,   0,    0,    1,    0,   0,
-                                   0x07, 0xD0, 0, 0,  0,   4,   0xFF, 0xFF, 0xFF, 0xFE});
-  ASSERT_EQ(ctts->table().runs().size(), 2u);
-  EXPECT_FALSE(ctts->isEmptyTable());
-  EXPECT_EQ(ctts->table().runs()[0].sampleCount, 1u);
-  EXPECT_EQ(ctts->table().runs()[0].sampleOffset, 2000u);
-  EXPECT_EQ(ctts->table().runs()[0].firstSample, 1u);
-  EXPECT_EQ(ctts->table().runs()[1].sampleCount, 4u);
-  EXPECT_EQ(ctts->table().runs()[1].sampleOffset, 0xFFFFFFFEu);
-  EXPECT_EQ(ctts->table().runs()[1].firstSample, 2u);
-  EXPECT_EQ(ctts->getCompositionCursor(5).compositionOffset(), 0xFFFFFFFEu);
-  EXPECT_EQ(ctts->getCompositionCursor(6).compositionOffset(), 0xFFFFFFFEu);
+  Film film(Bytes{0, 0, 0, 32, 'c', 't', 't',  's',  0, 0, 0, 0, 0,    0,    0,    2,
+                  0, 0, 0, 1,  0,   0,   0x07, 0xD0, 0, 0, 0, 4, 0xFF, 0xFF, 0xFF, 0xFE});
+  CttsBox& ctts = film.box<CttsBox>();
+  ASSERT_EQ(ctts.table().runs().size(), 2u);
+  EXPECT_FALSE(ctts.isEmptyTable());
+  EXPECT_EQ(ctts.table().runs()[0].sampleCount, 1u);
+  EXPECT_EQ(ctts.table().runs()[0].sampleOffset, 2000u);
+  EXPECT_EQ(ctts.table().runs()[0].firstSample, 1u);
+  EXPECT_EQ(ctts.table().runs()[1].sampleCount, 4u);
+  EXPECT_EQ(ctts.table().runs()[1].sampleOffset, 0xFFFFFFFEu);
+  EXPECT_EQ(ctts.table().runs()[1].firstSample, 2u);
+  EXPECT_EQ(ctts.getCompositionCursor(5).compositionOffset(), 0xFFFFFFFEu);
+  EXPECT_EQ(ctts.getCompositionCursor(6).compositionOffset(), 0xFFFFFFFEu);
 }
 
 TEST(CttsBox, WithoutEntriesGivesCursorsThatAreNotValid) {
-  const Parsed<CttsBox> ctts(fullBox("ctts", 0, 0, u32(0)));
-  EXPECT_TRUE(ctts->isEmptyTable());
-  EXPECT_FALSE(ctts->getCompositionCursor(1).isValid());
+  Film film(fullBox("ctts", 0, 0, u32(0)));
+  CttsBox& ctts = film.box<CttsBox>();
+  EXPECT_TRUE(ctts.isEmptyTable());
+  EXPECT_FALSE(ctts.getCompositionCursor(1).isValid());
 }
 
 TEST(CttsBox, RefusesMoreEntriesThanThereAreBytes) {
-  EXPECT_EQ(codeOfReading<CttsBox>(inLongFile(fullBox("ctts", 0, 0, zeros(3)))), 27u);
-  EXPECT_EQ(codeOfReading<CttsBox>(inLongFile(fullBox("ctts", 0, 0, u32(1), zeros(7)))), 27u);
-  EXPECT_EQ(codeOfReading<CttsBox>(fullBox("ctts", 0, 0, u32(kTooMany))), 9u);
+  EXPECT_CODE(truncatedBox, Film(inLongFile(fullBox("ctts", 0, 0, zeros(3)))).box<CttsBox>());
+  EXPECT_CODE(truncatedBox,
+              Film(inLongFile(fullBox("ctts", 0, 0, u32(1), zeros(7)))).box<CttsBox>());
+  EXPECT_CODE(implausibleCount, Film(fullBox("ctts", 0, 0, u32(kTooMany))).box<CttsBox>());
 }
 
 TEST(CttsBox, RefusesSampleNumbersBeyond32Bits) {
-  EXPECT_EQ(
-      codeOfReading<CttsBox>(fullBox("ctts", 0, 0, u32(2), u32List({0xFFFFFFF0, 0, 0x20, 0}))),
-      30u);
+  EXPECT_CODE(
+      sampleNumberOverflow,
+      Film(fullBox("ctts", 0, 0, u32(2), u32List({0xFFFFFFF0, 0, 0x20, 0}))).box<CttsBox>());
 }
 
 Bytes builtOffsets(const Numbers& offsets) {
-  Output output;
+  Film output;
   CttsBox ctts(static_cast<std::uint32_t>(offsets.size()), output.stream);
   EXPECT_EQ(ctts.getCurrentSize(), 16 + 8 * offsets.size());
   ctts.write();
   for (const std::uint32_t offset : offsets) ctts.addCompositionOffset(offset);
-  return completed(output, ctts);
+  return output.completed(ctts);
 }
 
 TEST(CttsBox, WritesLiteralBytes) {
@@ -171,7 +178,7 @@ TEST(CttsBox, WritesARunForEveryChangeOfTheOffset) {
 }
 
 TEST(CttsBox, CountsFinishedRunsUntilItIsCompleted) {
-  Output output;
+  Film output;
   CttsBox ctts(3, output.stream);
   for (const std::uint32_t offset : {1, 2, 2}) ctts.addCompositionOffset(offset);
   ctts.writeContent();
@@ -179,112 +186,120 @@ TEST(CttsBox, CountsFinishedRunsUntilItIsCompleted) {
 }
 
 TEST(CttsBox, HasNoLimitOfEntriesToBeWritten) {
-  Output output;
+  Film output;
   EXPECT_EQ(CttsBox(kTooMany, output.stream).getCurrentSize(), 16 + 8ull * kTooMany);
 }
 
 TEST(StscBox, ReadsLiteralBytes) {
-  const Parsed<StscBox> stsc(Bytes{0, 0, 0, 40, 's', 't', 's', 'c', 0, 0, 0, 0, 0, 0,
-                                   0, 2, 0, 0,  0,   1,   0,   0,   0, 2, 0, 0, 0, 1,
-                                   0, 0, 0, 3,  0,   0,   0,   5,   0, 0, 0, 1});
-  ASSERT_EQ(stsc->table().runs().size(), 2u);
-  EXPECT_EQ(stsc->table().runs()[1].firstSample, 5u);
-  const ChunkCursor cursor = stsc->getChunkCursor(6);
+  Film film(Bytes{0, 0, 0, 40, 's', 't', 's', 'c', 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 1,
+                  0, 0, 0, 2,  0,   0,   0,   1,   0, 0, 0, 3, 0, 0, 0, 5, 0, 0, 0, 1});
+  StscBox& stsc = film.box<StscBox>();
+  ASSERT_EQ(stsc.table().runs().size(), 2u);
+  EXPECT_EQ(stsc.table().runs()[1].firstSample, 5u);
+  const ChunkCursor cursor = stsc.getChunkCursor(6);
   EXPECT_EQ(cursor.chunkNumber(), 3u);
   EXPECT_EQ(cursor.sampleNumber(), 5u);
 }
 
 TEST(StscBox, WithoutEntriesRefusesEveryLookUp) {
-  const Parsed<StscBox> stsc(fullBox("stsc", 0, 0, u32(0)));
-  ASSERT_EQ(stsc->table().runs().size(), 1u);
-  EXPECT_EQ(stsc->table().runs()[0].chunkCount, 0xFFFFFFFFu);
-  EXPECT_EQ(stsc->table().runs()[0].descriptionIndex, 1u);
-  EXPECT_EQ(codeOf([&] { stsc->getChunkCursor(1); }), 23u);
+  Film film(fullBox("stsc", 0, 0, u32(0)));
+  StscBox& stsc = film.box<StscBox>();
+  ASSERT_EQ(stsc.table().runs().size(), 1u);
+  EXPECT_EQ(stsc.table().runs()[0].chunkCount, 0xFFFFFFFFu);
+  EXPECT_EQ(stsc.table().runs()[0].descriptionIndex, 1u);
+  EXPECT_CODE(badChunkRun, stsc.getChunkCursor(1));
 }
 
 TEST(StscBox, RefusesChunksOutOfOrder) {
-  EXPECT_EQ(codeOfReading<StscBox>(fullBox("stsc", 0, 0, u32(1), u32List({2, 4, 1}))), 23u);
-  EXPECT_EQ(codeOfReading<StscBox>(fullBox("stsc", 0, 0, u32(2), u32List({1, 4, 1, 0, 4, 1}))),
-            23u);
-  EXPECT_EQ(codeOfReading<StscBox>(fullBox("stsc", 0, 0, u32(2), u32List({1, 9, 1, 1, 4, 1}))),
-            std::nullopt);
+  EXPECT_CODE(badChunkRun, Film(fullBox("stsc", 0, 0, u32(1), u32List({2, 4, 1}))).box<StscBox>());
+  EXPECT_CODE(badChunkRun,
+              Film(fullBox("stsc", 0, 0, u32(2), u32List({1, 4, 1, 0, 4, 1}))).box<StscBox>());
+  EXPECT_CODE(success,
+              Film(fullBox("stsc", 0, 0, u32(2), u32List({1, 9, 1, 1, 4, 1}))).box<StscBox>());
 }
 
 TEST(StscBox, UsesWhatTheStreamHasOfAnyCount) {
-  const Parsed<StscBox> stsc(fullBox("stsc", 0, 0, u32(0xFFFFFFFF), u32List({1, 2, 1, 3, 5, 1})));
-  EXPECT_EQ(stsc->table().runs().size(), 2u);
+  Film film(fullBox("stsc", 0, 0, u32(0xFFFFFFFF), u32List({1, 2, 1, 3, 5, 1})));
+  StscBox& stsc = film.box<StscBox>();
+  EXPECT_EQ(stsc.table().runs().size(), 2u);
 }
 
 TEST(StscBox, ReadsBehindItsEnd) {
-  const Parsed<StscBox> stsc(
-      concat({fullBox("stsc", 0, 0, u32(2), u32List({1, 2, 1})), u32List({7, 5, 3})}));
-  ASSERT_EQ(stsc->table().runs().size(), 2u);
-  EXPECT_EQ(stsc->table().runs()[1].firstChunk, 7u);
+  Film film(concat({fullBox("stsc", 0, 0, u32(2), u32List({1, 2, 1})), u32List({7, 5, 3})}));
+  StscBox& stsc = film.box<StscBox>();
+  ASSERT_EQ(stsc.table().runs().size(), 2u);
+  EXPECT_EQ(stsc.table().runs()[1].firstChunk, 7u);
 }
 
 TEST(StscBox, WritesLiteralBytes) {
-  Output output;
+  Film output;
   StscBox stsc(3, output.stream);
   EXPECT_EQ(stsc.getCurrentSize(), 52u);
   stsc.write();
   stsc.addChunk(1, 2, 3);
   stsc.addChunk(2, 2, 3);
-  EXPECT_EQ(completed(output, stsc),
+  EXPECT_EQ(output.completed(stsc),
             (Bytes{0, 0, 0, 40, 's', 't', 's', 'c', 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 1,
                    0, 0, 0, 2,  0,   0,   0,   3,   0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0, 3}));
 }
 
 TEST(StszBox, ReadsLiteralBytes) {
-  const Parsed<StszBox> stsz(Bytes{0, 0, 0, 28, 's', 't', 's', 'z', 0, 0, 0, 0,    0,    0,
-                                   0, 0, 0, 0,  0,   2,   0,   0,   2, 0, 0, 0x01, 0x00, 0x00});
-  EXPECT_EQ(stsz->table().sampleSize(), 0u);
-  EXPECT_EQ(stsz->sampleCount(), 2u);
-  EXPECT_EQ(Numbers(stsz->table().sizes().begin(), stsz->table().sizes().end()),
+  Film film(Bytes{0, 0, 0, 28, 's', 't', 's', 'z', 0, 0, 0, 0,    0,    0,
+                  0, 0, 0, 0,  0,   2,   0,   0,   2, 0, 0, 0x01, 0x00, 0x00});
+  StszBox& stsz = film.box<StszBox>();
+  EXPECT_EQ(stsz.table().sampleSize(), 0u);
+  EXPECT_EQ(stsz.sampleCount(), 2u);
+  EXPECT_EQ(Numbers(stsz.table().sizes().begin(), stsz.table().sizes().end()),
             (Numbers{512, 65536}));
-  const auto iterator = stsz->getSampleSizeIterator(2);
+  const auto iterator = stsz.getSampleSizeIterator(2);
   EXPECT_EQ(iterator->getSampleSize(), 65536u);
   iterator->next();
   EXPECT_FALSE(iterator->isValid());
 }
 
 TEST(StszBox, OfOneSizeKeepsNoList) {
-  const Parsed<StszBox> stsz(fullBox("stsz", 0, 0, u32(512), u32(3)));
-  EXPECT_TRUE(stsz->table().sizes().empty());
-  const auto iterator = stsz->getSampleSizeIterator(1);
+  Film film(fullBox("stsz", 0, 0, u32(512), u32(3)));
+  StszBox& stsz = film.box<StszBox>();
+  EXPECT_TRUE(stsz.table().sizes().empty());
+  const auto iterator = stsz.getSampleSizeIterator(1);
   for (int i = 0; i < 3; ++i, iterator->next()) {
     EXPECT_TRUE(iterator->isValid());
     EXPECT_EQ(iterator->getSampleSize(), 512u);
   }
   EXPECT_FALSE(iterator->isValid());
-  EXPECT_FALSE(stsz->getSampleSizeIterator(0)->isValid());
+  EXPECT_FALSE(stsz.getSampleSizeIterator(0)->isValid());
 }
 
 TEST(StszBox, AddsUpSamplesOfOneSize) {
-  const Parsed<StszBox> stsz(fullBox("stsz", 0, 0, u32(0xFFFFFFFF), u32(5)));
-  EXPECT_EQ(stsz->totalSize(2, 3), 3ull * 0xFFFFFFFF);
-  EXPECT_EQ(stsz->totalSize(4, 9), 2ull * 0xFFFFFFFF);
-  const Parsed<StszBox> none(fullBox("stsz", 0, 0, u32(0), u32(0)));
-  EXPECT_EQ(none->totalSize(1, 9), 0u);
+  Film film(fullBox("stsz", 0, 0, u32(0xFFFFFFFF), u32(5)));
+  StszBox& stsz = film.box<StszBox>();
+  EXPECT_EQ(stsz.totalSize(2, 3), 3ull * 0xFFFFFFFF);
+  EXPECT_EQ(stsz.totalSize(4, 9), 2ull * 0xFFFFFFFF);
+  Film filmNone(fullBox("stsz", 0, 0, u32(0), u32(0)));
+  StszBox& none = filmNone.box<StszBox>();
+  EXPECT_EQ(none.totalSize(1, 9), 0u);
 }
 
 TEST(StszBox, RefusesMoreEntriesThanThereAreBytes) {
-  EXPECT_EQ(codeOfReading<StszBox>(inLongFile(fullBox("stsz", 0, 0, zeros(7)))), 27u);
-  EXPECT_EQ(codeOfReading<StszBox>(inLongFile(fullBox("stsz", 0, 0, u32(0), u32(2), zeros(7)))),
-            27u);
-  EXPECT_EQ(codeOfReading<StszBox>(fullBox("stsz", 0, 0, u32(0), u32(kTooMany))), 31u);
-  EXPECT_EQ(codeOfReading<StszBox>(fullBox("stsz", 0, 0, u32(1), u32(kTooMany))), 31u);
-  EXPECT_EQ(codeOfReading<StszBox>(fullBox("stsz", 0, 0, u32(1), u32(100'000'000))), std::nullopt);
+  EXPECT_CODE(truncatedBox, Film(inLongFile(fullBox("stsz", 0, 0, zeros(7)))).box<StszBox>());
+  EXPECT_CODE(truncatedBox,
+              Film(inLongFile(fullBox("stsz", 0, 0, u32(0), u32(2), zeros(7)))).box<StszBox>());
+  EXPECT_CODE(implausibleSampleCount,
+              Film(fullBox("stsz", 0, 0, u32(0), u32(kTooMany))).box<StszBox>());
+  EXPECT_CODE(implausibleSampleCount,
+              Film(fullBox("stsz", 0, 0, u32(1), u32(kTooMany))).box<StszBox>());
+  EXPECT_CODE(success, Film(fullBox("stsz", 0, 0, u32(1), u32(100'000'000))).box<StszBox>());
 }
 
 TEST(StszBox, WritesLiteralBytes) {
-  Output output;
+  Film output;
   StszBox stsz(4, output.stream);
   EXPECT_EQ(stsz.getCurrentSize(), 36u);
   stsz.write();
   stsz.addSampleSize(512);
   stsz.addSampleSize(0);
-  EXPECT_EQ(completed(output, stsz), (Bytes{0, 0, 0, 28, 's', 't', 's', 'z', 0, 0, 0, 0, 0, 0,
-                                            0, 0, 0, 0,  0,   2,   0,   0,   2, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(output.completed(stsz), (Bytes{0, 0, 0, 28, 's', 't', 's', 'z', 0, 0, 0, 0, 0, 0,
+                                           0, 0, 0, 0,  0,   2,   0,   0,   2, 0, 0, 0, 0, 0}));
 }
 
 Numbers lowHalves(std::span<const std::uint64_t> offsets) {
@@ -292,130 +307,139 @@ Numbers lowHalves(std::span<const std::uint64_t> offsets) {
 }
 
 TEST(StcoBox, ReadsLiteralBytes) {
-  const Parsed<StcoBox> stco(Bytes{0, 0, 0, 24, 's', 't', 'c', 'o', 0,    0,    0,    0,
-                                   0, 0, 0, 2,  0,   0,   0,   48,  0xFF, 0xFF, 0xFF, 0xFF});
-  EXPECT_EQ(lowHalves(stco->table().offsets()), (Numbers{48, 0xFFFFFFFF}));
-  EXPECT_EQ(stco->entryCount(), 2u);
-  EXPECT_EQ(stco->getChunkOffsetIterator(2)->getOffset(), 0xFFFFFFFFu);
-  EXPECT_FALSE(stco->getChunkOffsetIterator(3)->isValid());
+  Film film(Bytes{0, 0, 0, 24, 's', 't', 'c', 'o', 0,    0,    0,    0,
+                  0, 0, 0, 2,  0,   0,   0,   48,  0xFF, 0xFF, 0xFF, 0xFF});
+  StcoBox& stco = film.box<StcoBox>();
+  EXPECT_EQ(lowHalves(stco.table().offsets()), (Numbers{48, 0xFFFFFFFF}));
+  EXPECT_EQ(stco.entryCount(), 2u);
+  EXPECT_EQ(stco.getChunkOffsetIterator(2)->getOffset(), 0xFFFFFFFFu);
+  EXPECT_FALSE(stco.getChunkOffsetIterator(3)->isValid());
 }
 
 TEST(StcoBox, RefusesMoreEntriesThanThereAreBytes) {
-  EXPECT_EQ(codeOfReading<StcoBox>(inLongFile(fullBox("stco", 0, 0, zeros(3)))), 27u);
-  EXPECT_EQ(codeOfReading<StcoBox>(inLongFile(fullBox("stco", 0, 0, u32(1), zeros(3)))), 27u);
-  EXPECT_EQ(codeOfReading<StcoBox>(fullBox("stco", 0, 0, u32(kTooMany))), 31u);
+  EXPECT_CODE(truncatedBox, Film(inLongFile(fullBox("stco", 0, 0, zeros(3)))).box<StcoBox>());
+  EXPECT_CODE(truncatedBox,
+              Film(inLongFile(fullBox("stco", 0, 0, u32(1), zeros(3)))).box<StcoBox>());
+  EXPECT_CODE(implausibleSampleCount, Film(fullBox("stco", 0, 0, u32(kTooMany))).box<StcoBox>());
 }
 
 TEST(Co64Box, ReadsLiteralBytes) {
-  const Parsed<Co64Box> co64(
-      Bytes{0, 0, 0, 24, 'c', 'o', '6', '4', 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 4, 0, 0, 0, 9});
-  ASSERT_EQ(co64->table().offsets().size(), 1u);
-  EXPECT_EQ(co64->table().offsets()[0], 0x400000009u);
-  EXPECT_EQ(co64->getChunkOffsetIterator(1)->getOffset(), 0x400000009u);
-  EXPECT_FALSE(co64->getChunkOffsetIterator(0)->isValid());
+  Film film(Bytes{0, 0, 0, 24, 'c', 'o', '6', '4', 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 4, 0, 0, 0, 9});
+  Co64Box& co64 = film.box<Co64Box>();
+  ASSERT_EQ(co64.table().offsets().size(), 1u);
+  EXPECT_EQ(co64.table().offsets()[0], 0x400000009u);
+  EXPECT_EQ(co64.getChunkOffsetIterator(1)->getOffset(), 0x400000009u);
+  EXPECT_FALSE(co64.getChunkOffsetIterator(0)->isValid());
 }
 
 TEST(Co64Box, RefusesMoreEntriesThanThereAreBytes) {
-  EXPECT_EQ(codeOfReading<Co64Box>(inLongFile(fullBox("co64", 0, 0, zeros(3)))), 27u);
-  EXPECT_EQ(codeOfReading<Co64Box>(inLongFile(fullBox("co64", 0, 0, u32(1), zeros(7)))), 27u);
-  EXPECT_EQ(codeOfReading<Co64Box>(fullBox("co64", 0, 0, u32(kTooMany))), 31u);
+  EXPECT_CODE(truncatedBox, Film(inLongFile(fullBox("co64", 0, 0, zeros(3)))).box<Co64Box>());
+  EXPECT_CODE(truncatedBox,
+              Film(inLongFile(fullBox("co64", 0, 0, u32(1), zeros(7)))).box<Co64Box>());
+  EXPECT_CODE(implausibleSampleCount, Film(fullBox("co64", 0, 0, u32(kTooMany))).box<Co64Box>());
 }
 
 TEST(Co64Box, WritesLiteralBytes) {
-  Output output;
+  Film output;
   Co64Box co64(2, output.stream);
   EXPECT_EQ(co64.getCurrentSize(), 32u);
   co64.write();
   co64.addChunkOffset(0x400000009);
-  EXPECT_EQ(completed(output, co64), (Bytes{0, 0, 0, 24, 'c', 'o', '6', '4', 0, 0, 0, 0,
-                                            0, 0, 0, 1,  0,   0,   0,   4,   0, 0, 0, 9}));
+  EXPECT_EQ(output.completed(co64), (Bytes{0, 0, 0, 24, 'c', 'o', '6', '4', 0, 0, 0, 0,
+                                           0, 0, 0, 1,  0,   0,   0,   4,   0, 0, 0, 9}));
 }
 
 TEST(StssBox, ReadsLiteralBytes) {
-  const Parsed<StssBox> stss(
+  Film film(
       Bytes{0, 0, 0, 24, 's', 't', 's', 's', 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 1, 0, 0, 0, 31});
-  EXPECT_EQ(Numbers(stss->table().sampleNumbers().begin(), stss->table().sampleNumbers().end()),
+  StssBox& stss = film.box<StssBox>();
+  EXPECT_EQ(Numbers(stss.table().sampleNumbers().begin(), stss.table().sampleNumbers().end()),
             (Numbers{1, 31}));
-  EXPECT_TRUE(stss->getSyncSampleCursor(1).isAt(1));
-  EXPECT_TRUE(stss->getSyncSampleCursor(2).isAt(31));
-  EXPECT_TRUE(stss->getSyncSampleCursor(32).isAtEnd());
-  EXPECT_TRUE(stss->getSyncSampleCursor(32).isActive());
+  EXPECT_TRUE(stss.getSyncSampleCursor(1).isAt(1));
+  EXPECT_TRUE(stss.getSyncSampleCursor(2).isAt(31));
+  EXPECT_TRUE(stss.getSyncSampleCursor(32).isAtEnd());
+  EXPECT_TRUE(stss.getSyncSampleCursor(32).isActive());
 }
 
 TEST(StssBox, KeepsTheOrderOfTheFile) {
-  const Parsed<StssBox> stss(fullBox("stss", 0, 0, u32(4), u32List({5, 2, 9, 7})));
-  SyncSampleCursor cursor = stss->getSyncSampleCursor(2);
+  Film film(fullBox("stss", 0, 0, u32(4), u32List({5, 2, 9, 7})));
+  StssBox& stss = film.box<StssBox>();
+  SyncSampleCursor cursor = stss.getSyncSampleCursor(2);
   EXPECT_EQ(cursor.current(), 5u);
   cursor.next();
   EXPECT_EQ(cursor.current(), 2u);
-  EXPECT_EQ(stss->getSyncSampleCursor(6).current(), 9u);
+  EXPECT_EQ(stss.getSyncSampleCursor(6).current(), 9u);
 }
 
 TEST(StssBox, WithoutEntriesIsAtItsEnd) {
-  const Parsed<StssBox> stss(fullBox("stss", 0, 0, u32(0)));
-  EXPECT_TRUE(stss->getSyncSampleCursor(1).isAtEnd());
+  Film film(fullBox("stss", 0, 0, u32(0)));
+  StssBox& stss = film.box<StssBox>();
+  EXPECT_TRUE(stss.getSyncSampleCursor(1).isAtEnd());
 }
 
 TEST(StssBox, RefusesMoreEntriesThanThereAreBytes) {
-  EXPECT_EQ(codeOfReading<StssBox>(inLongFile(fullBox("stss", 0, 0, zeros(3)))), 27u);
-  EXPECT_EQ(codeOfReading<StssBox>(inLongFile(fullBox("stss", 0, 0, u32(1), zeros(3)))), 27u);
-  EXPECT_EQ(codeOfReading<StssBox>(fullBox("stss", 0, 0, u32(kTooMany))), 31u);
+  EXPECT_CODE(truncatedBox, Film(inLongFile(fullBox("stss", 0, 0, zeros(3)))).box<StssBox>());
+  EXPECT_CODE(truncatedBox,
+              Film(inLongFile(fullBox("stss", 0, 0, u32(1), zeros(3)))).box<StssBox>());
+  EXPECT_CODE(implausibleSampleCount, Film(fullBox("stss", 0, 0, u32(kTooMany))).box<StssBox>());
 }
 
 TEST(StssBox, WritesLiteralBytes) {
-  Output output;
+  Film output;
   StssBox stss(3, output.stream);
   EXPECT_EQ(stss.getCurrentSize(), 28u);
   stss.write();
   stss.addSyncSample(1);
   stss.addSyncSample(31);
-  EXPECT_EQ(completed(output, stss), (Bytes{0, 0, 0, 24, 's', 't', 's', 's', 0, 0, 0, 0,
-                                            0, 0, 0, 2,  0,   0,   0,   1,   0, 0, 0, 31}));
+  EXPECT_EQ(output.completed(stss), (Bytes{0, 0, 0, 24, 's', 't', 's', 's', 0, 0, 0, 0,
+                                           0, 0, 0, 2,  0,   0,   0,   1,   0, 0, 0, 31}));
 }
 
 TEST(SdtpBox, ReadsNothingUntilItsCountIsKnown) {
-  const Parsed<SdtpBox> sdtp(fullBox("sdtp", 0, 0, Bytes{0x20, 0x18}));
-  EXPECT_TRUE(sdtp->bytes().empty());
+  Film film(fullBox("sdtp", 0, 0, Bytes{0x20, 0x18}));
+  SdtpBox& sdtp = film.box<SdtpBox>();
+  EXPECT_TRUE(sdtp.bytes().empty());
 }
 
 TEST(SdtpBox, ReadsLiteralBytes) {
   const Bytes file = {0, 0, 0, 15, 's', 'd', 't', 'p', 0, 0, 0, 0, 0x20, 0x18, 0x08};
-  const Parsed<SdtpBox> sdtp(file);
-  sdtp->setSampleCount(2);
-  sdtp->stream().seekTo(12);
-  sdtp->readContent();
-  EXPECT_EQ(Bytes(sdtp->bytes().begin(), sdtp->bytes().end()), (Bytes{0x20, 0x18}));
-  sdtp->setSampleCount(4);
-  sdtp->stream().seekTo(12);
-  EXPECT_EQ(codeOf([&] { sdtp->readContent(); }), 27u);
-  EXPECT_EQ(codeOf([&] { sdtp->setSampleCount(kTooMany); }), 31u);
-  EXPECT_EQ(codeOf([&] { sdtp->setSampleCount(kTooMany - 1); }), std::nullopt);
+  Film film(file);
+  SdtpBox& sdtp = film.box<SdtpBox>();
+  sdtp.setSampleCount(2);
+  sdtp.stream().seekTo(12);
+  sdtp.readContent();
+  EXPECT_EQ(Bytes(sdtp.bytes().begin(), sdtp.bytes().end()), (Bytes{0x20, 0x18}));
+  sdtp.setSampleCount(4);
+  sdtp.stream().seekTo(12);
+  EXPECT_CODE(truncatedBox, sdtp.readContent());
+  EXPECT_CODE(implausibleSampleCount, sdtp.setSampleCount(kTooMany));
+  EXPECT_CODE(success, sdtp.setSampleCount(kTooMany - 1));
 }
 
 TEST(SdtpBox, WritesLiteralBytes) {
-  Output output;
+  Film output;
   SdtpBox sdtp(3, output.stream);
   EXPECT_EQ(sdtp.getCurrentSize(), 15u);
   sdtp.write();
   sdtp.addSampleDependencies(0x20);
   sdtp.addSampleDependencies(0x18);
-  EXPECT_EQ(completed(output, sdtp),
+  EXPECT_EQ(output.completed(sdtp),
             (Bytes{0, 0, 0, 14, 's', 'd', 't', 'p', 0, 0, 0, 0, 0x20, 0x18}));
 }
 
 TEST(SampleTables, RefuseToBeBuiltForMoreSamplesThanAnyRealFileHas) {
-  Output output;
-  EXPECT_EQ(codeOf([&] { SttsBox(kTooMany, 1, output.stream); }), 9u);
-  EXPECT_EQ(codeOf([&] { SdtpBox(kTooMany, output.stream); }), 9u);
-  EXPECT_EQ(codeOf([&] { StszBox(kTooMany, output.stream); }), 31u);
-  EXPECT_EQ(codeOf([&] { StssBox(kTooMany, output.stream); }), 31u);
-  EXPECT_EQ(codeOf([&] { Co64Box(kTooMany, output.stream); }), 31u);
-  EXPECT_EQ(codeOf([&] { StscBox(kTooMany, output.stream); }), std::nullopt);
+  Film output;
+  EXPECT_CODE(implausibleCount, SttsBox(kTooMany, 1, output.stream));
+  EXPECT_CODE(implausibleCount, SdtpBox(kTooMany, output.stream));
+  EXPECT_CODE(implausibleSampleCount, StszBox(kTooMany, output.stream));
+  EXPECT_CODE(implausibleSampleCount, StssBox(kTooMany, output.stream));
+  EXPECT_CODE(implausibleSampleCount, Co64Box(kTooMany, output.stream));
+  EXPECT_CODE(success, StscBox(kTooMany, output.stream));
 }
 
 TEST(SampleTables, AreBuiltForAsManySamplesAsAnyRealFileHas) {
   constexpr std::uint32_t kMost = kTooMany - 1;
-  Output output;
+  Film output;
   EXPECT_EQ(SttsBox(kMost, 1, output.stream).getCurrentSize(), 16 + 8ull * kMost);
   EXPECT_EQ(SdtpBox(kMost, output.stream).getCurrentSize(), 12ull + kMost);
   EXPECT_EQ(StszBox(kMost, output.stream).getCurrentSize(), 20 + 4ull * kMost);
@@ -426,11 +450,11 @@ TEST(SampleTables, AreBuiltForAsManySamplesAsAnyRealFileHas) {
 // A count that a real file may have is measured against the bytes of its box.
 TEST(SampleTables, OfAPlausibleCountAreRefusedForTheirLength) {
   const Bytes most = u32(kTooMany - 1);
-  EXPECT_EQ(codeOfReading<CttsBox>(fullBox("ctts", 0, 0, most)), 27u);
-  EXPECT_EQ(codeOfReading<StszBox>(fullBox("stsz", 0, 0, u32(0), most)), 27u);
-  EXPECT_EQ(codeOfReading<StcoBox>(fullBox("stco", 0, 0, most)), 27u);
-  EXPECT_EQ(codeOfReading<Co64Box>(fullBox("co64", 0, 0, most)), 27u);
-  EXPECT_EQ(codeOfReading<StssBox>(fullBox("stss", 0, 0, most)), 27u);
+  EXPECT_CODE(truncatedBox, Film(fullBox("ctts", 0, 0, most)).box<CttsBox>());
+  EXPECT_CODE(truncatedBox, Film(fullBox("stsz", 0, 0, u32(0), most)).box<StszBox>());
+  EXPECT_CODE(truncatedBox, Film(fullBox("stco", 0, 0, most)).box<StcoBox>());
+  EXPECT_CODE(truncatedBox, Film(fullBox("co64", 0, 0, most)).box<Co64Box>());
+  EXPECT_CODE(truncatedBox, Film(fullBox("stss", 0, 0, most)).box<StssBox>());
 }
 
 // A table, read from a stream that delivers half of what is asked last: the entries.
@@ -492,15 +516,17 @@ TEST(SampleTables, HaveTheWholeEntriesThatTheStreamDelivers) {
 TEST(SampleTables, AreReadBehindHeadersOfEveryForm) {
   const Bytes ordinary = fullBox("stsz", 0, 0, u32(0), u32(2), u32List({7, 9}));
   for (const Bytes& form : {largeForm(ordinary), uuidForm(ordinary), runningToEnd(ordinary)}) {
-    const Parsed<StszBox> stsz(form);
-    EXPECT_EQ(Numbers(stsz->table().sizes().begin(), stsz->table().sizes().end()), (Numbers{7, 9}));
+    Film film(form);
+    StszBox& stsz = film.box<StszBox>();
+    EXPECT_EQ(Numbers(stsz.table().sizes().begin(), stsz.table().sizes().end()), (Numbers{7, 9}));
   }
 }
 
 TEST(SampleTables, AreReadWithOneReadOfTheirEntries) {
-  const Parsed<StszBox> stsz(fullBox("stsz", 0, 0, u32(0), u32(5000), zeros(20000)));
+  Film film(fullBox("stsz", 0, 0, u32(0), u32(5000), zeros(20000)));
+  film.box<StszBox>();
   // Size and type, version and flags twice, the two numbers, the entries.
-  EXPECT_EQ(stsz.reads(), 6u);
+  EXPECT_EQ(film.memory->calls().read, 6u);
 }
 
 }  // namespace

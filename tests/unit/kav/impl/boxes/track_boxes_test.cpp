@@ -9,17 +9,6 @@
 namespace norvik::kav::impl {
 namespace {
 
-const Bytes kAnyMatrix = u32List({1, 2, 3, 4, 5, 6, 7, 8, 9});
-
-// tkhd with every field different; reserved bytes that are not zero.
-Bytes tkhd(unsigned version, const Bytes& matrix = kAnyMatrix, std::uint8_t reserved = 0x77) {
-  const unsigned width = version == 1 ? 8 : 4;
-  return fullBox("tkhd", version, 5, bigEndian(kLeapDay, width), bigEndian(kLeapDay + 1, width),
-                 u32(3), Bytes(4, reserved), bigEndian(12345, width), Bytes(8, reserved),
-                 u16(0xFFFE), u16(4), u16(0x0180), Bytes(2, reserved), matrix, u32(1920 << 16),
-                 u32((1080 << 16) | 0x8000));
-}
-
 TrackParameters someParameters() {
   TrackParameters parameters;
   parameters.trackId = 3;
@@ -35,43 +24,6 @@ TrackParameters someParameters() {
   parameters.volume = 1;
   parameters.editCapacity = 2;
   return parameters;
-}
-
-TEST(TkhdBox, ReadsBothVersions) {
-  for (const unsigned version : {0u, 1u}) {
-    Film file(tkhd(version));
-    const TkhdBox& read = file.box<TkhdBox>();
-    EXPECT_EQ(read.flags(), 5u);
-    EXPECT_EQ(read.record().creationTime, kLeapDayDate);
-    EXPECT_EQ(read.record().modificationTime, kSecondLaterDate);
-    EXPECT_EQ(read.record().trackId, 3u);
-    EXPECT_EQ(read.record().duration, 12345u);
-    EXPECT_EQ(read.record().layer, 0xFFFE);
-    EXPECT_EQ(read.record().alternateGroup, 4);
-    EXPECT_EQ(read.record().volume, 1.5F);
-    EXPECT_EQ(read.record().matrix, (Matrix{1, 2, 3, 4, 5, 6, 7, 8, 9}));
-    EXPECT_EQ(read.record().width, 1920.0F);
-    EXPECT_EQ(read.record().height, 1080.5F);
-  }
-}
-
-TEST(TkhdBox, IsWrittenInVersionOneWithAUnityMatrix) {
-  const Bytes expected = tkhd(1, unityMatrix(), 0);
-  ASSERT_EQ(expected.size(), 104u);
-  for (const unsigned version : {0u, 1u}) {
-    Film file(tkhd(version));
-    EXPECT_EQ(file.written(file.box<TkhdBox>()), expected) << version;
-  }
-}
-
-TEST(TkhdBox, ShorterThanItsFieldsIsRefused) {
-  for (const unsigned version : {0u, 1u}) {
-    const Bytes payload = payloadOf(tkhd(version));
-    for (std::size_t length = 4; length < payload.size(); ++length) {
-      const Bytes shorter(payload.begin(), payload.begin() + static_cast<std::ptrdiff_t>(length));
-      EXPECT_CODE(truncatedBox, Film(boxAround("tkhd", shorter)).box()) << version << ' ' << length;
-    }
-  }
 }
 
 TEST(TkhdBox, BuiltTakesItsValuesFromTheParameters) {

@@ -4,7 +4,8 @@
 
 #include "kav/impl/boxes/file_boxes.h"
 #include "tests/support/box_builders.h"
-#include "tests/unit/kav/impl/read_box.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/film.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -19,12 +20,12 @@ class RoomyBox final : public VariableSizeBox {
   }
 };
 
-BoxPtr child(TestFile& file, std::uint64_t size) {
+BoxPtr child(Film& file, std::uint64_t size) {
   return makeBox<SkipBox>(size, file.stream, SkipBox::Fill::zeros, fourCc("chld"));
 }
 
 TEST(VariableSizeBox, ReservesRoomByPadding) {
-  TestFile file;
+  Film file;
   RoomyBox box(40, file.stream);
   EXPECT_EQ(box.getSize(), 12u);
   EXPECT_EQ(box.getCurrentSize(), 52u);
@@ -35,14 +36,14 @@ TEST(VariableSizeBox, ReservesRoomByPadding) {
 }
 
 TEST(VariableSizeBox, ReservesNothingForNoRoom) {
-  TestFile file;
+  Film file;
   RoomyBox box(0, file.stream);
   EXPECT_TRUE(box.children().empty());
   EXPECT_EQ(box.getCurrentSize(), 12u);
 }
 
 TEST(VariableSizeBox, InsertsAtTheOldPlaceOfThePadding) {
-  TestFile file;
+  Film file;
   RoomyBox box(60, file.stream);
   box.place(100);
   box.insertChild(child(file, 20));
@@ -58,14 +59,14 @@ TEST(VariableSizeBox, InsertsAtTheOldPlaceOfThePadding) {
 
 TEST(VariableSizeBox, DeletesPaddingTooShortForABoxAndKeepsItsLength) {
   for (const std::uint64_t rest : {0u, 1u, 7u}) {
-    TestFile file;
+    Film file;
     RoomyBox box(20 + rest, file.stream);
     box.insertChild(child(file, 20));
     EXPECT_EQ(box.children().size(), 1u) << rest;
     EXPECT_EQ(box.roomLeft(), 0u) << rest;
     EXPECT_EQ(box.getCurrentSize(), 32u + rest) << rest;
   }
-  TestFile file;
+  Film file;
   RoomyBox box(28, file.stream);
   box.insertChild(child(file, 20));
   EXPECT_EQ(box.children().size(), 2u);
@@ -75,7 +76,7 @@ TEST(VariableSizeBox, DeletesPaddingTooShortForABoxAndKeepsItsLength) {
 // Without room, with less than the child needs, and with a rest too short for padding.
 TEST(VariableSizeBox, GrowsByAChildThatFindsTooLittleRoom) {
   for (const std::uint64_t room : {0u, 19u, 27u}) {
-    TestFile file;
+    Film file;
     RoomyBox box(room, file.stream);
     box.place(100);
     box.insertChild(child(file, 20));
@@ -90,7 +91,7 @@ TEST(VariableSizeBox, GrowsByAChildThatFindsTooLittleRoom) {
 
 TEST(VariableSizeBox, EndsWithItsLastChildOnceThePaddingIsDropped) {
   for (const std::uint64_t room : {20u, 25u, 28u, 400u}) {
-    TestFile file;
+    Film file;
     RoomyBox box(room, file.stream);
     box.insertChild(child(file, 20));
     box.dropPadding();
@@ -102,7 +103,7 @@ TEST(VariableSizeBox, EndsWithItsLastChildOnceThePaddingIsDropped) {
 }
 
 TEST(VariableSizeBox, RewritesOnlyTheHeaderOfItsPadding) {
-  TestFile file;
+  Film file;
   RoomyBox reserved(36, file.stream);
   reserved.write();
   EXPECT_EQ(Bytes(file.bytes().begin(), file.bytes().begin() + 20),

@@ -147,6 +147,36 @@ TEST(FieldReader, ReadsAFieldThatTheFlagsAnnounce) {
   EXPECT_EQ(record.longWord, 0x1112131415161718u);
 }
 
+// A time that is wide in version 1, and a word that a flag announces.
+struct SmallRecord {
+  std::uint64_t time = 0;
+  std::uint32_t word = 0;
+
+  template <class Fields, class Self>
+  static constexpr void layout(Fields& fields, Self& self) {
+    fields.wide(self.time);
+    if (fields.has(1)) fields.u32(self.word);
+  }
+};
+
+TEST(DecodeRecord, TakesVersionAndFlagsOfAFullBoxFirst) {
+  const Bytes narrow = {0, 0, 0, 1, 0, 0, 0, 9, 0, 0, 0, 7, 0xEE};
+  const auto record = decodeRecord<SmallRecord, Full<0>>(narrow);
+  ASSERT_TRUE(record);
+  EXPECT_EQ(record->time, 9u);
+  EXPECT_EQ(record->word, 7u);
+  const Bytes wide = {1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 9};
+  EXPECT_EQ((decodeRecord<SmallRecord, Full<0>>(wide)->time), 0x100000009u);
+}
+
+TEST(DecodeRecord, GivesNothingForAPayloadThatIsTooShort) {
+  const Bytes narrow = {0, 0, 0, 1, 0, 0, 0, 9, 0, 0, 0, 7};
+  for (std::size_t length = 0; length < narrow.size(); ++length) {
+    const auto payload = std::span(narrow).first(length);
+    EXPECT_FALSE((decodeRecord<SmallRecord, Full<0>>(payload))) << length;
+  }
+}
+
 TEST(FixedPoint, RoundsToNearestAndStaysInRange) {
   EXPECT_EQ(fixed16FromFloat(1.0F), 0x10000u);
   EXPECT_EQ(fixed16FromFloat(1920.0F), 1920u << 16);

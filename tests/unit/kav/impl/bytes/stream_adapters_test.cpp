@@ -115,6 +115,8 @@ TEST(NorvikKavStream, ByDefaultMovesNoBytesAndStandsAtZero) {
   EXPECT_CODE(shortRead, stream.readFully(&byte, 1));
   EXPECT_CODE(ioFailed, stream.writeFully(&byte, 1));
   EXPECT_NO_THROW(stream.writeFully(&byte, 0));
+  EXPECT_CODE(ioFailed, stream.writeAt(0, &byte, 1));
+  EXPECT_NO_THROW(stream.writeAt(0, &byte, 0));
 }
 
 TEST(NorvikKavIStream, HoldsOneShareOfItsStream) {
@@ -188,6 +190,26 @@ TEST(NorvikKavIOStream, AFullWriteTakenInPartIsAFailure) {
   EXPECT_TRUE(memory->faultWasMet());
   stream.writeFully("ef", 2);
   EXPECT_EQ(memory->bytes(), (Bytes{'a', 'b', 'e', 'f'}));
+}
+
+TEST(NorvikKavIOStream, WritesAtAPlaceByASeekAndAWrite) {
+  const MemoryStreamPtr memory = MemoryStream::create(Bytes{1, 2, 3, 4});
+  NorvikKavIOStream stream(memory);
+  stream.writeAt(1, "ab", 2);
+  EXPECT_EQ(memory->bytes(), (Bytes{1, 'a', 'b', 4}));
+  EXPECT_EQ(stream.tell(), 3u);
+  EXPECT_EQ(memory->calls().seek, 1u);
+  EXPECT_EQ(memory->calls().write, 1u);
+}
+
+TEST(NorvikKavIOStream, AWriteAtAPlaceThatFailsIsAFailure) {
+  const MemoryStreamPtr memory = MemoryStream::create();
+  NorvikKavIOStream stream(memory);
+  memory->injectFault(2, MemoryStream::Fault::isShort);
+  EXPECT_CODE(ioFailed, stream.writeAt(0, "abcd", 4));
+  EXPECT_TRUE(memory->faultWasMet());
+  EXPECT_CODE(ioFailed, stream.writeAt(~0ull, "a", 1));
+  EXPECT_EQ(memory->bytes(), (Bytes{'a', 'b'}));
 }
 
 TEST(NorvikKavIOStream, EveryFailureOfTheStreamComesThrough) {

@@ -74,10 +74,10 @@ TEST(ReadBoxHeader, TakesAFourCharacterCodeInUuidForm) {
 
 TEST(ReadBoxHeader, NoBytesAreTheCleanEnd) {
   Film file;
-  Handler handler(0);
-  file.stream.setProblemHandler(handler.asHandler());
+  ProblemAnswers answers{0};
+  file.stream.setProblemHandler(answers.handler());
   EXPECT_FALSE(readBoxHeader(file.stream, nullptr));
-  EXPECT_TRUE(handler.asked.empty());
+  EXPECT_TRUE(answers.asked.empty());
 }
 
 TEST(ReadBoxHeader, StrayBytesAreAQuestionToTheHandler) {
@@ -85,13 +85,13 @@ TEST(ReadBoxHeader, StrayBytesAreAQuestionToTheHandler) {
     EXPECT_FALSE(headerOf(zeros(stray))) << stray;
 
     Film file(zeros(stray));
-    Handler tolerant(1);
-    file.stream.setProblemHandler(tolerant.asHandler());
+    ProblemAnswers tolerant{1};
+    file.stream.setProblemHandler(tolerant.handler());
     EXPECT_FALSE(readBoxHeader(file.stream, nullptr));
     EXPECT_EQ(tolerant.asked, (std::vector<Problem>{Problem::trailingBytes}));
 
-    Handler strict(0);
-    file.stream.setProblemHandler(strict.asHandler());
+    ProblemAnswers strict{0};
+    file.stream.setProblemHandler(strict.handler());
     EXPECT_CODE(stoppedByHandler, readBoxHeader(file.stream, nullptr));
   }
 }
@@ -134,13 +134,13 @@ TEST(ReadBoxHeader, MediaDataPastTheEndOfTheFileIsAQuestionToTheHandler) {
   EXPECT_EQ(header->end, 1000u);
 
   Film file(bytes);
-  Handler tolerant(1);
-  file.stream.setProblemHandler(tolerant.asHandler());
+  ProblemAnswers tolerant{1};
+  file.stream.setProblemHandler(tolerant.handler());
   EXPECT_TRUE(readBoxHeader(file.stream, nullptr));
   EXPECT_EQ(tolerant.asked, (std::vector<Problem>{Problem::mediaDataPastEnd}));
 
-  Handler strict(0);
-  file.stream.setProblemHandler(strict.asHandler());
+  ProblemAnswers strict{0};
+  file.stream.setProblemHandler(strict.handler());
   file.stream.seekTo(0);
   EXPECT_CODE(stoppedByHandler, readBoxHeader(file.stream, nullptr));
 }
@@ -152,8 +152,8 @@ Bytes childPastParent() {
 
 TEST(ReadBoxHeader, AChildPastItsParentIsClampedWhenTolerated) {
   Film file(childPastParent());
-  Handler tolerant(1);
-  file.stream.setProblemHandler(tolerant.asHandler());
+  ProblemAnswers tolerant{1};
+  file.stream.setProblemHandler(tolerant.handler());
   const Box& parent = file.box();
   ASSERT_EQ(parent.children().size(), 1u);
   EXPECT_EQ(parent.children()[0]->end(), parent.end());
@@ -164,8 +164,8 @@ TEST(ReadBoxHeader, AChildPastItsParentIsClampedWhenTolerated) {
 
 TEST(ReadBoxHeader, AChildPastItsParentIsRefusedByAStrictHandler) {
   Film file(childPastParent());
-  Handler strict(0);
-  file.stream.setProblemHandler(strict.asHandler());
+  ProblemAnswers strict{0};
+  file.stream.setProblemHandler(strict.handler());
   EXPECT_CODE(stoppedByHandler, file.root.readNextBox());
 }
 
@@ -220,8 +220,8 @@ TEST(FindTopLevelBox, NeedsNoMoreOfAUuidBoxThanItsSize) {
 
 TEST(FindTopLevelBox, AsksAboutStrayBytes) {
   Film file(concat({box("free"), zeros(5)}));
-  Handler strict(0);
-  file.stream.setProblemHandler(strict.asHandler());
+  ProblemAnswers strict{0};
+  file.stream.setProblemHandler(strict.handler());
   EXPECT_CODE(stoppedByHandler, findTopLevelBox(file.stream, fourCc("moov")));
   EXPECT_EQ(strict.asked, (std::vector<Problem>{Problem::trailingBytes}));
 }
@@ -239,8 +239,8 @@ TEST(ReadChildHeaders, LeavesAnUnknownPayloadAlone) {
 TEST(ReadChildHeaders, ToleratesAFewBytesBehindTheLastChild) {
   for (std::size_t stray = 1; stray < 8; ++stray) {
     Film file(concat({box("tref", box("abcd"), zeros(stray)), box("free")}));
-    Handler strict(0);
-    file.stream.setProblemHandler(strict.asHandler());
+    ProblemAnswers strict{0};
+    file.stream.setProblemHandler(strict.handler());
     EXPECT_EQ(file.box<TrefBox>().children().size(), 1u);
     EXPECT_EQ(file.box().type(), fourCc("free"));
     EXPECT_TRUE(strict.asked.empty());

@@ -28,10 +28,10 @@ class ReservedBox final : public Box {
  public:
   ReservedBox(NorvikKavStream& stream, std::uint64_t size, std::uint64_t room)
       : Box(fourCc("room"), stream) {
-    setSize(size);
-    setCurrentSize(room);
+    setOwnLength(size);
+    setExtent(room);
   }
-  void setRoom(std::uint64_t room) { setCurrentSize(room); }
+  void setRoom(std::uint64_t room) { setExtent(room); }
   void writeContent() override { ++contentWrites; }
   void updateContent() override { ++updates; }
 

@@ -6,13 +6,13 @@
 
 #include "kav/impl/reading/fragmented_track_iterator.h"
 #include "kav/impl/reading/track_iterator.h"
-#include "tests/unit/kav/impl/opened_movie.h"
+#include "tests/unit/kav/impl/sample_columns.h"
 
 namespace norvik::kav::impl {
 namespace {
 
 TEST(MediaIterCreator, WalksTheTablesOfARegularMovie) {
-  const OpenedMovie opened(MovieBuilder({countingTrack(4)}));
+  const Film opened(MovieBuilder({countingTrack(4)}), ReaderOptions{});
   MediaIterCreator creator(opened.track(), 6, true);
   EXPECT_FALSE(creator.isFragmented());
   EXPECT_TRUE(creator.ignoresEditLists());
@@ -27,7 +27,7 @@ TEST(MediaIterCreator, WalksTheTablesOfARegularMovie) {
 TEST(MediaIterCreator, WalksTheFragmentsOfAFragmentedMovie) {
   MovieBuilder movie({countingTrack(4)});
   movie.splitIntoFragments({2});
-  const OpenedMovie opened(movie);
+  const Film opened(movie, ReaderOptions{});
   MediaIterCreator creator(opened.track(), 6, false);
   EXPECT_TRUE(creator.isFragmented());
   EXPECT_FALSE(creator.ignoresEditLists());
@@ -39,8 +39,8 @@ TEST(MediaIterCreator, WalksTheFragmentsOfAFragmentedMovie) {
 
 TEST(MediaIterCreator, CountsEmptySamplesOfAFragmentedMovieToTheFirstFragment) {
   MovieBuilder movie({countingTrack(4)});
-  const OpenedMovie regular(movie);
-  const OpenedMovie fragmented(movie.splitIntoFragments({2}));
+  const Film regular(movie, ReaderOptions{});
+  const Film fragmented(movie.splitIntoFragments({2}), ReaderOptions{});
   const SamplePtr outside = MediaIterCreator(regular.track(), 4, false).createEmptySample(50);
   EXPECT_EQ(outside->fragmentSequence, 0u);
   EXPECT_EQ(outside->info.decodingTime, 50u);

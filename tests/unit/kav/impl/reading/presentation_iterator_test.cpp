@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/unit/kav/impl/opened_movie.h"
+#include "tests/unit/kav/impl/sample_columns.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -161,7 +161,7 @@ TEST(PresentationIter, RescalesItsTimesLikeTheRest) {
 }
 
 TEST(PresentationIter, WalksTheMediaOfATrack) {
-  const OpenedMovie opened(MovieBuilder({countingTrack(5)}));
+  const Film opened(MovieBuilder({countingTrack(5)}), ReaderOptions{});
   PresentationIter iterator(std::make_unique<MediaIterCreator>(opened.track(), 8, false),
                             {{1, kNoMedia, 0}, {2, 20, 1}}, 100, 1000, 0, kEnd);
   const auto samples = drain(iterator);

@@ -11,50 +11,47 @@
 #include "kav/impl/boxes/description_boxes.h"
 #include "kav/impl/boxes/file_boxes.h"
 #include "kav/impl/boxes/movie_boxes.h"
-#include "tests/unit/kav/impl/opened_movie.h"
+#include "tests/unit/kav/impl/sample_columns.h"
 
 namespace norvik::kav::impl {
 namespace {
 
 constexpr std::uint64_t kNoLimit = ~std::uint64_t{0};
 
-std::optional<std::uint32_t> codeOfOpening(const Bytes& file) {
-  return codeOf([&] { OpenedMovie opened(file); });
-}
-
 TEST(Reader, OpensAMovieWhoseMovieBoxFollowsItsMediaData) {
   MovieBuilder movie({countingTrack(3)});
-  OpenedMovie behind(movie);
-  EXPECT_EQ(behind.reader.tracks().size(), 1u);
-  ASSERT_NE(behind.reader.mediaData(), nullptr);
-  EXPECT_EQ(behind.reader.mediaData()->type(), fourCc("mdat"));
+  Film behind(movie, ReaderOptions{});
+  EXPECT_EQ(behind.reader().tracks().size(), 1u);
+  ASSERT_NE(behind.reader().mediaData(), nullptr);
+  EXPECT_EQ(behind.reader().mediaData()->type(), fourCc("mdat"));
   // Nothing behind the movie box is read before it is asked for.
-  OpenedMovie before(movie.moovFirst());
-  EXPECT_EQ(before.reader.tracks().size(), 1u);
-  EXPECT_EQ(before.reader.mediaData(), nullptr);
+  Film before(movie.moovFirst(), ReaderOptions{});
+  EXPECT_EQ(before.reader().tracks().size(), 1u);
+  EXPECT_EQ(before.reader().mediaData(), nullptr);
 }
 
 TEST(Reader, FailsWithoutAMovieBox) {
-  EXPECT_EQ(codeOfOpening({}), 6u);
-  EXPECT_EQ(codeOfOpening(concat({box("ftyp", text("qt  "), u32(0)), box("mdat", zeros(9))})), 6u);
+  EXPECT_CODE(noMovie, Film().reader());
+  EXPECT_CODE(noMovie,
+              Film(concat({box("ftyp", text("qt  "), u32(0)), box("mdat", zeros(9))})).reader());
 }
 
 TEST(Reader, ReadsNothingAheadOfNeed) {
   const MovieBuilder movie = MovieBuilder({countingTrack(3)}).moovFirst();
   const Bytes file = movie.build();
   const Bytes second = concat({file, box("moov")});
-  OpenedMovie opened(second);
-  EXPECT_EQ(drain(*opened.reader.createDocIterator()).size(), 3u);
-  EXPECT_EQ(codeOf([&] { opened.reader.metadata(); }), 36u);
+  Film opened(second, ReaderOptions{});
+  EXPECT_EQ(drain(*opened.reader().createDocIterator()).size(), 3u);
+  EXPECT_CODE(secondMovie, opened.reader().metadata());
 }
 
 TEST(Reader, FindsTheFirstMediaDataInFrontOfTheMovieBox) {
   MovieBuilder movie({countingTrack(2)});
   movie.order = {"ftyp", "mdat", "more", "moov"};
   movie.extras["more"] = box("mdat", zeros(5));
-  const OpenedMovie opened(movie);
+  const Film opened(movie, ReaderOptions{});
   const RootBox& root = *opened.track().root;
-  EXPECT_EQ(opened.reader.mediaData(), root.children()[1].get());
+  EXPECT_EQ(opened.reader().mediaData(), root.children()[1].get());
 }
 
 TEST(Reader, ListsTheTracksInTheOrderOfTheFile) {
@@ -62,12 +59,12 @@ TEST(Reader, ListsTheTracksInTheOrderOfTheFile) {
   movie.tracks[0].id = 30;
   movie.tracks[1].id = 10;
   movie.tracks[2].id = 20;
-  const OpenedMovie opened(movie);
-  ASSERT_EQ(opened.reader.tracks().size(), 3u);
+  const Film opened(movie, ReaderOptions{});
+  ASSERT_EQ(opened.reader().tracks().size(), 3u);
   for (std::uint32_t i = 0; i < 3; ++i) {
-    const TrackRecord& track = opened.reader.records()[i];
+    const TrackRecord& track = opened.reader().records()[i];
     EXPECT_EQ(track.info().trackId, movie.tracks[i].id);
-    EXPECT_EQ(track.track, &opened.reader.tracks()[i]);
+    EXPECT_EQ(track.track, &opened.reader().tracks()[i]);
     EXPECT_EQ(track.track->index, i);
     EXPECT_EQ(track.trak, opened.track().root->movie()->tracks()[i]);
     EXPECT_EQ(track.root, opened.track().root);
@@ -88,8 +85,8 @@ TEST(Reader, TellsWhatTheHeadersOfATrackSay) {
   track.language = 0x15C7;  // "eng"
   track.name = text("Words");
   track.edits = {{601, 0}};  // the duration of the header
-  const OpenedMovie opened(movie);
-  const Track& record = opened.reader.tracks()[0];
+  const Film opened(movie, ReaderOptions{});
+  const Track& record = opened.reader().tracks()[0];
   EXPECT_EQ(record.info.structSize, 72u);
   EXPECT_EQ(record.info.trackId, 12u);
   EXPECT_EQ(record.info.tkhdFlags, 0xABCDEFu);
@@ -119,45 +116,45 @@ TEST(Reader, ConvertsTheDurationOfTheHeaderIntoTheTimescaleOfTheMedia) {
     MovieBuilder movie({countingTrack(1, c.media)});
     movie.timescale = c.movie;
     movie.tracks[0].edits = {{c.duration, 0}};
-    EXPECT_EQ(OpenedMovie(movie).track().info().duration, c.expected);
+    EXPECT_EQ(Film(movie, ReaderOptions{}).track().info().duration, c.expected);
   }
 }
 
 TEST(Reader, TellsThatATrackHasDependencies) {
   MovieBuilder movie({countingTrack(2)});
   movie.tracks[0].dependencyTable = true;
-  EXPECT_EQ(OpenedMovie(movie).track().info().flags, 1u);
+  EXPECT_EQ(Film(movie, ReaderOptions{}).track().info().flags, 1u);
 }
 
 TEST(Reader, TellsWhatTheHeaderOfTheMovieSays) {
   MovieBuilder movie({countingTrack(2)});
   movie.timescale = 1234;
-  OpenedMovie regular(movie);
-  EXPECT_EQ(regular.reader.info().timescale, 1234u);
-  EXPECT_FALSE(regular.reader.info().isFragmented);
-  EXPECT_TRUE(OpenedMovie(movie.splitIntoFragments({1})).reader.info().isFragmented);
+  Film regular(movie, ReaderOptions{});
+  EXPECT_EQ(regular.reader().info().timescale, 1234u);
+  EXPECT_FALSE(regular.reader().info().isFragmented);
+  EXPECT_TRUE(Film(movie.splitIntoFragments({1}), ReaderOptions{}).reader().info().isFragmented);
 }
 
 TEST(Reader, IteratesOverTenYears) {
   MovieBuilder movie({countingTrack(3, 1, 1)});
   movie.tracks[0].samples[0].duration = 315359999;
-  OpenedMovie opened(movie);
-  EXPECT_EQ(timesOf(drain(*opened.reader.createDocIterator())), (Column{0, 315359999}));
+  Film opened(movie, ReaderOptions{});
+  EXPECT_EQ(timesOf(drain(*opened.reader().createDocIterator())), (Column{0, 315359999}));
 }
 
 TEST(Reader, AppliesEditListsUnlessToldNotTo) {
   MovieBuilder movie({countingTrack(2)});
   movie.timescale = 100;
   movie.tracks[0].edits = {{3, kEmptyEdit}, {2, 0}};
-  OpenedMovie applied(movie);
-  EXPECT_EQ(timesOf(drain(*applied.reader.createDocIterator())), (Column{0, 30, 40}));
-  OpenedMovie ignored(movie, {true, {}});
-  EXPECT_EQ(timesOf(drain(*ignored.reader.createDocIterator())), (Column{0, 10}));
+  Film applied(movie, ReaderOptions{});
+  EXPECT_EQ(timesOf(drain(*applied.reader().createDocIterator())), (Column{0, 30, 40}));
+  Film ignored(movie, ReaderOptions{true, {}});
+  EXPECT_EQ(timesOf(drain(*ignored.reader().createDocIterator())), (Column{0, 10}));
 }
 
-Column countsOf(OpenedMovie& movie, std::uint64_t limit = kNoLimit) {
+Column countsOf(Film& movie, std::uint64_t limit = kNoLimit) {
   Column counts;
-  for (const TrackTotals& totals : movie.reader.countSamples(limit)) {
+  for (const TrackTotals& totals : movie.reader().countSamples(limit)) {
     counts.push_back(totals.sampleCount);
     counts.push_back(totals.gapCount);
   }
@@ -168,7 +165,7 @@ TEST(Reader, CountsSamplesAndGaps) {
   MovieBuilder movie({countingTrack(3), countingTrack(4), countingTrack(0)});
   movie.timescale = 100;
   movie.tracks[1].edits = {{3, kEmptyEdit}, {2, 0}, {1, kEmptyEdit}, {9, 20}};
-  OpenedMovie opened(movie);
+  Film opened(movie, ReaderOptions{});
   opened.memory->resetCalls();
   EXPECT_EQ(countsOf(opened), (Column{3, 0, 4, 2, 0, 0}));
   EXPECT_EQ(opened.memory->calls().read, 0u);  // times and sizes only
@@ -179,7 +176,7 @@ TEST(Reader, CountsUntilTheSamplesLeaveTheFile) {
   movie.moovFirst();
   Bytes file = movie.build();
   file.pop_back();
-  OpenedMovie cut(file);
+  Film cut(file, ReaderOptions{});
   EXPECT_EQ(countsOf(cut), (Column{3, 0}));
 }
 
@@ -187,7 +184,7 @@ TEST(Reader, CountsUntilASampleFails) {
   MovieBuilder movie({countingTrack(5), countingTrack(2)});
   movie.replace(kTables + "stsc",
                 fullBox("stsc", 0, 0, u32(2), u32(1), u32(2), u32(1), u32(2), u32(0), u32(1)));
-  OpenedMovie opened(movie);
+  Film opened(movie, ReaderOptions{});
   EXPECT_EQ(countsOf(opened), (Column{1, 0, 2, 0}));
 }
 
@@ -195,15 +192,15 @@ TEST(Reader, CountsNothingWhereNothingCanBeIterated) {
   MovieBuilder movie({countingTrack(2), countingTrack(2)});
   movie.splitIntoFragments({1, 1});
   movie.tracks[1].extends.reset();
-  OpenedMovie opened(movie);
+  Film opened(movie, ReaderOptions{});
   EXPECT_EQ(countsOf(opened), (Column{0, 0, 0, 0}));
-  EXPECT_EQ(codeOf([&] { opened.reader.createDocIterator(); }), 25u);
+  EXPECT_CODE(noTrackDefaults, opened.reader().createDocIterator());
 }
 
 TEST(Reader, CountsUpToALimitOfBytesAndSixteenForASmallSample) {
   MovieBuilder movie({countingTrack(4), countingTrack(4)});
   movie.tracks[0].samples[0].bytes.resize(17);
-  OpenedMovie opened(movie);
+  Film opened(movie, ReaderOptions{});
   EXPECT_EQ(countsOf(opened, 17 + 7 * 16), (Column{4, 0, 4, 0}));
   EXPECT_EQ(countsOf(opened, 17 + 7 * 16 - 1), (Column{4, 0, 3, 0}));
   EXPECT_EQ(countsOf(opened, 17 + 2 * 16), (Column{3, 0, 0, 0}));
@@ -213,51 +210,55 @@ TEST(Reader, CountsUpToALimitOfBytesAndSixteenForASmallSample) {
 
 TEST(Reader, ReadsBytesOfTheFile) {
   const Bytes file = MovieBuilder({countingTrack(2)}).build();
-  OpenedMovie opened(file);
+  Film opened(file, ReaderOptions{});
   Bytes head(8);
-  opened.reader.readBytes(0, head);
+  opened.reader().readBytes(0, head);
   EXPECT_EQ(head, Bytes(file.begin(), file.begin() + 8));
   Bytes whole(file.size());
-  opened.reader.readBytes(0, whole);
+  opened.reader().readBytes(0, whole);
   EXPECT_EQ(whole, file);
-  opened.reader.checkBytes(0, file.size());
-  opened.reader.checkBytes(file.size(), 0);
+  opened.reader().checkBytes(0, file.size());
+  opened.reader().checkBytes(file.size(), 0);
 }
 
 TEST(Reader, FailsForBytesPastTheEnd) {
   const Bytes file = MovieBuilder({countingTrack(2)}).build();
-  OpenedMovie opened(file);
+  Film opened(file, ReaderOptions{});
   Bytes two(2);
   for (const std::uint64_t offset : {file.size() - 1, file.size(), file.size() + 1}) {
-    EXPECT_EQ(codeOf([&] { opened.reader.readBytes(offset, two); }), 5u) << offset;
-    EXPECT_EQ(codeOf([&] { opened.reader.checkBytes(offset, 2); }), 5u) << offset;
+    EXPECT_CODE(shortRead, opened.reader().readBytes(offset, two)) << offset;
+    EXPECT_CODE(shortRead, opened.reader().checkBytes(offset, 2)) << offset;
   }
-  EXPECT_EQ(codeOf([&] { opened.reader.readBytes(~std::uint64_t{0}, two); }), 5u);
-  EXPECT_EQ(codeOf([&] { opened.reader.checkBytes(1, ~std::uint64_t{0}); }), 5u);
-  EXPECT_EQ(codeOf([&] { opened.reader.checkBytes(file.size() + 1, 0); }), 5u);
+  EXPECT_CODE(shortRead, opened.reader().readBytes(~std::uint64_t{0}, two));
+  EXPECT_CODE(shortRead, opened.reader().checkBytes(1, ~std::uint64_t{0}));
+  EXPECT_CODE(shortRead, opened.reader().checkBytes(file.size() + 1, 0));
 }
 
-TEST(Reader, PeeksPastItsBlocks) {
-  const Bytes file = MovieBuilder({countingTrack(2)}).build();
-  OpenedMovie opened(file);
+TEST(Reader, PeeksThroughTheBlocksOfTheBoxes) {
+  MovieBuilder movie({countingTrack(2)});
+  movie.moovFirst().tail = box("free", zeros(10'000));
+  const Bytes file = movie.build();
+  Film opened(file, ReaderOptions{});
   Bytes type(4);
-  opened.reader.peekBytes(4, type);
+  opened.reader().peekBytes(4, type);
   EXPECT_EQ(type, text("ftyp"));
   opened.memory->resetCalls();
-  opened.reader.peekBytes(4, type);
-  EXPECT_EQ(opened.memory->calls().read, 1u) << "nothing was kept";
-  EXPECT_EQ(codeOf([&] { opened.reader.peekBytes(file.size() - 3, type); }), 5u);
-  EXPECT_EQ(codeOf([&] { opened.reader.peekBytes(~std::uint64_t{0}, type); }), 5u);
+  opened.reader().peekBytes(4, type);
+  EXPECT_EQ(opened.memory->calls().read, 0u);
+  opened.reader().readBytes(4, type);
+  EXPECT_EQ(opened.memory->calls().read, 1u) << "the blocks of the samples hold nothing of a peek";
+  EXPECT_CODE(shortRead, opened.reader().peekBytes(file.size() - 3, type));
+  EXPECT_CODE(shortRead, opened.reader().peekBytes(~std::uint64_t{0}, type));
   opened.memory->bytes().resize(file.size() - 1);
-  EXPECT_EQ(codeOf([&] { opened.reader.peekBytes(file.size() - 4, type); }), 5u);
+  EXPECT_CODE(shortRead, opened.reader().peekBytes(file.size() - 4, type));
 }
 
 TEST(Reader, FailsForBytesThatHaveGoneMeanwhile) {
-  OpenedMovie opened(MovieBuilder({countingTrack(2)}));
+  Film opened(MovieBuilder({countingTrack(2)}), ReaderOptions{});
   auto& bytes = opened.memory->bytes();
   bytes.erase(bytes.end() - 4, bytes.end());
   Bytes last(8);
-  EXPECT_EQ(codeOf([&] { opened.reader.readBytes(opened.memory->bytes().size() - 4, last); }), 5u);
+  EXPECT_CODE(shortRead, opened.reader().readBytes(opened.memory->bytes().size() - 4, last));
 }
 
 TEST(Reader, FindsTheMetadataWhereverItStands) {
@@ -267,11 +268,11 @@ TEST(Reader, FindsTheMetadataWhereverItStands) {
        {std::vector<std::string>{"ftyp", "xmp", "mdat", "moov"},
         std::vector<std::string>{"ftyp", "moov", "mdat", "xmp"}}) {
     movie.order = order;
-    OpenedMovie opened(movie);
-    const auto metadata = opened.reader.metadata();
+    Film opened(movie, ReaderOptions{});
+    const auto metadata = opened.reader().metadata();
     EXPECT_EQ(Bytes(metadata.begin(), metadata.end()), text("<x:xmpmeta/>"));
     Bytes copy(metadata.size());
-    opened.reader.getMetadata(copy.data());
+    opened.reader().getMetadata(copy.data());
     EXPECT_EQ(copy, text("<x:xmpmeta/>"));
   }
 }
@@ -280,12 +281,12 @@ TEST(Reader, RemembersThatThereIsNoMetadata) {
   const Uuid other = {1, 2, 3};
   MovieBuilder movie({countingTrack(2)});
   movie.moovFirst().tail = uuidBox(other, text("other"));
-  OpenedMovie opened(movie);
-  EXPECT_TRUE(opened.reader.metadata().empty());
+  Film opened(movie, ReaderOptions{});
+  EXPECT_TRUE(opened.reader().metadata().empty());
   opened.memory->resetCalls();
-  EXPECT_TRUE(opened.reader.metadata().empty());
+  EXPECT_TRUE(opened.reader().metadata().empty());
   Bytes untouched = text("abc");
-  opened.reader.getMetadata(untouched.data());
+  opened.reader().getMetadata(untouched.data());
   EXPECT_EQ(untouched, text("abc"));
   EXPECT_EQ(opened.memory->calls().all(), 0u);
 }
@@ -293,8 +294,8 @@ TEST(Reader, RemembersThatThereIsNoMetadata) {
 TEST(Reader, CopiesTheHeaderBytesOfADescription) {
   MovieTrack track = countingTrack(1);
   track.entries = {genericEntry("text", text("header bytes"))};
-  const OpenedMovie opened(MovieBuilder({track}));
-  const SampleDescription* description = opened.reader.tracks()[0].description(1);
+  const Film opened(MovieBuilder({track}), ReaderOptions{});
+  const SampleDescription* description = opened.reader().tracks()[0].description(1);
   ASSERT_EQ(description->headerBytes().size(), 12u);
   Bytes bytes(12);
   Reader::getSampleDescription(*description, bytes.data());
@@ -311,9 +312,9 @@ TEST(Reader, AsksTheProblemHandler) {
   MovieBuilder movie({countingTrack(2)});
   movie.order = {"ftyp", "moov"};
   movie.tail = zeros(3);
-  OpenedMovie opened(movie, {false, refusing});
+  Film opened(movie, ReaderOptions{false, refusing});
   EXPECT_TRUE(asked.empty());
-  EXPECT_EQ(codeOf([&] { opened.reader.metadata(); }), 1028u);
+  EXPECT_CODE(stoppedByHandler, opened.reader().metadata());
   EXPECT_EQ(asked, (std::vector<Problem>{Problem::trailingBytes}));
 }
 
@@ -324,7 +325,7 @@ TEST(Reader, PassesFailuresOfTheStreamOn) {
   for (std::size_t call = 1; call <= counted->calls().all(); ++call) {
     MemoryStreamPtr stream = MemoryStream::create(file);
     stream->injectFault(call, MemoryStream::Fault::fails);
-    EXPECT_EQ(codeOf([&] { Reader reader(stream, {}); }), 1u) << call;
+    EXPECT_CODE(ioFailed, Reader(stream, {})) << call;
     EXPECT_EQ(stream->references(), 1u) << call;
   }
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/kav/impl/opened_movie.h"
+#include "tests/unit/kav/impl/sample_columns.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -10,13 +10,13 @@ namespace {
 TEST(TrackRecord, HasTheEditsOfItsEditList) {
   MovieBuilder movie({countingTrack(2)});
   movie.tracks[0].edits = {{6, 0}};
-  const OpenedMovie opened(movie);
+  const Film opened(movie, ReaderOptions{});
   ASSERT_NE(opened.track().edits(), nullptr);
   EXPECT_EQ(opened.track().edits()->edits().size(), 1u);
 }
 
 TEST(TrackRecord, HasNoEditsWithoutAnEditList) {
-  const OpenedMovie opened(MovieBuilder({countingTrack(2)}));
+  const Film opened(MovieBuilder({countingTrack(2)}), ReaderOptions{});
   EXPECT_EQ(opened.track().edits(), nullptr);
 }
 
@@ -25,16 +25,16 @@ TEST(TrackRecord, HasNoEditsInAnEmptyEditList) {
   movie.tracks[0].edits.emplace();
   movie.tracks[1].edits = {{6, 0}};
   movie.drop("moov/trak[2]/edts/elst");
-  const OpenedMovie opened(movie);
+  const Film opened(movie, ReaderOptions{});
   EXPECT_EQ(opened.track(1).edits(), nullptr);
   EXPECT_EQ(opened.track(2).edits(), nullptr);
 }
 
 TEST(TrackRecord, TellsWhetherItsSamplesLieInFragments) {
-  const OpenedMovie regular(MovieBuilder({countingTrack(2)}));
+  const Film regular(MovieBuilder({countingTrack(2)}), ReaderOptions{});
   EXPECT_FALSE(regular.track().isFragmented());
   EXPECT_TRUE(regular.track().hasSamplesInTables());
-  const OpenedMovie fragmented(MovieBuilder({countingTrack(2)}).splitIntoFragments({1}));
+  const Film fragmented(MovieBuilder({countingTrack(2)}).splitIntoFragments({1}), ReaderOptions{});
   EXPECT_TRUE(fragmented.track().isFragmented());
   EXPECT_FALSE(fragmented.track().hasSamplesInTables());
 }
@@ -42,7 +42,7 @@ TEST(TrackRecord, TellsWhetherItsSamplesLieInFragments) {
 TEST(EmptySample, CarriesNoMedia) {
   MovieBuilder movie({countingTrack(2)});
   movie.tracks[0].id = 7;
-  const OpenedMovie opened(movie);
+  const Film opened(movie, ReaderOptions{});
   const Sample sample = emptySample(opened.track(), 1234, 99, 3);
   EXPECT_EQ(sample.info.structSize, 32u);
   EXPECT_EQ(sample.info.size, 0u);

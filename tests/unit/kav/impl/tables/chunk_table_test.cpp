@@ -3,16 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <optional>
 #include <utility>
 #include <vector>
 
-#include "tests/support/code_of.h"
+#include "tests/support/expect_code.h"
 
 namespace norvik::kav::impl {
 namespace {
-
-using quarrypack::test::codeOf;
 
 struct Chunks {
   std::uint32_t first, samples, description;
@@ -47,12 +44,12 @@ TEST(ChunkRuns, OfATableWithoutEntriesAreOneRunWithoutSamples) {
 }
 
 TEST(ChunkRuns, MustBeginAtChunkOne) {
-  EXPECT_EQ(codeOf([] { chunkTable({{2, 4, 1}}); }), 23u);
-  EXPECT_EQ(codeOf([] { chunkTable({{0, 4, 1}}); }), 23u);
+  EXPECT_CODE(badChunkRun, chunkTable({{2, 4, 1}}));
+  EXPECT_CODE(badChunkRun, chunkTable({{0, 4, 1}}));
 }
 
 TEST(ChunkRuns, MustNotGoBackwards) {
-  EXPECT_EQ(codeOf([] { chunkTable({{1, 4, 1}, {5, 1, 1}, {4, 1, 1}}); }), 23u);
+  EXPECT_CODE(badChunkRun, chunkTable({{1, 4, 1}, {5, 1, 1}, {4, 1, 1}}));
 }
 
 TEST(ChunkRuns, OfNoChunksAreKeptAndNotFilled) {
@@ -141,17 +138,17 @@ TEST(ChunkCursor, SkipsWithinItsChunk) {
 }
 
 TEST(ChunkCursor, RefusesASampleInChunksWithoutSamples) {
-  EXPECT_EQ(codeOf([] { ChunkCursor(chunkTable({}).filled(), 1); }), 23u);
+  EXPECT_CODE(badChunkRun, ChunkCursor(chunkTable({}).filled(), 1));
   const ChunkTable table = chunkTable({{1, 2, 1}, {2, 0, 1}});
-  EXPECT_EQ(codeOf([&] { ChunkCursor(table.filled(), 3); }), 23u);
-  EXPECT_EQ(codeOf([&] { ChunkCursor(table.filled(), 2); }), std::nullopt);
+  EXPECT_CODE(badChunkRun, ChunkCursor(table.filled(), 3));
+  EXPECT_CODE(success, ChunkCursor(table.filled(), 2));
 }
 
 TEST(ChunkCursor, RefusesToWalkIntoChunksWithoutSamples) {
   const ChunkTable table = chunkTable({{1, 2, 1}, {2, 0, 1}});
   ChunkCursor cursor(table.filled(), 1);
   cursor.advance();
-  EXPECT_EQ(codeOf([&] { cursor.advance(); }), 23u);
+  EXPECT_CODE(badChunkRun, cursor.advance());
 }
 
 TEST(ChunkCursor, IsAtItsEndWithoutRuns) {

@@ -3,16 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <optional>
 #include <utility>
 #include <vector>
 
-#include "tests/support/code_of.h"
+#include "tests/support/expect_code.h"
 
 namespace norvik::kav::impl {
 namespace {
 
-using quarrypack::test::codeOf;
 using Pairs = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 
 CompositionTable compositionTable(const Pairs& entries) {
@@ -37,9 +35,9 @@ TEST(OffsetRuns, NumberTheirSamples) {
 }
 
 TEST(OffsetRuns, RefuseSampleNumbersBeyond32Bits) {
-  EXPECT_EQ(codeOf([] { compositionTable({{0xFFFFFFF0, 0}, {0x20, 0}}); }), 30u);
-  EXPECT_EQ(codeOf([] { compositionTable({{0xFFFFFFFF, 0}}); }), 30u);
-  EXPECT_EQ(codeOf([] { compositionTable({{0xFFFFFFFE, 0}}); }), std::nullopt);
+  EXPECT_CODE(sampleNumberOverflow, compositionTable({{0xFFFFFFF0, 0}, {0x20, 0}}));
+  EXPECT_CODE(sampleNumberOverflow, compositionTable({{0xFFFFFFFF, 0}}));
+  EXPECT_CODE(success, compositionTable({{0xFFFFFFFE, 0}}));
 }
 
 TEST(CompositionCursor, WalksFromASampleOverAllRuns) {

@@ -201,8 +201,8 @@ TEST(RootBox, EndsCleanlyAtStrayBytes) {
   EXPECT_EQ(file.root.readNextBox(), nullptr);
 
   Film strict(concat({box("free"), zeros(5)}));
-  Handler handler(0);
-  strict.stream.setProblemHandler(handler.asHandler());
+  ProblemAnswers answers{0};
+  strict.stream.setProblemHandler(answers.handler());
   strict.root.readNextBox();
   EXPECT_CODE(stoppedByHandler, strict.root.readNextBox());
 }

@@ -49,11 +49,12 @@ struct Movie {
     std::uint64_t offset = kDataStart;
     for (std::uint32_t i = 0; i < count; ++i) {
       for (TrakBox* trak : moov->tracks()) {
-        trak->findStbl()->addSample({.offset = offset,
-                                     .decodingTime = std::uint64_t{i} * i,
-                                     .size = i + 1,
-                                     .compositionOffset = i * 2,
-                                     .flags = 0x0701});
+        trak->findStbl()->addSample({.info = {.size = i + 1,
+                                              .decodingTime = std::uint64_t{i} * i,
+                                              .compositionOffset = i * 2,
+                                              .flags = 0x0701},
+                                     .fileOffset = offset,
+                                     .descriptionIndex = 1});
         offset += i + 1;
       }
     }

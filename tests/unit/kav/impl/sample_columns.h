@@ -10,37 +10,18 @@
 #include "kav/impl/reading/reader.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/bytes.h"
+#include "tests/support/expect_code.h"
+#include "tests/support/film.h"
 #include "tests/support/media_samples.h"
-#include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
-#include "tests/unit/kav/impl/table_fixtures.h"
 
-// What the tests of the iterators share: small movies, opened, and their samples as columns.
+// What the tests of the iterators share: a small track, and samples as columns.
 
 namespace norvik::kav::impl {
 
 using namespace quarrypack::test;
 
 using Column = std::vector<std::uint64_t>;
-
-struct OpenedMovie {
-  explicit OpenedMovie(const Bytes& file, const ReaderOptions& options = {})
-      : memory(MemoryStream::create(file)), reader(memory, options) {}
-  explicit OpenedMovie(const MovieBuilder& movie, const ReaderOptions& options = {})
-      : OpenedMovie(movie.build(), options) {}
-
-  // Counted from 1.
-  const TrackRecord& track(std::size_t number = 1) const { return reader.records()[number - 1]; }
-
-  Bytes bytesOf(const Sample& sample) {
-    Bytes bytes(sample.info.size);
-    reader.readBytes(sample.fileOffset, bytes);
-    return bytes;
-  }
-
-  MemoryStreamPtr memory;
-  Reader reader;
-};
 
 using Samples = std::vector<Sample>;
 

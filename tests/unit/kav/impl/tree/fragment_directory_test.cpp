@@ -1,9 +1,12 @@
-#include "kav/impl/tree/fragment_index.h"
+#include "kav/impl/tree/fragment_directory.h"
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "kav/impl/boxes/fragment_boxes.h"
 #include "kav/impl/model/box_iterators.h"
+#include "kav/impl/reading/fragmented_track_iterator.h"
 #include "kav/impl/tree/root_box.h"
 #include "tests/unit/kav/impl/fragment_fixtures.h"
 
@@ -23,7 +26,7 @@ std::uint32_t fragmentAt(RootBox& root, std::uint32_t trackId, std::uint64_t tim
   return fragment == nullptr ? 0 : fragment->sequenceNumber();
 }
 
-RootBox& rootOf(FragmentedMovie& movie) { return *movie.opened.track().root; }
+RootBox& rootOf(const FragmentedMovie& movie) { return *movie.opened.track().root; }
 
 TEST(FragmentLookUp, FindsTheFragmentOfATime) {
   FragmentedMovie movie({countingTrack(0), countingTrack(0)}, concat({trex(1), trex(2)}),
@@ -128,10 +131,84 @@ TEST(FragmentedTrackIterator, DeliversDependenciesFromTheBoxOrElseFromTheFlags) 
       {countingTrack(0)}, trex(1),
       concat({moof(1, traf(tfhd(1), trun(2), trun(1), fullBox("sdtp", 0, 0, Bytes{1, 2, 3}))),
               moof(2, traf(tfhd(1), trun(2, 0x400, u32(0x02A00000), u32(0x01010000))))}));
-  const auto samples = drain(*movie.opened.reader.createDocIterator());
+  const auto samples = drain(*movie.opened.reader().createDocIterator());
   EXPECT_EQ(columnOf(samples, [](const Sample& sample) { return sample.dependencies; }),
             (Column{1, 2, 3, 0x2A, 0x10}));
   EXPECT_EQ(flagsOf(samples), (Column{1, 1, 1, 1, 0}));
+}
+
+// The fragments of a track, by how many come before each in the file.
+Column placesOf(RootBox& root, std::uint32_t trackId) {
+  Column numbers;
+  while (const FragmentDirectory::Place* place = root.fragmentOf(trackId, numbers.size())) {
+    EXPECT_EQ(place->fragment->sequenceNumber(), place->number + 1);
+    numbers.push_back(place->number);
+  }
+  return numbers;
+}
+
+FragmentedMovie threeTracks() {
+  return {{countingTrack(0), countingTrack(0), countingTrack(0)},
+          concat({trex(1), trex(2), trex(3)}),
+          concat({moof(1, traf(tfhd(2), trun(1))),
+                  moof(2, traf(tfhd(1), trun(1)), traf(tfhd(2), trun(1)), traf(tfhd(1), trun(1))),
+                  box("free"), moof(3), moof(4, traf(tfhd(1), trun(1)), traf(tfhd(9), trun(1)))})};
+}
+
+TEST(FragmentPlaces, HoldEachFragmentOnceForEachTrackThatHasAPartInIt) {
+  const FragmentedMovie movie = threeTracks();
+  RootBox& root = rootOf(movie);
+  EXPECT_EQ(placesOf(root, 1), (Column{1, 3}));
+  EXPECT_EQ(placesOf(root, 2), (Column{0, 1}));
+  EXPECT_EQ(placesOf(root, 3), Column());
+  EXPECT_EQ(placesOf(root, 9), (Column{3}));
+  EXPECT_EQ(root.fragmentCount(), 4u);
+}
+
+TEST(FragmentPlaces, AreReadOnlyAsFarAsTheyAreNeeded) {
+  const FragmentedMovie movie = threeTracks();
+  RootBox& root = rootOf(movie);
+  EXPECT_EQ(root.fragmentCount(), 0u);
+  EXPECT_EQ(root.fragmentOf(2, 0)->number, 0u);
+  EXPECT_EQ(root.fragmentCount(), 1u);
+  EXPECT_EQ(root.fragmentOf(1, 0)->number, 1u);
+  EXPECT_EQ(root.fragmentCount(), 2u);
+  EXPECT_EQ(root.fragmentOf(2, 1)->number, 1u);
+  EXPECT_EQ(root.fragmentCount(), 2u) << "what was read is not read again";
+}
+
+TEST(FragmentPlaces, CountTheFragmentsThatAreReadBeforeTheMovie) {
+  MovieBuilder movie({countingTrack(6)});
+  movie.splitIntoFragments({2});
+  movie.fragmentsBeforeMoov = 1;
+  const Film opened(movie, ReaderOptions{});
+  RootBox& root = *opened.track().root;
+  EXPECT_EQ(placesOf(root, 1), (Column{0, 1, 2}));
+}
+
+// Each track has one of a thousand fragments: a walk meets that one and asks no other.
+TEST(FragmentedTrackIterator, OpensNoFragmentOfOtherTracks) {
+  constexpr std::uint32_t kTracks = 1000;
+  std::vector<MovieTrack> tracks;
+  Bytes defaults;
+  Bytes fragments;
+  for (std::uint32_t id = 1; id <= kTracks; ++id) {
+    tracks.push_back(countingTrack(0));
+    append(defaults, trex(id));
+    append(fragments, moof(id, traf(tfhd(id), trun(1))));
+  }
+  const FragmentedMovie movie(tracks, defaults, fragments);
+  RootBox& root = rootOf(movie);
+  std::size_t opened = 0;
+  for (std::uint32_t id = 1; id <= kTracks; ++id) {
+    FragmentedTrackIterator iterator(movie.opened.track(id), 0, 0, 1000);
+    EXPECT_EQ(iterator.fragmentsPassed(), id - 1);
+    EXPECT_EQ(sequencesOf(drain(iterator)), (Column{id}));
+    EXPECT_EQ(iterator.fragmentsPassed(), kTracks);
+    opened += iterator.fragmentsOpened();
+  }
+  EXPECT_EQ(opened, kTracks);
+  EXPECT_EQ(root.fragmentCount(), kTracks);
 }
 
 }  // namespace

@@ -1,0 +1,164 @@
+#include "companions/embed/embed_program.h"
+
+#include <unistd.h>
+
+#include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <cstdint>
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "companions/embed/caption_files.h"
+#include "companions/embed/report.h"
+#include "companions/output_file.h"
+#include "embed/film.h"
+#include "kaf/kav_stream.h"
+#include "kaf/open_mode.h"
+#include "kav/error_text.h"
+#include "kav/exception.h"
+#include "src/progress_line.h"
+
+namespace quarrypack::companions {
+
+namespace {
+
+using quell::kaf::OpenMode;
+using quell::kafpkgutil::KavStream;
+using StreamPtr = boost::intrusive_ptr<KavStream>;
+
+StreamPtr openStream(const std::string& path, std::uint32_t mode) {
+  const StreamPtr stream(new KavStream(path, mode));
+  stream->open();
+  return stream;
+}
+
+// Runs a step and gives its failures of the library a text.
+template <class Step>
+auto explained(const std::string& what, Step step) {
+  try {
+    return step();
+  } catch (const norvik::kav::Exception& exception) {
+    throw FileError(what + ": " + std::string(norvik::kav::errorText(exception.code())));
+  }
+}
+
+void requireOwnFiles(const EmbedOptions& options) {
+  const auto require = [](const std::string& input, const std::string& output) {
+    if (input.empty() || output.empty()) return;
+    if (!areSameFile(input, output) && input != output) return;
+    throw UsageError("'" + input + "' and '" + output +
+                     "' are the same file, which is read and must stay as it is");
+  };
+  for (const std::string* input :
+       {&options.input, &options.captionsField1, &options.captionsField2}) {
+    require(*input, options.output);
+    require(*input, options.report);
+  }
+  require(options.output, options.report);
+}
+
+// Turns the counts of a pass into steps of a progress line.
+class Steps {
+ public:
+  explicit Steps(ProgressLine& line) : line_(line) {}
+  void operator()(std::uint64_t done) {
+    line_.bytesDone(done - done_);
+    done_ = done;
+  }
+
+ private:
+  ProgressLine& line_;
+  std::uint64_t done_ = 0;
+};
+
+void writeReport(const EmbedOptions& options, const embed::EmbedResult& result) {
+  if (options.report.empty()) return;
+  OutputFile file(options.report);
+  std::ofstream stream(file.temporaryPath(), std::ios::binary);
+  stream << reportText(options, result);
+  stream.close();
+  if (!stream) {
+    throw FileError("'" + options.output + "' is written, and its report '" + options.report +
+                    "' cannot be");
+  }
+  file.commit();
+}
+
+class Program {
+ public:
+  explicit Program(const EmbedOptions& options) : options_(options) {}
+
+  embed::EmbedResult run() {
+    requireOwnFiles(options_);
+    embed::EmbedSettings settings{.replace = options_.replace, .pad = options_.pad};
+    if (options_.hasCaptionFiles()) settings.captions = captionFiles();
+    return explained("cannot read '" + options_.input + "'", [&] { return embedInto(settings); });
+  }
+
+ private:
+  std::array<captions::FieldPairs, embed::kFields> captionFiles() const {
+    CaptionFiles files = readCaptionFiles(options_);
+    for (const std::string& finding : files.findings) {
+      std::cerr << "quarrypack-embed: " << finding << ".\n";
+    }
+    return std::move(files.fields);
+  }
+
+  embed::EmbedResult embedInto(embed::EmbedSettings& settings) {
+    embed::Film film(openStream(options_.input, OpenMode::kReadOnly));
+    embed::Embedding embedding(film, std::move(settings));
+    OutputFile output(options_.output);
+    {
+      ProgressLine progress(ProgressTerminal::on(STDOUT_FILENO));
+      progress.expectSamples(film.movie().fileLength() * (options_.verify ? 2 : 1));
+      progress.captionsPlaced(embedding.result().captions);
+      explained("cannot write '" + options_.output + "'",
+                [&] { write(embedding, output.temporaryPath(), Steps(progress)); });
+      if (options_.verify) {
+        explained("cannot read '" + options_.output + "' again",
+                  [&] { verify(embedding, output.temporaryPath(), Steps(progress)); });
+      }
+    }
+    output.commit();
+    return embedding.result();
+  }
+
+  void write(embed::Embedding& embedding, const std::string& path, Steps steps) const {
+    // A stream of its own: the film reads tables meanwhile, and each reader keeps its position.
+    const StreamPtr input = openStream(options_.input, OpenMode::kReadOnly);
+    const StreamPtr output = openStream(path, OpenMode::kReadWrite);
+    embedding.write(*input, *output, [&steps](std::uint64_t done) { steps(done); });
+    output->close();
+  }
+
+  static void verify(embed::Embedding& embedding, const std::string& path, Steps steps) {
+    embedding.verify(openStream(path, OpenMode::kReadOnly),
+                     [&steps](std::uint64_t done) { steps(done); });
+  }
+
+  const EmbedOptions& options_;
+};
+
+std::string counted(std::size_t count, std::string_view thing) {
+  return std::to_string(count) + ' ' + std::string(thing) + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+embed::EmbedResult embedCaptions(const EmbedOptions& options) {
+  embed::EmbedResult result = Program(options).run();
+  writeReport(options, result);
+  return result;
+}
+
+std::string summaryText(const embed::EmbedResult& result, bool isVerified) {
+  return counted(result.captions, "caption") + ", " + counted(result.pairs, "pair") + " in " +
+         std::to_string(result.captionedPictures) + " of " + counted(result.pictures, "picture") +
+         ", " +
+         (result.lostPairs == 0 ? "no pairs lost" : counted(result.lostPairs, "pair") + " lost") +
+         (isVerified ? ", verified" : ", not verified");
+}
+
+}  // namespace quarrypack::companions

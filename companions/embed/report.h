@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "companions/embed/options.h"
+#include "embed/embedding.h"
+
+namespace quarrypack::companions {
+
+// What was done, in the format that the options ask for: the numbers, and each caption with the
+// times at which decoders show it. UTF-8; bytes of a path that are none are replaced.
+std::string reportText(const EmbedOptions& options, const embed::EmbedResult& result);
+
+}  // namespace quarrypack::companions

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "captions/cea608.h"
+#include "captions/cue.h"
+#include "embed/caption_plan.h"
+#include "embed/caption_splices.h"
+#include "embed/film.h"
+#include "embed/film_pictures.h"
+#include "embed/output_layout.h"
+#include "kav/movie.h"
+#include "kav/streams.h"
+
+namespace quarrypack::embed {
+
+struct EmbedSettings {
+  // The captions; none: those of the film's caption tracks.
+  std::optional<std::array<captions::FieldPairs, kFields>> captions = std::nullopt;
+  bool replace = false;  // removes captions that the pictures hold already
+  bool pad = true;       // see PlanOptions
+};
+
+// What was done.
+struct EmbedResult {
+  std::vector<captions::ChannelCues> cues = {};  // as decoders read them out of the pictures
+  std::size_t captions = 0;                      // of all channels together
+  std::size_t pairs = 0;                         // that found a picture, padding left out
+  std::size_t lostPairs = 0;                     // that found none
+  std::size_t pictures = 0;                      // that the movie shows
+  std::size_t captionedPictures = 0;             // that got a unit
+  std::size_t replacedPictures = 0;              // that held captions before
+};
+
+// Puts captions into the pictures of a film:
+//
+//     Film film(stream);
+//     Embedding embedding(film, settings);
+//     embedding.write(*stream, *output);
+//     embedding.verify(output);
+class Embedding {
+ public:
+  // How many bytes of the input are done.
+  using Report = std::function<void(std::uint64_t)>;
+
+  // Makes the plan; nothing is written. The film must outlive the embedding. Throws Refusal, and
+  // what Movie throws.
+  Embedding(Film& film, EmbedSettings settings);
+  Embedding(const Embedding&) = delete;
+  Embedding& operator=(const Embedding&) = delete;
+
+  const EmbedResult& result() const { return result_; }
+
+  // Writes the new film to the position of a stream. input is the stream of the film. To be called
+  // once. Throws Refusal, and what the streams and report throw.
+  void write(norvik::kav::NorvikIStream& input, norvik::kav::NorvikIOStream& output,
+             const Report& report = {});
+
+  // Reads what was written as a movie of its own and compares it with the plan and with the input:
+  // see verification.h. Throws what verifyFilm throws.
+  void verify(norvik::kav::IStreamPtr written, const Report& report = {});
+
+ private:
+  void requireFreePictures(bool replace) const;
+  void addCuts();
+  void fillResult();
+
+  Film& film_;
+  FilmPictures pictures_;
+  EmbedResult result_;
+  CaptionPlan plan_;
+  std::optional<CaptionSplices> splices_;
+  std::optional<OutputLayout> layout_;
+};
+
+}  // namespace quarrypack::embed

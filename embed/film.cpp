@@ -1,0 +1,255 @@
+#include "embed/film.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "captions/decoder_configuration.h"
+#include "captions/time.h"
+#include "embed/box_rebuild.h"
+#include "embed/refusal.h"
+#include "embed/sample_tables.h"
+#include "kav/big_endian.h"
+
+namespace quarrypack::embed {
+
+using norvik::kav::BoxPlace;
+using norvik::kav::BoxView;
+using norvik::kav::FourCc;
+using norvik::kav::fourCc;
+using norvik::kav::loadU16;
+using norvik::kav::loadU32;
+using norvik::kav::loadU64;
+using norvik::kav::Sample;
+using norvik::kav::SampleDescription;
+
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+constexpr std::uint64_t kLargestMovieBox = std::uint64_t{1} << 30;
+constexpr std::size_t kListFields = 8;  // version, flags, count
+
+std::string textOf(FourCc type) {
+  std::string text;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    const char c = static_cast<char>(type >> shift & 0xFF);
+    text += c < ' ' || c > '~' ? '?' : c;
+  }
+  return text;
+}
+
+// The size that a header states; none for a box that runs to the end of the file.
+std::optional<std::uint64_t> statedSize(norvik::kav::Movie& movie, const BoxPlace& box) {
+  constexpr std::uint32_t kRunsToEnd = 0;
+  constexpr std::uint32_t kLargeSize = 1;
+  std::array<std::uint8_t, 16> header{};
+  if (!movie.holds(box.start, 8)) return std::nullopt;
+  movie.peekAt(box.start, std::span(header).first(8));
+  const std::uint32_t size = loadU32(header.data());
+  if (size == kRunsToEnd) return std::nullopt;
+  if (size != kLargeSize || !movie.holds(box.start, header.size())) return size;
+  movie.peekAt(box.start, header);
+  return loadU64(header.data() + 8);
+}
+
+// Whether an entry of dref says that the media lies in another file.
+bool isExternal(const BoxView& reference) {
+  constexpr std::uint32_t kSameFile = 1;
+  const Bytes payload = reference.payload();
+  if (payload.size() < 4 || (loadU32(payload.data()) & kSameFile) != 0) return false;
+  // A reference to nowhere comes from writers that forget the flag.
+  return payload.size() > 4 && payload[4] != 0;
+}
+
+// The numbers, from 1, of the data references that the descriptions of a track name.
+bool usesOtherFile(const BoxView& trak) {
+  constexpr std::size_t kReferenceIndex = 6;  // in the payload of a description
+  const auto dref = trak.find("mdia/minf/dinf/dref");
+  const auto stsd = trak.find("mdia/minf/stbl/stsd");
+  if (!dref || !stsd) return false;
+  const BoxView::List references = dref->children(kListFields);
+  if (std::none_of(references.begin(), references.end(), isExternal)) return false;
+  const BoxView::List entries = stsd->children(kListFields);
+  return std::any_of(entries.begin(), entries.end(), [&references](const BoxView& entry) {
+    if (entry.payload().size() < kReferenceIndex + 2) return false;
+    const std::size_t index = loadU16(entry.payload().data() + kReferenceIndex);
+    return index > 0 && index <= references.size() && isExternal(references[index - 1]);
+  });
+}
+
+bool isEncrypted(const SampleDescription& description) {
+  return description.codecType() == fourCc("encv") || description.codecType() == fourCc("drmi") ||
+         description.box(fourCc("sinf")).has_value();
+}
+
+bool isPicture(const FilmTrack& track) { return track.track->handlerType == fourCc("vide"); }
+
+bool isEnabled(const FilmTrack& track) {
+  constexpr std::uint32_t kEnabled = 1;
+  return (track.track->info.tkhdFlags & kEnabled) != 0;
+}
+
+bool takesCaptions(const FilmTrack& track) {
+  const auto& descriptions = track.track->descriptions;
+  return std::any_of(
+      descriptions.begin(), descriptions.end(),
+      [](const SampleDescription& description) { return pictureCodingOf(description); });
+}
+
+// A still picture of a film without fragments.
+bool isCover(const FilmTrack& track) {
+  const auto stbl = track.box.find("mdia/minf/stbl");
+  return stbl && SampleTables(*stbl, track.label).sampleCount() == 1;
+}
+
+[[noreturn]] void refusePictures(std::span<const FilmTrack> tracks) {
+  bool isDisabled = false;
+  std::string codings;
+  for (const FilmTrack& track : tracks) {
+    if (!isPicture(track)) continue;
+    isDisabled = isDisabled || takesCaptions(track);
+    for (const SampleDescription& description : track.track->descriptions) {
+      codings += (codings.empty() ? "'" : ", '") + textOf(description.codecType()) + "'";
+    }
+  }
+  if (isDisabled) {
+    throw Refusal(
+        "no video track is suitable: those of H.264 or HEVC are disabled. Enable the one that "
+        "captions are for");
+  }
+  if (codings.empty()) throw Refusal("the movie has no video track, and captions go into pictures");
+  throw Refusal("no video track is suitable: the pictures are coded as " + codings +
+                ", and captions go into H.264 and HEVC. Convert the pictures first");
+}
+
+}  // namespace
+
+bool FilmTrack::isCaptions() const { return track->handlerType == fourCc("clcp"); }
+
+std::optional<PictureCoding> pictureCodingOf(const SampleDescription& description) {
+  if (const auto avcC = description.box(fourCc("avcC"))) {
+    const auto config = captions::parseAvcDecoderConfig(avcC->payload());
+    if (config) return PictureCoding{&captions::kH264Rules, config->nalLengthSize};
+  }
+  if (const auto hvcC = description.box(fourCc("hvcC"))) {
+    const auto config = captions::parseHevcDecoderConfig(hvcC->payload());
+    if (config) return PictureCoding{&captions::kHevcRules, config->nalLengthSize};
+  }
+  return std::nullopt;
+}
+
+Film::Film(norvik::kav::IStreamPtr stream) : movie_(std::move(stream)) {
+  readBoxes();
+  readTracks();
+}
+
+void Film::readBoxes() {
+  for (const BoxPlace& place : movie_.topLevelBoxes()) {
+    const auto size = statedSize(movie_, place);
+    if (size && *size > place.size) {
+      throw Refusal("the file is cut short: its box '" + textOf(place.type) + "' at byte " +
+                    std::to_string(place.start) + " says " + std::to_string(*size) +
+                    " bytes, and " + std::to_string(place.size) +
+                    " are there. Get the whole file, or repair it with a plain copy first");
+    }
+    boxes_.push_back({place.type, place.start, place.size});
+    if (place.type == fourCc("moov") && moovBytes_.empty()) {
+      if (place.size > kLargestMovieBox) throw Refusal("the box 'moov' is too large");
+      moovBytes_ = movie_.readBox(place, kLargestMovieBox);
+    }
+  }
+  moov_ = BoxView::at(moovBytes_);
+  if (!moov_) throw Refusal("the box 'moov' is damaged");
+  if (moov_->find("cmov")) {
+    throw Refusal("the box 'moov' is compressed. Make a plain copy of the movie first");
+  }
+  if (moov_->find("rmra")) {
+    throw Refusal(
+        "this is a reference movie, whose media lies in other files. Use these, or save "
+        "the movie with its media");
+  }
+}
+
+void Film::readTracks() {
+  const std::span<const norvik::kav::Track> tracks = movie_.tracks();
+  forEachBox(moov_->payload(), [&](const BoxView& box) {
+    if (box.type() != fourCc("trak")) return;
+    const std::size_t index = tracks_.size();
+    if (index >= tracks.size()) throw Refusal("the box 'moov' is damaged");
+    tracks_.push_back({&tracks[index], box, "track " + std::to_string(tracks[index].info.trackId)});
+  });
+  if (tracks_.size() != tracks.size()) throw Refusal("the box 'moov' is damaged");
+  for (const FilmTrack& track : tracks_) {
+    if (usesOtherFile(track.box)) {
+      throw Refusal(track.label +
+                    ": its media lies in another file. Save the movie with its media first");
+    }
+  }
+}
+
+const FilmTrack& Film::pictureTrack() const {
+  const FilmTrack* cover = nullptr;
+  for (const FilmTrack& track : tracks_) {
+    if (!isPicture(track) || !isEnabled(track)) continue;
+    const auto& descriptions = track.track->descriptions;
+    if (std::any_of(descriptions.begin(), descriptions.end(), isEncrypted)) {
+      throw Refusal(track.label +
+                    ": its pictures are encrypted, so that captions cannot go into them. Use the "
+                    "movie as it was before encryption");
+    }
+    if (!takesCaptions(track)) continue;
+    if (!isCover(track)) return track;
+    if (cover == nullptr) cover = &track;
+  }
+  if (cover == nullptr) refusePictures(tracks_);
+  return *cover;
+}
+
+void Film::requireInside(const FilmTrack& track, std::uint32_t number, std::uint64_t offset,
+                         std::uint64_t length) const {
+  if (length == 0 || movie_.holds(offset, length)) return;
+  throw Refusal(track.label + ": sample " + std::to_string(number + 1) + " lies at byte " +
+                std::to_string(offset) + ", beyond the end of the file at " +
+                std::to_string(movie_.fileLength()) +
+                ". Get the whole file, or repair it with a plain copy first");
+}
+
+void Film::forEachSample(const FilmTrack& track, const VisitSample& visit) {
+  // Samples of a real film do not overlap, and hardly one is shorter than the tables that tell of
+  // it.
+  const std::uint64_t mostCost = movie_.fileLength() * 8;
+  std::uint64_t cost = 0;
+  std::uint32_t number = 0;
+  norvik::kav::SampleOptions options;
+  options.trackIndex = track.track->index;
+  options.applyEdits = false;
+  for (const Sample& sample : movie_.samples(options)) {
+    if (sample.isGap()) continue;
+    requireInside(track, number, sample.fileOffset, sample.info.size);
+    cost += std::max<std::uint64_t>(sample.info.size, norvik::kav::kSmallestSampleCost);
+    if (cost > mostCost) {
+      throw Refusal(track.label + ": it has more samples than its file can hold");
+    }
+    visit(sample, number++);
+  }
+}
+
+void Film::forEachRange(const FilmTrack& track, const VisitRange& visit) {
+  if (movie_.info().isFragmented) {
+    return forEachSample(track, [&visit](const Sample& sample, std::uint32_t) {
+      visit(sample.fileOffset, sample.info.size);
+    });
+  }
+  const auto stbl = track.box.find("mdia/minf/stbl");
+  if (!stbl) return;
+  const SampleTables tables(*stbl, track.label);
+  SampleTables::Chunks chunks = tables.chunks();
+  while (const auto chunk = chunks.next()) {
+    const std::uint64_t length = tables.length(*chunk);
+    requireInside(track, chunk->firstSample, chunk->offset, length);
+    visit(chunk->offset, length);
+  }
+}
+
+}  // namespace quarrypack::embed

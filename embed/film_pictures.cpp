@@ -1,0 +1,154 @@
+#include "embed/film_pictures.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "embed/edit_list.h"
+#include "embed/refusal.h"
+
+namespace quarrypack::embed {
+
+using captions::Time;
+using norvik::kav::Sample;
+using norvik::kav::SampleDescription;
+
+namespace {
+
+// For each description of a track the place of its coding in a list without repetitions.
+class Codings {
+ public:
+  explicit Codings(const norvik::kav::Track& track) {
+    for (const SampleDescription& description : track.descriptions) {
+      const std::optional<PictureCoding> coding = pictureCodingOf(description);
+      places_.push_back(coding ? std::optional(placeOf(*coding)) : std::nullopt);
+    }
+  }
+
+  std::optional<std::uint16_t> of(const Sample& sample) const {
+    const std::uint32_t number = sample.descriptionIndex;
+    return number == 0 || number > places_.size() ? std::nullopt : places_[number - 1];
+  }
+
+  const PictureCoding& at(std::uint16_t place) const { return list_[place]; }
+  std::vector<PictureCoding> take() { return std::move(list_); }
+
+ private:
+  std::uint16_t placeOf(const PictureCoding& coding) {
+    const auto same = [&coding](const PictureCoding& other) {
+      return other.rules == coding.rules && other.nalLengthSize == coding.nalLengthSize;
+    };
+    const auto found = std::find_if(list_.begin(), list_.end(), same);
+    const auto place = static_cast<std::uint16_t>(found - list_.begin());
+    if (found == list_.end()) list_.push_back(coding);
+    return place;
+  }
+
+  std::vector<PictureCoding> list_;
+  std::vector<std::optional<std::uint16_t>> places_;
+};
+
+Time bounded(Time time) { return std::clamp(time, -kLatestPicture, kLatestPicture); }
+
+// Decoding times tell how long the last picture lasts. Tables with times for more samples than
+// there are exist, so the one before tells it better than the table.
+Time lastLength(const std::vector<std::uint64_t>& lastTimes, std::uint32_t timescale) {
+  if (lastTimes.size() < 2 || lastTimes[1] <= lastTimes[0]) return captions::kPairTime;
+  const std::uint64_t ticks = lastTimes[1] - lastTimes[0];
+  constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
+  return captions::timeOfUnits(static_cast<std::int64_t>(std::min(ticks, kMost)), timescale);
+}
+
+class PictureWalk {
+ public:
+  explicit PictureWalk(Film& film)
+      : film_(film), track_(film.pictureTrack()), codings_(*track_.track) {}
+
+  FilmPictures read() {
+    film_.forEachSample(track_, [this](const Sample& sample, std::uint32_t number) {
+      result_.sampleCount = number + 1;
+      take(sample, number);
+    });
+    arrange();
+    result_.codings = codings_.take();
+    return std::move(result_);
+  }
+
+ private:
+  void take(const Sample& sample, std::uint32_t number) {
+    const Time start =
+        bounded(captions::timeOfUnits(sample.presentationTime(), track_.timescale()));
+    spans_.push_back({start, start, number});
+    lastTimes_.push_back(sample.info.decodingTime);
+    if (lastTimes_.size() > 2) lastTimes_.erase(lastTimes_.begin());
+    Picture picture{sample.fileOffset, sample.info.size};
+    const std::optional<std::uint16_t> coding = codings_.of(sample);
+    bool isClosed = !coding || sample.info.size == 0;
+    if (!isClosed) isClosed = !look(sample, *coding, picture);
+    pictures_.push_back(picture);
+    isClosed_.push_back(isClosed);
+  }
+
+  // Whether captions can go into it.
+  bool look(const Sample& sample, std::uint16_t coding, Picture& picture) {
+    const PictureUnits& units =
+        reader_.look(sample.info.size, codings_.at(coding),
+                     [&](std::uint64_t offset, std::span<std::uint8_t> bytes) {
+                       readHead(film_.movie(), sample, offset, bytes);
+                     });
+    if (!units.takesCaptions) return false;
+    picture.place = units.place;
+    picture.coding = coding;
+    picture.temporalId = units.temporalId;
+    if (!units.cuts.empty()) result_.captioned.push_back({picture.offset, units.cuts});
+    return true;
+  }
+
+  void arrange() {
+    std::stable_sort(spans_.begin(), spans_.end(),
+                     [](const MediaSpan& a, const MediaSpan& b) { return a.start < b.start; });
+    for (std::size_t i = 0; i + 1 < spans_.size(); ++i) spans_[i].end = spans_[i + 1].start;
+    if (!spans_.empty()) {
+      spans_.back().end = spans_.back().start + lastLength(lastTimes_, track_.timescale());
+    }
+    const EditList edits = EditList::of(track_.box, film_.timescale(), track_.timescale());
+    const Showings showings = edits.show(spans_);
+    for (const Showing& showing : showings.pictures) {
+      result_.shown.push_back(pictures_[showing.sample]);
+      result_.samples.push_back(showing.sample);
+      result_.starts.push_back(bounded(showing.start));
+      result_.closed.push_back(isClosed_[showing.sample]);
+    }
+    result_.end = bounded(showings.end);
+  }
+
+  Film& film_;
+  const FilmTrack& track_;
+  Codings codings_;
+  PictureReader reader_;
+  std::vector<MediaSpan> spans_;
+  std::vector<std::uint64_t> lastTimes_;  // of decoding, of the last two samples
+  std::vector<Picture> pictures_;         // by sample
+  std::vector<bool> isClosed_;
+  FilmPictures result_;
+};
+
+}  // namespace
+
+void readHead(norvik::kav::Movie& movie, const Sample& sample, std::uint64_t offset,
+              std::span<std::uint8_t> bytes) {
+  constexpr std::uint32_t kSmall = 16 * 1024;
+  const std::uint64_t place = sample.fileOffset + offset;
+  sample.info.size < kSmall ? movie.readAt(place, bytes) : movie.peekAt(place, bytes);
+}
+
+FilmPictures readPictures(Film& film) {
+  FilmPictures pictures = PictureWalk(film).read();
+  if (pictures.shown.empty()) {
+    throw Refusal(film.pictureTrack().label + ": the movie shows none of its pictures");
+  }
+  return pictures;
+}
+
+}  // namespace quarrypack::embed

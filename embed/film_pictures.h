@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "embed/caption_plan.h"
+#include "embed/caption_splices.h"
+#include "embed/film.h"
+
+namespace quarrypack::embed {
+
+// The pictures of a film and what they hold.
+struct FilmPictures {
+  std::vector<PictureCoding> codings;
+
+  // Those that are shown, each once, in the order in which they are.
+  std::vector<Picture> shown;
+  std::vector<std::uint32_t> samples;  // their numbers in the track, from 0
+  std::vector<captions::Time> starts;
+  std::vector<bool> closed;  // those that must stay as they are
+  captions::Time end{0};
+
+  // All pictures, shown or not, that hold captions already, in the order of decoding.
+  struct Captioned {
+    std::uint64_t sampleOffset = 0;
+    std::vector<CaptionCut> cuts;
+  };
+  std::vector<Captioned> captioned;
+  std::uint32_t sampleCount = 0;  // of the track
+
+  Screening screening() const { return {starts, end, closed}; }
+};
+
+// Looks at the beginning of every picture. Throws Refusal and what Film::forEachSample throws.
+FilmPictures readPictures(Film& film);
+
+// Reads bytes of a picture the cheapest way: the whole of a small one will be copied soon, and its
+// neighbours lie close.
+void readHead(norvik::kav::Movie& movie, const norvik::kav::Sample& sample, std::uint64_t offset,
+              std::span<std::uint8_t> bytes);
+
+}  // namespace quarrypack::embed

@@ -1,0 +1,321 @@
+#include "embed/verification.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "captions/cc_data.h"
+#include "captions/sei.h"
+#include "embed/box_rebuild.h"
+#include "embed/refusal.h"
+#include "embed/sample_tables.h"
+#include "kav/exception.h"
+
+namespace quarrypack::embed {
+
+using captions::CcTriplet;
+using captions::Field;
+using norvik::kav::BoxView;
+using norvik::kav::fourCc;
+using norvik::kav::Movie;
+using norvik::kav::Sample;
+
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+constexpr std::size_t kPiece = std::size_t{256} << 10;
+
+[[noreturn]] void fail(const std::string& where, const std::string& what) {
+  throw VerificationError("the written file was read again and differs: " + where + ": " + what);
+}
+
+// Bytes of a file, with others in the place of some of them.
+class Strand {
+ public:
+  Strand(Movie& movie, std::uint64_t offset, std::uint64_t length)
+      : movie_(&movie), position_(offset), end_(offset + length) {}
+
+  // Leaves a range out and has other bytes instead. Ranges are given in ascending order; the bytes
+  // must outlive the strand.
+  void replace(std::uint64_t offset, std::uint64_t length, Bytes bytes) {
+    changes_.push_back({offset, length, bytes});
+  }
+
+  // Fills the buffer as far as there are bytes, and returns how many.
+  std::size_t read(std::span<std::uint8_t> buffer) {
+    std::size_t filled = 0;
+    while (filled < buffer.size()) {
+      const std::size_t count = readSome(buffer.subspan(filled));
+      if (count == 0) break;
+      filled += count;
+    }
+    return filled;
+  }
+
+ private:
+  struct Change {
+    std::uint64_t offset;
+    std::uint64_t length;
+    Bytes bytes;
+  };
+
+  std::size_t readSome(std::span<std::uint8_t> buffer) {
+    if (inserted_.empty() && next_ < changes_.size() && changes_[next_].offset == position_) {
+      inserted_ = changes_[next_].bytes;
+      position_ += changes_[next_++].length;
+      if (inserted_.empty()) return readSome(buffer);
+    }
+    if (!inserted_.empty()) {
+      const std::size_t count = std::min(buffer.size(), inserted_.size());
+      std::copy_n(inserted_.begin(), count, buffer.begin());
+      inserted_ = inserted_.subspan(count);
+      return count;
+    }
+    const std::uint64_t stop = next_ < changes_.size() ? changes_[next_].offset : end_;
+    const auto count =
+        static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), stop - position_));
+    if (count > 0) movie_->readAt(position_, buffer.first(count));
+    position_ += count;
+    return count;
+  }
+
+  Movie* movie_;
+  std::uint64_t position_;
+  std::uint64_t end_;
+  std::vector<Change> changes_;
+  std::size_t next_ = 0;
+  Bytes inserted_;
+};
+
+std::string numbered(const std::string& label, std::uint32_t sample) {
+  return label + ", sample " + std::to_string(sample + 1);
+}
+
+// The last one and the file end together, and so do the boxes of the movie box.
+void requireWholeBoxes(Film& output) {
+  std::uint64_t end = 0;
+  for (const TopLevelBox& box : output.boxes()) end = box.end();
+  if (end != output.movie().fileLength()) {
+    fail("its boxes", "they end at byte " + std::to_string(end) + " of " +
+                          std::to_string(output.movie().fileLength()));
+  }
+}
+
+class Verifier {
+ public:
+  Verifier(Film& input, Film& output, const FilmPictures& pictures, const CaptionPlan& plan,
+           const std::function<void(std::uint64_t)>& report)
+      : input_(input),
+        output_(output),
+        pictures_(pictures),
+        plan_(plan),
+        report_(report),
+        old_(kPiece),
+        new_(kPiece) {
+    planned_.resize(pictures.sampleCount, kNotShown);
+    for (std::size_t i = 0; i < pictures.samples.size(); ++i) {
+      planned_[pictures.samples[i]] = static_cast<std::uint32_t>(i);
+    }
+  }
+
+  void run() {
+    const std::uint32_t pictureTrack = input_.pictureTrack().track->index;
+    std::size_t next = 0;
+    for (const FilmTrack& track : input_.tracks()) {
+      if (track.isCaptions()) continue;
+      if (next == output_.tracks().size()) fail(track.label, "it is missing");
+      const FilmTrack& copy = output_.tracks()[next++];
+      compareHeaders(track, copy);
+      if (track.track->index == pictureTrack) {
+        comparePictures(track, copy);
+      } else if (input_.movie().info().isFragmented) {
+        compareSamples(track, copy);
+      } else {
+        compareChunks(track, copy);
+      }
+    }
+    if (next != output_.tracks().size()) fail("its tracks", "there are more than in the input");
+  }
+
+ private:
+  static constexpr std::uint32_t kNotShown = ~std::uint32_t{0};
+
+  void compareBox(const FilmTrack& track, const FilmTrack& copy, const char* path,
+                  std::size_t ignored = 0) const {
+    const std::optional<BoxView> a = track.box.find(path);
+    const std::optional<BoxView> b = copy.box.find(path);
+    const auto contentOf = [ignored](const BoxView& box) {
+      return box.payload().subspan(std::min(ignored, box.payload().size()));
+    };
+    if (a.has_value() != b.has_value() ||
+        (a && !std::ranges::equal(contentOf(*a), contentOf(*b)))) {
+      fail(track.label, std::string("the box '") + path + "' is not that of the input");
+    }
+  }
+
+  void compareHeaders(const FilmTrack& track, const FilmTrack& copy) const {
+    if (track.id() != copy.id()) fail(track.label, "it is missing");
+    constexpr std::size_t kVersionByte = 1;
+    for (const char* const path : {"tkhd", "edts", "mdia/mdhd", "mdia/minf/stbl/stts",
+                                   "mdia/minf/stbl/stss", "mdia/minf/stbl/sdtp"}) {
+      compareBox(track, copy, path);
+    }
+    compareBox(track, copy, "mdia/minf/stbl/ctts", kVersionByte);
+  }
+
+  void compareStrands(Strand a, Strand b, const std::string& where) {
+    for (;;) {
+      const std::size_t count = a.read(old_);
+      if (b.read(new_) != count) fail(where, "its length is not that of the input");
+      if (!std::equal(old_.begin(), old_.begin() + static_cast<std::ptrdiff_t>(count),
+                      new_.begin())) {
+        fail(where, "its bytes are not those of the input");
+      }
+      compared_ += count;
+      if (report_) report_(compared_);
+      if (count < old_.size()) return;
+    }
+  }
+
+  void compareChunks(const FilmTrack& track, const FilmTrack& copy) {
+    compareBox(track, copy, "mdia/minf/stbl/stsz");
+    compareBox(track, copy, "mdia/minf/stbl/stz2");
+    compareBox(track, copy, "mdia/minf/stbl/stsc");
+    using Range = std::pair<std::uint64_t, std::uint64_t>;
+    std::vector<Range> ranges;
+    input_.forEachRange(track, [&ranges](std::uint64_t offset, std::uint64_t length) {
+      ranges.push_back({offset, length});
+    });
+    std::size_t next = 0;
+    output_.forEachRange(copy, [&](std::uint64_t offset, std::uint64_t length) {
+      if (next == ranges.size()) fail(track.label, "it has more chunks than in the input");
+      const Range& old = ranges[next++];
+      compareStrands(Strand(input_.movie(), old.first, old.second),
+                     Strand(output_.movie(), offset, length),
+                     track.label + ", chunk " + std::to_string(next));
+    });
+    if (next != ranges.size()) fail(track.label, "chunks are missing");
+  }
+
+  // Calls compare with each sample of a track and its copy, whose times are the same.
+  template <class Compare>
+  void forEachPair(const FilmTrack& track, const FilmTrack& copy, Compare compare) {
+    norvik::kav::SampleOptions options;
+    options.applyEdits = false;
+    options.trackIndex = copy.track->index;
+    norvik::kav::SampleRange samples = output_.movie().samples(options);
+    input_.forEachSample(track, [&](const Sample& old, std::uint32_t number) {
+      const Sample* const written = samples.next();
+      if (written == nullptr) fail(numbered(track.label, number), "it is missing");
+      if (written->info.decodingTime != old.info.decodingTime ||
+          written->info.compositionOffset != old.info.compositionOffset ||
+          written->info.flags != old.info.flags ||
+          written->descriptionIndex != old.descriptionIndex) {
+        fail(numbered(track.label, number), "its time or its flags are not those of the input");
+      }
+      compare(old, *written, number);
+    });
+    if (samples.next() != nullptr) fail(track.label, "it has more samples than in the input");
+  }
+
+  void compareSamples(const FilmTrack& track, const FilmTrack& copy) {
+    forEachPair(track, copy, [&](const Sample& old, const Sample& written, std::uint32_t number) {
+      compareStrands(Strand(input_.movie(), old.fileOffset, old.info.size),
+                     Strand(output_.movie(), written.fileOffset, written.info.size),
+                     numbered(track.label, number));
+    });
+  }
+
+  const PictureUnits& look(PictureReader& reader, Movie& movie, const Sample& sample,
+                           PictureCoding coding) {
+    return reader.look(sample.info.size, coding,
+                       [&](std::uint64_t offset, std::span<std::uint8_t> bytes) {
+                         readHead(movie, sample, offset, bytes);
+                       });
+  }
+
+  void comparePictures(const FilmTrack& track, const FilmTrack& copy) {
+    PictureReader oldReader;
+    PictureReader newReader;
+    forEachPair(track, copy, [&](const Sample& old, const Sample& written, std::uint32_t number) {
+      Strand a(input_.movie(), old.fileOffset, old.info.size);
+      Strand b(output_.movie(), written.fileOffset, written.info.size);
+      const std::string where = numbered(track.label, number);
+      const auto coding = old.description == nullptr ? std::optional<PictureCoding>()
+                                                     : pictureCodingOf(*old.description);
+      if (coding && old.info.size > 0) {
+        const PictureUnits& before = look(oldReader, input_.movie(), old, *coding);
+        if (before.takesCaptions) {
+          for (const CaptionCut& cut : before.cuts) {
+            a.replace(old.fileOffset + cut.offset, cut.length, cut.rest);
+          }
+          const PictureUnits& after = look(newReader, output_.movie(), written, *coding);
+          comparePlan(written, after, *coding, number, where);
+          for (const CaptionCut& cut : after.cuts) {
+            b.replace(written.fileOffset + cut.offset, cut.length, {});
+          }
+        }
+      }
+      compareStrands(std::move(a), std::move(b), where);
+    });
+  }
+
+  void comparePlan(const Sample& written, const PictureUnits& units, PictureCoding coding,
+                   std::uint32_t number, const std::string& where) {
+    expected_.clear();
+    if (number < planned_.size() && planned_[number] != kNotShown) {
+      for (const Field field : {Field::one, Field::two}) {
+        for (const captions::BytePair pair : plan_.pairs(field, planned_[number])) {
+          expected_.push_back({true, captions::ccTypeOf(field), pair.first, pair.second});
+        }
+      }
+    }
+    found_.clear();
+    for (const CaptionCut& cut : units.cuts) {
+      if (!cut.rest.empty()) fail(where, "its captions share a unit with other messages");
+      unit_.resize(cut.length);
+      output_.movie().readAt(written.fileOffset + cut.offset, unit_);
+      const captions::SeiUnit sei =
+          captions::parseSeiUnit(Bytes(unit_).subspan(coding.nalLengthSize), *coding.rules);
+      for (const captions::SeiMessage& message : sei.messages) {
+        const auto data = captions::captionData(sei, message);
+        if (!data || !data->process || !data->whole()) fail(where, "its captions are damaged");
+        found_.insert(found_.end(), data->triplets.begin(), data->triplets.end());
+      }
+    }
+    if (found_ != expected_) fail(where, "its captions are not those that were meant for it");
+  }
+
+  Film& input_;
+  Film& output_;
+  const FilmPictures& pictures_;
+  const CaptionPlan& plan_;
+  const std::function<void(std::uint64_t)>& report_;
+  std::vector<std::uint32_t> planned_;  // for each sample its place in the plan
+  std::vector<std::uint8_t> old_;
+  std::vector<std::uint8_t> new_;
+  std::vector<std::uint8_t> unit_;
+  std::vector<CcTriplet> expected_;
+  std::vector<CcTriplet> found_;
+  std::uint64_t compared_ = 0;
+};
+
+}  // namespace
+
+void verifyFilm(Film& input, const FilmPictures& pictures, const CaptionPlan& plan,
+                norvik::kav::IStreamPtr written, const std::function<void(std::uint64_t)>& report) {
+  try {
+    Film output(std::move(written));
+    requireWholeBoxes(output);
+    Verifier(input, output, pictures, plan, report).run();
+  } catch (const Refusal& refusal) {
+    throw VerificationError(std::string("the written file was read again and is damaged: ") +
+                            refusal.what());
+  }
+}
+
+}  // namespace quarrypack::embed

@@ -1,0 +1,33 @@
+#include "src/movie_bytes.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "kav/exception.h"
+
+namespace quarrypack {
+
+namespace kav = norvik::kav;
+
+void MovieBytes::readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) {
+  if (!destination.empty()) movie_.readAt(fileOffset, destination);
+}
+
+void MovieBytes::peekAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) {
+  if (!destination.empty()) movie_.peekAt(fileOffset, destination);
+}
+
+void MovieBytes::require(const kav::Sample& sample) const {
+  if (sample.info.size == 0 || movie_.holds(sample.fileOffset, sample.info.size)) return;
+  throw kav::Exception(kav::ErrorCode::shortRead);
+}
+
+std::uint64_t costLimitOf(const kav::Movie& movie) {
+  constexpr std::uint64_t kFactor = 16;
+  constexpr std::uint64_t kAllowance = 8u << 20;
+  constexpr std::uint64_t kLongest =
+      (std::numeric_limits<std::uint64_t>::max() - kAllowance) / kFactor;
+  return kFactor * std::min(movie.fileLength(), kLongest) + kAllowance;
+}
+
+}  // namespace quarrypack

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "kav/movie.h"
+#include "src/sample_bytes.h"
+
+namespace quarrypack {
+
+// The bytes of a movie as a source for its samples. The movie must outlive it. An empty destination
+// is filled wherever it is asked for: a sample without bytes may state any offset.
+class MovieBytes final : public ByteSource {
+ public:
+  explicit MovieBytes(norvik::kav::Movie& movie) : movie_(movie) {}
+
+  void readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override;
+  void peekAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override;
+
+  // Throws shortRead for a sample that is not wholly in the file.
+  void require(const norvik::kav::Sample& sample) const;
+
+ private:
+  norvik::kav::Movie& movie_;
+};
+
+// What the samples of a movie may come to, in bytes, each at least kSmallestSampleCost. Edits may
+// show the same media again, and do so in real movies; the limit keeps a small file made for it
+// from filling a disk.
+std::uint64_t costLimitOf(const norvik::kav::Movie& movie);
+
+}  // namespace quarrypack
