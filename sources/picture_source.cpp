@@ -104,6 +104,7 @@ class TrackPictures {
 
   std::size_t pictures() const { return pictures_; }
   std::size_t damaged() const { return damaged_; }
+  bool areAllDamaged() const { return pairs_.empty() && pictures_ > 0 && damaged_ == pictures_; }
 
   void show(const embed::EditList& edits, CaptionPairs& result) {
     std::stable_sort(spans_.begin(), spans_.end(),
@@ -175,6 +176,7 @@ CaptionPairs readPicturePairs(FilmFile& film) {
   const FilmTrack* const track = pictureTrack(film);
   if (track == nullptr) return result;
   TrackPictures pictures(film, *track);
+  if (pictures.areAllDamaged()) throw SourceError("all of its pictures are damaged or encrypted");
   if (pictures.damaged() > 0) {
     result.findings.push_back(
         "track " + std::to_string(track->id) + ": " + std::to_string(pictures.damaged()) + " of " +

@@ -11,7 +11,7 @@ bool hasCaptionPictures(const FilmFile& film);
 // The pairs inside the pictures of a movie, with the times at which these are shown. They come from
 // the first enabled track with H.264 or HEVC pictures, or from the first such track if none is
 // enabled. All pairs of a picture have its time. Reads only the heads of its units, and its SEI
-// units.
+// units. Throws SourceError if no picture can be read.
 CaptionPairs readPicturePairs(FilmFile& film);
 
 }  // namespace quarrypack::sources

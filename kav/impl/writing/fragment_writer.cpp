@@ -180,7 +180,7 @@ void FragmentWriter::addSample(TrackDraft& track, const SampleToWrite& sample,
                              .descriptionIndex = sample.descriptionIndex});
   waiting.bytes.insert(waiting.bytes.end(), sample.bytes().begin(), sample.bytes().end());
   waiting.holdsLast = true;
-  if (!waiting.reached) waiting.reached.emplace();
+  if (!waiting.reached) waiting.reached = Reached{};
   waiting.reached->mediaTime = mediaTime;
   waiting.reached->presentationTime = sample.decodingTime;
 }

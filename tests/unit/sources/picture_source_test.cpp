@@ -194,6 +194,11 @@ TEST(PictureSource, ReadsWhatItCanOfDamagedPictures) {
   EXPECT_EQ(pairs.findings[0], "track 1: 2 of 3 pictures are damaged and were read in part");
 }
 
+TEST(PictureSource, FailsWhereNoPictureCanBeRead) {
+  FilmFile film = filmOf(MovieBuilder({pictures({Bytes(40, 0x77), Bytes(30, 0x66)})}));
+  EXPECT_THROW(readPicturePairs(film), SourceError);
+}
+
 TEST(PictureSource, FailsForAPictureThatIsNotInTheFile) {
   MovieBuilder movie({pictures({slice()})});
   Bytes bytes = movie.moovFirst().build();

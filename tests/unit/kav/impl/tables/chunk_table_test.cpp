@@ -74,8 +74,8 @@ TEST(ChunkRuns, ThatGoOnAsBeforeAreOne) {
 }
 
 TEST(ChunkRuns, ThatGoOnAsBeforeMustNotGoBackwards) {
-  EXPECT_EQ(codeOf([] { chunkTable({{1, 4, 1}, {5, 4, 1}, {4, 4, 1}}); }), 23u);
-  EXPECT_EQ(codeOf([] { chunkTable({{1, 4, 1}, {5, 4, 1}, {4, 1, 1}}); }), 23u);
+  EXPECT_CODE(badChunkRun, chunkTable({{1, 4, 1}, {5, 4, 1}, {4, 4, 1}}));
+  EXPECT_CODE(badChunkRun, chunkTable({{1, 4, 1}, {5, 4, 1}, {4, 1, 1}}));
 }
 
 TEST(ChunkRuns, ThatGoOnAsBeforeStayApartWhereSampleNumbersWrap) {
