@@ -40,7 +40,7 @@ class ChannelMemory {
   void command(std::uint8_t code, std::size_t place) {
     switch (code) {
       case kResumeLoading:
-        return enter(Mode::popOn, place);
+        return load(place);
       case kResumeDirect:
         return enter(Mode::paintOn, place);
       case kTextRestart:
@@ -71,10 +71,11 @@ class ChannelMemory {
 
   std::size_t firstNeeded() const { return std::min(displayed_, loading_); }
 
-  // The pair without which later characters of this channel would go nowhere. Captions that are
-  // loaded begin with a code of their own.
+  // The pair without which later characters of this channel would go nowhere. The end of a caption
+  // is none: the next one begins with a code of its own.
   std::size_t modePlace() const {
-    return mode_ == Mode::rollUp || mode_ == Mode::paintOn ? modePlace_ : kNone;
+    const bool isNeeded = mode_ == Mode::rollUp || mode_ == Mode::paintOn || isLoading_;
+    return isNeeded ? modePlace_ : kNone;
   }
 
  private:
@@ -84,6 +85,12 @@ class ChannelMemory {
   void enter(Mode mode, std::size_t place) {
     mode_ = mode;
     modePlace_ = place;
+    isLoading_ = false;
+  }
+
+  void load(std::size_t place) {
+    enter(Mode::popOn, place);
+    isLoading_ = true;
   }
 
   void eraseDisplayed() {
@@ -118,6 +125,7 @@ class ChannelMemory {
 
   Mode mode_ = Mode::none;
   std::size_t modePlace_ = kNone;
+  bool isLoading_ = false;  // by a code that says so
   std::size_t displayed_ = kNone;
   std::size_t loading_ = kNone;
   std::size_t rows_ = 2;
