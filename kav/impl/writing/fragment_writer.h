@@ -28,7 +28,7 @@ struct FragmentParameters {
 //
 // A fragment ends before a sync sample of the first video track, once it has lasted its duration
 // there. In a movie without video it ends before any sample with which its track reaches that
-// duration. It ends early where a track continues with another sample description or leaves a gap
+// duration. It ends early where a track continues with another sample description or leaves a pause
 // too long for a sample's duration, before its samples come to more than kMostBytes, and before
 // another box.
 //
