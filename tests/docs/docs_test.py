@@ -117,6 +117,7 @@ class Commands(unittest.TestCase):
         subprocess.run(f"tar -c --null --files-from=- | tar -x -C '{cls.folder}'", cwd=ROOT,
                        shell=True, check=True, input=names)
         (tools / "quarrypack").symlink_to(program)
+        (tools / "quarrypack-embed").symlink_to(program.parent / "quarrypack-embed")
         (tools / "quarrypack-batch").symlink_to(ROOT / "batch" / "quarrypack-batch")
         write_script(tools / "sudo", '#!/bin/sh\n[ "$1" = apt-get ] && shift && '
                      'exec apt-get --simulate "$@"\nexec "$@"\n')
@@ -300,15 +301,18 @@ class Commands(unittest.TestCase):
     def test_installs_what_it_says(self):
         local = self.installed / "usr" / "local"
         for name in ("bin/quarrypack", "bin/quarrypack-batch", "share/man/man1/quarrypack.1.gz",
-                     "share/man/man1/quarrypack-batch.1.gz", "lib/libquarrypack_kav.a",
+                     "share/man/man1/quarrypack-batch.1.gz", "bin/quarrypack-embed",
+                     "share/man/man1/quarrypack-embed.1.gz", "lib/libquarrypack_kav.a",
                      "lib/libquarrypack_kaf.a", "include/quarrypack/kav/reader.h",
                      "include/quarrypack/kaf/kav_stream.h", "lib/pkgconfig/quarrypack.pc",
                      "lib/cmake/quarrypack/quarrypackConfig.cmake",
                      "share/bash-completion/completions/quarrypack",
                      "share/bash-completion/completions/quarrypack-batch",
+                     "share/bash-completion/completions/quarrypack-embed",
                      "share/zsh/site-functions/_quarrypack",
                      "share/fish/vendor_completions.d/quarrypack.fish",
                      "share/fish/vendor_completions.d/quarrypack-batch.fish",
+                     "share/fish/vendor_completions.d/quarrypack-embed.fish",
                      "share/doc/quarrypack/LICENSE", "share/doc/quarrypack/README.md",
                      "share/doc/quarrypack/doc/player-matrix.md",
                      "share/doc/quarrypack/examples/quarrypack_config.xml"):
