@@ -36,7 +36,7 @@ _quarrypack_batch() {
     *)
       if [[ $cur == -* && $prev != --log ]]; then
         mapfile -t names < <(compgen -W \
-          '--output-dir --jobs --sshlogin --log --resume --help' -- "$cur")
+          '--embed --output-dir --jobs --sshlogin --log --resume --help' -- "$cur")
       else
         compopt -o filenames 2>/dev/null
         mapfile -t names < <(compgen -f -- "$cur")
