@@ -6,8 +6,8 @@ include(CMakePackageConfigHelpers)
 set(quarrypack_headers "${CMAKE_INSTALL_INCLUDEDIR}/quarrypack")
 set(quarrypack_package "${CMAKE_INSTALL_LIBDIR}/cmake/quarrypack")
 
-install(TARGETS quarrypack RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-install(TARGETS quarrypack-captions RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+install(TARGETS quarrypack quarrypack-embed quarrypack-captions
+  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 
 foreach(room kav kaf)
   set_target_properties(quarrypack_${room} PROPERTIES EXPORT_NAME ${room})

@@ -30,7 +30,7 @@ if(QUARRYPACK_DEBIAN)
 endif()
 set(bash_completions "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 # bash looks for a file with the name of the command.
-foreach(command quarrypack quarrypack-batch)
+foreach(command quarrypack quarrypack-batch quarrypack-embed)
   install(FILES completion/quarrypack.bash DESTINATION "${bash_completions}" RENAME ${command})
 endforeach()
 foreach(companion quarrypack-captions)
@@ -41,6 +41,7 @@ foreach(companion quarrypack-captions)
 endforeach()
 install(FILES completion/_quarrypack DESTINATION "${zsh_completions}")
 install(FILES completion/quarrypack.fish completion/quarrypack-batch.fish
+  completion/quarrypack-embed.fish
   DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
 
 # ---------------------------------------------------------------- manual pages
@@ -48,7 +49,7 @@ find_program(PANDOC pandoc)
 find_program(GZIP gzip)
 if(PANDOC AND GZIP)
   set(pages)
-  foreach(command quarrypack quarrypack-batch quarrypack-captions)
+  foreach(command quarrypack quarrypack-batch quarrypack-captions quarrypack-embed)
     set(source "${PROJECT_SOURCE_DIR}/doc/man/${command}.1.md")
     set(page "${PROJECT_BINARY_DIR}/man/${command}.1")
     configure_file("${source}" "${page}.md" @ONLY)
@@ -110,7 +111,7 @@ suites deliver it, and writes an .mp4 whose captions travel in the pictures,
 where players, set-top boxes and HLS packagers look for them. Nothing is
 decoded or encoded again.
 .
-The package holds the programs quarrypack, quarrypack-batch and
+The package holds the programs quarrypack, quarrypack-embed, quarrypack-batch and
 quarrypack-captions, which reads captions out of movies, and the static C++
 library under them with its headers.")
 set(CPACK_STRIP_FILES ON)

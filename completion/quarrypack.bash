@@ -1,4 +1,4 @@
-# Completion of quarrypack and quarrypack-batch for bash.
+# Completion of quarrypack, quarrypack-batch and quarrypack-embed for bash.
 _quarrypack() {
   local cur prev
   cur=${COMP_WORDS[COMP_CWORD]}
@@ -36,7 +36,28 @@ _quarrypack_batch() {
     *)
       if [[ $cur == -* && $prev != --log ]]; then
         mapfile -t names < <(compgen -W \
-          '--output-dir --jobs --sshlogin --log --resume --help' -- "$cur")
+          '--embed --output-dir --jobs --sshlogin --log --resume --help' -- "$cur")
+      else
+        compopt -o filenames 2>/dev/null
+        mapfile -t names < <(compgen -f -- "$cur")
+      fi ;;
+  esac
+  COMPREPLY=("${names[@]}")
+}
+
+_quarrypack_embed() {
+  local cur prev names
+  cur=${COMP_WORDS[COMP_CWORD]}
+  prev=${COMP_WORDS[COMP_CWORD - 1]}
+  COMPREPLY=()
+  case $prev in
+    --scc-offset) mapfile -t names < <(compgen -W 'auto' -- "$cur") ;;
+    --scc-rate)
+      mapfile -t names < <(compgen -W '23.976 24 25 29.97 30 50 59.94 60' -- "$cur") ;;
+    *)
+      if [[ $cur == -* ]]; then
+        mapfile -t names < <(compgen -W '--captions --captions-field2 --scc-offset --scc-rate
+          --replace --no-pad --no-verify --report --help --version' -- "$cur")
       else
         compopt -o filenames 2>/dev/null
         mapfile -t names < <(compgen -f -- "$cur")
@@ -46,4 +67,5 @@ _quarrypack_batch() {
 }
 
 complete -F _quarrypack quarrypack
+complete -F _quarrypack_embed quarrypack-embed
 complete -F _quarrypack_batch quarrypack-batch

@@ -2,7 +2,10 @@
 # From a bare Debian 12 machine to captions read back from a converted movie: installs what is needed,
 # builds the converter, makes a movie with a caption track, converts it, lets ffmpeg recover the
 # captions from the pictures of the result, and compares them with those put in.
-# usage: scripts/demo.sh      QUARRYPACK=PROGRAM converts with a program that is built already
+# Then the same with quarrypack-embed and a film that the converter would hurt: 25 pictures a second with
+# B-frames, PCM sound, and captions that are due between pictures.
+# usage: scripts/demo.sh      QUARRYPACK=PROGRAM converts with a program that is built already, and with
+#                             the quarrypack-embed beside it
 set -euo pipefail
 program=${QUARRYPACK:+$(realpath "$QUARRYPACK")}
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -46,16 +49,43 @@ echo "== streams of the result"
 ffprobe -v error -show_entries stream=index,codec_type,codec_name -of csv=p=0 \
   "$work/demo.mp4"
 
-echo "== captions that ffmpeg finds in the pictures of the result"
-(cd "$work" && ffmpeg -nostdin -v error -f lavfi -i 'movie=demo.mp4[out+subcc]' -map 0:s demo.srt)
-# Of the subtitle file the texts: no numbers, no times, no tags.
-sed -E 's/\r$//; s/<[^>]*>//g; s/\{[^}]*\}//g' "$work/demo.srt" | tee "$work/shown.txt"
-grep -vE '^[0-9]*$|-->' "$work/shown.txt" >"$work/found.txt" || true
-# Of the list of captions the rows, without their times.
-grep -vE '^(#|$)' demo/captions.txt | cut -d ' ' -f 3- | tr '|' '\n' >"$work/put_in.txt"
+# Reads the captions of a movie in the work folder with ffmpeg and compares them with those put in.
+check_captions() {
+  (cd "$work" && ffmpeg -nostdin -v error -f lavfi -i "movie=$1.mp4[out+subcc]" -map 0:s "$1.srt")
+  # Of the subtitle file the texts: no numbers, no times, no tags.
+  sed -E 's/\r$//; s/<[^>]*>//g; s/\{[^}]*\}//g' "$work/$1.srt" | tee "$work/shown.txt"
+  grep -vE '^[0-9]*$|-->' "$work/shown.txt" >"$work/found.txt" || true
+  # Of the list of captions the rows, without their times.
+  grep -vE '^(#|$)' demo/captions.txt | cut -d ' ' -f 3- | tr '|' '\n' >"$work/put_in.txt"
+  if ! diff -u "$work/put_in.txt" "$work/found.txt"; then
+    echo "demo.sh: the captions found are not those put in" >&2
+    exit 1
+  fi
+}
 
-if ! diff -u "$work/put_in.txt" "$work/found.txt"; then
-  echo "demo.sh: the captions found are not those put in" >&2
-  exit 1
-fi
+echo "== captions that ffmpeg finds in the pictures of the result"
+check_captions demo
 echo "== all $(wc -l <"$work/put_in.txt") rows of the captions came through: $work/demo.mp4"
+
+echo "== a film for quarrypack-embed: 25 pictures a second, B-frames, PCM sound, in $work/film.mov"
+ffmpeg -nostdin -v error \
+  -f lavfi -i testsrc2=size=640x360:rate=25:duration=8 \
+  -f lavfi -i sine=frequency=440:sample_rate=48000:duration=8 \
+  -i demo/captions.scc -map 0:v -map 1:a -map 2:s \
+  -c:v libx264 -pix_fmt yuv420p -bf 2 -g 50 -c:a pcm_s16le -c:s copy "$work/film.mov"
+
+echo "== embed: $work/film.mov to $work/film.mp4"
+"$(dirname "$program")/quarrypack-embed" "$work/film.mov" "$work/film.mp4"
+
+echo "== captions that ffmpeg finds in the pictures of the film"
+check_captions film
+for kind in v a; do
+  for file in film.mov film.mp4; do
+    ffmpeg -nostdin -v error -i "$work/$file" -map "0:$kind" -f md5 -
+  done >"$work/hashes.txt"
+  if [ "$(uniq "$work/hashes.txt" | wc -l)" -ne 1 ]; then
+    echo "demo.sh: quarrypack-embed changed the decoded pictures or the sound" >&2
+    exit 1
+  fi
+done
+echo "== captions in place, sound ($(head -1 "$work/hashes.txt")) and pictures unchanged: $work/film.mp4"

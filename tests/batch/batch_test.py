@@ -109,6 +109,20 @@ class Batch(unittest.TestCase):
         log = (self.folder / "quarrypack-batch.log").read_text().splitlines()
         self.assertEqual(len(log), 1 + MOVIES)
 
+    def test_embeds_when_it_is_told_to(self):
+        embed = pathlib.Path(program).parent / "quarrypack-embed"
+        self.environment["QUARRYPACK_EMBED"] = str(embed)
+        run = self.run_batch("--embed", "--output-dir", "out", "in")
+        self.assertEqual(run.returncode, 1, run.err)
+        self.assertEqual(set(self.outputs()), self.all_names())
+        for name in self.all_names():
+            direct = self.folder / "direct.mp4"
+            subprocess.run([embed, self.folder / "in" / pathlib.Path(name).with_suffix(".mov"),
+                            direct], check=True, stdout=subprocess.DEVNULL)
+            self.assertEqual((self.folder / "out" / name).read_bytes(), direct.read_bytes(), name)
+        self.assertIn("11 converted, 1 failed, 0 open, 0 already there\n", run.out)
+        self.assertIn("quarrypack-embed: cannot read", run.err)
+
     def test_says_0_when_none_failed(self):
         (self.folder / "in" / BROKEN).unlink()
         run = self.run_batch("--jobs", "2", "--log", "other.log", "--output-dir", "out", "in")

@@ -117,7 +117,8 @@ class Commands(unittest.TestCase):
         subprocess.run(f"tar -c --null --files-from=- | tar -x -C '{cls.folder}'", cwd=ROOT,
                        shell=True, check=True, input=names)
         (tools / "quarrypack").symlink_to(program)
-        (tools / "quarrypack-captions").symlink_to(program.parent / "quarrypack-captions")
+        for companion in ("quarrypack-captions", "quarrypack-embed"):
+            (tools / companion).symlink_to(program.parent / companion)
         (tools / "quarrypack-batch").symlink_to(ROOT / "batch" / "quarrypack-batch")
         write_script(tools / "sudo", '#!/bin/sh\n[ "$1" = apt-get ] && shift && '
                      'exec apt-get --simulate "$@"\nexec "$@"\n')
@@ -301,6 +302,7 @@ class Commands(unittest.TestCase):
     def test_installs_what_it_says(self):
         local = self.installed / "usr" / "local"
         for name in ("bin/quarrypack", "bin/quarrypack-batch", "bin/quarrypack-captions",
+                     "bin/quarrypack-embed", "share/man/man1/quarrypack-embed.1.gz",
                      "share/man/man1/quarrypack-captions.1.gz",
                      "share/bash-completion/completions/quarrypack-captions",
                      "share/zsh/site-functions/_quarrypack-captions",
@@ -312,9 +314,11 @@ class Commands(unittest.TestCase):
                      "lib/cmake/quarrypack/quarrypackConfig.cmake",
                      "share/bash-completion/completions/quarrypack",
                      "share/bash-completion/completions/quarrypack-batch",
+                     "share/bash-completion/completions/quarrypack-embed",
                      "share/zsh/site-functions/_quarrypack",
                      "share/fish/vendor_completions.d/quarrypack.fish",
                      "share/fish/vendor_completions.d/quarrypack-batch.fish",
+                     "share/fish/vendor_completions.d/quarrypack-embed.fish",
                      "share/doc/quarrypack/LICENSE", "share/doc/quarrypack/README.md",
                      "share/doc/quarrypack/doc/player-matrix.md",
                      "share/doc/quarrypack/examples/quarrypack_config.xml"):

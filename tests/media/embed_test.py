@@ -91,7 +91,8 @@ def properties(path):
         tags = {name: value for name, value in stream.get("tags", {}).items()
                 if name != "vendor_id"}
         streams.append({**{name: stream.get(name) for name in kept}, "tags": tags})
-    # ffmpeg tells the time code of a film once more if its brand is one of MP4.
+    # Beside the time codes of tracks, which are compared, ffmpeg tells one of the whole film. It comes
+    # from none of its boxes, and without the caption track it may tell it where it did not before.
     brands = ("major_brand", "minor_version", "compatible_brands", "timecode")
     tags = {name: value for name, value in found["format"].get("tags", {}).items()
             if name not in brands}
