@@ -206,13 +206,31 @@ const FilmTrack& Film::pictureTrack() const {
   return *cover;
 }
 
+// Whether bytes lie in more than one box, or in one that is written anew.
+bool Film::overlapsTables(std::uint64_t offset, std::uint64_t length) const {
+  const auto box =
+      std::partition_point(boxes_.begin(), boxes_.end(),
+                           [offset](const TopLevelBox& one) { return one.end() <= offset; });
+  if (box == boxes_.end()) return false;
+  constexpr std::array kTables{fourCc("ftyp"), fourCc("moov"), fourCc("moof"),
+                               fourCc("sidx"), fourCc("ssix"), fourCc("mfra")};
+  return box->end() - offset < length ||
+         std::find(kTables.begin(), kTables.end(), box->type) != kTables.end();
+}
+
 void Film::requireInside(const FilmTrack& track, std::uint32_t number, std::uint64_t offset,
                          std::uint64_t length) const {
-  if (length == 0 || movie_.holds(offset, length)) return;
-  throw Refusal(track.label + ": sample " + std::to_string(number + 1) + " lies at byte " +
-                std::to_string(offset) + ", beyond the end of the file at " +
-                std::to_string(movie_.fileLength()) +
-                ". Get the whole file, or repair it with a plain copy first");
+  if (length == 0) return;
+  const auto sample = [&] { return track.label + ": sample " + std::to_string(number + 1); };
+  if (!movie_.holds(offset, length)) {
+    throw Refusal(sample() + " lies at byte " + std::to_string(offset) +
+                  ", beyond the end of the file at " + std::to_string(movie_.fileLength()) +
+                  ". Get the whole file, or repair it with a plain copy first");
+  }
+  if (overlapsTables(offset, length)) {
+    throw Refusal(sample() + ", at byte " + std::to_string(offset) +
+                  ", overlaps the film's own tables. Make a plain copy of the movie first");
+  }
 }
 
 void Film::forEachSample(const FilmTrack& track, const VisitSample& visit) {

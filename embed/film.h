@@ -48,7 +48,8 @@ class Film {
   using VisitSample = std::function<void(const norvik::kav::Sample&, std::uint32_t)>;
 
   // Visits the samples of a track as they are stored, without edits. Throws Refusal for a sample
-  // that lies past the end of the file, and for more samples than the file can be about.
+  // that lies past the end of the file or in a box of the film's own, and for more samples than a
+  // file can hold.
   void forEachSample(const FilmTrack& track, const VisitSample& visit);
 
   // Visits the ranges of the file that the samples of a track lie in, runs of samples as one where
@@ -61,6 +62,7 @@ class Film {
   void readTracks();
   void requireInside(const FilmTrack& track, std::uint32_t number, std::uint64_t offset,
                      std::uint64_t length) const;
+  bool overlapsTables(std::uint64_t offset, std::uint64_t length) const;
 
   norvik::kav::Movie movie_;
   std::vector<TopLevelBox> boxes_;

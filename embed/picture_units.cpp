@@ -32,7 +32,7 @@ const PictureUnits& PictureReader::look(std::uint32_t sampleSize, PictureCoding 
     if (walk(sampleSize, coding, wanted) == Step::done) return units_;
     const std::uint64_t limit = std::min<std::uint64_t>(sampleSize, kMostAhead);
     if (head_.size() >= limit) break;
-    wanted = std::clamp<std::uint64_t>(wanted, head_.size() * 2, limit);
+    wanted = std::min(std::max<std::uint64_t>(wanted, head_.size() * 2), limit);
   }
   units_.takesCaptions = false;
   return units_;

@@ -74,7 +74,7 @@ void takeCaptionFiles(const po::variables_map& values, EmbedOptions& options) {
     if (options.scc.rate == nullptr) {
       std::string known;
       for (const captions::FrameRate& one : captions::frameRates()) {
-        known += (known.empty() ? "" : ", ") + std::string(one.name);
+        known.append(known.empty() ? "" : ", ").append(one.name);
       }
       throw UsageError("'" + rate + "' is no known rate. There are " + known);
     }

@@ -80,7 +80,8 @@ std::string escaped(const std::string& text) {
 std::string row(const std::vector<std::string>& cells, std::string_view tag) {
   std::string html = "<tr>";
   for (const std::string& cell : cells) {
-    html += "<" + std::string(tag) + ">" + escaped(cell) + "</" + std::string(tag) + ">";
+    html.append("<").append(tag).append(">").append(escaped(cell));
+    html.append("</").append(tag).append(">");
   }
   return html + "</tr>\n";
 }

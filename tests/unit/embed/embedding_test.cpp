@@ -199,6 +199,14 @@ TEST(Embedding, RefusesSamplesBeyondTheEnd) {
   EXPECT_TRUE(contains(refusal, "track 2: sample 1 lies at byte 900000")) << refusal;
 }
 
+TEST(Embedding, RefusesSamplesThatOverlapTheTablesOfTheFilm) {
+  MovieBuilder movie = captionedMovie();
+  movie.change("moov/trak[2]/mdia/minf/stbl/stco",
+               [](const Bytes& stco) { return patched(stco, 16, u32(4)); });
+  const std::string refusal = refusalOf(movie.build());
+  EXPECT_TRUE(contains(refusal, "track 2: sample 1, at byte 4, overlaps")) << refusal;
+}
+
 TEST(Embedding, PassesACoverOver) {
   MovieTrack cover = videoTrack({.count = 1});
   MovieBuilder movie({cover, videoTrack({.count = 10}), captionTrack(2)});

@@ -73,6 +73,13 @@ TEST(PictureUnits, AreFoundByTheBeginningOfASample) {
   EXPECT_LT(second.bytesRead, 10'000u);
 }
 
+TEST(PictureUnits, AreFoundInASampleThatIsALittleLongerThanTheFirstLook) {
+  const Bytes parameters = unit(concat({u8(0x67), zeros(300)}));
+  const PictureUnits units = look(concat({parameters, unit(Bytes(40, 0x65))})).units;
+  EXPECT_TRUE(units.takesCaptions);
+  EXPECT_EQ(units.place, parameters.size());
+}
+
 TEST(PictureUnits, OfEveryLengthSizeAreRead) {
   for (const unsigned size : {1u, 2u, 3u, 4u}) {
     const Bytes sample = concat({unit({0x09, 0xF0}, size), unit({0x41, 1, 2, 3}, size)});
