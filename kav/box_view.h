@@ -18,6 +18,7 @@ namespace norvik::kav {
 // uuid box keeps the type "uuid"; its payload begins after the extended type.
 class BoxView {
  public:
+  // Boxes in the order of their bytes.
   using List = std::vector<BoxView>;
 
   // The box that begins at the first of these bytes, which may continue past its end. Returns
@@ -25,9 +26,10 @@ class BoxView {
   static std::optional<BoxView> at(std::span<const std::uint8_t> bytes);
 
   // The consecutive boxes in these bytes. offset is added to BoxView::offset() of each. An
-  // incomplete box ends the list; the bytes from there on are not reported (see trailingBytes).
+  // incomplete box ends the list; the bytes from there on are not reported.
   static List listOf(std::span<const std::uint8_t> bytes, std::uint64_t offset = 0);
 
+  // The four-character code of the box.
   FourCc type() const { return type_; }
 
   // The offset of the box from the start of the bytes of its outermost list.

@@ -46,18 +46,27 @@ struct MovieOptions {
 // the other tracks.
 class SampleRange {
  public:
+  // An input iterator over the remaining samples, for a range-for.
   class Iterator {
    public:
-    using value_type = Sample;
-    using difference_type = std::ptrdiff_t;
+    using value_type = Sample;               // required of an input iterator
+    using difference_type = std::ptrdiff_t;  // required of an input iterator
 
+    // The current sample, valid until the iterator advances.
     const Sample& operator*() const { return *sample_; }
+
+    // The same.
     const Sample* operator->() const { return sample_; }
+
+    // Advances to the next sample; throws what SampleRange::next throws.
     Iterator& operator++() {
       sample_ = range_->next();
       return *this;
     }
+    // The same, without a copy of the iterator.
     void operator++(int) { ++*this; }
+
+    // Whether the walk has ended.
     bool operator==(std::default_sentinel_t) const { return sample_ == nullptr; }
 
    private:
@@ -68,7 +77,10 @@ class SampleRange {
     const Sample* sample_;
   };
 
+  // A range that was moved from may only be destroyed or assigned to.
   SampleRange(SampleRange&&) noexcept;
+
+  // The walk that was going on here ends.
   SampleRange& operator=(SampleRange&&) noexcept;
   ~SampleRange();
 
@@ -80,6 +92,8 @@ class SampleRange {
 
   // Walks the remaining samples; a range can be walked only once.
   Iterator begin() { return Iterator(this); }
+
+  // Where begin() arrives.
   std::default_sentinel_t end() const { return {}; }
 
  private:
@@ -98,10 +112,14 @@ class Movie {
   // box. Throws missingArgument for a null stream, noMovie, and the errors of boxes that are
   // refused.
   explicit Movie(IStreamPtr stream, const MovieOptions& options = {});
+  // Tracks and ranges that were taken from the other movie go on with this one.
   Movie(Movie&&) noexcept;
+
+  // Tracks and ranges that were taken from this movie before become invalid.
   Movie& operator=(Movie&&) noexcept;
   ~Movie();
 
+  // What the header of the movie says.
   const MovieInfo& info() const;
   std::span<const Track> tracks() const;  // in file order
 

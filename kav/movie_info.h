@@ -26,7 +26,7 @@ struct TrackTotals {
 
 // A top-level box of a file.
 struct BoxPlace {
-  FourCc type = 0;
+  FourCc type = 0;          // four-character code
   std::uint64_t start = 0;  // offset of the first header byte
   std::uint64_t size = 0;   // bytes, header included, at most up to the end of the file
 };

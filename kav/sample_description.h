@@ -17,8 +17,8 @@ class SampleDescriptor;
 
 // The shape of a pixel: its width and height in any common unit.
 struct PixelAspect {
-  std::uint32_t horizontalSpacing = 1;
-  std::uint32_t verticalSpacing = 1;
+  std::uint32_t horizontalSpacing = 1;  // the width
+  std::uint32_t verticalSpacing = 1;    // the height
 };
 
 // The coding of the samples of a track: an entry of stsd. Copies share the content, which never
@@ -30,13 +30,20 @@ class SampleDescription {
   // info.headerLength is ignored. Throws unsupportedTrackType for a record whose length is not that
   // of its handler's.
   SampleDescription(const NorvikKavSampleDescInfo& info, std::span<const std::uint8_t> header);
+
+  // A description that the library read; not for use outside it.
   explicit SampleDescription(std::shared_ptr<const impl::SampleDescriptor> descriptor);
 
+  // The fields that every kind of description has.
   const NorvikKavSampleDescInfo& info() const;
+
+  // The four-character code of the entry: avc1, mp4a, ...
   FourCc codecType() const { return info().codecType; }
 
-  // The fields of this kind; null for a description of another kind.
+  // The fields of a description of pictures; null for any other.
   const NorvikKavVideoSampleDescInfo* video() const;
+
+  // The fields of a description of sound; null for any other.
   const NorvikKavAudioSampleDescInfo* audio() const;
 
   // The bytes after the fixed fields of the entry, kept and written unchanged.
@@ -52,6 +59,7 @@ class SampleDescription {
   // The content of pasp; nothing if there is none.
   std::optional<PixelAspect> pixelAspect() const;
 
+  // The form in which the library itself uses it.
   const impl::SampleDescriptor& descriptor() const { return *descriptor_; }
 
  private:
@@ -60,7 +68,7 @@ class SampleDescription {
 
 // What a plain handle of a description holds; see kav/reader.h.
 struct NorvikKavSampleDescription {
-  SampleDescription description;
+  SampleDescription description;  // shares its content with all copies
 };
 
 }  // namespace norvik::kav

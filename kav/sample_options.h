@@ -11,8 +11,10 @@ struct Moment {
   std::uint32_t timescale = 1;  // units per second; must not be 0
 };
 
-// Before the first sample of any movie, and after the last one: ten years of 365 days include it.
+// Not after the first sample of any movie.
 inline constexpr Moment kStartOfMovie{0, 1};
+
+// After the last sample of any movie: ten years of 365 days.
 inline constexpr Moment kEndOfMovie{315'360'000, 1};
 
 // Which samples of a movie are delivered, and how.
@@ -20,9 +22,11 @@ struct SampleOptions {
   // The index of the only track to deliver; without one all tracks, merged by decoding time.
   std::optional<std::uint32_t> trackIndex{};
 
-  // The range of decoding times to deliver, after edits if these are applied: includes `from`,
-  // excludes `to`. A gap counts by its beginning.
+  // The first decoding time to deliver, after edits if these are applied. A gap counts by its
+  // beginning.
   Moment from = kStartOfMovie;
+
+  // The first decoding time that is no longer delivered.
   Moment to = kEndOfMovie;
 
   // If true, deliver what the edit list of a track shows, at the time at which it is shown, with

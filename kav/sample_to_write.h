@@ -17,6 +17,7 @@ struct SampleToWrite {
   std::uint32_t size = 0;               // bytes
   const void* data = nullptr;           // size bytes; read before addSample returns
 
+  // The bytes of the sample.
   std::span<const std::uint8_t> bytes() const {
     return {static_cast<const std::uint8_t*>(data), size};
   }
