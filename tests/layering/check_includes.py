@@ -24,6 +24,7 @@ ROWS = {
                           "kaf/", "kav/"],
     "companions/captions/": ["companions/", "sources/", "captions/", "captions/formats/", "kaf/",
                              "kav/"],
+    "check/": ["sources/", "src/", "captions/", "kav/"],
     "sources/": ["embed/", "captions/", "captions/formats/", "kav/"],
     "embed/": ["captions/", "kav/"],
     "src/": ["captions/", "config/", "tarn/", "kaf/", "kav/"],
