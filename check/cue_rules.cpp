@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <span>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "check/caption_rule_table.h"
@@ -29,39 +30,6 @@ constexpr std::size_t kMostRows = 4;
 // Rounded to whole frames of 1001/30000 s, because films round their times in different ways.
 std::int64_t framesOf(Time time) { return (time + kPairTime / 2) / kPairTime; }
 
-bool continuesRow(const Cue& cue, const CueRow& row) {
-  return std::any_of(cue.rows.begin(), cue.rows.end(), [&row](const CueRow& other) {
-    return other.row == row.row && other.column == row.column &&
-           textOf(other).starts_with(textOf(row));
-  });
-}
-
-// Whether all text of a cue is also in the next one, which follows it at once: painted captions
-// grow in this way.
-bool grows(const Cue& cue, const Cue& next) {
-  const bool rolls = cue.mode == CaptionMode::rollUp || next.mode == CaptionMode::rollUp;
-  return !rolls && cue.end == next.start && cue.rows.size() <= next.rows.size() &&
-         std::all_of(cue.rows.begin(), cue.rows.end(),
-                     [&next](const CueRow& row) { return continuesRow(next, row); });
-}
-
-std::size_t readCharacters(const Cue& cue) {
-  std::size_t count = 0;
-  for (const CueRow& row : cue.rows) count += check::readCharacters(row);
-  return count;
-}
-
-// When the text of each cue disappears: with a later cue, if it grows into that one. Rows of
-// roll-up captions stay longer, in cues that do not show them.
-std::vector<Time> endsOnScreen(std::span<const Cue> cues) {
-  std::vector<Time> ends(cues.size());
-  for (std::size_t i = cues.size(); i-- > 0;) {
-    const bool stays = i + 1 < cues.size() && grows(cues[i], cues[i + 1]);
-    ends[i] = stays ? ends[i + 1] : cues[i].end;
-  }
-  return ends;
-}
-
 void judgeGap(Channel channel, const Cue& cue, const Cue& next, Findings& findings) {
   const Time gap = next.start - cue.end;
   if (gap > Time{0} && framesOf(gap) < kFewestGapFrames) {
@@ -79,20 +47,102 @@ void judgeRows(Channel channel, const Cue& cue, Findings& findings) {
   if (cue.rows.size() > kMostRows) findings.note(kTooManyRows, cue.start, channelName(channel));
 }
 
-// Captions that do not roll up. Text that grows is read until all of it disappears.
-void judgePages(Channel channel, std::span<const Cue> cues, Findings& findings) {
-  const std::vector<Time> ends = endsOnScreen(cues);
-  Time begun{0};
-  bool grew = false;
-  for (std::size_t i = 0; i < cues.size(); ++i) {
-    const Cue& cue = cues[i];
-    if (!grew) begun = cue.start;
-    grew = ends[i] > cue.end;
-    if (cue.mode == CaptionMode::rollUp) continue;
-    judgeRows(channel, cue, findings);
-    judgeDuration(channel, cue.start, ends[i] - cue.start, findings);
-    if (!grew) judgeReadingSpeed(channel, begun, cue.end - begun, readCharacters(cue), findings);
+// Follows the rows of captions that do not roll up through consecutive cues. Painted captions grow
+// or change row by row, so that a row stays longer than the cue in which it appears.
+class Pages {
+ public:
+  Pages(Channel channel, Findings& findings) : channel_(channel), findings_(findings) {}
+
+  // The cue must live until the next one is shown or the screen is cleared.
+  void show(const Cue& cue) {
+    std::vector<Row> staying = cue.start == end_ ? continuations(cue) : std::vector<Row>();
+    leave(staying);
+    if (staying.empty()) begin(cue.start);
+    appear(cue, std::move(staying));
+    end_ = cue.end;
   }
+
+  // Nothing of the latest cue stays.
+  void clear() {
+    leave({});
+    begin(end_);
+    rows_.clear();
+  }
+
+ private:
+  struct Row {
+    const CueRow* text;  // in the latest cue
+    Time start;
+  };
+
+  static bool contains(const std::vector<Row>& rows, int number) {
+    return std::any_of(rows.begin(), rows.end(),
+                       [number](const Row& row) { return row.text->row == number; });
+  }
+
+  // The rows of a cue that are on the screen already, perhaps with less text.
+  std::vector<Row> continuations(const Cue& cue) const {
+    std::vector<Row> result;
+    for (const Row& row : rows_) {
+      const auto next = std::find_if(cue.rows.begin(), cue.rows.end(), [&row](const CueRow& other) {
+        return other.row == row.text->row && other.column == row.text->column &&
+               textOf(other).starts_with(textOf(*row.text));
+      });
+      if (next != cue.rows.end()) result.push_back({&*next, row.start});
+    }
+    return result;
+  }
+
+  // Rows that appeared and disappear together are one caption.
+  void leave(const std::vector<Row>& staying) {
+    std::optional<Time> judged;
+    for (const Row& row : rows_) {
+      if (contains(staying, row.text->row) || row.start == judged) continue;
+      judgeDuration(channel_, row.start, end_ - row.start, findings_);
+      judged = row.start;
+    }
+  }
+
+  // Text is read as long as some of it stays.
+  void begin(Time time) {
+    if (!rows_.empty()) {
+      judgeReadingSpeed(channel_, begun_, end_ - begun_, characters_, findings_);
+    }
+    begun_ = time;
+    characters_ = 0;
+  }
+
+  // What stays was counted before, except for the text by which it has grown.
+  void appear(const Cue& cue, std::vector<Row> staying) {
+    for (const Row& row : rows_) {
+      if (contains(staying, row.text->row)) characters_ -= readCharacters(*row.text);
+    }
+    for (const CueRow& row : cue.rows) {
+      characters_ += readCharacters(row);
+      if (!contains(staying, row.row)) staying.push_back({&row, cue.start});
+    }
+    rows_ = std::move(staying);
+  }
+
+  Channel channel_;
+  Findings& findings_;
+  std::vector<Row> rows_;       // in the order of their starts
+  std::size_t characters_ = 0;  // that have appeared since begun_
+  Time begun_ = -captions::kLatestTime;
+  Time end_ = -captions::kLatestTime;  // of the latest cue
+};
+
+void judgePages(Channel channel, const std::vector<Cue>& cues, Findings& findings) {
+  Pages pages(channel, findings);
+  for (const Cue& cue : cues) {
+    if (cue.mode == CaptionMode::rollUp) {
+      pages.clear();
+      continue;
+    }
+    judgeRows(channel, cue, findings);
+    pages.show(cue);
+  }
+  pages.clear();
 }
 
 }  // namespace

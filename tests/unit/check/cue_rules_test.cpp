@@ -135,5 +135,32 @@ TEST(CueRules, ReadTextThatGrowsOnce) {
   EXPECT_EQ(both(22), Ids{kReadingTooFast.id});
 }
 
+TEST(CueRules, MeasureEachRowOfAPaintedScreen) {
+  const auto painted = [](std::int64_t start, std::int64_t end, const char* upper,
+                          const char* lower) {
+    return cueOf(start, end, {plainRow(14, 0, upper), plainRow(15, 0, lower)},
+                 CaptionMode::paintOn);
+  };
+  // One row after the other is replaced; each of them stays for more than a second.
+  EXPECT_EQ(idsOf({painted(0, 1000, "one", "two"), painted(1000, 1200, "three", "two"),
+                   painted(1200, 2500, "three", "four")}),
+            Ids{});
+  EXPECT_EQ(idsOf({painted(0, 1000, "one", "two"), painted(1000, 1200, "I", "two"),
+                   painted(1200, 2500, "three", "two")}),
+            Ids{kCueTooBrief.id});
+  // 40 characters in two seconds, of which the last 10 are seen for a fifth of a second.
+  EXPECT_EQ(idsOf({painted(0, 1000, "ten letter", "ten letter"),
+                   painted(1000, 1800, "a sentence", "ten letter"),
+                   painted(1800, 2000, "a sentence", "as quickly")}),
+            (Ids{kCueTooBrief.id, kReadingTooFast.id}));
+}
+
+TEST(CueRules, CountRowsThatGoTogetherOnce) {
+  Findings findings;
+  judgeCues({Channel::cc1, {cueOf(0, 100, {plainRow(14, 0, "a"), plainRow(15, 0, "b")})}},
+            findings);
+  EXPECT_EQ(findings.all().front().count, 1u);
+}
+
 }  // namespace
 }  // namespace quarrypack::check
