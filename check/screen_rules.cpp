@@ -23,7 +23,7 @@ void ScreenRules::displayChanging(const DisplayChange& change) {
     case DisplayEvent::carriageReturn:
       return roll(state, change);
     case DisplayEvent::erase:
-      if (filmEnded_) judgeEnd(state, change);
+      if (filmEnded_) judgeEnd(change);
       return clear(state, change);
     case DisplayEvent::flip:
       clear(state, change);
@@ -94,9 +94,11 @@ void ScreenRules::judgePage(const State& state, const DisplayChange& change) {
   }
 }
 
-void ScreenRules::judgeEnd(const State& state, const DisplayChange& change) {
+// The builder has just completed the cue.
+void ScreenRules::judgeEnd(const DisplayChange& change) {
   if (!change.screen.isLegible()) return;
-  const auto since = state.rows.empty() ? state.page : state.rows.back().start;
+  const auto& cues = builder_.cues(change.channel);
+  const auto since = cues.empty() ? std::nullopt : std::optional(cues.back().start);
   findings_.note(kNeverErased, since, channelName(change.channel));
 }
 

@@ -45,7 +45,7 @@ class ScreenRules final : public captions::DisplayListener {
   void complete(State& state, const captions::DisplayChange& change);
   void leave(State& state, captions::Channel channel, captions::Time time, int depth);
   void judgePage(const State& state, const captions::DisplayChange& change);
-  void judgeEnd(const State& state, const captions::DisplayChange& change);
+  void judgeEnd(const captions::DisplayChange& change);
 
   captions::CueBuilder& builder_;
   Findings& findings_;

@@ -61,7 +61,9 @@ TEST(ScreenRules, FindRollUpAndPaintOnTextThatIsNeverErased) {
       checked(PairScript().rollUp(2).text("one").at(50).carriageReturn().at(60).text("two"));
   EXPECT_EQ(rolled.count(kNeverErased), 1u);
   EXPECT_EQ(rolled.frame(kNeverErased), 60);
-  EXPECT_EQ(checked(PairScript().at(7).paintOn().row15().text("one")).frame(kNeverErased), 9);
+  const PairScript painted = PairScript().at(7).paintOn().row15().text("one");
+  EXPECT_EQ(checked(painted).frame(kNeverErased), 9);
+  EXPECT_EQ(checked(PairScript(painted).at(90).text("two")).frame(kNeverErased), 90);
 }
 
 // All pairs in one picture.
