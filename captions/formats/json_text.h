@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-// JSON as text, put together from the values to the document. A tree of values would allocate memory
-// while it is freed, which ends the process when memory runs out.
+// JSON as text, put together from the values to the document. A tree of values would allocate
+// memory while it is freed, which ends the process when memory runs out.
 namespace quarrypack::captions {
 
 // Values. Bytes of a text that are not UTF-8 become U+FFFD.

@@ -1,6 +1,6 @@
 // Streams whose k-th call fails or stops half way while captions are read out of a movie, outputs
-// whose k-th write fails, and memory that runs out at the k-th allocation, for every k: no fault may
-// be swallowed. What does not throw has made the same caption files as without one.
+// whose k-th write fails, and memory that runs out at the k-th allocation, for every k: no fault
+// may be swallowed. What does not throw has made the same caption files as without one.
 
 #include <new>
 #include <sstream>

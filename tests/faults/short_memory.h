@@ -4,9 +4,9 @@
 
 namespace quarrypack::test {
 
-// Lets one allocation of the process fail while it lives: the k-th from its construction on, counted
-// from 1. Programs that link its source have all their operators new replaced. At most one object at
-// a time.
+// Lets one allocation of the process fail while it lives: the k-th from its construction on,
+// counted from 1. Programs that link its source have all their operators new replaced. At most one
+// object at a time.
 class ShortMemory {
  public:
   explicit ShortMemory(std::size_t k);
