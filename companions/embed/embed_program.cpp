@@ -4,7 +4,6 @@
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <cstdint>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <string_view>
@@ -19,12 +18,14 @@
 #include "kaf/open_mode.h"
 #include "kav/error_text.h"
 #include "kav/exception.h"
-#include "src/progress_line.h"
+#include "process/progress_line.h"
 
 namespace quarrypack::companions {
 
 namespace {
 
+using process::ProgressLine;
+using process::ProgressTerminal;
 using quell::kaf::OpenMode;
 using quell::kafpkgutil::FileFailure;
 using quell::kafpkgutil::KavStream;
@@ -81,15 +82,11 @@ class Steps {
 
 void writeReport(const EmbedOptions& options, const embed::EmbedResult& result) {
   if (options.report.empty()) return;
-  OutputFile file(options.report);
-  std::ofstream stream(file.temporaryPath(), std::ios::binary);
-  stream << reportText(options, result);
-  stream.close();
-  if (!stream) {
-    throw FileError("'" + options.output + "' is written, and its report '" + options.report +
-                    "' cannot be");
+  try {
+    writeTextFile(options.report, [&](std::ostream& out) { out << reportText(options, result); });
+  } catch (const FileError& error) {
+    throw FileError("'" + options.output + "' is written, but not its report: " + error.what());
   }
-  file.commit();
 }
 
 class Program {
@@ -108,7 +105,7 @@ class Program {
   std::array<captions::FieldPairs, embed::kFields> captionFiles() const {
     CaptionFiles files = readCaptionFiles(options_);
     for (const std::string& finding : files.findings) {
-      std::cerr << "quarrypack-embed: " << finding << ".\n";
+      std::cerr << kEmbedName << ": " << finding << ".\n";
     }
     return std::move(files.fields);
   }
