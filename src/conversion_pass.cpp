@@ -18,13 +18,13 @@
 #include "kav/exception.h"
 #include "kav/wrapping.h"
 #include "kav/writer.h"
+#include "process/interruption.h"
+#include "process/progress_line.h"
 #include "src/avcc.h"
 #include "src/caption_delay.h"
 #include "src/caption_queue.h"
 #include "src/caption_sei.h"
-#include "src/interruption.h"
 #include "src/movie_bytes.h"
-#include "src/progress_line.h"
 #include "src/sample_groups.h"
 #include "tarn/error_strings.h"
 #include "tarn/stream_mode.h"
@@ -142,7 +142,7 @@ class ConversionPass {
   CaptionQueue captions_;
   FlushDecision flushDecision_;
   std::vector<std::uint8_t> buffer_;
-  ProgressLine progress_{ProgressTerminal::on(STDERR_FILENO)};
+  process::ProgressLine progress_{process::ProgressTerminal::on(STDERR_FILENO)};
 };
 
 kav::Writer ConversionPass::makeWriter(kav::NorvikIOStream& output) {
@@ -365,7 +365,7 @@ int convertFile(const std::string& programName, const ConversionPaths& paths) {
       new KavStream(paths.outputPath, FileStream::getStreamMode(true, false, true),
                     KavStream::Truncation::byCaller));
   openStreams(*input, *output);
-  const RemovalOnInterruption removal(paths.outputPath);
+  const process::RemovalOnInterruption removal(paths.outputPath);
 
   if (convertMovie(*input, *output,
                    "Converting clcp(v608) data in file " + paths.inputPath + " to file " +
