@@ -18,15 +18,15 @@
 #include "kav/exception.h"
 #include "kav/wrapping.h"
 #include "kav/writer.h"
+#include "process/interruption.h"
+#include "process/progress_line.h"
 #include "src/avcc.h"
 #include "src/caption_delay.h"
 #include "src/caption_queue.h"
 #include "src/caption_sei.h"
 #include "src/conversion_listener.h"
-#include "src/interruption.h"
 #include "src/movie_bytes.h"
 #include "src/pass_output.h"
-#include "src/progress_line.h"
 #include "src/sample_groups.h"
 #include "tarn/error_strings.h"
 #include "tarn/stream_mode.h"
@@ -88,7 +88,7 @@ class MovieOutput final : public PassOutput {
   MovieBytes bytes_;
   kav::Writer writer_;
   std::vector<std::uint8_t> buffer_;
-  ProgressLine progress_{ProgressTerminal::on(STDERR_FILENO)};
+  process::ProgressLine progress_{process::ProgressTerminal::on(STDERR_FILENO)};
 };
 
 kav::NorvikKavWriterConfiguration MovieOutput::configurationOf(const kav::MovieInfo& info) {
@@ -384,7 +384,7 @@ int convertFile(const std::string& programName, const ConversionPaths& paths) {
       new KavStream(paths.outputPath, FileStream::getStreamMode(true, false, true),
                     KavStream::Truncation::byCaller));
   openStreams(*input, *output);
-  const RemovalOnInterruption removal(paths.outputPath);
+  const process::RemovalOnInterruption removal(paths.outputPath);
 
   if (convertMovie(*input, *output,
                    "Converting clcp(v608) data in file " + paths.inputPath + " to file " +

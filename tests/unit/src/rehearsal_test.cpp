@@ -10,10 +10,10 @@
 #include "src/conversion_pass.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
+#include "tests/support/console.h"
 #include "tests/support/expect_code.h"
 #include "tests/support/film.h"
 #include "tests/support/media_samples.h"
-#include "tests/unit/src/console.h"
 
 // A rehearsed conversion against a real one.
 namespace quarrypack {
