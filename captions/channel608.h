@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "captions/screen608.h"
 
 namespace quarrypack::captions {
@@ -34,6 +36,8 @@ class Channel608 {
   void enter(CaptionMode mode);
   void enterRollUp(int depth);
   void eraseBoth();
+  void eraseHidden();
+  void discardLoad();
   void flip();
   void carriageReturn();
   void moveBaseRow(int row);
@@ -61,6 +65,7 @@ class Channel608 {
   int row_ = kRows;      // of the cursor otherwise
   int column_ = 0;       // of the cursor; kColumns when the last cell of the row was just written
   Style style_;
+  std::optional<Time> loadedSince_;  // when the first character of an unseen caption was loaded
   Time now_{0};
 };
 

@@ -65,7 +65,10 @@ class SortedGroup {
   // timescale, is at least the given time.
   std::optional<std::size_t> firstShownAt(std::uint64_t time, std::uint32_t timescale);
 
+  std::size_t length() const { return length_; }
+
   PendingSample& record(std::size_t place) { return pending_[place]; }
+  const PendingSample& record(std::size_t place) const { return pending_[place]; }
 
   // The sample's bytes, ready for insertions.
   SampleBytes& bytes(std::size_t place);

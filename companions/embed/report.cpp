@@ -1,7 +1,5 @@
 #include "companions/embed/report.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
@@ -9,50 +7,51 @@
 
 #include "captions/cea608.h"
 #include "captions/cue.h"
+#include "captions/formats/json_text.h"
 #include "captions/time.h"
 
 namespace quarrypack::companions {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using captions::jsonOf;
 
-Json captionsOf(const embed::EmbedResult& result) {
-  Json list = Json::array();
+std::string captionList(const embed::EmbedResult& result) {
+  std::vector<std::string> list;
   for (const captions::ChannelCues& channel : result.cues) {
     for (const captions::Cue& cue : channel.cues) {
       const captions::CueMilliseconds times = captions::cueMilliseconds(cue);
-      list.push_back({{"channel", captions::channelName(channel.channel)},
-                      {"start", static_cast<double>(times.start) / 1000},
-                      {"end", static_cast<double>(times.end) / 1000},
-                      {"text", captions::textOf(cue)}});
+      list.push_back(
+          captions::jsonObject({{"channel", jsonOf(captions::channelName(channel.channel))},
+                                {"start", jsonOf(static_cast<double>(times.start) / 1000)},
+                                {"end", jsonOf(static_cast<double>(times.end) / 1000)},
+                                {"text", jsonOf(captions::textOf(cue))}},
+                               captions::kSpacedJson));
     }
   }
-  return list;
+  return captions::jsonArray(list, ",\n    ");
 }
 
 std::string jsonText(const EmbedOptions& options, const embed::EmbedResult& result) {
-  const Json report = {{"input", options.input},
-                       {"output", options.output},
-                       {"verified", options.verify},
-                       {"captions", result.captions},
-                       {"pairs", result.pairs},
-                       {"lostPairs", result.lostPairs},
-                       {"pictures", result.pictures},
-                       {"captionedPictures", result.captionedPictures},
-                       {"replacedPictures", result.replacedPictures},
-                       {"captionList", captionsOf(result)}};
-  constexpr int kIndent = 2;
-  return report.dump(kIndent, ' ', false, Json::error_handler_t::replace) + '\n';
+  return captions::jsonObject({{"input", jsonOf(options.input)},
+                               {"output", jsonOf(options.output)},
+                               {"verified", jsonOf(options.verify)},
+                               {"captions", jsonOf(result.captions)},
+                               {"pairs", jsonOf(result.pairs)},
+                               {"lostPairs", jsonOf(result.lostPairs)},
+                               {"pictures", jsonOf(result.pictures)},
+                               {"captionedPictures", jsonOf(result.captionedPictures)},
+                               {"replacedPictures", jsonOf(result.replacedPictures)},
+                               {"captionList", captionList(result)}},
+                              captions::kJsonInLines) +
+         '\n';
 }
 
 // Text as it is written in HTML, invalid UTF-8 replaced.
 std::string escaped(const std::string& text) {
   std::string html;
   // A trip through the JSON writer replaces what is no UTF-8.
-  const std::string valid =
-      Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace))
-          .get<std::string>();
+  const std::string valid = nlohmann::json::parse(jsonOf(text)).get<std::string>();
   for (const char c : valid) {
     switch (c) {
       case '&':

@@ -136,17 +136,20 @@ TEST_F(Embed, LeavesAnOutputAsItWasWhenTheFilmIsRefused) {
   writeFile(output(), kOldOutput);
   writeFile(input(), MovieBuilder({videoTrack()}).build());
   expectFailure(run({"clip.mov", "clip.mp4"}), 1, "the movie has no caption track");
-  expectFailure(run({"nothing.mov", "clip.mp4"}), 1, "cannot read 'nothing.mov'");
+  expectFailure(run({"nothing.mov", "clip.mp4"}), 1,
+                "cannot read 'nothing.mov': No such file or directory.");
   EXPECT_TRUE(readFile(output()) == kOldOutput);
   EXPECT_EQ(filesInFolder(), (std::set<std::string>{"clip.mov", "clip.mp4"}));
 }
 
 TEST_F(Embed, LeavesAnOutputAsItWasWhenItCannotBeWritten) {
   writeFile(output(), kOldOutput);
-  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1, "cannot write 'clip.mp4'");
+  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1,
+                "cannot write 'clip.mp4': File too large.");
   EXPECT_TRUE(readFile(output()) == kOldOutput);
   fs::remove(output());
-  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1, "cannot write 'clip.mp4'");
+  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1,
+                "cannot write 'clip.mp4': File too large.");
   EXPECT_EQ(filesInFolder(), (std::set<std::string>{"clip.mov"}));
 }
 

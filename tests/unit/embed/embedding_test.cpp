@@ -291,5 +291,17 @@ TEST_F(Verification, FindsBytesAfterTheLastBox) {
   EXPECT_THROW(embedded.verify(), VerificationError);
 }
 
+// Some writers end a file with the zeros that end a list in it.
+TEST_F(Verification, ExpectsTheBytesAfterTheLastBoxOfTheInput) {
+  MovieBuilder movie = captionedMovie();
+  movie.tail = {0, 0, 0, 0};
+  Embedded tailed(movie.build());
+  tailed.verify();
+  tailed.bytes().back() = 1;
+  EXPECT_THROW(tailed.verify(), VerificationError);
+  tailed.bytes().pop_back();
+  EXPECT_THROW(tailed.verify(), VerificationError);
+}
+
 }  // namespace
 }  // namespace quarrypack::embed
