@@ -12,6 +12,7 @@
 #include "companions/embed/caption_files.h"
 #include "companions/embed/report.h"
 #include "companions/output_file.h"
+#include "companions/program.h"
 #include "embed/film.h"
 #include "kaf/kav_stream.h"
 #include "kaf/open_mode.h"
@@ -83,9 +84,9 @@ void writeReport(const EmbedOptions& options, const embed::EmbedResult& result) 
   }
 }
 
-class Program {
+class Run {
  public:
-  explicit Program(const EmbedOptions& options) : options_(options) {}
+  explicit Run(const EmbedOptions& options) : options_(options) {}
 
   embed::EmbedResult run() {
     requireOwnFiles(options_);
@@ -106,6 +107,7 @@ class Program {
   embed::EmbedResult embedInto(embed::EmbedSettings& settings) {
     embed::Film film(openStream(options_.input, OpenMode::kReadOnly));
     embed::Embedding embedding(film, std::move(settings));
+    printFindings(kEmbedName, options_.input, embedding.result().findings);
     OutputFile output(options_.output);
     {
       ProgressLine progress(ProgressTerminal::on(STDOUT_FILENO));
@@ -145,7 +147,7 @@ std::string counted(std::size_t count, std::string_view thing) {
 }  // namespace
 
 embed::EmbedResult embedCaptions(const EmbedOptions& options) {
-  embed::EmbedResult result = Program(options).run();
+  embed::EmbedResult result = Run(options).run();
   writeReport(options, result);
   return result;
 }
