@@ -23,10 +23,6 @@ using Bytes = std::span<const std::uint8_t>;
 using captions::CaptionAtom;
 using captions::CaptionAtoms;
 
-// A unit counts its pairs in 5 bits. A caption sample of up to 56 bytes goes into one unit; of a
-// longer one each unit gets at most 24 pairs.
-constexpr std::size_t kLargestSingleCaption = 56;
-constexpr std::size_t kLargestPiece = 48;
 static_assert(kLargestPiece / 2 <= captions::kMostTriplets);
 
 captions::CcType ccTypeOf(const CaptionAtom& atom, ConversionListener& listener) {

@@ -16,6 +16,11 @@ namespace quarrypack {
 // value from the avcC record of the video track, or 4 until one has been read.
 extern std::uint8_t nalLengthSize;
 
+// A unit counts its pairs in 5 bits. A caption sample of up to 56 bytes goes into one unit; of a
+// longer one each unit gets at most 24 pairs of an atom.
+inline constexpr std::size_t kLargestSingleCaption = 56;
+inline constexpr std::size_t kLargestPiece = 48;
+
 // One sample of the caption track: CEA-608 byte pairs in cdat (field 1) and cdt2 (field 2) atoms.
 struct CaptionSample {
   std::uint64_t decodingTime = 0;       // units of timescale
