@@ -44,7 +44,7 @@ inline constexpr Rule kDoubledControlCode{
     "doubled-control-code", Severity::info,
     "A control code of field 2 is sent twice. Decoders that expect single codes there act on both "
     "copies, which matters for backspaces, tabs, carriage returns and special characters.",
-    "Nothing, unless a receiver shows such characters twice."};
+    "Send such codes once if a receiver shows them twice."};
 
 inline constexpr Rule kWrongFieldCode{
     "wrong-field-code", Severity::error,
@@ -77,7 +77,7 @@ inline constexpr Rule kPairAfterLastPicture{
 inline constexpr Rule kExtendedData{
     "extended-data", Severity::info,
     "Field 2 carries extended data (XDS), such as the name or the rating of the program.",
-    "Nothing, if it belongs to this film."};
+    "Make sure that it belongs to this film."};
 
 inline constexpr Rule kExtendedDataIncomplete{
     "extended-data-incomplete", Severity::warning,
@@ -92,7 +92,7 @@ inline constexpr Rule kExtendedDataChecksum{
 inline constexpr Rule kTextService{
     "text-service", Severity::info,
     "There is text for the text service, pages beside the captions. Most players do not show it.",
-    "Nothing, if it is intended."};
+    "Make sure that it is intended."};
 
 // ---- The captions on the screen
 
