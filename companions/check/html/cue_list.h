@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <span>
-#include <string_view>
+#include <string>
 
 #include "captions/cue.h"
 #include "companions/html.h"
