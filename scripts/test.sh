@@ -2,8 +2,8 @@
 # Builds everything with warnings as errors and runs all tests. Installs what it needs first.
 # usage: scripts/test.sh [--preset NAME] [--browser]
 #   --preset NAME   a preset of CMakePresets.json, "dev" unless given
-#   --browser       judges the movies with headless Chromium and hls.js too, and compares the table of
-#                   all judges with the one in doc/player-matrix.md
+#   --browser       judges the movies with headless Chromium and hls.js too, and compares the tables of
+#                   all judges with those in doc/player-matrix.md
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -50,7 +50,7 @@ cmake --build --preset "$preset" --parallel "$(nproc)"
 echo "== test"
 # The players judge the movies together with the browser, in one run with all judges.
 elsewhere=()
-[ -z "$browser" ] || elsewhere=(--exclude-regex '^Media\.PlayersShowTheCaptions$')
+[ -z "$browser" ] || elsewhere=(--exclude-regex '^Media\.(PlayersShowTheCaptions|EmbeddedFilms.*)$')
 ctest --preset "$preset" --parallel "$(nproc)" "${elsewhere[@]}"
 
 if [ -n "$browser" ]; then
@@ -59,12 +59,15 @@ if [ -n "$browser" ]; then
   mkdir -p "$modules"
   cp tests/browser/package.json tests/browser/package-lock.json "$modules"
   # Without its packages the browser cannot judge, but the other judges still can.
-  judges=(--table build/player-matrix.md)
+  judges=()
   if (cd "$modules" && npm ci --no-audit --no-fund); then
     judges+=(--browser "$modules" --document doc/player-matrix.md)
   else
     echo "== skipped: Chromium and hls.js as judges, because npm did not get hls.js"
   fi
-  python3 tests/media/player_test.py "build/$preset/quarrypack" "${judges[@]}"
+  python3 tests/media/player_test.py "build/$preset/quarrypack" \
+    --table build/player-matrix.md "${judges[@]}"
+  python3 tests/media/embed_test.py "build/$preset/quarrypack-embed" \
+    --table build/player-matrix-embed.md "${judges[@]}"
 fi
 echo "== all tests passed ($preset)"
