@@ -59,6 +59,19 @@ function(quarrypack_add_library name)
     PRIVATE $<BUILD_INTERFACE:quarrypack_settings>)
 endfunction()
 
+# quarrypack_add_companion(NAME SOURCES a.cpp b.cpp [LINK other ...]): a program beside the converter,
+# quarrypack-NAME, from its main.cpp and the library quarrypack::companion_NAME, which tests link.
+function(quarrypack_add_companion name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  quarrypack_add_library(companion_${name}
+    SOURCES ${ARG_SOURCES} LINK quarrypack::captions quarrypack::companions ${ARG_LINK})
+  add_executable(quarrypack-${name} main.cpp)
+  target_link_libraries(quarrypack-${name} PRIVATE quarrypack::companion_${name} quarrypack_settings)
+  target_link_options(quarrypack-${name} PRIVATE ${quarrypack_lto})
+  set_target_properties(quarrypack-${name} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}")
+endfunction()
+
 # quarrypack_add_test(NAME SOURCES a.cpp [LINK lib ...]): one test program, its cases found by ctest.
 function(quarrypack_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})

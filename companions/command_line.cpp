@@ -1,14 +1,7 @@
 #include "companions/command_line.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <boost/program_options/parsers.hpp>
 #include <boost/program_options/positional_options.hpp>
-#include <cerrno>
-#include <iostream>
-#include <new>
-#include <vector>
 
 namespace quarrypack::companions {
 
@@ -16,15 +9,16 @@ namespace po = boost::program_options;
 
 namespace {
 
-int report(std::string_view name, const std::string& text, int status) {
-  std::cerr << name << ": " << text << ".\n";
-  return status;
-}
+// The name under which the values hold the operands.
+constexpr const char* kOperands = "operand";
 
 }  // namespace
 
-po::variables_map readCommandLine(std::span<const char* const> words,
-                                  const po::options_description& options) {
+void addCommonOptions(po::options_description& options) {
+  options.add_options()("help", "show this text")("version", "show the version");
+}
+
+po::variables_map readCommandLine(Words words, const po::options_description& options) {
   po::options_description all;
   all.add(options).add_options()(kOperands, po::value<std::vector<std::string>>());
   po::positional_options_description operands;
@@ -44,6 +38,16 @@ po::variables_map readCommandLine(std::span<const char* const> words,
   return values;
 }
 
+Action actionOf(const po::variables_map& values) {
+  if (values.count("help") > 0) return Action::showHelp;
+  return values.count("version") > 0 ? Action::showVersion : Action::run;
+}
+
+std::vector<std::string> operandsOf(const po::variables_map& values) {
+  if (values.count(kOperands) == 0) return {};
+  return values[kOperands].as<std::vector<std::string>>();
+}
+
 std::string textOf(const po::variables_map& values, const char* name) {
   if (values.count(name) == 0) return {};
   const auto& text = values[name].as<std::string>();
@@ -51,24 +55,8 @@ std::string textOf(const po::variables_map& values, const char* name) {
   return text;
 }
 
-// The root folder fills the gaps if there is no null device.
-void openStandardStreams() {
-  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
-    if (open("/dev/null", O_RDWR) == -1) open("/", O_RDONLY);
-  }
-}
-
-int runReporting(std::string_view name, const std::function<int()>& program) {
-  try {
-    return program();
-  } catch (const UsageError& error) {
-    return report(name, std::string(error.what()) + "; see '--help'", kWrongUsage);
-  } catch (const std::bad_alloc&) {
-    return report(name, "there is not enough memory", kFailure);
-  } catch (const std::exception& error) {
-    return report(name, error.what(), kFailure);
-  }
+void failOnValue(const char* option, const std::string& value, const std::string& choices) {
+  throw UsageError("'" + value + "' is not a value of '--" + option + "': use " + choices);
 }
 
 }  // namespace quarrypack::companions

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstddef>
+#include <fstream>
+#include <iostream>
 #include <iterator>
 #include <optional>
 #include <span>
@@ -160,6 +162,23 @@ OutputFile::~OutputFile() {
     giveSignalsBack();
   }
   close(descriptor_);
+}
+
+void writeTextFile(const std::string& path, const WriteText& write) {
+  OutputFile file(path);
+  errno = 0;
+  std::ofstream out(file.temporaryPath(), std::ios::binary | std::ios::trunc);
+  write(out);
+  out.close();
+  if (!out) fail("cannot write to", path);
+  file.commit();
+}
+
+void writeStandardOutput(const WriteText& write) {
+  errno = 0;
+  write(std::cout);
+  if (std::cout.flush()) return;
+  throw FileError("cannot write to standard output: " + std::generic_category().message(errno));
 }
 
 }  // namespace quarrypack::companions

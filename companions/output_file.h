@@ -1,7 +1,8 @@
 #pragma once
 
 #include <csignal>
-#include <cstdint>
+#include <functional>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 
@@ -58,5 +59,14 @@ class OutputFile {
   struct sigaction before_[3]{};
   bool isPending_ = false;
 };
+
+// Writes the text of a file or of standard output.
+using WriteText = std::function<void(std::ostream& out)>;
+
+// Writes a file as OutputFile does. Throws FileError.
+void writeTextFile(const std::string& path, const WriteText& write);
+
+// Writes and flushes standard output. Throws FileError.
+void writeStandardOutput(const WriteText& write);
 
 }  // namespace quarrypack::companions

@@ -1,7 +1,6 @@
 #include "sources/film_file.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <utility>
 
@@ -11,6 +10,7 @@
 #include "kav/box_view.h"
 #include "kav/exception.h"
 #include "sources/caption_pairs.h"
+#include "sources/child_boxes.h"
 
 namespace quarrypack::sources {
 namespace {
@@ -104,41 +104,16 @@ void FilmFile::readTracks() {
   });
   if (moov == boxes.end()) return;
   std::size_t index = 0;
-  for (const kav::BoxPlace& box : childrenOf(*moov)) {
+  for (const kav::BoxPlace& box : childBoxes(movie_, *moov)) {
     if (box.type == fourCc("trak") && index < tracks_.size()) readTimes(box, tracks_[index++]);
   }
-}
-
-// The complete boxes in a container, by their headers.
-std::vector<kav::BoxPlace> FilmFile::childrenOf(const kav::BoxPlace& container) {
-  constexpr std::uint64_t kHeader = 8;
-  constexpr std::uint64_t kLargeHeader = 16;
-  const std::uint64_t end = container.start + container.size;
-  std::vector<kav::BoxPlace> children;
-  std::array<std::uint8_t, kLargeHeader> header{};
-  movie_.readAt(container.start, std::span(header).first(kHeader));
-  std::uint64_t at = container.start + (kav::loadU32(header.data()) == 1 ? kLargeHeader : kHeader);
-  while (at + kHeader <= end) {
-    movie_.readAt(at, std::span(header).first(kHeader));
-    std::uint64_t size = kav::loadU32(header.data());
-    const kav::FourCc type = kav::loadU32(header.data() + 4);
-    if (size == 1 && at + kLargeHeader <= end) {
-      movie_.readAt(at, header);
-      size = kav::loadU64(header.data() + kHeader);
-    }
-    if (size == 0) size = end - at;
-    if (size < kHeader || size > end - at) break;
-    children.push_back({type, at, size});
-    at += size;
-  }
-  return children;
 }
 
 // Reads what the library does not provide for a track. Skips its tables, which may be large.
 void FilmFile::readTimes(const kav::BoxPlace& trak, FilmTrack& track) {
   constexpr std::uint64_t kLargest = 16u << 20;
   const std::uint32_t timescale = movie_.tracks()[track.index].info.mediaTimescale;
-  for (const kav::BoxPlace& box : childrenOf(trak)) {
+  for (const kav::BoxPlace& box : childBoxes(movie_, trak)) {
     if (box.type == fourCc("edts")) {
       const std::vector<std::uint8_t> bytes = trakAround(movie_.readBox(box, kLargest));
       if (const auto alone = BoxView::at(bytes)) {
@@ -146,7 +121,7 @@ void FilmFile::readTimes(const kav::BoxPlace& trak, FilmTrack& track) {
       }
     }
     if (box.type != fourCc("mdia")) continue;
-    for (const kav::BoxPlace& inner : childrenOf(box)) {
+    for (const kav::BoxPlace& inner : childBoxes(movie_, box)) {
       if (inner.type != fourCc("mdhd")) continue;
       const std::vector<std::uint8_t> bytes = movie_.readBox(inner, kLargest);
       if (const auto mdhd = BoxView::at(bytes)) {

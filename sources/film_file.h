@@ -47,6 +47,7 @@ class FilmFile {
   // Opens the movie of an open stream.
   explicit FilmFile(norvik::kav::IStreamPtr stream);
 
+  norvik::kav::Movie& movie() { return movie_; }
   const std::vector<FilmTrack>& tracks() const { return tracks_; }
   captions::Time duration() const { return duration_; }  // from its header; 0 without one
 
@@ -63,7 +64,6 @@ class FilmFile {
  private:
   void readTracks();
   void readTimes(const norvik::kav::BoxPlace& trak, FilmTrack& track);
-  std::vector<norvik::kav::BoxPlace> childrenOf(const norvik::kav::BoxPlace& container);
   void spend(std::uint64_t bytes);
 
   norvik::kav::Movie movie_;

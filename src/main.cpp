@@ -1,8 +1,8 @@
+#include "process/process_setup.h"
 #include "src/conversion_pass.h"
 #include "src/entry_point.h"
-#include "src/process_setup.h"
 
 int main(int argc, char** argv) {
-  quarrypack::prepareProcess();
+  quarrypack::process::prepareProcess();
   return quarrypack::runTool(argc, argv, quarrypack::runConversion);
 }

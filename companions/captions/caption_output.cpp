@@ -1,9 +1,6 @@
 #include "companions/captions/caption_output.h"
 
-#include <cerrno>
-#include <fstream>
-#include <iostream>
-#include <system_error>
+#include <ostream>
 
 #include "companions/command_line.h"
 #include "companions/output_file.h"
@@ -13,21 +10,6 @@ namespace {
 
 std::string pathOf(const NamedDocument& document, const CaptionOptions& options) {
   return document.channel ? pathOfChannel(options.output, *document.channel) : options.output;
-}
-
-[[noreturn]] void failOn(const std::string& what) {
-  throw FileError("cannot write to " + what + ": " + std::generic_category().message(errno));
-}
-
-void writeFile(const captions::CaptionDocument& document, const CaptionOptions& options,
-               const std::string& path) {
-  OutputFile file(path);
-  errno = 0;
-  std::ofstream out(file.temporaryPath(), std::ios::binary | std::ios::trunc);
-  options.format->write(document, out);
-  out.close();
-  if (!out) failOn("'" + path + "'");
-  file.commit();
 }
 
 }  // namespace
@@ -43,10 +25,9 @@ std::string pathOfChannel(const std::string& path, captions::Channel channel) {
 
 void writeDocuments(const std::vector<NamedDocument>& documents, const CaptionOptions& options) {
   if (options.output.empty()) {
-    errno = 0;
-    for (const NamedDocument& one : documents) options.format->write(one.document, std::cout);
-    if (!std::cout.flush()) failOn("standard output");
-    return;
+    return writeStandardOutput([&](std::ostream& out) {
+      for (const NamedDocument& one : documents) options.format->write(one.document, out);
+    });
   }
   for (const NamedDocument& one : documents) {
     if (areSameFile(options.input, pathOf(one, options))) {
@@ -54,7 +35,8 @@ void writeDocuments(const std::vector<NamedDocument>& documents, const CaptionOp
     }
   }
   for (const NamedDocument& one : documents) {
-    writeFile(one.document, options, pathOf(one, options));
+    writeTextFile(pathOf(one, options),
+                  [&](std::ostream& out) { options.format->write(one.document, out); });
   }
 }
 

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <vector>
 
-#include "companions/command_line.h"
+#include "companions/scc_options.h"
 
 namespace quarrypack::companions {
 
@@ -26,26 +26,15 @@ po::options_description shownOptions() {
     ("source", po::value<std::string>()->value_name("auto|track|pictures"),
      "where in a movie to look (default: auto, the caption track where there is one)")
     ("rollup", po::value<std::string>()->value_name("once|screen"),
-     "how roll-up captions are told: every row once, or all rows on the screen (default: once)")
-    ("scc-offset", po::value<std::string>()->value_name("TIMECODE|auto"),
-     "the time code of an SCC file that is time 0 (default: 00:00:00:00); auto takes the whole "
-     "hours of the first line off")
-    ("scc-rate", po::value<std::string>()->value_name("RATE"),
-     "frames a second that its time codes count (default: 29.97); ';' before the frames says drop "
-     "frame")
-    ("help", "show this text")
-    ("version", "show the version");
+     "how roll-up captions are told: every row once, or all rows on the screen (default: once)");
   // clang-format on
+  addSccOptions(options);
+  addCommonOptions(options);
   return options;
 }
 
-[[noreturn]] void failOn(const char* option, const std::string& value, const std::string& known) {
-  throw UsageError("'" + value + "' is no value of '--" + option + "', which are " + known);
-}
-
 std::string takeInput(const po::variables_map& values) {
-  std::vector<std::string> paths;
-  if (values.count(kOperands) > 0) paths = values[kOperands].as<std::vector<std::string>>();
+  const std::vector<std::string> paths = operandsOf(values);
   if (paths.size() != 1) {
     throw UsageError("one file is read, and " + std::to_string(paths.size()) + " are named");
   }
@@ -59,7 +48,7 @@ void takeOutput(const po::variables_map& values, CaptionOptions& options) {
   const std::string format = textOf(values, "format");
   if (!format.empty()) {
     options.format = captions::findFormat(format);
-    if (options.format == nullptr) failOn("format", format, "scc, srt, vtt and json");
+    if (options.format == nullptr) failOnValue("format", format, "scc, srt, vtt or json");
     return;
   }
   options.format = captions::formatOfFile(options.output);
@@ -77,7 +66,7 @@ void takeChannel(const po::variables_map& values, CaptionOptions& options) {
     return;
   }
   options.channel = captions::findChannel(channel);
-  if (!options.channel) failOn("channel", channel, "CC1, CC2, CC3, CC4 and all");
+  if (!options.channel) failOnValue("channel", channel, "CC1, CC2, CC3, CC4 or all");
 }
 
 WantedSource takeSource(const po::variables_map& values) {
@@ -85,55 +74,29 @@ WantedSource takeSource(const po::variables_map& values) {
   if (source.empty() || source == "auto") return WantedSource::automatic;
   if (source == "track") return WantedSource::track;
   if (source == "pictures") return WantedSource::pictures;
-  failOn("source", source, "auto, track and pictures");
+  failOnValue("source", source, "auto, track or pictures");
 }
 
 captions::RollUpCues takeRollUp(const po::variables_map& values) {
   const std::string rollUp = textOf(values, "rollup");
   if (rollUp.empty() || rollUp == "once") return captions::RollUpCues::once;
   if (rollUp == "screen") return captions::RollUpCues::screen;
-  failOn("rollup", rollUp, "once and screen");
-}
-
-captions::SccOptions takeScc(const po::variables_map& values) {
-  captions::SccOptions scc;
-  const std::string offset = textOf(values, "scc-offset");
-  const std::string rate = textOf(values, "scc-rate");
-  if (!offset.empty()) {
-    const auto parsed = captions::parseSccOffset(offset);
-    if (!parsed) throw UsageError("'" + offset + "' is no time code and not 'auto'");
-    scc.offset = *parsed;
-  }
-  if (!rate.empty()) {
-    scc.rate = captions::findFrameRate(rate);
-    std::string known;
-    for (const captions::FrameRate& one : captions::frameRates()) {
-      known += (known.empty() ? "" : ", ") + std::string(one.name);
-    }
-    if (scc.rate == nullptr) failOn("scc-rate", rate, known);
-  }
-  return scc;
+  failOnValue("rollup", rollUp, "once or screen");
 }
 
 }  // namespace
 
-CaptionOptions parseCaptionOptions(std::span<const char* const> words) {
+CaptionOptions parseCaptionOptions(Words words) {
   const po::variables_map values = readCommandLine(words, shownOptions());
   CaptionOptions options;
-  if (values.count("help") > 0) {
-    options.action = CaptionOptions::Action::showHelp;
-    return options;
-  }
-  if (values.count("version") > 0) {
-    options.action = CaptionOptions::Action::showVersion;
-    return options;
-  }
+  options.action = actionOf(values);
+  if (options.action != Action::run) return options;
   options.input = takeInput(values);
   takeOutput(values, options);
   takeChannel(values, options);
   options.source = takeSource(values);
   options.rollUp = takeRollUp(values);
-  options.scc = takeScc(values);
+  options.scc = sccOptionsOf(values);
   return options;
 }
 

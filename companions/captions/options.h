@@ -1,12 +1,12 @@
 #pragma once
 
 #include <optional>
-#include <span>
 #include <string>
 
 #include "captions/cue_builder.h"
 #include "captions/formats.h"
 #include "captions/formats/scc.h"
+#include "companions/command_line.h"
 
 namespace quarrypack::companions {
 
@@ -15,8 +15,7 @@ enum class WantedSource { automatic, track, pictures };
 
 // The options of one run of quarrypack-captions.
 struct CaptionOptions {
-  enum class Action { read, showHelp, showVersion };
-  Action action = Action::read;
+  Action action = Action::run;
 
   std::string input;
   std::string output;                        // path; empty for standard output
@@ -32,7 +31,7 @@ struct CaptionOptions {
 
 // Reads the words after the name of the program. Throws UsageError. With help or the version
 // requested, nothing else is required.
-CaptionOptions parseCaptionOptions(std::span<const char* const> words);
+CaptionOptions parseCaptionOptions(Words words);
 
 // All options, for people, with a line end after each.
 std::string captionUsage();

@@ -4,27 +4,30 @@
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <cstdint>
-#include <fstream>
 #include <iostream>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "companions/embed/caption_files.h"
 #include "companions/embed/report.h"
 #include "companions/output_file.h"
+#include "companions/texts.h"
 #include "embed/film.h"
+#include "kaf/file_failure.h"
 #include "kaf/kav_stream.h"
 #include "kaf/open_mode.h"
 #include "kav/error_text.h"
 #include "kav/exception.h"
-#include "src/progress_line.h"
+#include "process/progress_line.h"
 
 namespace quarrypack::companions {
 
 namespace {
 
+using process::ProgressLine;
+using process::ProgressTerminal;
 using quell::kaf::OpenMode;
+using quell::kafpkgutil::FileFailure;
 using quell::kafpkgutil::KavStream;
 using StreamPtr = boost::intrusive_ptr<KavStream>;
 
@@ -34,11 +37,15 @@ StreamPtr openStream(const std::string& path, std::uint32_t mode) {
   return stream;
 }
 
-// Runs a step and gives its failures of the library a text.
+// Runs a step and gives its failures of files and of the library a text. Those of the other file
+// pass.
 template <class Step>
-auto explained(const std::string& what, Step step) {
+auto explained(const std::string& what, const std::string& otherFile, Step step) {
   try {
     return step();
+  } catch (const FileFailure& failure) {
+    if (failure.fileName() == otherFile) throw;
+    throw FileError(what + ": " + failure.reason());
   } catch (const norvik::kav::Exception& exception) {
     throw FileError(what + ": " + std::string(norvik::kav::errorText(exception.code())));
   }
@@ -75,15 +82,11 @@ class Steps {
 
 void writeReport(const EmbedOptions& options, const embed::EmbedResult& result) {
   if (options.report.empty()) return;
-  OutputFile file(options.report);
-  std::ofstream stream(file.temporaryPath(), std::ios::binary);
-  stream << reportText(options, result);
-  stream.close();
-  if (!stream) {
-    throw FileError("'" + options.output + "' is written, and its report '" + options.report +
-                    "' cannot be");
+  try {
+    writeTextFile(options.report, [&](std::ostream& out) { out << reportText(options, result); });
+  } catch (const FileError& error) {
+    throw FileError("'" + options.output + "' is written, but not its report: " + error.what());
   }
-  file.commit();
 }
 
 class Program {
@@ -94,14 +97,15 @@ class Program {
     requireOwnFiles(options_);
     embed::EmbedSettings settings{.replace = options_.replace, .pad = options_.pad};
     if (options_.hasCaptionFiles()) settings.captions = captionFiles();
-    return explained("cannot read '" + options_.input + "'", [&] { return embedInto(settings); });
+    return explained("cannot read '" + options_.input + "'", {},
+                     [&] { return embedInto(settings); });
   }
 
  private:
   std::array<captions::FieldPairs, embed::kFields> captionFiles() const {
     CaptionFiles files = readCaptionFiles(options_);
     for (const std::string& finding : files.findings) {
-      std::cerr << "quarrypack-embed: " << finding << ".\n";
+      std::cerr << kEmbedName << ": " << finding << ".\n";
     }
     return std::move(files.fields);
   }
@@ -114,10 +118,10 @@ class Program {
       ProgressLine progress(ProgressTerminal::on(STDOUT_FILENO));
       progress.expectSamples(film.movie().fileLength() * (options_.verify ? 2 : 1));
       progress.captionsPlaced(embedding.result().captions);
-      explained("cannot write '" + options_.output + "'",
+      explained("cannot write '" + options_.output + "'", options_.input,
                 [&] { write(embedding, output.temporaryPath(), Steps(progress)); });
       if (options_.verify) {
-        explained("cannot read '" + options_.output + "' again",
+        explained("cannot read '" + options_.output + "' again", options_.input,
                   [&] { verify(embedding, output.temporaryPath(), Steps(progress)); });
       }
     }
@@ -140,10 +144,6 @@ class Program {
 
   const EmbedOptions& options_;
 };
-
-std::string counted(std::size_t count, std::string_view thing) {
-  return std::to_string(count) + ' ' + std::string(thing) + (count == 1 ? "" : "s");
-}
 
 }  // namespace
 

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "companions/scc_options.h"
+
 namespace quarrypack::companions {
 
 namespace po = boost::program_options;
@@ -23,26 +25,19 @@ po::options_description shownOptions() {
      "take the captions of field 1 from a file instead of the movie's caption tracks")
     ("captions-field2", po::value<std::string>()->value_name("FILE.scc"),
      "take the captions of field 2 from a file")
-    ("scc-offset", po::value<std::string>()->value_name("TIMECODE|auto"),
-     "the time code of the first picture (default 00:00:00:00); auto takes the whole hours of the "
-     "first line off")
-    ("scc-rate", po::value<std::string>()->value_name("RATE"),
-     "frames a second that the time codes count (default 29.97); ';' before the frames says drop "
-     "frame")
     ("replace", "remove captions that the pictures hold already")
     ("no-pad", "leave pictures without captions as they are")
     ("no-verify", "do not read the written file again")
     ("report", po::value<std::string>()->value_name("FILE.html|FILE.json"),
-     "write what was done to a file")
-    ("help", "show this text")
-    ("version", "show the version");
+     "write what was done to a file");
   // clang-format on
+  addSccOptions(options);
+  addCommonOptions(options);
   return options;
 }
 
 void takePaths(const po::variables_map& values, EmbedOptions& options) {
-  std::vector<std::string> paths;
-  if (values.count(kOperands) > 0) paths = values[kOperands].as<std::vector<std::string>>();
+  const std::vector<std::string> paths = operandsOf(values);
   if (paths.size() != 2) {
     throw UsageError("an input and an output are needed, and there are " +
                      std::to_string(paths.size()) + " paths");
@@ -57,28 +52,12 @@ void takePaths(const po::variables_map& values, EmbedOptions& options) {
 void takeCaptionFiles(const po::variables_map& values, EmbedOptions& options) {
   options.captionsField1 = textOf(values, "captions");
   options.captionsField2 = textOf(values, "captions-field2");
-  const std::string offset = textOf(values, "scc-offset");
-  const std::string rate = textOf(values, "scc-rate");
-  if ((!offset.empty() || !rate.empty()) && !options.hasCaptionFiles()) {
+  if (hasSccOptions(values) && !options.hasCaptionFiles()) {
     throw UsageError(
         "'--scc-offset' and '--scc-rate' are about caption files: give one with "
         "'--captions'");
   }
-  if (!offset.empty()) {
-    const auto parsed = captions::parseSccOffset(offset);
-    if (!parsed) throw UsageError("'" + offset + "' is no time code and not 'auto'");
-    options.scc.offset = *parsed;
-  }
-  if (!rate.empty()) {
-    options.scc.rate = captions::findFrameRate(rate);
-    if (options.scc.rate == nullptr) {
-      std::string known;
-      for (const captions::FrameRate& one : captions::frameRates()) {
-        known.append(known.empty() ? "" : ", ").append(one.name);
-      }
-      throw UsageError("'" + rate + "' is no known rate. There are " + known);
-    }
-  }
+  options.scc = sccOptionsOf(values);
 }
 
 bool endsWith(std::string text, std::string_view end) {
@@ -99,17 +78,11 @@ void takeReport(const po::variables_map& values, EmbedOptions& options) {
 
 }  // namespace
 
-EmbedOptions parseEmbedOptions(std::span<const char* const> words) {
+EmbedOptions parseEmbedOptions(Words words) {
   const po::variables_map values = readCommandLine(words, shownOptions());
   EmbedOptions options;
-  if (values.count("help") > 0) {
-    options.action = EmbedOptions::Action::showHelp;
-    return options;
-  }
-  if (values.count("version") > 0) {
-    options.action = EmbedOptions::Action::showVersion;
-    return options;
-  }
+  options.action = actionOf(values);
+  if (options.action != Action::run) return options;
   takePaths(values, options);
   takeCaptionFiles(values, options);
   takeReport(values, options);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <optional>
-#include <span>
 #include <string>
 
 #include "captions/formats/scc.h"
@@ -9,12 +8,13 @@
 
 namespace quarrypack::companions {
 
+inline constexpr const char* kEmbedName = "quarrypack-embed";
+
 enum class ReportFormat { html, json };
 
 // What quarrypack-embed was asked for.
 struct EmbedOptions {
-  enum class Action { embed, showHelp, showVersion };
-  Action action = Action::embed;
+  Action action = Action::run;
 
   std::string input;
   std::string output;
@@ -37,7 +37,7 @@ struct EmbedOptions {
 
 // Reads the words after the name of the program. Throws UsageError. Where help or the version is
 // asked for, nothing else need be there.
-EmbedOptions parseEmbedOptions(std::span<const char* const> words);
+EmbedOptions parseEmbedOptions(Words words);
 
 // All options, for people, with a line end after each.
 std::string embedUsage();

@@ -2,30 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <new>
-#include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace quarrypack::companions {
 namespace {
-
-// The status and message that a program ends with.
-template <class Failure>
-std::pair<int, std::string> ended(const Failure& failure) {
-  testing::internal::CaptureStderr();
-  const int status = runReporting("program", [&]() -> int { throw failure; });
-  return {status, testing::internal::GetCapturedStderr()};
-}
-
-TEST(RunReporting, GivesTheStatusOfTheProgram) {
-  EXPECT_EQ(runReporting("program", [] { return 3; }), 3);
-}
-
-TEST(RunReporting, MakesFailuresMessages) {
-  EXPECT_EQ(ended(UsageError("no")), std::pair(2, std::string("program: no; see '--help'.\n")));
-  EXPECT_EQ(ended(std::runtime_error("no")), std::pair(1, std::string("program: no.\n")));
-  EXPECT_EQ(ended(std::bad_alloc()),
-            std::pair(1, std::string("program: there is not enough memory.\n")));
-}
 
 TEST(ReadCommandLine, TakesOptionsWrittenOutAndOperands) {
   boost::program_options::options_description options;
@@ -33,8 +14,8 @@ TEST(ReadCommandLine, TakesOptionsWrittenOutAndOperands) {
   const std::vector<const char*> words = {"--name", "value", "one", "--", "--two"};
   const auto values = readCommandLine(words, options);
   EXPECT_EQ(textOf(values, "name"), "value");
-  EXPECT_EQ(values[kOperands].as<std::vector<std::string>>(),
-            (std::vector<std::string>{"one", "--two"}));
+  EXPECT_EQ(operandsOf(values), (std::vector<std::string>{"one", "--two"}));
+  EXPECT_TRUE(operandsOf(readCommandLine({}, options)).empty());
   EXPECT_THROW(readCommandLine(std::vector<const char*>{"--na", "value"}, options), UsageError);
 }
 
@@ -44,6 +25,25 @@ TEST(TextOf, RefusesAnEmptyValue) {
   const auto values = readCommandLine(std::vector<const char*>{"--name", ""}, options);
   EXPECT_THROW(textOf(values, "name"), UsageError);
   EXPECT_EQ(textOf(readCommandLine({}, options), "name"), "");
+}
+
+TEST(ActionOf, IsWhatTheCommonOptionsRequest) {
+  boost::program_options::options_description options;
+  addCommonOptions(options);
+  const auto action = [&options](const std::vector<const char*>& words) {
+    return actionOf(readCommandLine(words, options));
+  };
+  EXPECT_EQ(action({"file"}), Action::run);
+  EXPECT_EQ(action({"--version", "file"}), Action::showVersion);
+  EXPECT_EQ(action({"--version", "--help"}), Action::showHelp);
+}
+
+TEST(FailOnValue, NamesTheChoices) {
+  try {
+    failOnValue("colour", "pink", "red or blue");
+  } catch (const UsageError& error) {
+    EXPECT_STREQ(error.what(), "'pink' is not a value of '--colour': use red or blue");
+  }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
@@ -73,7 +74,7 @@ TEST_F(OutputFileTest, LeavesEverythingAsItWasUnlessCommitted) {
 }
 
 TEST_F(OutputFileTest, HasThePermissionsOfTheFileThatItReplaces) {
-  for (const mode_t mode : {0600, 0640, 0666, 0755}) {
+  for (const mode_t mode : {0600u, 0640u, 0666u, 0755u}) {
     writeFile(path("film.mp4"), text("old"));
     ASSERT_EQ(chmod(path("film.mp4").c_str(), mode), 0);
     replaceWithNew(path("film.mp4"));
@@ -212,6 +213,25 @@ TEST_F(OutputFileTest, KnowsTheSameFileByAnyName) {
   EXPECT_FALSE(areSameFile(path("film.mov"), path("other.mov")));
   EXPECT_FALSE(areSameFile(path("film.mov"), path("none")));
   EXPECT_FALSE(areSameFile(path("none"), path("none")));
+}
+
+TEST_F(OutputFileTest, HoldsATextThatIsWrittenWhole) {
+  writeTextFile(path("film.srt"), [](std::ostream& out) { out << "captions"; });
+  EXPECT_EQ(readFile(path("film.srt")), text("captions"));
+}
+
+TEST_F(OutputFileTest, IsGoneWhenItsTextCannotBeWritten) {
+  const auto fail = [](std::ostream& out) {
+    errno = ENOSPC;
+    out.setstate(std::ios::badbit);
+  };
+  try {
+    writeTextFile(path("film.srt"), fail);
+    FAIL() << "written";
+  } catch (const FileError& error) {
+    EXPECT_EQ(error.what(), "cannot write to '" + path("film.srt") + "': No space left on device");
+  }
+  EXPECT_EQ(fileCount(), 0u);
 }
 
 }  // namespace

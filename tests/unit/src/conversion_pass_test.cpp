@@ -14,10 +14,10 @@
 #include "src/caption_sei.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
+#include "tests/support/console.h"
 #include "tests/support/expect_code.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/movie_builder.h"
-#include "tests/unit/src/console.h"
 
 namespace quarrypack {
 namespace {

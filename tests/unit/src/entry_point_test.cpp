@@ -3,7 +3,7 @@
 #include "kaf/orx_exception.h"
 #include "kav/exception.h"
 #include "tarn/error_strings.h"
-#include "tests/unit/src/console.h"
+#include "tests/support/console.h"
 
 #include <gtest/gtest.h>
 

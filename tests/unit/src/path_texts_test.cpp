@@ -1,6 +1,6 @@
 #include "src/path_texts.h"
 
-#include "tests/unit/src/console.h"
+#include "tests/support/console.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "src/tool_config.h"
 
 #include "kaf/orx_exception.h"
-#include "tests/unit/src/console.h"
+#include "tests/support/console.h"
 
 #include <gtest/gtest.h>
 

@@ -4,21 +4,19 @@
 
 #include <vector>
 
-#include "companions/command_line.h"
-
 namespace quarrypack::companions {
 namespace {
 
 using captions::Channel;
 using captions::RollUpCues;
 
-using Words = std::vector<const char*>;
+using WordList = std::vector<const char*>;
 
-CaptionOptions parsed(const Words& words) { return parseCaptionOptions(words); }
+CaptionOptions parsed(const WordList& words) { return parseCaptionOptions(words); }
 
 TEST(CaptionOptions, HaveDefaults) {
   const CaptionOptions options = parsed({"film.mp4"});
-  EXPECT_EQ(options.action, CaptionOptions::Action::read);
+  EXPECT_EQ(options.action, Action::run);
   EXPECT_EQ(options.input, "film.mp4");
   EXPECT_EQ(options.output, "");
   EXPECT_EQ(options.format->name, "srt");
@@ -58,29 +56,29 @@ TEST(CaptionOptions, SayHowTimeCodesAreRead) {
 }
 
 TEST(CaptionOptions, AskForHelpOrTheVersionWithoutAFile) {
-  EXPECT_EQ(parsed({"--help"}).action, CaptionOptions::Action::showHelp);
-  EXPECT_EQ(parsed({"--version"}).action, CaptionOptions::Action::showVersion);
+  EXPECT_EQ(parsed({"--help"}).action, Action::showHelp);
+  EXPECT_EQ(parsed({"--version"}).action, Action::showVersion);
 }
 
 TEST(CaptionOptions, RefuseWhatTheyDoNotKnow) {
-  const std::vector<Words> wrong = {{},
-                                    {"a.mp4", "b.mp4"},
-                                    {""},
-                                    {"a.mp4", "--sub"},
-                                    {"a.mp4", "--form", "srt"},
-                                    {"a.mp4", "--format", "SRT"},
-                                    {"a.mp4", "--format", ""},
-                                    {"a.mp4", "--format"},
-                                    {"a.mp4", "--format", "srt", "--format", "vtt"},
-                                    {"a.mp4", "--channel", "cc1"},
-                                    {"a.mp4", "--channel", "CC5"},
-                                    {"a.mp4", "--channel", "all"},
-                                    {"a.mp4", "--channel", "all", "--output-file", "-"},
-                                    {"a.mp4", "--source", "sei"},
-                                    {"a.mp4", "--rollup", "twice"},
-                                    {"a.scc", "--scc-offset", "1h"},
-                                    {"a.scc", "--scc-rate", "29"}};
-  for (const Words& words : wrong) {
+  const std::vector<WordList> wrong = {{},
+                                       {"a.mp4", "b.mp4"},
+                                       {""},
+                                       {"a.mp4", "--sub"},
+                                       {"a.mp4", "--form", "srt"},
+                                       {"a.mp4", "--format", "SRT"},
+                                       {"a.mp4", "--format", ""},
+                                       {"a.mp4", "--format"},
+                                       {"a.mp4", "--format", "srt", "--format", "vtt"},
+                                       {"a.mp4", "--channel", "cc1"},
+                                       {"a.mp4", "--channel", "CC5"},
+                                       {"a.mp4", "--channel", "all"},
+                                       {"a.mp4", "--channel", "all", "--output-file", "-"},
+                                       {"a.mp4", "--source", "sei"},
+                                       {"a.mp4", "--rollup", "twice"},
+                                       {"a.scc", "--scc-offset", "1h"},
+                                       {"a.scc", "--scc-rate", "29"}};
+  for (const WordList& words : wrong) {
     EXPECT_THROW(parsed(words), UsageError) << (words.empty() ? "" : words.back());
   }
 }

@@ -8,12 +8,11 @@
 namespace quarrypack::companions {
 namespace {
 
-using Words = std::vector<const char*>;
-using Action = EmbedOptions::Action;
+using WordList = std::vector<const char*>;
 
-EmbedOptions parse(const Words& words) { return parseEmbedOptions(words); }
+EmbedOptions parse(const WordList& words) { return parseEmbedOptions(words); }
 
-std::string complaint(const Words& words) {
+std::string complaint(const WordList& words) {
   try {
     parseEmbedOptions(words);
     return "none";
@@ -24,7 +23,7 @@ std::string complaint(const Words& words) {
 
 TEST(EmbedOptions, TakeTwoPaths) {
   const EmbedOptions options = parse({"in.mov", "out.mp4"});
-  EXPECT_EQ(options.action, Action::embed);
+  EXPECT_EQ(options.action, Action::run);
   EXPECT_EQ(options.input, "in.mov");
   EXPECT_EQ(options.output, "out.mp4");
   EXPECT_FALSE(options.hasCaptionFiles());
@@ -82,9 +81,9 @@ TEST(EmbedOptions, SayWhatIsWrong) {
   EXPECT_EQ(complaint({"--scc-offset", "auto", "in", "out"}),
             "'--scc-offset' and '--scc-rate' are about caption files: give one with '--captions'");
   EXPECT_EQ(complaint({"--captions", "a", "--scc-offset", "soon", "in", "out"}),
-            "'soon' is no time code and not 'auto'");
+            "'soon' is not a value of '--scc-offset': use a time code or 'auto'");
   EXPECT_EQ(complaint({"--captions", "a", "--scc-rate", "26", "in", "out"}),
-            "'26' is no known rate. There are 23.976, 24, 25, 29.97, 30, 50, 59.94");
+            "'26' is not a value of '--scc-rate': use 23.976, 24, 25, 29.97, 30, 50, 59.94");
   EXPECT_EQ(complaint({"--report", "r.txt", "in", "out"}),
             "the name of a report ends with '.html' or '.json'");
   EXPECT_NE(complaint({"--captions=", "in", "out"}), "none");

@@ -1,4 +1,4 @@
-#include "src/interruption.h"
+#include "process/interruption.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -12,7 +12,7 @@
 #include "tests/support/bytes.h"
 #include "tests/support/run_program.h"
 
-namespace quarrypack {
+namespace quarrypack::process {
 namespace {
 
 using test::readFile;
@@ -107,4 +107,4 @@ TEST_F(RemovalOnInterruptionTest, DoesNothingForAFileThatIsNotThere) {
 }
 
 }  // namespace
-}  // namespace quarrypack
+}  // namespace quarrypack::process

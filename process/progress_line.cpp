@@ -1,4 +1,4 @@
-#include "src/progress_line.h"
+#include "process/progress_line.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -13,7 +13,7 @@
 #include <limits>
 #include <string_view>
 
-namespace quarrypack {
+namespace quarrypack::process {
 namespace {
 
 using namespace std::chrono_literals;
@@ -160,4 +160,4 @@ int ProgressLine::MakeWay::sync() {
   return 0;
 }
 
-}  // namespace quarrypack
+}  // namespace quarrypack::process

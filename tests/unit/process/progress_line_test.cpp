@@ -1,4 +1,4 @@
-#include "src/progress_line.h"
+#include "process/progress_line.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -15,12 +15,12 @@
 #include <iostream>
 #include <string>
 
-#include "src/interruption.h"
+#include "process/interruption.h"
 #include "tests/support/bytes.h"
+#include "tests/support/console.h"
 #include "tests/support/run_program.h"
-#include "tests/unit/src/console.h"
 
-namespace quarrypack {
+namespace quarrypack::process {
 namespace {
 
 using namespace std::chrono_literals;
@@ -299,4 +299,4 @@ TEST_F(ProgressLineOnTerminal, OutlivesItsTerminal) {
 }
 
 }  // namespace
-}  // namespace quarrypack
+}  // namespace quarrypack::process

@@ -1,4 +1,4 @@
-#include "src/process_setup.h"
+#include "process/process_setup.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <csignal>
 #include <initializer_list>
 
-namespace quarrypack {
+namespace quarrypack::process {
 namespace {
 
 bool isNullDevice(int descriptor) {
@@ -64,5 +64,16 @@ TEST(ProcessSetupDeathTest, OutlivesTheSignalsOfFailedWrites) {
       testing::ExitedWithCode(10), "");
 }
 
+TEST(ProcessSetupDeathTest, LetsAFilterEndWithItsReader) {
+  EXPECT_EXIT(
+      {
+        prepareProcess(LostReader::endsProcess);
+        std::raise(SIGXFSZ);
+        std::raise(SIGPIPE);
+        ::_exit(10);
+      },
+      testing::KilledBySignal(SIGPIPE), "");
+}
+
 }  // namespace
-}  // namespace quarrypack
+}  // namespace quarrypack::process

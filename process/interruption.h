@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-namespace quarrypack {
+namespace quarrypack::process {
 
 // While it lives, SIGINT and SIGTERM remove the file that is being written before they end the
 // process as they always do. So a stopped conversion leaves neither half a movie that looks like a
@@ -31,4 +31,4 @@ class RemovalOnInterruption {
   struct sigaction beforeTerminate_ {};
 };
 
-}  // namespace quarrypack
+}  // namespace quarrypack::process

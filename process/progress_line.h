@@ -8,7 +8,7 @@
 #include <streambuf>
 #include <string>
 
-namespace quarrypack {
+namespace quarrypack::process {
 
 // How far a conversion has come.
 struct Progress {
@@ -105,4 +105,4 @@ class ProgressLine {
   std::ostream* formerlyTied_ = nullptr;
 };
 
-}  // namespace quarrypack
+}  // namespace quarrypack::process

@@ -1,4 +1,4 @@
-#include "src/process_setup.h"
+#include "process/process_setup.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <csignal>
 #include <initializer_list>
 
-namespace quarrypack {
+namespace quarrypack::process {
 namespace {
 
 // The program may be started with some of its three standard streams closed. The next file opened
@@ -21,17 +21,17 @@ void fillStandardDescriptors() {
 }
 
 // A console whose reader has gone and a limit on file sizes are failed writes like any other. They
-// must not end the process in the middle of a conversion.
-void ignoreSignalsOfFailedWrites() {
-  std::signal(SIGPIPE, SIG_IGN);
+// must not end the process in the middle of a file.
+void ignoreSignalsOfFailedWrites(LostReader lostReader) {
+  if (lostReader == LostReader::failsWrites) std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
 }  // namespace
 
-void prepareProcess() {
+void prepareProcess(LostReader lostReader) {
   fillStandardDescriptors();
-  ignoreSignalsOfFailedWrites();
+  ignoreSignalsOfFailedWrites(lostReader);
 }
 
-}  // namespace quarrypack
+}  // namespace quarrypack::process

@@ -1,11 +1,11 @@
-#include "src/interruption.h"
+#include "process/interruption.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "src/progress_line.h"
+#include "process/progress_line.h"
 
-namespace quarrypack {
+namespace quarrypack::process {
 namespace {
 
 // What the handler removes. It is set before a handler is installed and does not change while one
@@ -60,4 +60,4 @@ RemovalOnInterruption::~RemovalOnInterruption() {
   target = {};
 }
 
-}  // namespace quarrypack
+}  // namespace quarrypack::process
