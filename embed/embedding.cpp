@@ -7,6 +7,7 @@
 #include "captions/cue_builder.h"
 #include "captions/decoder608.h"
 #include "embed/film_captions.h"
+#include "embed/film_duration.h"
 #include "embed/refusal.h"
 #include "embed/verification.h"
 #include "sources/track_source.h"
@@ -59,6 +60,9 @@ Embedding::Embedding(Film& film, EmbedSettings settings)
   MovieBoxChanges movie;
   movie.pictureTrack = film_.pictureTrack().id();
   movie.removedTracks = captionTrackIds(film_);
+  if (film_.movie().info().isFragmented && !movie.removedTracks.empty()) {
+    movie.fragmentedDuration = longestTrack(film_);
+  }
   const auto read = [&movie = film_.movie()](std::uint64_t offset, std::span<std::uint8_t> bytes) {
     movie.readAt(offset, bytes);
   };
