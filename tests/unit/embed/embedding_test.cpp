@@ -235,6 +235,15 @@ TEST(Embedding, BoundsWhatEditsOfCaptionsRepeat) {
   EXPECT_TRUE(contains(refusalOf(movie.build()), "repeats them too often"));
 }
 
+TEST(Embedding, RefusesSamplesThatBeginInAHeader) {
+  MovieBuilder movie = captionedMovie();
+  const auto lower = [](const Bytes& stco) {
+    return patched(stco, stco.size() - 20 * 4 + 3, u8(stco[stco.size() - 20 * 4 + 3] - 1u));
+  };
+  movie.change("moov/trak[1]/mdia/minf/stbl/stco", lower);
+  EXPECT_TRUE(contains(refusalOf(movie.build()), "track 1: sample 1, at byte"));
+}
+
 // Each byte of the written film that matters to players is compared.
 class Verification : public testing::Test {
  protected:
