@@ -1,36 +1,63 @@
-#include "tests/unit/kaf/system_calls.h"
+#include "tests/support/system_calls.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
+#include <map>
+#include <optional>
 
 namespace quarrypack::test {
 
 namespace {
 
+enum class Fault { none, fails, isShort, kills };
+
 struct State {
-  std::array<std::size_t, 5> counts{};
-  SystemCall faulty = SystemCall::open;
+  bool isRecording = false;
+  std::array<std::size_t, kSystemCalls> counts{};
+  std::vector<RecordedCall> calls;
+  std::map<int, std::string> paths;  // of open descriptors
+
+  Fault fault = Fault::none;
+  std::optional<SystemCall> faulty;  // none: any
   std::size_t callsUntilFault = 0;
-  int errorNumber = 0;  // 0 means a short transfer
+  int errorNumber = 0;
   bool met = false;
+  RecordedCall metBy{};
 };
 State state;
 
 enum class Verdict { pass, fail, shorten };
 
-Verdict judge(SystemCall call) {
+Verdict judge(SystemCall call, const char* path) {
   ++state.counts[static_cast<std::size_t>(call)];
-  if (call != state.faulty || state.callsUntilFault == 0 || --state.callsUntilFault > 0) {
-    return Verdict::pass;
-  }
+  if (state.isRecording) state.calls.push_back({call, path});
+  if (state.faulty && call != *state.faulty) return Verdict::pass;
+  if (state.callsUntilFault == 0 || --state.callsUntilFault > 0) return Verdict::pass;
   state.met = true;
+  if (state.isRecording) state.metBy = state.calls.back();
+  if (state.fault == Fault::kills) raise(SIGKILL);
   errno = state.errorNumber;
-  return state.errorNumber == 0 ? Verdict::shorten : Verdict::fail;
+  return state.fault == Fault::isShort ? Verdict::shorten : Verdict::fail;
+}
+
+Verdict judge(SystemCall call, int descriptor) {
+  const auto found = state.paths.find(descriptor);
+  return judge(call, found == state.paths.end() ? "" : found->second.c_str());
+}
+
+void arm(Fault fault, std::optional<SystemCall> call, std::size_t k, int errorNumber) {
+  state.fault = fault;
+  state.faulty = call;
+  state.callsUntilFault = k;
+  state.errorNumber = errorNumber;
+  state.met = false;
 }
 
 }  // namespace
@@ -41,20 +68,30 @@ std::size_t systemCallCount(SystemCall call) {
   return state.counts[static_cast<std::size_t>(call)];
 }
 
+void recordSystemCalls() { state.isRecording = true; }
+
+std::vector<RecordedCall> recordedSystemCalls() { return state.calls; }
+
 void failSystemCall(SystemCall call, std::size_t k, int errorNumber) {
-  state.faulty = call;
-  state.callsUntilFault = k;
-  state.errorNumber = errorNumber;
-  state.met = false;
+  arm(Fault::fails, call, k, errorNumber);
 }
 
-void shortenSystemCall(SystemCall call, std::size_t k) { failSystemCall(call, k, 0); }
+void failAnySystemCall(std::size_t k, int errorNumber) {
+  arm(Fault::fails, std::nullopt, k, errorNumber);
+}
+
+void shortenSystemCall(SystemCall call, std::size_t k) { arm(Fault::isShort, call, k, 0); }
+
+void killAtSystemCall(std::size_t k) { arm(Fault::kills, std::nullopt, k, 0); }
 
 bool systemFaultWasMet() { return state.met; }
+
+RecordedCall faultySystemCall() { return state.metBy; }
 
 }  // namespace quarrypack::test
 
 using quarrypack::test::judge;
+using quarrypack::test::state;
 using quarrypack::test::SystemCall;
 using quarrypack::test::Verdict;
 
@@ -65,9 +102,18 @@ extern "C" {
 int __real_open(const char* path, int flags, ...);
 int __real_close(int descriptor);
 ssize_t __real_pread(int descriptor, void* buffer, size_t count, off_t offset);
+ssize_t __real_write(int descriptor, const void* buffer, size_t count);
 ssize_t __real_pwrite(int descriptor, const void* buffer, size_t count, off_t offset);
 ssize_t __real_pwritev(int descriptor, const iovec* parts, int count, off_t offset);
 int __real_ftruncate(int descriptor, off_t length);
+int __real_rename(const char* from, const char* to);
+int __real_unlink(const char* path);
+int __real_fchmod(int descriptor, mode_t mode);
+int __real_stat(const char* path, struct stat* status);
+int __real_lstat(const char* path, struct stat* status);
+int __real_fstat(int descriptor, struct stat* status);
+int __real_faccessat(int folder, const char* path, int mode, int flags);
+ssize_t __real_readlink(const char* path, char* buffer, size_t size);
 
 int __wrap_open(const char* path, int flags, ...) {
   mode_t mode = 0;
@@ -77,13 +123,17 @@ int __wrap_open(const char* path, int flags, ...) {
     mode = va_arg(rest, mode_t);
     va_end(rest);
   }
-  return judge(SystemCall::open) == Verdict::pass ? __real_open(path, flags, mode) : -1;
+  if (judge(SystemCall::open, path) != Verdict::pass) return -1;
+  const int descriptor = __real_open(path, flags, mode);
+  if (descriptor >= 0 && state.isRecording) state.paths[descriptor] = path;
+  return descriptor;
 }
 
 // A failing close has closed all the same.
 int __wrap_close(int descriptor) {
-  const bool fails = judge(SystemCall::close) != Verdict::pass;
+  const bool fails = judge(SystemCall::close, descriptor) != Verdict::pass;
   const int errorNumber = errno;
+  state.paths.erase(descriptor);
   const int result = __real_close(descriptor);
   if (!fails) return result;
   errno = errorNumber;
@@ -91,14 +141,20 @@ int __wrap_close(int descriptor) {
 }
 
 ssize_t __wrap_pread(int descriptor, void* buffer, size_t count, off_t offset) {
-  const Verdict verdict = judge(SystemCall::read);
+  const Verdict verdict = judge(SystemCall::read, descriptor);
   if (verdict == Verdict::fail) return -1;
   return __real_pread(descriptor, buffer, verdict == Verdict::shorten ? (count + 1) / 2 : count,
                       offset);
 }
 
+ssize_t __wrap_write(int descriptor, const void* buffer, size_t count) {
+  const Verdict verdict = judge(SystemCall::write, descriptor);
+  if (verdict == Verdict::fail) return -1;
+  return __real_write(descriptor, buffer, verdict == Verdict::shorten ? (count + 1) / 2 : count);
+}
+
 ssize_t __wrap_pwrite(int descriptor, const void* buffer, size_t count, off_t offset) {
-  const Verdict verdict = judge(SystemCall::write);
+  const Verdict verdict = judge(SystemCall::write, descriptor);
   if (verdict == Verdict::fail) return -1;
   return __real_pwrite(descriptor, buffer, verdict == Verdict::shorten ? (count + 1) / 2 : count,
                        offset);
@@ -106,7 +162,7 @@ ssize_t __wrap_pwrite(int descriptor, const void* buffer, size_t count, off_t of
 
 // A short transfer ends within the last part.
 ssize_t __wrap_pwritev(int descriptor, const iovec* parts, int count, off_t offset) {
-  const Verdict verdict = judge(SystemCall::write);
+  const Verdict verdict = judge(SystemCall::write, descriptor);
   if (verdict == Verdict::fail) return -1;
   if (verdict == Verdict::pass) return __real_pwritev(descriptor, parts, count, offset);
   std::array<iovec, 2> shorter = {parts[0], parts[1]};
@@ -115,7 +171,49 @@ ssize_t __wrap_pwritev(int descriptor, const iovec* parts, int count, off_t offs
 }
 
 int __wrap_ftruncate(int descriptor, off_t length) {
-  return judge(SystemCall::setLength) == Verdict::pass ? __real_ftruncate(descriptor, length) : -1;
+  if (judge(SystemCall::setLength, descriptor) != Verdict::pass) return -1;
+  return __real_ftruncate(descriptor, length);
+}
+
+// The files of tests need not reach the disk, which takes long.
+int __wrap_fsync(int descriptor) {
+  return judge(SystemCall::synchronize, descriptor) == Verdict::pass ? 0 : -1;
+}
+
+int __wrap_rename(const char* from, const char* to) {
+  return judge(SystemCall::rename, from) == Verdict::pass ? __real_rename(from, to) : -1;
+}
+
+int __wrap_unlink(const char* path) {
+  return judge(SystemCall::remove, path) == Verdict::pass ? __real_unlink(path) : -1;
+}
+
+int __wrap_fchmod(int descriptor, mode_t mode) {
+  if (judge(SystemCall::setPermissions, descriptor) != Verdict::pass) return -1;
+  return __real_fchmod(descriptor, mode);
+}
+
+int __wrap_stat(const char* path, struct stat* status) {
+  return judge(SystemCall::examine, path) == Verdict::pass ? __real_stat(path, status) : -1;
+}
+
+int __wrap_lstat(const char* path, struct stat* status) {
+  return judge(SystemCall::examine, path) == Verdict::pass ? __real_lstat(path, status) : -1;
+}
+
+int __wrap_fstat(int descriptor, struct stat* status) {
+  if (judge(SystemCall::examine, descriptor) != Verdict::pass) return -1;
+  return __real_fstat(descriptor, status);
+}
+
+int __wrap_faccessat(int folder, const char* path, int mode, int flags) {
+  if (judge(SystemCall::examine, path) != Verdict::pass) return -1;
+  return __real_faccessat(folder, path, mode, flags);
+}
+
+ssize_t __wrap_readlink(const char* path, char* buffer, size_t size) {
+  if (judge(SystemCall::examine, path) != Verdict::pass) return -1;
+  return __real_readlink(path, buffer, size);
 }
 
 }  // extern "C"
