@@ -41,11 +41,24 @@ std::array<FieldPairs, kFields> captionsOf(Film& film, EmbedSettings& settings) 
   return readCaptionTracks(film);
 }
 
+// Tracks are removed and changed by their ids.
+void requireOwnIds(const Film& film) {
+  std::vector<std::uint32_t> changed = captionTrackIds(film);
+  changed.push_back(film.pictureTrack().id());
+  for (const std::uint32_t id : changed) {
+    const auto hasId = [id](const FilmTrack& track) { return track.id() == id; };
+    if (std::ranges::count_if(film.tracks(), hasId) == 1) continue;
+    throw Refusal("several tracks have the id " + std::to_string(id) +
+                  ". Make a plain copy of the movie first");
+  }
+}
+
 }  // namespace
 
 Embedding::Embedding(Film& film, EmbedSettings settings)
     : film_(film), pictures_(readPictures(film)) {
   requireFreePictures(settings.replace);
+  requireOwnIds(film_);
   std::array<FieldPairs, kFields> fields = captionsOf(film_, settings);
   plan_ = planCaptions(pictures_.screening(), std::move(fields), {settings.pad});
   splices_.emplace(pictures_.shown, pictures_.codings, plan_);

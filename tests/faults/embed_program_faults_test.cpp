@@ -1,6 +1,6 @@
-// File calls that fail, are interrupted or meet their end at the k-th of them while quarrypack-embed
-// works, for every k; and memory that runs out. Whatever happens, OUTPUT is the old file or the new
-// one and nothing else is left, and a failure says what the system said.
+// File calls that fail, are interrupted or meet their end at the k-th of them while
+// quarrypack-embed works, for every k; and memory that runs out. Whatever happens, OUTPUT is the
+// old file or the new one and nothing else is left, and a failure says what the system said.
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -35,10 +35,9 @@ constexpr mode_t kOldPermissions = 0640;
 // Large enough to be written in several transfers.
 Bytes filmToEmbed() {
   const Bytes popOn = {0x94, 0x20, 0x94, 0xE0, 0xC1, 0x80, 0x94, 0x2F};
-  return MovieBuilder(
-             {videoTrack({.count = 20}), soundTrack({.count = 20, .size = 60'000}),
-              captionTrack(CaptionTrackOptions{.samples = {cdat(popOn), cdat({0x94, 0x2C})},
-                                               .duration = 8 * 1001})})
+  return MovieBuilder({videoTrack({.count = 20}), soundTrack({.count = 20, .size = 60'000}),
+                       captionTrack(CaptionTrackOptions{
+                           .samples = {cdat(popOn), cdat({0x94, 0x2C})}, .duration = 8 * 1001})})
       .build();
 }
 
