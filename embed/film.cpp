@@ -37,18 +37,22 @@ std::string textOf(FourCc type) {
   return text;
 }
 
-// The size that a header states; none for a box that runs to the end of the file.
-std::optional<std::uint64_t> statedSize(norvik::kav::Movie& movie, const BoxPlace& box) {
+struct BoxHeader {
+  std::optional<std::uint64_t> statedSize;  // none for a box that runs to the end of the file
+  std::uint32_t length = 8;                 // bytes
+};
+
+BoxHeader headerOf(norvik::kav::Movie& movie, const BoxPlace& box) {
   constexpr std::uint32_t kRunsToEnd = 0;
   constexpr std::uint32_t kLargeSize = 1;
   std::array<std::uint8_t, 16> header{};
-  if (!movie.holds(box.start, 8)) return std::nullopt;
+  if (!movie.holds(box.start, 8)) return {};
   movie.peekAt(box.start, std::span(header).first(8));
   const std::uint32_t size = loadU32(header.data());
-  if (size == kRunsToEnd) return std::nullopt;
-  if (size != kLargeSize || !movie.holds(box.start, header.size())) return size;
+  if (size == kRunsToEnd) return {};
+  if (size != kLargeSize || !movie.holds(box.start, header.size())) return {size};
   movie.peekAt(box.start, header);
-  return loadU64(header.data() + 8);
+  return {loadU64(header.data() + 8), header.size()};
 }
 
 // Whether an entry of dref says that the media lies in another file.
@@ -117,14 +121,14 @@ Film::Film(norvik::kav::IStreamPtr stream) : file_(std::move(stream)) {
 
 void Film::readBoxes() {
   for (const BoxPlace& place : movie().topLevelBoxes()) {
-    const auto size = statedSize(movie(), place);
-    if (size && *size > place.size) {
+    const BoxHeader header = headerOf(movie(), place);
+    if (header.statedSize && *header.statedSize > place.size) {
       throw Refusal("the file is cut short: its box '" + textOf(place.type) + "' at byte " +
-                    std::to_string(place.start) + " says " + std::to_string(*size) +
+                    std::to_string(place.start) + " says " + std::to_string(*header.statedSize) +
                     " bytes, and " + std::to_string(place.size) +
                     " are there. Get the whole file, or repair it with a plain copy first");
     }
-    boxes_.push_back({place.type, place.start, place.size});
+    boxes_.push_back({place.type, place.start, place.size, header.length});
     if (place.type == fourCc("moov") && moovBytes_.empty()) {
       if (place.size > kLargestMovieBox) throw Refusal("the box 'moov' is too large");
       moovBytes_ = movie().readBox(place, kLargestMovieBox);
@@ -173,7 +177,7 @@ const FilmTrack& Film::pictureTrack() const {
   refusePictures(tracks_);
 }
 
-// Whether bytes lie in more than one box, or in one that is written anew.
+// Whether bytes lie in more than one box, in a header, or in a box that is written anew.
 bool Film::overlapsTables(std::uint64_t offset, std::uint64_t length) const {
   const auto box =
       std::partition_point(boxes_.begin(), boxes_.end(),
@@ -181,7 +185,7 @@ bool Film::overlapsTables(std::uint64_t offset, std::uint64_t length) const {
   if (box == boxes_.end()) return false;
   constexpr std::array kTables{fourCc("ftyp"), fourCc("moov"), fourCc("moof"),
                                fourCc("sidx"), fourCc("ssix"), fourCc("mfra")};
-  return box->end() - offset < length ||
+  return box->end() - offset < length || offset < box->start + box->headerLength ||
          std::find(kTables.begin(), kTables.end(), box->type) != kTables.end();
 }
 

@@ -18,8 +18,9 @@ namespace quarrypack::embed {
 // A top-level box of the input.
 struct TopLevelBox {
   norvik::kav::FourCc type = 0;
-  std::uint64_t start = 0;  // of the header
-  std::uint64_t size = 0;   // bytes, with the header, as far as the file goes
+  std::uint64_t start = 0;         // of the header
+  std::uint64_t size = 0;          // bytes, with the header, as far as the file goes
+  std::uint32_t headerLength = 8;  // bytes
 
   std::uint64_t end() const { return start + size; }
 };
