@@ -19,7 +19,7 @@ import tempfile
 # "values of kav/" are its headers that need no source, neither their own nor that of a header which
 # they include: plain types, interfaces and inline functions.
 ROWS = {
-    "companions/": ["process/", "captions/", "captions/formats/"],
+    "companions/": ["sources/", "process/", "captions/", "captions/formats/", "kaf/", "kav/"],
     "companions/embed/": ["companions/", "embed/", "process/", "captions/", "captions/formats/",
                           "kaf/", "kav/"],
     "companions/captions/": ["companions/", "sources/", "process/", "captions/",
