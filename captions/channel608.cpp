@@ -193,7 +193,9 @@ void Channel608::stepBack() { column_ = std::max(column_ - 1, 0); }
 
 void Channel608::put(Cell cell) {
   const int at = std::min(column_, kColumns - 1);
-  if (at < column_) listener_.rowOverflowing(channel_, now_);
+  const bool overflows = at < column_;
+  if (overflows && !overflows_) listener_.rowOverflowing(channel_, now_);
+  overflows_ = overflows;
   replace(cursorRow().at(static_cast<std::size_t>(at)), cell);
   column_ = at + 1;
 }

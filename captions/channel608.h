@@ -64,6 +64,7 @@ class Channel608 {
   int baseRow_ = kRows;  // the lowest of these rows, where the cursor stays in roll-up
   int row_ = kRows;      // of the cursor otherwise
   int column_ = 0;       // of the cursor; kColumns when the last cell of the row was just written
+  bool overflows_ = false;  // the latest character overwrote the last one of its row
   Style style_;
   std::optional<Time> loadedSince_;  // when the first character of an unseen caption was loaded
   Time now_{0};

@@ -67,6 +67,7 @@ class DisplayListener {
   // Called before each change. The times of a channel never decrease.
   virtual void displayChanging(const DisplayChange& change) = 0;
   // A character overwrites the last one of its full row, on the visible screen or the loaded one.
+  // Called for the first of consecutive ones.
   virtual void rowOverflowing(Channel, Time) {}
   // Legible text that was loaded since that time will never be shown: it is erased, or the captions
   // end.

@@ -43,18 +43,13 @@ class Forecaster {
   Forecaster(sources::FilmFile& film, const Rehearsal& rehearsal, Findings& findings)
       : film_(film), rehearsal_(rehearsal), findings_(findings) {}
 
-  Forecast make() {
+  std::vector<HitSamples> make() {
     noteTraits(film_, findings_);
     noteCaptions();
     for (const RehearsedTrack& track : rehearsal_.tracks()) noteTrack(track);
     noteDelay();
     noteCaptionsInside();
-    Forecast forecast;
-    if (const RehearsedTrack* const video = rehearsal_.video()) {
-      forecast.pictures = video->samples();
-    }
-    forecast.hits = noteHits();
-    return forecast;
+    return noteHits();
   }
 
  private:
@@ -179,7 +174,7 @@ class Forecaster {
 
 }  // namespace
 
-Forecast forecastConversion(sources::FilmFile& film, Findings& findings) {
+std::vector<HitSamples> forecastConversion(sources::FilmFile& film, Findings& findings) {
   if (!sources::hasCaptionTrack(film)) {
     findings.note(kNoCaptionTrack);
     return {};

@@ -155,6 +155,8 @@ class TrackPictures {
   std::size_t damaged_ = 0;
 };
 
+}  // namespace
+
 const FilmTrack* pictureTrack(const FilmFile& film) {
   const FilmTrack* first = nullptr;
   for (const FilmTrack& track : film.tracks()) {
@@ -164,8 +166,6 @@ const FilmTrack* pictureTrack(const FilmFile& film) {
   }
   return first;
 }
-
-}  // namespace
 
 bool hasCaptionPictures(const FilmFile& film) { return pictureTrack(film) != nullptr; }
 

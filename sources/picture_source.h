@@ -5,13 +5,16 @@
 
 namespace quarrypack::sources {
 
+// The track whose pictures may have captions: the first enabled one of H.264 or HEVC, or the first
+// such track if none is enabled. Null if there is none.
+const FilmTrack* pictureTrack(const FilmFile& film);
+
 // Whether a movie has H.264 or HEVC pictures.
 bool hasCaptionPictures(const FilmFile& film);
 
 // The pairs inside the pictures of a movie, with the times at which these are shown. They come from
-// the first enabled track with H.264 or HEVC pictures, or from the first such track if none is
-// enabled. All pairs of a picture have its time. Reads only the heads of its units, and its SEI
-// units. Throws SourceError if no picture can be read.
+// the picture track. All pairs of a picture have its time. Reads only the heads of its units, and
+// its SEI units. Throws SourceError if no picture can be read.
 CaptionPairs readPicturePairs(FilmFile& film);
 
 }  // namespace quarrypack::sources

@@ -22,6 +22,8 @@ ROWS = {
     "companions/": ["sources/", "process/", "captions/", "captions/formats/", "kaf/", "kav/"],
     "companions/embed/": ["companions/", "embed/", "process/", "captions/", "captions/formats/",
                           "kaf/", "kav/"],
+    "companions/check/": ["companions/", "check/", "sources/", "process/", "captions/",
+                          "captions/formats/", "kav/"],
     "companions/captions/": ["companions/", "sources/", "process/", "captions/",
                              "captions/formats/", "kaf/", "kav/"],
     "check/": ["sources/", "src/", "captions/", "kav/"],

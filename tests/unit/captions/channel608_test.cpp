@@ -340,7 +340,8 @@ TEST(Channel608, HasNothingToDoForReservedCodes) {
 TEST(Channel608, ReportsCharactersThatDoNotFitIntoTheirRow) {
   for (PairScript mode : {PairScript().popOn(), PairScript().paintOn(), PairScript().rollUp(2)}) {
     EXPECT_EQ(losses(mode.row15().text(kFullRow)).overflows, FramesOf{});
-    EXPECT_EQ(losses(mode.text("xy")).overflows, (FramesOf{18, 18}));
+    EXPECT_EQ(losses(mode.text("xyz")).overflows, FramesOf{18});
+    EXPECT_EQ(losses(mode.row15().text(kFullRow).text("x")).overflows, (FramesOf{18, 37}));
   }
 }
 
