@@ -106,13 +106,7 @@ class Verifier {
  public:
   Verifier(Film& input, Film& output, const FilmPictures& pictures, const CaptionPlan& plan,
            const std::function<void(std::uint64_t)>& report)
-      : input_(input),
-        output_(output),
-        pictures_(pictures),
-        plan_(plan),
-        report_(report),
-        old_(kPiece),
-        new_(kPiece) {
+      : input_(input), output_(output), plan_(plan), report_(report), old_(kPiece), new_(kPiece) {
     planned_.resize(pictures.sampleCount, kNotShown);
     for (std::size_t i = 0; i < pictures.samples.size(); ++i) {
       planned_[pictures.samples[i]] = static_cast<std::uint32_t>(i);
@@ -146,11 +140,16 @@ class Verifier {
                   std::size_t ignored = 0) const {
     const std::optional<BoxView> a = track.box.find(path);
     const std::optional<BoxView> b = copy.box.find(path);
-    const auto contentOf = [ignored](const BoxView& box) {
-      return box.payload().subspan(std::min(ignored, box.payload().size()));
+    const auto areEqual = [ignored](std::span<const std::uint8_t> one,
+                                    std::span<const std::uint8_t> other) {
+      const auto from = [ignored](auto bytes) {
+        return bytes.subspan(std::min(ignored, bytes.size()));
+      };
+      const auto left = from(one);
+      const auto right = from(other);
+      return std::equal(left.begin(), left.end(), right.begin(), right.end());
     };
-    if (a.has_value() != b.has_value() ||
-        (a && !std::ranges::equal(contentOf(*a), contentOf(*b)))) {
+    if (a.has_value() != b.has_value() || (a && !areEqual(a->payload(), b->payload()))) {
       fail(track.label, std::string("the box '") + path + "' is not that of the input");
     }
   }
@@ -290,7 +289,6 @@ class Verifier {
 
   Film& input_;
   Film& output_;
-  const FilmPictures& pictures_;
   const CaptionPlan& plan_;
   const std::function<void(std::uint64_t)>& report_;
   std::vector<std::uint32_t> planned_;  // for each sample its place in the plan

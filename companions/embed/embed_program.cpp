@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <iostream>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "companions/embed/caption_files.h"
 #include "companions/embed/report.h"
 #include "companions/output_file.h"
+#include "companions/texts.h"
 #include "embed/film.h"
 #include "kaf/file_failure.h"
 #include "kaf/kav_stream.h"
@@ -144,10 +144,6 @@ class Program {
 
   const EmbedOptions& options_;
 };
-
-std::string counted(std::size_t count, std::string_view thing) {
-  return std::to_string(count) + ' ' + std::string(thing) + (count == 1 ? "" : "s");
-}
 
 }  // namespace
 

@@ -26,6 +26,7 @@ ROWS = {
                           "captions/formats/", "kav/"],
     "companions/captions/": ["companions/", "sources/", "process/", "captions/",
                              "captions/formats/", "kaf/", "kav/"],
+    "companions/check/html/": ["companions/", "check/", "captions/"],
     "check/": ["sources/", "src/", "captions/", "kav/"],
     "sources/": ["embed/", "captions/", "captions/formats/", "kav/"],
     "embed/": ["captions/", "kav/"],

@@ -103,7 +103,8 @@ TEST(Embedding, LeavesTheSoundAndTheRestOfThePicturesAlone) {
   ASSERT_EQ(pictures.size(), before.size());
   for (std::size_t i = 0; i < pictures.size(); ++i) {
     // A unit lies somewhere in it: what is before and after is the picture that was.
-    const auto [inOld, inNew] = std::ranges::mismatch(before[i], pictures[i]);
+    const auto [inOld, inNew] =
+        std::mismatch(before[i].begin(), before[i].end(), pictures[i].begin(), pictures[i].end());
     const auto rest = before[i].end() - inOld;
     EXPECT_TRUE(std::equal(inOld, before[i].end(), pictures[i].end() - rest));
     EXPECT_LT(before[i].size(), pictures[i].size());
@@ -256,9 +257,10 @@ class Verification : public testing::Test {
 
   // Where some bytes lie in the written film, and how far into them.
   std::size_t find(const Bytes& part, std::size_t plus = 0) {
-    const auto found = std::ranges::search(embedded.bytes(), part);
-    EXPECT_FALSE(found.empty());
-    return static_cast<std::size_t>(found.begin() - embedded.bytes().begin()) + plus;
+    const Bytes& all = embedded.bytes();
+    const auto found = std::search(all.begin(), all.end(), part.begin(), part.end());
+    EXPECT_NE(found, all.end());
+    return static_cast<std::size_t>(found - all.begin()) + plus;
   }
 };
 
