@@ -6,4 +6,8 @@ std::string counted(std::uint64_t count, std::string_view thing) {
   return std::to_string(count) + ' ' + std::string(thing) + (count == 1 ? "" : "s");
 }
 
+std::string timeText(captions::Time time) {
+  return captions::clockText(captions::milliseconds(time), '.');
+}
+
 }  // namespace quarrypack::companions
