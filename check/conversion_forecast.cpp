@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "check/conversion_rules.h"
+#include "check/conversion_rule_table.h"
 #include "check/film_traits.h"
 #include "check/rehearsal.h"
 #include "check/track_names.h"
@@ -19,7 +19,6 @@ namespace quarrypack::check {
 namespace {
 
 namespace kav = norvik::kav;
-namespace rules = conversion_rules;
 using captions::Time;
 using kav::fourCc;
 
@@ -44,18 +43,13 @@ class Forecaster {
   Forecaster(sources::FilmFile& film, const Rehearsal& rehearsal, Findings& findings)
       : film_(film), rehearsal_(rehearsal), findings_(findings) {}
 
-  Forecast make() {
+  std::vector<HitSamples> make() {
     noteTraits(film_, findings_);
     noteCaptions();
     for (const RehearsedTrack& track : rehearsal_.tracks()) noteTrack(track);
     noteDelay();
     noteCaptionsInside();
-    Forecast forecast;
-    if (const RehearsedTrack* const video = rehearsal_.video()) {
-      forecast.pictures = video->samples();
-    }
-    forecast.hits = noteHits();
-    return forecast;
+    return noteHits();
   }
 
  private:
@@ -75,7 +69,7 @@ class Forecaster {
       const Rehearsal::Occasions& hit = rehearsal_.hits()[i];
       if (hit.count == 0) continue;
       const kav::Track& track = rehearsal_.tracks()[i].track();
-      note(rules::captionsInOtherTrack, hit, nameOf(track) + ", " + counted(hit.count, "sample"));
+      note(kCaptionsInOtherTrack, hit, nameOf(track) + ", " + counted(hit.count, "sample"));
       hits.push_back({track.info.trackId, kindOf(track), hit.count, hit.times});
     }
     return hits;
@@ -83,24 +77,23 @@ class Forecaster {
 
   void noteCaptions() {
     const Rehearsal::CaptionEvents& events = rehearsal_.events();
-    note(rules::captionsInGap, events.inGaps);
-    note(rules::captionsAfterEnd, events.dropped);
-    note(rules::captionsShareAPicture, events.sharedPictures);
-    note(rules::captionInPieces, events.inPieces);
-    note(rules::oddCaptionAtom, events.oddAtoms);
-    note(rules::unknownCaptionAtom, events.unknownAtoms);
-    note(rules::invalidNalLength, events.invalidLengths);
-    noteMany(rules::severalCaptionTracks, events.ofOtherTracks,
+    note(kCaptionsInGap, events.inGaps);
+    note(kCaptionsAfterEnd, events.dropped);
+    note(kCaptionsShareAPicture, events.sharedPictures);
+    note(kCaptionInPieces, events.inPieces);
+    note(kOddCaptionAtom, events.oddAtoms);
+    note(kUnknownCaptionAtom, events.unknownAtoms);
+    note(kInvalidNalLength, events.invalidLengths);
+    noteMany(kSeveralCaptionTracks, events.ofOtherTracks,
              counted(events.ofOtherTracks, "sample") + " of other caption tracks");
-    noteMany(rules::trackWithoutName, events.tracksWithoutName);
-    noteMany(rules::descriptionWithoutContent, events.emptyDescriptions);
+    noteMany(kTrackWithoutName, events.tracksWithoutName);
+    noteMany(kDescriptionWithoutContent, events.emptyDescriptions);
   }
 
   void noteTrack(const RehearsedTrack& track) {
     if (isVideo(track.track())) notePictures(track);
     if (const std::optional<Time> gap = track.firstGap()) {
-      findings_.note(rules::firstEditOfNoLength, Time{0},
-                     nameOf(track.track()) + ", " + seconds(*gap));
+      findings_.note(kFirstEditOfNoLength, Time{0}, nameOf(track.track()) + ", " + seconds(*gap));
     }
     if (!isSound(track.track())) noteLastSample(track);
   }
@@ -109,13 +102,13 @@ class Forecaster {
     if (video.samples() == 0) return;
     const std::string name = nameOf(video.track());
     if (video.syncSamples() == 0) {
-      findings_.note(rules::noKeyPictures, std::nullopt,
+      findings_.note(kNoKeyPictures, std::nullopt,
                      name + (video.track().hasSyncTable ? ": the table is empty" : ""));
     } else if (video.samplesBeforeSync() > 0) {
-      findings_.note(rules::firstPicturesLost, Time{0}, name, video.samplesBeforeSync());
+      findings_.note(kFirstPicturesLost, Time{0}, name, video.samplesBeforeSync());
     }
-    noteMany(rules::lastPicturesHidden, video.samplesAfterEnd(), name);
-    noteMany(rules::negativeOffsets, video.negativeOffsets(), name);
+    noteMany(kLastPicturesHidden, video.samplesAfterEnd(), name);
+    noteMany(kNegativeOffsets, video.negativeOffsets(), name);
   }
 
   // The duration of a last sample is lost. Half a second at the end of a film does not show.
@@ -130,10 +123,10 @@ class Forecaster {
     const std::string detail = nameOf(read) + ", " + seconds(lasting);
     if (read.handlerType == fourCc("tmcd")) {
       if (lasting > track.lastDuration()) {
-        findings_.note(rules::timeCodeDurationLost, std::nullopt, detail);
+        findings_.note(kTimeCodeDurationLost, std::nullopt, detail);
       }
     } else if (lasting > kLongest) {
-      findings_.note(rules::lastSampleCut, std::nullopt, detail);
+      findings_.note(kLastSampleCut, std::nullopt, detail);
     }
   }
 
@@ -150,7 +143,7 @@ class Forecaster {
     const auto sound = std::find_if(tracks.begin(), tracks.end(),
                                     [](const auto& track) { return isSound(track.track()); });
     if (sound == tracks.end() || delay <= shiftOf(sound->track())) return;
-    findings_.note(rules::pictureDelay, std::nullopt, seconds(delay - shiftOf(sound->track())));
+    findings_.note(kPictureDelay, std::nullopt, seconds(delay - shiftOf(sound->track())));
   }
 
   void noteCaptionsInside() {
@@ -167,10 +160,10 @@ class Forecaster {
         }
       }
       if (pairs > 0) {
-        findings_.note(rules::captionsInsideAlready, first, counted(pairs, "pair"), pairs);
+        findings_.note(kCaptionsInsideAlready, first, counted(pairs, "pair"), pairs);
       }
     } catch (const sources::SourceError& error) {
-      findings_.note(rules::picturesUnreadable, std::nullopt, error.what());
+      findings_.note(kPicturesUnreadable, std::nullopt, error.what());
     }
   }
 
@@ -181,19 +174,19 @@ class Forecaster {
 
 }  // namespace
 
-Forecast forecastConversion(sources::FilmFile& film, Findings& findings) {
+std::vector<HitSamples> forecastConversion(sources::FilmFile& film, Findings& findings) {
   if (!sources::hasCaptionTrack(film)) {
-    findings.note(rules::noCaptionTrack);
+    findings.note(kNoCaptionTrack);
     return {};
   }
   Rehearsal rehearsal(film.movie());
   try {
     if (!rehearsal.run()) {
-      findings.note(rules::noVideo);
+      findings.note(kNoVideo);
       return {};
     }
   } catch (const kav::Exception& exception) {
-    findings.note(rules::conversionFails, std::nullopt, kav::errorText(exception.code()));
+    findings.note(kConversionFails, std::nullopt, kav::errorText(exception.code()));
     return {};
   }
   return Forecaster(film, rehearsal, findings).make();

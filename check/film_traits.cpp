@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "captions/nal_units.h"
-#include "check/conversion_rules.h"
+#include "check/conversion_rule_table.h"
 #include "check/track_names.h"
 #include "kav/big_endian.h"
 #include "kav/box_view.h"
@@ -24,7 +24,6 @@ namespace quarrypack::check {
 namespace {
 
 namespace kav = norvik::kav;
-namespace rules = conversion_rules;
 using kav::BoxPlace;
 using kav::FourCc;
 using kav::fourCc;
@@ -129,13 +128,13 @@ class Traits {
       const kav::Track& track = movie_.tracks()[index++];
       if (!isCaptions(track)) noteTrack(box, track, metadata);
     }
-    if (!metadata.empty()) findings_.note(rules::metadataLost, std::nullopt, metadata.joined());
+    if (!metadata.empty()) findings_.note(kMetadataLost, std::nullopt, metadata.joined());
     for (const auto& [group, names] : groups_) {
       if (names.second > 1) {
-        findings_.note(rules::alternateGroupLost, std::nullopt, names.first.joined());
+        findings_.note(kAlternateGroupLost, std::nullopt, names.first.joined());
       }
     }
-    if (movie_.info().isFragmented) findings_.note(rules::fragmentsLost);
+    if (movie_.info().isFragmented) findings_.note(kFragmentsLost);
   }
 
   // An empty box of user data holds at most its closing zeros.
@@ -151,7 +150,7 @@ class Traits {
     constexpr std::uint32_t kEnabled = 1;
     const std::string name = nameOf(track);
     if ((track.info.tkhdFlags & kEnabled) == 0) {
-      findings_.note(rules::disabledTrackEnabled, std::nullopt, name);
+      findings_.note(kDisabledTrackEnabled, std::nullopt, name);
     }
     TextList lost;
     for (const BoxPlace& box : sources::childBoxes(movie_, trak)) {
@@ -163,7 +162,7 @@ class Traits {
       noteLost(box, kOfTrack, lost);
     }
     if (!lost.empty()) {
-      findings_.note(rules::boxesLost, std::nullopt, name + ": " + lost.joined());
+      findings_.note(kBoxesLost, std::nullopt, name + ": " + lost.joined());
     }
   }
 
@@ -213,7 +212,7 @@ class Traits {
     const std::optional<TrackHeader> header = readHeader(tkhd);
     if (!header) return;
     if (!header->isPlacedPlainly) {
-      findings_.note(rules::rotationLost, std::nullopt,
+      findings_.note(kRotationLost, std::nullopt,
                      name + (header->turn.empty() ? "" : ", " + header->turn));
     }
     if (header->alternateGroup == 0) return;
@@ -235,7 +234,7 @@ class Traits {
     for (; rest.size() >= length; rest = rest.subspan(length)) {
       const bool isGap = rest[length - 8] == 0xFF;
       if (isGap || kav::loadU32(rest.data() + length - 4) == kOne) continue;
-      findings_.note(rules::editRateLost, std::nullopt, name);
+      findings_.note(kEditRateLost, std::nullopt, name);
     }
   }
 
@@ -247,12 +246,12 @@ class Traits {
       if (box.type != fourCc("clcp")) types.add(textOf(box.type));
     }
     if (types.empty()) return;
-    findings_.note(rules::trackReferencesLost, std::nullopt, nameOf(track) + ": " + types.joined());
+    findings_.note(kTrackReferencesLost, std::nullopt, nameOf(track) + ": " + types.joined());
   }
 
   void noteDescriptions(const kav::Track& track) {
     if (std::any_of(track.descriptions.begin(), track.descriptions.end(), isEncrypted)) {
-      findings_.note(rules::encryptedSamples, std::nullopt, nameOf(track));
+      findings_.note(kEncryptedSamples, std::nullopt, nameOf(track));
     }
   }
 
@@ -268,10 +267,10 @@ class Traits {
     for (std::size_t i = 0; i < video->codings.size(); ++i) {
       const auto& coding = video->codings[i];
       if (!coding || coding->rules != &captions::kH264Rules) {
-        findings_.note(rules::videoIsNotH264, std::nullopt,
+        findings_.note(kVideoIsNotH264, std::nullopt,
                        nameOf(track) + ": '" + textOf(track.descriptions[i].codecType()) + '\'');
       } else if (lengthSize && *lengthSize != coding->nalLengthSize) {
-        findings_.note(rules::severalNalLengthSizes, std::nullopt, nameOf(track));
+        findings_.note(kSeveralNalLengthSizes, std::nullopt, nameOf(track));
       } else {
         lengthSize = coding->nalLengthSize;
       }

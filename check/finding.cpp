@@ -12,6 +12,12 @@ std::string_view severityName(Severity severity) {
   return kNames.at(static_cast<std::size_t>(severity));
 }
 
+std::size_t countOf(std::span<const Finding> findings, Severity severity) {
+  return static_cast<std::size_t>(std::count_if(
+      findings.begin(), findings.end(),
+      [severity](const Finding& finding) { return finding.rule->severity == severity; }));
+}
+
 void Findings::note(const Rule& rule, std::optional<captions::Time> time, std::string_view detail,
                     std::uint64_t count) {
   auto found = std::find_if(findings_.begin(), findings_.end(), [&](const Finding& finding) {

@@ -41,6 +41,9 @@ struct Finding {
   std::string detail;  // what is special in this film: "track 2, 14 samples"; often empty
 };
 
+// How many of the findings have a severity. One that occurs often counts once.
+std::size_t countOf(std::span<const Finding> findings, Severity severity);
+
 // Collects findings, one for each rule and detail, in the order of their first occurrence.
 class Findings {
  public:

@@ -19,9 +19,11 @@ import tempfile
 # "values of kav/" are its headers that need no source, neither their own nor that of a header which
 # they include: plain types, interfaces and inline functions.
 ROWS = {
-    "companions/": ["process/", "captions/", "captions/formats/"],
+    "companions/": ["sources/", "process/", "captions/", "captions/formats/", "kaf/", "kav/"],
     "companions/embed/": ["companions/", "embed/", "process/", "captions/", "captions/formats/",
                           "kaf/", "kav/"],
+    "companions/check/": ["companions/check/html/", "companions/", "check/", "sources/",
+                          "process/", "captions/", "captions/formats/", "kav/"],
     "companions/captions/": ["companions/", "sources/", "process/", "captions/",
                              "captions/formats/", "kaf/", "kav/"],
     "companions/check/html/": ["companions/", "check/", "captions/"],

@@ -48,15 +48,9 @@ std::string nameOf(const std::string& path) { return path.substr(path.find_last_
 
 // ---- The verdict
 
-std::size_t countOf(const CheckReport& report, Severity severity) {
-  std::size_t count = 0;
-  for (const Finding& finding : report.findings) count += finding.rule->severity == severity;
-  return count;
-}
-
 Severity worstOf(const CheckReport& report) {
   for (const Severity severity : {Severity::error, Severity::warning}) {
-    if (countOf(report, severity) != 0) return severity;
+    if (check::countOf(report.findings, severity) != 0) return severity;
   }
   return Severity::info;
 }
@@ -114,9 +108,9 @@ std::string hitText(const CheckReport& report) {
 }
 
 std::string findingText(const CheckReport& report) {
-  return counted(countOf(report, Severity::error), "error") + ", " +
-         counted(countOf(report, Severity::warning), "warning") + ", " +
-         std::to_string(countOf(report, Severity::info)) + " info";
+  return counted(check::countOf(report.findings, Severity::error), "error") + ", " +
+         counted(check::countOf(report.findings, Severity::warning), "warning") + ", " +
+         std::to_string(check::countOf(report.findings, Severity::info)) + " info";
 }
 
 void writeCoverage(const CheckReport& report,

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "check/caption_rule_table.h"
+#include "check/conversion_rule_table.h"
+#include "check/film_rule_table.h"
 
 // All rules, and what doc/checks.md says about them.
 namespace quarrypack::check {
@@ -19,6 +21,8 @@ std::vector<const Rule*> allRules() {
     rules.insert(rules.end(), table.begin(), table.end());
   };
   add(kCaptionRules);
+  add(kFilmRules);
+  add(kConversionRules);
   return rules;
 }
 
