@@ -9,8 +9,9 @@
 
 namespace quarrypack::embed {
 
-// A box that is mostly another box: parts of that are kept by reference, so that a movie box of
-// many megabytes with a few changes needs no second copy. What is kept must outlive the pieces.
+// A box that is mostly a copy of another one. The unchanged parts are kept by reference, so that a
+// movie box of many megabytes with a few changes needs no second copy. What is kept must outlive
+// the pieces.
 //
 //     BoxPieces pieces;
 //     const BoxPieces::Mark trak = pieces.open(fourCc("trak"));
@@ -27,7 +28,7 @@ class BoxPieces {
     std::uint64_t start;  // size() before it
   };
 
-  // Appends bytes that stay where they are.
+  // Appends bytes by reference.
   void keep(Bytes bytes);
 
   // Appends a copy of a few bytes.
@@ -38,11 +39,11 @@ class BoxPieces {
   // Appends a large table.
   void add(std::vector<std::uint8_t> table);
 
-  // Appends the header of a box. All that follows until it is closed is its payload.
+  // Appends the header of a box. Everything appended until it is closed is its payload.
   Mark open(norvik::kav::FourCc type);
 
-  // Writes the size of a box into its header. Boxes are closed in reverse order. Throws Refusal for
-  // one of 4 GiB or more.
+  // Writes the size of a box into its header. Boxes are closed in the reverse of the order in which
+  // they were opened. Throws Refusal for one of 4 GiB or more.
   void close(Mark mark);
 
   std::uint64_t size() const { return size_; }  // bytes
@@ -53,7 +54,7 @@ class BoxPieces {
     for (const Piece& piece : pieces_) visit(bytesOf(piece));
   }
 
-  // All in one.
+  // All parts in one vector.
   std::vector<std::uint8_t> joined() const;
 
  private:

@@ -20,8 +20,8 @@ std::span<const std::uint8_t> forEachBox(std::span<const std::uint8_t> bytes, Vi
   return bytes;
 }
 
-// Appends a box with the same type and the same fieldsLength bytes of fields, in which edit appends
-// what becomes of each child. Bytes that are no box stay where they are, after the children.
+// Appends a box with the same type and the same fieldsLength bytes of fields. edit is called with
+// each child and appends what replaces it. Bytes after the last whole child are kept.
 template <class Edit>
 void rebuildBox(const norvik::kav::BoxView& box, BoxPieces& pieces, std::size_t fieldsLength,
                 Edit edit) {

@@ -60,7 +60,7 @@ bool isExternal(const BoxView& reference) {
   return payload.size() > 4 && payload[4] != 0;
 }
 
-// The numbers, from 1, of the data references that the descriptions of a track name.
+// Whether a description of a track names a data reference, by its number from 1, to another file.
 bool usesOtherFile(const BoxView& trak) {
   constexpr std::size_t kReferenceIndex = 6;  // in the payload of a description
   const auto dref = trak.find("mdia/minf/dinf/dref");
@@ -173,7 +173,7 @@ const FilmTrack& Film::pictureTrack() const {
   refusePictures(tracks_);
 }
 
-// Whether bytes lie in more than one box, or in one that is written anew.
+// Whether bytes lie in more than one box, or in one that is rewritten.
 bool Film::overlapsTables(std::uint64_t offset, std::uint64_t length) const {
   const auto box =
       std::partition_point(boxes_.begin(), boxes_.end(),
@@ -201,8 +201,8 @@ void Film::requireInside(const FilmTrack& track, std::uint32_t number, std::uint
 }
 
 void Film::forEachSample(const FilmTrack& track, const VisitSample& visit) {
-  // Samples of a real film do not overlap, and hardly one is shorter than the tables that tell of
-  // it.
+  // The samples of a real film do not overlap, and hardly any is shorter than its entries in the
+  // tables.
   const std::uint64_t mostCost = movie().fileLength() * 8;
   std::uint64_t cost = 0;
   std::uint32_t number = 0;

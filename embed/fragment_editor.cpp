@@ -30,7 +30,7 @@ using Bytes = std::span<const std::uint8_t>;
                 std::to_string(offset) + " is cut short. The file is damaged");
 }
 
-// Takes fields off the front of a payload.
+// Reads the fields of a payload in order.
 class Fields {
  public:
   Fields(Bytes bytes, const char* box, std::uint64_t offset)
@@ -67,7 +67,7 @@ constexpr std::uint32_t kBaseIsMoof = 0x020000;
 struct TrackFragmentHeader {
   std::uint32_t versionAndFlags = 0;
   std::uint32_t track = 0;
-  std::uint64_t baseDataOffset = 0;  // where the flags say so
+  std::uint64_t baseDataOffset = 0;  // only if the flags say so
   std::optional<std::uint32_t> defaultSize;
   Bytes afterBase;  // all other fields
 
@@ -158,10 +158,10 @@ std::uint32_t signedVersion(const Run& run) {
   return run.versionAndFlags;
 }
 
-// The entries of a run of pictures, each with the size that it has now.
+// The entries of a run of pictures with the new size of each.
 std::vector<std::uint8_t> resizedEntries(const Run& run, std::uint64_t offset,
                                          std::uint32_t defaultSize, OffsetMap::Cursor& cursor) {
-  // Where all samples have one size, a few bytes claim any number of them.
+  // If all samples have one size, a few bytes can claim any number of them.
   constexpr std::uint32_t kMostPictures = 1u << 20;
   if (run.entrySize() == 0 && run.sampleCount > kMostPictures) {
     throw Refusal("a fragment claims " + std::to_string(run.sampleCount) +
@@ -197,7 +197,7 @@ class Rewrite {
         newMoof_(cursor_.newOffset(moof)),
         nextBase_(moof) {}
 
-  // Places of a traf that names none count from the end of the data of the one before.
+  // Places in a traf without a base count from the end of the data of the traf before it.
   void enter(const TrackFragmentHeader& header, std::uint32_t defaultSize) {
     header_ = header;
     defaultSize_ = header.defaultSize.value_or(defaultSize);
@@ -207,8 +207,8 @@ class Rewrite {
     nextRun_ = base_;
   }
 
-  // The run's data begins here. Runs must be passed in their order, those that are not appended
-  // too.
+  // Returns where the data of a run begins. Must be called for all runs in their order, also for
+  // those that are not appended.
   std::uint64_t pass(const Run& run) {
     const std::uint64_t offset =
         run.has(kDataOffset) ? base_ + static_cast<std::uint64_t>(std::int64_t{run.dataOffset})
@@ -290,8 +290,8 @@ class Rewrite {
   TrackFragmentHeader header_;
   std::uint32_t defaultSize_ = 0;
   std::uint64_t base_ = 0;      // of the current traf
-  std::uint64_t nextRun_ = 0;   // of a run that names no place
-  std::uint64_t nextBase_ = 0;  // of a traf that names none
+  std::uint64_t nextRun_ = 0;   // of a run without a place of its own
+  std::uint64_t nextBase_ = 0;  // of a traf without a base of its own
 };
 
 std::optional<TrackFragmentHeader> headerOf(const BoxView& traf, std::uint64_t moof) {
@@ -472,7 +472,7 @@ BoxPieces FragmentEditor::segmentIndex(const BoxView& sidx, std::uint64_t offset
 BoxPieces FragmentEditor::randomAccess(const BoxView& mfra, const OffsetMap& map) const {
   constexpr std::size_t kTrack = 4;
   BoxPieces pieces;
-  // The last box states the size of them all, which is known when the others are done.
+  // The last box states the size of the whole, which is known only once the others are done.
   std::optional<BoxView> end;
   const BoxPieces::Mark mark = pieces.open(fourCc("mfra"));
   forEachBox(mfra.payload(), [&](const BoxView& child) {

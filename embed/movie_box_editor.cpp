@@ -216,7 +216,7 @@ void MovieBoxEditor::appendReferences(const BoxView& tref, BoxPieces& pieces) co
     }
     return ids;
   };
-  // Where no reference names a removed track, nothing changes, not even a box without references.
+  // Unless a reference names a removed track, nothing changes, not even a box without references.
   bool changes = false;
   bool keepsAny = false;
   forEachBox(tref.payload(), [&](const BoxView& reference) {

@@ -179,7 +179,7 @@ void SampleTableEditor::resizeChunk(const Chunk& chunk, OffsetMap::Cursor& curso
 }
 
 void SampleTableEditor::writeOutSizes() {
-  // Where all samples have one size, a few bytes claim any number of them.
+  // If all samples have one size, a few bytes can claim any number of them.
   constexpr std::uint32_t kMostPictures = 1u << 26;
   const std::uint32_t count = tables_.sampleCount();
   if (tables_.hasOneSize() && count > kMostPictures) {

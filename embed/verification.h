@@ -12,8 +12,8 @@
 
 namespace quarrypack::embed {
 
-// What was written is not what was meant: a defect of this program, or of the disk. The text is for
-// people and says where the difference is.
+// The written film differs from the intended one, by a defect of this program or of the disk. The
+// text is for people and says where the difference is.
 class VerificationError : public std::runtime_error {
  public:
   explicit VerificationError(const std::string& text) : std::runtime_error(text) {}
