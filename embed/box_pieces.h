@@ -35,6 +35,7 @@ class BoxPieces {
   void add(Bytes bytes);
   void addU32(std::uint32_t value);
   void addU64(std::uint64_t value);
+  void addWide(std::uint64_t value, bool isWide);  // 8 bytes, or else 4, into which it must fit
 
   // Appends a large table.
   void add(std::vector<std::uint8_t> table);

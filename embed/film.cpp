@@ -13,13 +13,13 @@ namespace quarrypack::embed {
 
 using norvik::kav::BoxPlace;
 using norvik::kav::BoxView;
-using norvik::kav::FourCc;
 using norvik::kav::fourCc;
 using norvik::kav::loadU16;
 using norvik::kav::loadU32;
 using norvik::kav::loadU64;
 using norvik::kav::Sample;
 using norvik::kav::SampleDescription;
+using norvik::kav::textOf;
 
 namespace {
 
@@ -27,15 +27,6 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::uint64_t kLargestMovieBox = std::uint64_t{1} << 30;
 constexpr std::size_t kListFields = 8;  // version, flags, count
-
-std::string textOf(FourCc type) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    const char c = static_cast<char>(type >> shift & 0xFF);
-    text += c < ' ' || c > '~' ? '?' : c;
-  }
-  return text;
-}
 
 // The size that a header states; none for a box that runs to the end of the file.
 std::optional<std::uint64_t> statedSize(norvik::kav::Movie& movie, const BoxPlace& box) {

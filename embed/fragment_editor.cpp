@@ -19,6 +19,7 @@ using norvik::kav::fourCc;
 using norvik::kav::loadU16;
 using norvik::kav::loadU32;
 using norvik::kav::loadU64;
+using norvik::kav::loadWide;
 using norvik::kav::storeU32;
 
 namespace {
@@ -45,6 +46,7 @@ class Fields {
   std::uint16_t u16() { return loadU16(take(2).data()); }
   std::uint32_t u32() { return loadU32(take(4).data()); }
   std::uint64_t u64() { return loadU64(take(8).data()); }
+  std::uint64_t wide(bool isWide) { return isWide ? u64() : u32(); }
   Bytes rest() const { return rest_; }
 
  private:
@@ -148,14 +150,10 @@ std::uint64_t lengthOf(const Run& run, std::uint32_t defaultSize) {
 // Version 1, which makes composition offsets signed, for a run of version 0 that needs it.
 std::uint32_t signedVersion(const Run& run) {
   constexpr std::uint32_t kVersion1 = 0x01000000;
-  constexpr std::uint8_t kSign = 0x80;
   const bool isVersion0 = (run.versionAndFlags & ~kFlagsMask) == 0;
   if (!isVersion0 || !run.has(kCompositionOffsets)) return run.versionAndFlags;
-  for (std::uint32_t i = 0; i < run.sampleCount; ++i) {
-    // The offset is the last field.
-    if ((run.entry(i)[run.entrySize() - 4] & kSign) != 0) return run.versionAndFlags | kVersion1;
-  }
-  return run.versionAndFlags;
+  const bool isSigned = hasNegativeAtEnd(run.samples, run.entrySize());
+  return run.versionAndFlags | (isSigned ? kVersion1 : 0);
 }
 
 // The entries of a run of pictures with the new size of each.
@@ -247,14 +245,13 @@ class Rewrite {
     pieces.keep(type);
     pieces.addU32(count);
     for (std::uint32_t i = 0; i < count; ++i) {
-      const std::uint64_t old = base_ + (isWide ? fields.u64() : fields.u32());
+      const std::uint64_t old = base_ + fields.wide(isWide);
       if (old >= moof_ && old < moofEnd_) {
         throw Refusal("track " + std::to_string(header_.track) +
                       ": auxiliary information lies inside the fragment at byte " +
                       std::to_string(moof_) + ", which this program cannot move");
       }
-      const std::uint32_t place = placeInMoof(cursor_.newOffset(old));
-      isWide ? pieces.addU64(place) : pieces.addU32(place);
+      pieces.addWide(placeInMoof(cursor_.newOffset(old)), isWide);
     }
     pieces.keep(fields.rest());
     pieces.close(mark);
@@ -341,7 +338,7 @@ void appendTrackRandomAccess(const BoxView& tfra, const OffsetMap& map, BoxPiece
   OffsetMap::Cursor cursor(map);
   const auto newOffset = [&](std::uint32_t i) {
     const std::uint8_t* const old = entries.data() + i * entrySize + width;
-    return cursor.newOffset(isWide ? loadU64(old) : loadU32(old));
+    return cursor.newOffset(loadWide(old, isWide));
   };
   bool needsWide = isWide;
   for (std::uint32_t i = 0; i < count && !needsWide; ++i) needsWide = newOffset(i) > kMostBytes;
@@ -356,7 +353,7 @@ void appendTrackRandomAccess(const BoxView& tfra, const OffsetMap& map, BoxPiece
     const Bytes entry = entries.subspan(i * entrySize, entrySize);
     const std::uint64_t offset = newOffset(i);
     if (needsWide) {
-      pieces.addU64(isWide ? loadU64(entry.data()) : loadU32(entry.data()));
+      pieces.addU64(loadWide(entry.data(), isWide));
       pieces.addU64(offset);
     } else {
       pieces.add(entry.first(width));
@@ -433,11 +430,11 @@ BoxPieces FragmentEditor::segmentIndex(const BoxView& sidx, std::uint64_t offset
   constexpr std::uint32_t kTypeBit = 0x80000000;
   Fields fields(sidx.payload(), "sidx", offset);
   const Bytes versionAndFlags = fields.take(4);
-  const std::size_t width = versionAndFlags[0] == 0 ? 4 : 8;
+  const bool isWide = versionAndFlags[0] != 0;
   const Bytes track = fields.take(4);
   if (isRemoved(loadU32(track.data()))) return {};
-  const Bytes times = fields.take(4 + width);  // timescale, earliest time
-  const std::uint64_t firstOffset = width == 4 ? fields.u32() : fields.u64();
+  const Bytes times = fields.take(isWide ? 12 : 8);  // timescale, earliest time
+  const std::uint64_t firstOffset = fields.wide(isWide);
   const Bytes counts = fields.take(4);  // reserved, count
   const std::uint16_t count = loadU16(counts.data() + 2);
 
@@ -446,14 +443,14 @@ BoxPieces FragmentEditor::segmentIndex(const BoxView& sidx, std::uint64_t offset
   const std::uint64_t newAnchor = cursor.newOffset(place);
   place += firstOffset;
   const std::uint64_t newFirst = cursor.newOffset(place) - newAnchor;
-  if (width == 4 && newFirst > kMostBytes) throw Refusal("an offset of 'sidx' outgrows 4 GiB");
+  if (!isWide && newFirst > kMostBytes) throw Refusal("an offset of 'sidx' outgrows 4 GiB");
 
   BoxPieces pieces;
   const BoxPieces::Mark mark = pieces.open(fourCc("sidx"));
   pieces.keep(versionAndFlags);
   pieces.keep(track);
   pieces.keep(times);
-  width == 4 ? pieces.addU32(static_cast<std::uint32_t>(newFirst)) : pieces.addU64(newFirst);
+  pieces.addWide(newFirst, isWide);
   pieces.keep(counts);
   for (std::uint16_t i = 0; i < count; ++i) {
     const std::uint32_t typeAndSize = fields.u32();

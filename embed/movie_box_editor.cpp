@@ -17,7 +17,7 @@ using norvik::kav::BoxView;
 using norvik::kav::FourCc;
 using norvik::kav::fourCc;
 using norvik::kav::loadU32;
-using norvik::kav::loadU64;
+using norvik::kav::loadWide;
 
 namespace {
 
@@ -55,8 +55,7 @@ std::optional<FieldValue> readField(const BoxView& box, WideField field) {
   const std::size_t position = wide ? field.position1 : field.position0;
   const std::size_t width = wide ? 8 : 4;
   if (payload.size() < position + width) return std::nullopt;
-  const std::uint8_t* const bytes = payload.data() + position;
-  return FieldValue{position, width, wide ? loadU64(bytes) : loadU32(bytes)};
+  return FieldValue{position, width, loadWide(payload.data() + position, wide)};
 }
 
 // Appends the box with a duration of at most `most`.
@@ -68,7 +67,7 @@ void appendLowered(const BoxView& box, WideField field, std::optional<std::uint6
   const BoxPieces::Mark mark = pieces.open(box.type());
   pieces.keep(payload.first(old->position));
   // A value below another of the same width fits.
-  old->width == 8 ? pieces.addU64(*most) : pieces.addU32(static_cast<std::uint32_t>(*most));
+  pieces.addWide(*most, old->width == 8);
   pieces.keep(payload.subspan(old->position + old->width));
   pieces.close(mark);
 }

@@ -18,6 +18,7 @@ using norvik::kav::fourCc;
 using norvik::kav::loadU32;
 using norvik::kav::storeU32;
 using norvik::kav::storeU64;
+using norvik::kav::textOf;
 
 namespace {
 
@@ -29,12 +30,6 @@ constexpr std::uint64_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
 
 // No index or fragment of a film is larger.
 constexpr std::uint64_t kLargestTable = std::uint64_t{256} << 20;
-
-std::string textOf(FourCc type) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(type >> shift & 0xFF);
-  return text;
-}
 
 FragmentChanges fragmentChanges(OutputLayout::Changes& changes) {
   return {changes.movie.pictureTrack, changes.movie.removedTracks,

@@ -241,12 +241,7 @@ void appendPortableSoundDescriptions(const BoxView& stsd, BoxPieces& pieces) {
 
 bool hasNegativeOffsets(const BoxView& ctts) {
   if (ctts.payload().size() < kListFields) return false;
-  constexpr std::uint8_t kSign = 0x80;
-  const Bytes entries = ctts.payload().subspan(kListFields);
-  for (std::size_t i = 4; i + 4 <= entries.size(); i += kOffsetEntry) {
-    if ((entries[i] & kSign) != 0) return true;
-  }
-  return false;
+  return hasNegativeAtEnd(ctts.payload().subspan(kListFields), kOffsetEntry);
 }
 
 void appendPortableCompositionOffsets(const BoxView& ctts, BoxPieces& pieces) {
