@@ -13,13 +13,13 @@ namespace quarrypack::embed {
 
 using norvik::kav::BoxPlace;
 using norvik::kav::BoxView;
-using norvik::kav::FourCc;
 using norvik::kav::fourCc;
 using norvik::kav::loadU16;
 using norvik::kav::loadU32;
 using norvik::kav::loadU64;
 using norvik::kav::Sample;
 using norvik::kav::SampleDescription;
+using norvik::kav::textOf;
 
 namespace {
 
@@ -27,15 +27,6 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::uint64_t kLargestMovieBox = std::uint64_t{1} << 30;
 constexpr std::size_t kListFields = 8;  // version, flags, count
-
-std::string textOf(FourCc type) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    const char c = static_cast<char>(type >> shift & 0xFF);
-    text += c < ' ' || c > '~' ? '?' : c;
-  }
-  return text;
-}
 
 struct BoxHeader {
   std::optional<std::uint64_t> statedSize;  // none for a box that runs to the end of the file
@@ -64,7 +55,7 @@ bool isExternal(const BoxView& reference) {
   return payload.size() > 4 && payload[4] != 0;
 }
 
-// The numbers, from 1, of the data references that the descriptions of a track name.
+// Whether a description of a track names a data reference, by its number from 1, to another file.
 bool usesOtherFile(const BoxView& trak) {
   constexpr std::size_t kReferenceIndex = 6;  // in the payload of a description
   const auto dref = trak.find("mdia/minf/dinf/dref");
@@ -177,7 +168,7 @@ const FilmTrack& Film::pictureTrack() const {
   refusePictures(tracks_);
 }
 
-// Whether bytes lie in more than one box, in a header, or in a box that is written anew.
+// Whether bytes lie in more than one box, in a header, or in a box that is rewritten.
 bool Film::overlapsTables(std::uint64_t offset, std::uint64_t length) const {
   const auto box =
       std::partition_point(boxes_.begin(), boxes_.end(),
@@ -205,8 +196,8 @@ void Film::requireInside(const FilmTrack& track, std::uint32_t number, std::uint
 }
 
 void Film::forEachSample(const FilmTrack& track, const VisitSample& visit) {
-  // Samples of a real film do not overlap, and hardly one is shorter than the tables that tell of
-  // it.
+  // The samples of a real film do not overlap, and hardly any is shorter than its entries in the
+  // tables.
   const std::uint64_t mostCost = movie().fileLength() * 8;
   std::uint64_t cost = 0;
   std::uint32_t number = 0;

@@ -150,10 +150,12 @@ TEST(Embedding, LowersTheDurationOfFragmentsToTheLongestTrackLeft) {
                [](const Bytes& mehd) { return patched(mehd, kDuration, u32(10'000)); });
   Embedded embedded(movie.build());
   embedded.verify();
-  const auto found = std::ranges::search(embedded.bytes(), text("mehd"));
-  ASSERT_FALSE(found.empty());
+  const Bytes type = text("mehd");
+  const auto found =
+      std::search(embedded.bytes().begin(), embedded.bytes().end(), type.begin(), type.end());
+  ASSERT_NE(found, embedded.bytes().end());
   // 20 pictures of 1001/30000 s, in units of 1/600 s.
-  EXPECT_EQ(Bytes(found.begin() + 8, found.begin() + 12), u32(401));
+  EXPECT_EQ(Bytes(found + 8, found + 12), u32(401));
 }
 
 TEST(Embedding, MayBeDoneAgainWithReplace) {
