@@ -5,13 +5,12 @@
 #include <optional>
 
 #include "kav/four_cc.h"
-#include "sources/picture_source.h"
 
 namespace quarrypack::check {
 namespace {
 
 using captions::Time;
-using embed::EditList;
+using sources::EditList;
 using sources::FilmFile;
 using sources::FilmTrack;
 
@@ -57,7 +56,7 @@ std::optional<Stretch> shownBy(const EditList& edits, const Stretch& media) {
 }
 
 const FilmTrack* trackOf(const FilmFile& film) {
-  if (const FilmTrack* const track = sources::pictureTrack(film)) return track;
+  if (const FilmTrack* const track = film.pictureTrack()) return track;
   const auto video = std::find_if(
       film.tracks().begin(), film.tracks().end(),
       [](const FilmTrack& track) { return track.handler == norvik::kav::fourCc("vide"); });

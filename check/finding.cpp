@@ -30,7 +30,8 @@ void Findings::note(const Rule& rule, std::optional<captions::Time> time, std::s
   found->count += count;
   if (!time) return;
   found->first = found->first ? std::min(*found->first, *time) : *time;
-  if (found->places.size() < Finding::kMostPlaces) found->places.push_back(*time);
+  const bool isNewPlace = found->places.empty() || found->places.back() != *time;
+  if (isNewPlace && found->places.size() < Finding::kMostPlaces) found->places.push_back(*time);
 }
 
 bool Findings::has(Severity atLeast) const {

@@ -34,8 +34,10 @@ struct Finding {
   const Rule* rule = nullptr;  // never null; lives as long as the program
   std::uint64_t count = 0;     // how often; at least 1
   std::optional<captions::Time>
-      first;                           // the earliest time; none for a finding about the whole film
-  std::vector<captions::Time> places;  // the first kMostPlaces times, in the order of noting
+      first;  // the earliest time; none for a finding about the whole film
+  // The first kMostPlaces times, in the order of noting. One that is noted several times in
+  // succession is listed once.
+  std::vector<captions::Time> places;
   std::string detail;  // what is special in this film: "track 2, 14 samples"; often empty
 };
 

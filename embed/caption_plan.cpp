@@ -1,7 +1,7 @@
 #include "embed/caption_plan.h"
 
+#include "captions/caption_opening.h"
 #include "captions/visible_codes.h"
-#include "embed/caption_opening.h"
 
 #include <algorithm>
 #include <limits>
@@ -193,7 +193,7 @@ class Planner {
     for (TimedPair& pair : field) {
       pair.time = std::clamp(pair.time, starts_.front() - kMargin, end_ + kMargin);
     }
-    dropBeforeStart(field, starts_.front());
+    captions::dropBeforeStart(field, starts_.front());
     moveLoadsEarlier(field);
     moveTheRestLater(field, starts_.front());
   }

@@ -11,13 +11,7 @@
 
 namespace quarrypack::embed {
 
-inline constexpr std::size_t kFields = 2;
-constexpr std::size_t indexOf(captions::Field field) {
-  return field == captions::Field::one ? 0 : 1;
-}
-
-// Pictures are shown between this and its negative, 51 years.
-inline constexpr captions::Time kLatestPicture = captions::kLatestTime / 4;
+inline constexpr std::size_t kFields = captions::kBothFields.size();
 
 // The pictures that captions can go into, in the order in which they are shown.
 struct Screening {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "captions/cea608.h"
@@ -35,6 +36,8 @@ struct EmbedResult {
   std::size_t pictures = 0;                      // that the movie shows
   std::size_t captionedPictures = 0;             // that got a unit
   std::size_t replacedPictures = 0;              // that held captions before
+  // What is unusual about the caption tracks, as sentences without a full stop.
+  std::vector<std::string> findings = {};
 };
 
 // Puts captions into the pictures of a film:
@@ -67,6 +70,7 @@ class Embedding {
 
  private:
   void requireFreePictures(bool replace) const;
+  std::array<captions::FieldPairs, kFields> takeCaptions(EmbedSettings& settings);
   void addCuts();
   void fillResult();
 

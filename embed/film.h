@@ -12,18 +12,20 @@
 #include "embed/picture_units.h"
 #include "kav/box_view.h"
 #include "kav/movie.h"
+#include "sources/film_file.h"
 
 namespace quarrypack::embed {
 
-// A track of a film: what the reader made of it, and its trak box.
+// A track of a film, and its trak box.
 struct FilmTrack {
   const norvik::kav::Track* track = nullptr;
+  const sources::FilmTrack* facts = nullptr;
   norvik::kav::BoxView box;
   std::string label = {};  // for messages: "track 2"
 
   std::uint32_t id() const { return track->info.trackId; }
   std::uint32_t timescale() const { return track->info.mediaTimescale; }
-  bool isCaptions() const;
+  bool isCaptions() const { return facts->isCaptions(); }
 };
 
 // A movie that captions are to be put into, and its boxes. It is opened only if its bytes can be
@@ -33,15 +35,15 @@ class Film {
   // Reads the boxes of a movie, none of its samples. Throws Refusal, and what Movie throws.
   explicit Film(norvik::kav::IStreamPtr stream);
 
-  norvik::kav::Movie& movie() { return movie_; }
+  norvik::kav::Movie& movie() { return file_.movie(); }
+  const norvik::kav::Movie& movie() const { return file_.movie(); }
+  sources::FilmFile& file() { return file_; }
   const norvik::kav::BoxView& movieBox() const { return *moov_; }
   const std::vector<TopLevelBox>& boxes() const { return boxes_; }
   std::span<const FilmTrack> tracks() const { return tracks_; }
-  std::uint32_t timescale() const { return movie_.info().timescale; }
 
-  // The track whose pictures get captions: the first enabled one of H.264 or HEVC. A track of a
-  // single picture, such as a cover, is passed over where there is another one. Throws Refusal
-  // where there is none, or where its samples are encrypted.
+  // The track whose pictures get captions: that of sources::FilmFile, which must be enabled. Throws
+  // Refusal if there is none, or if it or an enabled one before it is encrypted.
   const FilmTrack& pictureTrack() const;
 
   // The number of a sample, from 0, in the order of decoding.
@@ -64,14 +66,11 @@ class Film {
                      std::uint64_t length) const;
   bool overlapsTables(std::uint64_t offset, std::uint64_t length) const;
 
-  norvik::kav::Movie movie_;
+  sources::FilmFile file_;
   std::vector<TopLevelBox> boxes_;
   std::vector<std::uint8_t> moovBytes_;
   std::optional<norvik::kav::BoxView> moov_;
   std::vector<FilmTrack> tracks_;
 };
-
-// How the samples of a description are coded; none for those that captions cannot go into.
-std::optional<PictureCoding> pictureCodingOf(const norvik::kav::SampleDescription& description);
 
 }  // namespace quarrypack::embed

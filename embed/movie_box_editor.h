@@ -56,7 +56,6 @@ class MovieBoxEditor {
   void appendMovieHeader(const norvik::kav::BoxView& mvhd, BoxPieces& pieces) const;
   void appendExtends(const norvik::kav::BoxView& mvex, BoxPieces& pieces) const;
   void appendTrack(const norvik::kav::BoxView& trak, TrackParts& parts, BoxPieces& pieces);
-  void appendReferences(const norvik::kav::BoxView& tref, BoxPieces& pieces) const;
   void appendMedia(const norvik::kav::BoxView& mdia, TrackParts& parts, BoxPieces& pieces);
   void appendMediaInformation(const norvik::kav::BoxView& minf, TrackParts& parts,
                               BoxPieces& pieces);
@@ -74,6 +73,10 @@ class MovieBoxEditor {
   const OffsetMap* map_ = nullptr;
   std::size_t nextTrack_ = 0;
 };
+
+// Appends a tref without references to some tracks; nothing where it had no others.
+void appendReferences(const norvik::kav::BoxView& tref,
+                      std::span<const std::uint32_t> removedTracks, BoxPieces& pieces);
 
 // The id in a tkhd box; none where it is cut short.
 std::optional<std::uint32_t> trackIdOf(const norvik::kav::BoxView& trak);

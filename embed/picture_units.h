@@ -7,14 +7,12 @@
 
 #include "captions/nal_units.h"
 #include "captions/sei.h"
+#include "sources/picture_coding.h"
 
 namespace quarrypack::embed {
 
-// How the samples of a description are coded.
-struct PictureCoding {
-  const captions::NalRules* rules = &captions::kH264Rules;
-  std::uint8_t nalLengthSize = 4;  // 1 to 4
-};
+using sources::PictureCoding;
+using sources::pictureCodingOf;
 
 // A unit of captions that a picture already holds.
 struct CaptionCut {

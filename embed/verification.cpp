@@ -9,6 +9,7 @@
 
 #include "captions/cc_data.h"
 #include "captions/sei.h"
+#include "embed/box_comparison.h"
 #include "embed/box_rebuild.h"
 #include "embed/refusal.h"
 #include "embed/sample_tables.h"
@@ -30,7 +31,7 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr std::size_t kPiece = std::size_t{256} << 10;
 
 [[noreturn]] void fail(const std::string& where, const std::string& what) {
-  throw VerificationError("the written file was read again and differs: " + where + ": " + what);
+  throw VerificationError(where, what);
 }
 
 // Bytes of a file, with others in the place of some of them.
@@ -120,7 +121,7 @@ class Verifier {
       if (track.isCaptions()) continue;
       if (next == output_.tracks().size()) fail(track.label, "it is missing");
       const FilmTrack& copy = output_.tracks()[next++];
-      compareHeaders(track, copy);
+      if (track.id() != copy.id()) fail(track.label, "it is missing");
       if (track.track->index == pictureTrack) {
         comparePictures(track, copy);
       } else if (input_.movie().info().isFragmented) {
@@ -135,34 +136,6 @@ class Verifier {
 
  private:
   static constexpr std::uint32_t kNotShown = ~std::uint32_t{0};
-
-  void compareBox(const FilmTrack& track, const FilmTrack& copy, const char* path,
-                  std::size_t ignored = 0) const {
-    const std::optional<BoxView> a = track.box.find(path);
-    const std::optional<BoxView> b = copy.box.find(path);
-    const auto areEqual = [ignored](std::span<const std::uint8_t> one,
-                                    std::span<const std::uint8_t> other) {
-      const auto from = [ignored](auto bytes) {
-        return bytes.subspan(std::min(ignored, bytes.size()));
-      };
-      const auto left = from(one);
-      const auto right = from(other);
-      return std::equal(left.begin(), left.end(), right.begin(), right.end());
-    };
-    if (a.has_value() != b.has_value() || (a && !areEqual(a->payload(), b->payload()))) {
-      fail(track.label, std::string("the box '") + path + "' is not that of the input");
-    }
-  }
-
-  void compareHeaders(const FilmTrack& track, const FilmTrack& copy) const {
-    if (track.id() != copy.id()) fail(track.label, "it is missing");
-    constexpr std::size_t kVersionByte = 1;
-    for (const char* const path : {"tkhd", "edts", "mdia/mdhd", "mdia/minf/stbl/stts",
-                                   "mdia/minf/stbl/stss", "mdia/minf/stbl/sdtp"}) {
-      compareBox(track, copy, path);
-    }
-    compareBox(track, copy, "mdia/minf/stbl/ctts", kVersionByte);
-  }
 
   void compareStrands(Strand a, Strand b, const std::string& where) {
     for (;;) {
@@ -179,9 +152,6 @@ class Verifier {
   }
 
   void compareChunks(const FilmTrack& track, const FilmTrack& copy) {
-    compareBox(track, copy, "mdia/minf/stbl/stsz");
-    compareBox(track, copy, "mdia/minf/stbl/stz2");
-    compareBox(track, copy, "mdia/minf/stbl/stsc");
     using Range = std::pair<std::uint64_t, std::uint64_t>;
     std::vector<Range> ranges;
     input_.forEachRange(track, [&ranges](std::uint64_t offset, std::uint64_t length) {
@@ -306,6 +276,7 @@ void verifyFilm(Film& input, const FilmPictures& pictures, const CaptionPlan& pl
                 norvik::kav::IStreamPtr written, const std::function<void(std::uint64_t)>& report) {
   try {
     Film output(std::move(written));
+    compareBoxes(input, output);
     Verifier(input, output, pictures, plan, report).run();
   } catch (const Refusal& refusal) {
     throw VerificationError(std::string("the written file was read again and is damaged: ") +

@@ -11,6 +11,7 @@
 #include "companions/embed/caption_files.h"
 #include "companions/embed/report.h"
 #include "companions/output_file.h"
+#include "companions/program.h"
 #include "companions/texts.h"
 #include "embed/film.h"
 #include "kaf/file_failure.h"
@@ -89,9 +90,9 @@ void writeReport(const EmbedOptions& options, const embed::EmbedResult& result) 
   }
 }
 
-class Program {
+class Run {
  public:
-  explicit Program(const EmbedOptions& options) : options_(options) {}
+  explicit Run(const EmbedOptions& options) : options_(options) {}
 
   embed::EmbedResult run() {
     requireOwnFiles(options_);
@@ -113,6 +114,7 @@ class Program {
   embed::EmbedResult embedInto(embed::EmbedSettings& settings) {
     embed::Film film(openStream(options_.input, OpenMode::kReadOnly));
     embed::Embedding embedding(film, std::move(settings));
+    printFindings(kEmbedName, options_.input, embedding.result().findings);
     OutputFile output(options_.output);
     {
       ProgressLine progress(ProgressTerminal::on(STDOUT_FILENO));
@@ -148,7 +150,7 @@ class Program {
 }  // namespace
 
 embed::EmbedResult embedCaptions(const EmbedOptions& options) {
-  embed::EmbedResult result = Program(options).run();
+  embed::EmbedResult result = Run(options).run();
   writeReport(options, result);
   return result;
 }

@@ -97,21 +97,9 @@ class Input:
         path = self.file(folder, f"_{FIELD_NAMES[field]}.mov")
         if not path.exists():
             bare = self.file(folder, "_bare.mov")
-            script = self.sent_in_field_1(field)
+            script = self.scripts[field].in_field_1()
             path.write_bytes(self.with_captions(bare.read_bytes(), [script, None]))
         return media_test.cues_of_caption_track(path)
-
-    def sent_in_field_1(self, field):
-        """The script of a field as ffmpeg can read it from a caption track, which is in field 1."""
-        script = self.scripts[field]
-        if field == 0:
-            return script
-        control_1, control_2 = (caption_scripts.make_scc.with_parity(code) for code in
-                                (caption_scripts.FIELD_1, caption_scripts.FIELD_2))
-        moved = caption_scripts.Script(self.pictures, caption_scripts.FIELD_1)
-        moved.pairs = [bytes([control_1 if pair[0] == control_2 else pair[0], pair[1]])
-                       for pair in script.pairs]
-        return moved
 
 
 INPUTS = [

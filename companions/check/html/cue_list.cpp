@@ -1,7 +1,6 @@
 #include "companions/check/html/cue_list.h"
 
 #include <algorithm>
-#include <cctype>
 #include <string>
 #include <vector>
 
@@ -114,10 +113,11 @@ class CueList {
 
   void writeGroup(std::span<const Cue> cues, std::size_t before) {
     const auto group = openGroup(before == 0);
-    html_.leaf("summary", "Cues " + std::to_string(before + 1) + " to " +
-                              std::to_string(before + cues.size()) + ", from " +
-                              clock(captions::cueMilliseconds(cues.front()).start) + " to " +
-                              clock(captions::cueMilliseconds(cues.back()).end));
+    const std::string first = std::to_string(before + 1);
+    const std::string last = std::to_string(before + cues.size());
+    html_.leaf("summary", (first == last ? "Cue " + last : "Cues " + first + " to " + last) +
+                              ", from " + clock(captions::cueMilliseconds(cues.front()).start) +
+                              " to " + clock(captions::cueMilliseconds(cues.back()).end));
     const auto list = html_.element("ol", {{"class", "cues"}});
     for (const Cue& cue : cues) writeCue(cue);
   }
@@ -170,17 +170,21 @@ class CueList {
   std::size_t room_ = kMostCueElements;
 };
 
+// For example [data-column="3"] { padding-left: 3ch; }
+void addRule(std::string& style, std::string_view name, int value, std::string_view property,
+             std::string_view unit) {
+  const std::string number = std::to_string(value);
+  style.append("[data-").append(name).append("=\"").append(number).append("\"] { ");
+  style.append(property).append(number).append(unit).append("; }\n");
+}
+
 }  // namespace
 
 std::string cueListStyle() {
   std::string style(kStyle);
-  for (int row = 1; row <= captions::kRows; ++row) {
-    const std::string number = std::to_string(row);
-    style += "[data-row=\"" + number + "\"] { grid-row: " + number + "; }\n";
-  }
+  for (int row = 1; row <= captions::kRows; ++row) addRule(style, "row", row, "grid-row: ", "");
   for (int column = 1; column < captions::kColumns; ++column) {
-    const std::string number = std::to_string(column);
-    style += "[data-column=\"" + number + "\"] { padding-left: " + number + "ch; }\n";
+    addRule(style, "column", column, "padding-left: ", "ch");
   }
   return style;
 }

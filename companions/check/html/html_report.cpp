@@ -15,7 +15,6 @@ namespace quarrypack::companions {
 namespace {
 
 using captions::ChannelCues;
-using captions::Time;
 using check::CheckReport;
 using check::Finding;
 using check::HitSamples;
@@ -41,10 +40,9 @@ constexpr std::string_view kStyle = R"(
 .findings thead th { font: inherit; font-weight: bold; }
 .findings td:nth-child(-n + 4), .findings tbody th { white-space: nowrap; }
 .findings .severity { font-weight: bold; }
+@media print { .findings tbody th { white-space: normal; } }
 @media screen and (max-width: 44rem) { .summary th { width: auto; } }
 )";
-
-std::string clock(Time time) { return captions::clockText(captions::milliseconds(time), '.'); }
 
 std::string nameOf(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }
 
@@ -118,10 +116,10 @@ std::string findingText(const CheckReport& report) {
 void writeCoverage(const CheckReport& report,
                    const std::function<void(std::string_view, const std::string&)>& line) {
   const check::Coverage& coverage = report.coverage;
-  if (coverage.firstCaption) line("First caption", clock(*coverage.firstCaption));
+  if (coverage.firstCaption) line("First caption", timeText(*coverage.firstCaption));
   if (const auto& hole = coverage.longestHole) {
-    line("Longest time without captions", clock(hole->end - hole->start) + ", from " +
-                                              clock(hole->start) + " to " + clock(hole->end));
+    line("Longest time without captions", timeText(hole->end - hole->start) + ", from " +
+                                              timeText(hole->start) + " to " + timeText(hole->end));
   }
   line("Share of time with captions", shareText(coverage.share));
 }
@@ -140,7 +138,7 @@ void writeSummary(Html& html, const CheckReport& report) {
   line("Findings", findingText(report));
   line("Captions are from", sourceText(report));
   line("Channels", channelText(report));
-  line("Duration", clock(report.duration));
+  line("Duration", timeText(report.duration));
   if (report.pictures != 0) line("Pictures", std::to_string(report.pictures));
   writeCoverage(report, line);
   if (!report.hits.empty()) line("Damaged by a conversion", hitText(report));
@@ -163,7 +161,7 @@ void writeFinding(Html& html, HtmlTable& table, const Finding& finding) {
   }
   table.header(rule.id);
   table.cell(std::to_string(finding.count));
-  table.cell(finding.first ? clock(*finding.first) : "whole film");
+  table.cell(finding.first ? timeText(*finding.first) : "whole film");
   table.cell(std::string(rule.meaning) + (finding.detail.empty() ? "" : '\n' + finding.detail));
   table.cell(rule.remedy.empty() ? "nothing" : rule.remedy);
 }

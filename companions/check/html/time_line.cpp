@@ -1,14 +1,13 @@
 #include "companions/check/html/time_line.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstdint>
-#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "companions/check/html/marks.h"
+#include "companions/check/html/time_scale.h"
 #include "companions/texts.h"
 
 namespace quarrypack::companions {
@@ -37,11 +36,8 @@ using check::Finding;
 using check::HitSamples;
 using check::Severity;
 
-// Places are counted in hundredths of a percent of the width.
-constexpr int kWhole = 10'000;
-constexpr int kLeastGap = 5;     // smaller ones between cues are not drawn
-constexpr int kLeastWidth = 8;   // of a cue
-constexpr int kMarkRaster = 50;  // marks with less between them are drawn as one
+// Widths in hundredths of a percent, as on the time scale.
+constexpr int kMarkRaster = 50;
 constexpr int kHitRaster = 20;
 constexpr std::string_view kHitWidth = "3";  // at any width of the page
 
@@ -49,35 +45,6 @@ constexpr int kLaneHeight = 44;
 constexpr int kBarTop = 20;  // within a lane, below its label
 constexpr int kBarHeight = 14;
 constexpr int kAxisHeight = 24;
-
-std::string percent(int hundredths) {
-  const std::string decimals = std::to_string(hundredths % 100);
-  return std::to_string(hundredths / 100) + '.' + std::string(2 - decimals.size(), '0') + decimals +
-         '%';
-}
-
-std::string clock(Time time) { return captions::clockText(captions::milliseconds(time), '.'); }
-
-// Without its decimals if they are all 0 for every multiple of the step.
-std::string tickText(std::int64_t milliseconds, std::int64_t step) {
-  const std::string text = captions::clockText(milliseconds, '.');
-  return step % 1000 == 0 ? text.substr(0, text.find('.')) : text;
-}
-
-// A step of whole units of a clock that divides the duration into at most six parts.
-std::int64_t tickStep(std::int64_t milliseconds) {
-  constexpr std::array<std::int64_t, 21> kSteps = {
-      1,     2,      5,      10,     20,     50,      100,     200,     500,     1'000,    2'000,
-      5'000, 10'000, 15'000, 30'000, 60'000, 120'000, 300'000, 600'000, 900'000, 1'800'000};
-  constexpr std::int64_t kMostParts = 6;
-  constexpr std::int64_t kHour = 3'600'000;
-  for (const std::int64_t step : kSteps) {
-    if (milliseconds / step < kMostParts) return step;
-  }
-  std::int64_t step = kHour;
-  while (milliseconds / step >= kMostParts) step *= 2;
-  return step;
-}
 
 // The end of the film, or of what lies after it.
 Time endOf(const CheckReport& report) {
@@ -94,64 +61,11 @@ Time endOf(const CheckReport& report) {
   return end;
 }
 
-// Cues that are drawn as one.
-struct Stretch {
-  int from = 0;
-  int to = 0;
-  std::size_t cues = 0;
-  Time start{0};
-  Time end{0};
-};
-
-// Places that are drawn as one mark.
-struct Mark {
-  int at = 0;
-  std::size_t places = 0;
-  Time first{0};
-  std::set<std::string_view> rules;
-};
-
-// A mark for each place of the raster that has anything, from left to right.
-class Marks {
- public:
-  Marks(int raster, Time span)
-      : marks_(static_cast<std::size_t>(kWhole / raster) + 1), span_(span) {}
-
-  void add(Time time, std::string_view rule) {
-    const double share = std::clamp(
-        static_cast<double>(time.count()) / static_cast<double>(span_.count()), 0.0, 1.0);
-    const auto index =
-        static_cast<std::size_t>(std::lround(share * static_cast<double>(marks_.size() - 1)));
-    Mark& mark = marks_[index];
-    mark.at = static_cast<int>(index * kWhole / (marks_.size() - 1));
-    mark.first = mark.places == 0 ? time : std::min(mark.first, time);
-    ++mark.places;
-    mark.rules.insert(rule);
-  }
-
-  std::vector<Mark> take() && {
-    std::erase_if(marks_, [](const Mark& mark) { return mark.places == 0; });
-    return std::move(marks_);
-  }
-
- private:
-  std::vector<Mark> marks_;
-  Time span_;
-};
-
-std::string titleOf(const Mark& mark) {
-  std::string text;
-  for (const std::string_view rule : mark.rules) {
-    text += (text.empty() ? "" : ", ") + std::string(rule);
-  }
-  if (mark.places == 1) return text + " at " + clock(mark.first);
-  return text + ": " + counted(mark.places, "place") + " from " + clock(mark.first);
-}
-
+// The drawing of a report whose end is later than 0.
 class TimeLine {
  public:
   TimeLine(Html& html, const CheckReport& report)
-      : html_(html), report_(report), span_(endOf(report)) {
+      : html_(html), report_(report), scale_(endOf(report)) {
     for (const Severity severity : {Severity::error, Severity::warning, Severity::info}) {
       Findings findings = findingsOf(severity);
       if (!findings.marks.empty()) findings_.push_back(std::move(findings));
@@ -162,12 +76,6 @@ class TimeLine {
   }
 
   void write() {
-    const auto section = html_.element("section");
-    html_.leaf("h2", "Time line");
-    if (span_ <= Time{0}) {
-      html_.leaf("p", "The film has no duration, so there is nothing to draw.");
-      return;
-    }
     const auto drawing = html_.element("svg", {{"class", "time-line"},
                                                {"height", std::to_string(height_)},
                                                {"role", "img"},
@@ -198,35 +106,28 @@ class TimeLine {
     return text + " The tables of this page say the same.";
   }
 
-  int placeOf(Time time) const {
-    const double share = static_cast<double>(time.count()) /
-                         static_cast<double>(std::max<std::int64_t>(span_.count(), 1));
-    return static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * kWhole));
-  }
-
   // ---- The axis
 
   void drawAxis() {
     const auto axis = html_.element("g", {{"class", "axis"}});
-    const std::int64_t end = std::max<std::int64_t>(captions::milliseconds(span_), 1);
-    const std::int64_t step = tickStep(end);
-    for (std::int64_t tick = 0; tick <= end; tick += step) drawTick(tick, step, end);
+    const std::vector<Time> ticks = scale_.ticks();
+    for (std::size_t i = 0; i < ticks.size(); ++i) drawTick(ticks[i], i);
   }
 
-  void drawTick(std::int64_t tick, std::int64_t step, std::int64_t end) {
-    const std::string x =
-        percent(static_cast<int>(static_cast<double>(tick) * kWhole / static_cast<double>(end)));
-    const std::string bottom = std::to_string(height_ - kAxisHeight);
-    html_.empty("line", {{"x1", x}, {"x2", x}, {"y1", "0"}, {"y2", bottom}});
+  void drawTick(Time tick, std::size_t number) {
+    constexpr int kNearTheEnd = kWholeLine - kWholeLine / 12;
+    const int place = scale_.placeOf(tick);
+    const std::string x = percentText(place);
+    html_.empty("line",
+                {{"x1", x}, {"x2", x}, {"y1", "0"}, {"y2", std::to_string(height_ - kAxisHeight)}});
     // Texts at the ends lie within the drawing.
-    const bool isLast = tick + step / 2 > end;
-    html_.leaf("text", tickText(tick, step),
-               {{"class", tick / step % 2 == 0 ? "major" : "minor"},
+    html_.leaf("text", scale_.tickText(tick),
+               {{"class", number % 2 == 0 ? "major" : "minor"},
                 {"x", x},
-                {"y", std::to_string(height_ - 8)},
-                {"text-anchor", tick == 0 ? "start"
-                                : isLast  ? "end"
-                                          : "middle"}});
+                {"y", std::to_string(height_ - kAxisHeight / 3)},
+                {"text-anchor", place == 0            ? "start"
+                                : place > kNearTheEnd ? "end"
+                                                      : "middle"}});
   }
 
   // ---- The lanes, from top to bottom
@@ -241,7 +142,7 @@ class TimeLine {
   void drawBar(int top, int from, std::string_view width, std::string_view kind,
                std::string_view title = {}) {
     const auto bar = html_.element("rect", {{"class", kind},
-                                            {"x", percent(from)},
+                                            {"x", percentText(from)},
                                             {"width", width},
                                             {"y", std::to_string(top)},
                                             {"height", std::to_string(kBarHeight)}});
@@ -249,13 +150,13 @@ class TimeLine {
   }
 
   std::string pictureLabel() const {
-    const std::string duration = clock(report_.duration);
+    const std::string duration = timeText(report_.duration);
     if (report_.pictures == 0) return "Duration: " + duration;
     return counted(report_.pictures, "picture") + ": " + duration;
   }
 
   void drawPictures() {
-    drawBar(nextLane(pictureLabel()), 0, percent(placeOf(report_.duration)), "pictures");
+    drawBar(nextLane(pictureLabel()), 0, percentText(scale_.placeOf(report_.duration)), "pictures");
   }
 
   static std::string cueLabel(const ChannelCues& channel) {
@@ -264,33 +165,17 @@ class TimeLine {
 
   void drawCues(const ChannelCues& channel) {
     const int top = nextLane(cueLabel(channel));
-    drawBar(top, 0, percent(kWhole), "track");
-    for (const Stretch& stretch : stretchesOf(channel.cues)) {
-      drawBar(top, stretch.from, percent(stretch.to - stretch.from), "cues",
-              counted(stretch.cues, "cue") + ", from " + clock(stretch.start) + " to " +
-                  clock(stretch.end));
+    drawBar(top, 0, percentText(kWholeLine), "track");
+    for (const Stretch& stretch : stretchesOf(channel.cues, scale_)) {
+      drawBar(top, stretch.from, percentText(stretch.to - stretch.from), "cues",
+              counted(stretch.cues, "cue") + ", from " + timeText(stretch.start) + " to " +
+                  timeText(stretch.end));
     }
-  }
-
-  std::vector<Stretch> stretchesOf(const std::vector<Cue>& cues) const {
-    std::vector<Stretch> stretches;
-    for (const Cue& cue : cues) {
-      const int from = std::min(placeOf(cue.start), kWhole - kLeastWidth);
-      const int to = std::max(placeOf(cue.end), from + kLeastWidth);
-      if (stretches.empty() || from > stretches.back().to + kLeastGap) {
-        stretches.push_back({from, to, 0, cue.start, cue.end});
-      }
-      Stretch& stretch = stretches.back();
-      stretch.to = std::max(stretch.to, to);
-      stretch.end = std::max(stretch.end, cue.end);
-      ++stretch.cues;
-    }
-    return stretches;
   }
 
   Findings findingsOf(Severity severity) const {
     Findings found{severity, {}, 0, 0};
-    Marks marks(kMarkRaster, span_);
+    MarkRaster marks(scale_, kMarkRaster);
     for (const Finding& finding : report_.findings) {
       if (finding.rule->severity != severity || finding.places.empty()) continue;
       for (const Time place : finding.places) marks.add(place, finding.rule->id);
@@ -317,8 +202,8 @@ class TimeLine {
     for (const Mark& mark : findings.marks) {
       const auto shape = html_.element(
           "use",
-          {{"href", markReference(findings.severity)}, {"x", percent(mark.at)}, {"y", middle}});
-      html_.leaf("title", titleOf(mark));
+          {{"href", markReference(findings.severity)}, {"x", percentText(mark.at)}, {"y", middle}});
+      html_.leaf("title", markText(mark));
     }
   }
 
@@ -334,19 +219,19 @@ class TimeLine {
 
   void drawHits() {
     const int top = nextLane(hitLabel());
-    drawBar(top, 0, percent(kWhole), "track");
-    Marks marks(kHitRaster, span_);
+    drawBar(top, 0, percentText(kWholeLine), "track");
+    MarkRaster marks(scale_, kHitRaster);
     for (const HitSamples& hit : report_.hits) {
       for (const Time time : hit.times) marks.add(time, hit.kind);
     }
     for (const Mark& mark : std::move(marks).take()) {
-      drawBar(top, mark.at, kHitWidth, "hit", titleOf(mark));
+      drawBar(top, mark.at, kHitWidth, "hit", markText(mark));
     }
   }
 
   Html& html_;
   const CheckReport& report_;
-  Time span_;
+  TimeScale scale_;
   std::vector<Findings> findings_;  // of the severities that have places
   int height_ = 0;
   int lane_ = 0;
@@ -354,6 +239,11 @@ class TimeLine {
 
 }  // namespace
 
-void writeTimeLine(Html& html, const CheckReport& report) { TimeLine(html, report).write(); }
+void writeTimeLine(Html& html, const CheckReport& report) {
+  const auto section = html.element("section");
+  html.leaf("h2", "Time line");
+  if (endOf(report) > Time{0}) return TimeLine(html, report).write();
+  html.leaf("p", "The film has no duration, so there is nothing to draw.");
+}
 
 }  // namespace quarrypack::companions

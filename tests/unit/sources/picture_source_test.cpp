@@ -183,6 +183,13 @@ TEST(PictureSource, PassesACoverPictureTrackOver) {
   EXPECT_FALSE(hasCaptionPictures(filmOf(MovieBuilder({cover}))));
 }
 
+TEST(PictureSource, PassesACoverOfOnePictureOver) {
+  const MovieTrack cover = pictures({concat({unit({one(1, 1)}), slice()})});
+  const MovieTrack film = pictures({concat({unit({one(2, 2)}), slice()}), slice()});
+  EXPECT_EQ(read(MovieBuilder({cover, film})).of(Field::one), field({{Time{0}, {2, 2}}}));
+  EXPECT_EQ(read(MovieBuilder({cover})).of(Field::one), field({{Time{0}, {1, 1}}}));
+}
+
 TEST(PictureSource, ReadsWhatItCanOfDamagedPictures) {
   Bytes cut = slice();
   cut.resize(20);

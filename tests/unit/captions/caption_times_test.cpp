@@ -1,18 +1,16 @@
-#include "embed/caption_times.h"
+#include "captions/caption_times.h"
 
-#include "tests/unit/embed/caption_pairs.h"
+#include "tests/support/caption_pairs.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-namespace quarrypack::embed {
+namespace quarrypack::captions {
 namespace {
 
-using captions::FieldPairs;
-using captions::kLatestTime;
-using captions::kPairTime;
-using captions::Time;
+using namespace quarrypack::test;
+
 using Times = std::vector<Time>;
 
 constexpr Time kStart{1'000'000'000};
@@ -80,8 +78,7 @@ TEST(SamplePairs, KeepTheirTimesExactOverTwoHours) {
   constexpr std::int64_t kCount = 2 * 3600 * 30;
   const Time frame{23'520'000};
   FieldPairs field;
-  appendSamplePairs(field, std::vector<captions::BytePair>(kCount),
-                    {kStart, frame * kCount, false});
+  appendSamplePairs(field, std::vector<BytePair>(kCount), {kStart, frame * kCount, false});
   EXPECT_EQ(field.back().time, kStart + frame * (kCount - 1));
 }
 
@@ -96,11 +93,5 @@ TEST(SamplePairs, OfExtremeTimesDoNotOverflow) {
   EXPECT_EQ(field.size(), 30u);
 }
 
-TEST(LinePairs, FollowEachOtherFrameByFrame) {
-  FieldPairs field;
-  appendLinePairs(field, pairsOf(kLoad + "c1c1" + kShow), kStart);
-  EXPECT_EQ(timesOf(field), frameByFrame(kStart, 3));
-}
-
 }  // namespace
-}  // namespace quarrypack::embed
+}  // namespace quarrypack::captions

@@ -9,7 +9,7 @@
 #include "captions/time.h"
 
 // Pairs of caption data as a caption file writes them: "9420 9420 c8e9".
-namespace quarrypack::embed {
+namespace quarrypack::test {
 
 inline std::vector<captions::BytePair> pairsOf(const std::string& hex) {
   std::string digits;
@@ -54,9 +54,19 @@ inline std::vector<captions::Time> timesOf(const captions::FieldPairs& field) {
   return times;
 }
 
+// Pairs that follow each other frame by frame.
+inline captions::FieldPairs inTurn(const std::string& hex, captions::Time start) {
+  captions::FieldPairs field;
+  for (const captions::BytePair pair : pairsOf(hex)) {
+    field.push_back({start, pair});
+    start += captions::kPairTime;
+  }
+  return field;
+}
+
 // The codes of these tests, once each: resume loading, erase unseen, text, erase screen, show.
 inline const std::string kLoad = "9420";
 inline const std::string kShow = "942f";
 inline const std::string kErase = "942c";
 
-}  // namespace quarrypack::embed
+}  // namespace quarrypack::test

@@ -5,11 +5,11 @@
 #include "captions/cea608.h"
 #include "captions/time.h"
 
-namespace quarrypack::embed {
+namespace quarrypack::captions {
 
 // Removes the pairs of a field that are due before a film begins, but for those that it begins
 // with: what is on the screen then, what is being loaded, and the mode that later pairs go on in.
 // The pairs that stay keep their times and their order.
-void dropBeforeStart(captions::FieldPairs& field, captions::Time start);
+void dropBeforeStart(FieldPairs& field, Time start);
 
-}  // namespace quarrypack::embed
+}  // namespace quarrypack::captions

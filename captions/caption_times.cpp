@@ -1,4 +1,4 @@
-#include "embed/caption_times.h"
+#include "captions/caption_times.h"
 
 #include "captions/visible_codes.h"
 
@@ -6,12 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace quarrypack::embed {
-
-using captions::BytePair;
-using captions::FieldPairs;
-using captions::kPairTime;
-using captions::Time;
+namespace quarrypack::captions {
 
 namespace {
 
@@ -50,13 +45,9 @@ void appendSamplePairs(FieldPairs& field, std::span<const BytePair> pairs,
     }
     return;
   }
-  const auto end = std::find_if(pairs.begin(), pairs.end(), captions::isEndOfCaption);
+  const auto end = std::find_if(pairs.begin(), pairs.end(), isEndOfCaption);
   const auto before = end == pairs.end() ? 0 : end - pairs.begin();
   appendFrom(field, pairs, sample.start - kPairTime * before);
 }
 
-void appendLinePairs(FieldPairs& field, std::span<const BytePair> pairs, Time start) {
-  appendFrom(field, pairs, start);
-}
-
-}  // namespace quarrypack::embed
+}  // namespace quarrypack::captions

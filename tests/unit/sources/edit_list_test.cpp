@@ -1,5 +1,6 @@
-#include "embed/edit_list.h"
+#include "sources/edit_list.h"
 
+#include "sources/showings.h"
 #include "tests/support/box_builders.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +8,7 @@
 #include <limits>
 #include <vector>
 
-namespace quarrypack::embed {
+namespace quarrypack::sources {
 namespace {
 
 using namespace quarrypack::test;
@@ -34,19 +35,19 @@ Bytes entry0(std::uint32_t length, std::int64_t media, std::uint32_t rate = 0x10
   return concat({u32(length), u32(static_cast<std::uint32_t>(media)), u32(rate)});
 }
 
-Bytes trakWith(unsigned version, const Bytes& entries, std::uint32_t count) {
-  return box("trak", box("edts", fullBox("elst", version, 0, u32(count), entries)));
+Bytes edtsWith(unsigned version, const Bytes& entries, std::uint32_t count) {
+  return box("edts", fullBox("elst", version, 0, u32(count), entries));
 }
 
 EditList listOf(const std::vector<Bytes>& entries) {
-  const Bytes trak = trakWith(0, concat(entries), static_cast<std::uint32_t>(entries.size()));
-  return EditList::of(*BoxView::at(trak), kMovieScale, kMediaScale);
+  const Bytes edts = edtsWith(0, concat(entries), static_cast<std::uint32_t>(entries.size()));
+  return EditList::of(*BoxView::at(edts), kMovieScale, kMediaScale);
 }
 
 TEST(EditList, WithoutEditsShowsTheTrackWhole) {
-  const EditList none = EditList::of(*BoxView::at(box("trak")), kMovieScale, kMediaScale);
+  const EditList none = EditList::of(*BoxView::at(box("edts")), kMovieScale, kMediaScale);
   for (const EditList& list : {none, EditList(), listOf({})}) {
-    const Showings showings = list.show(pictures(3));
+    const Showings showings = showPicturesOnce(list, pictures(3));
     EXPECT_EQ(showings.pictures, (Shown{{0, ms(0)}, {1, ms(100)}, {2, ms(200)}}));
     EXPECT_EQ(showings.end, ms(300));
   }
@@ -54,74 +55,74 @@ TEST(EditList, WithoutEditsShowsTheTrackWhole) {
 
 TEST(EditList, TrimsTheTrack) {
   // From 150 ms on for 200 ms: the second half of picture 1, picture 2 and half of picture 3.
-  const Showings showings = listOf({entry0(200, 150 * 90)}).show(pictures(6));
+  const Showings showings = showPicturesOnce(listOf({entry0(200, 150 * 90)}), pictures(6));
   EXPECT_EQ(showings.pictures, (Shown{{1, ms(0)}, {2, ms(50)}, {3, ms(150)}}));
   EXPECT_EQ(showings.end, ms(200));
 }
 
 TEST(EditList, EndsBetweenPicturesWithoutTheNext) {
-  const Showings showings = listOf({entry0(200, 100 * 90)}).show(pictures(6));
+  const Showings showings = showPicturesOnce(listOf({entry0(200, 100 * 90)}), pictures(6));
   EXPECT_EQ(showings.pictures, (Shown{{1, ms(0)}, {2, ms(100)}}));
   EXPECT_EQ(showings.end, ms(200));
 }
 
 TEST(EditList, DelaysTheTrack) {
-  const Showings showings = listOf({entry0(500, -1), entry0(200, 0)}).show(pictures(6));
+  const Showings showings =
+      showPicturesOnce(listOf({entry0(500, -1), entry0(200, 0)}), pictures(6));
   EXPECT_EQ(showings.pictures, (Shown{{0, ms(500)}, {1, ms(600)}}));
   EXPECT_EQ(showings.end, ms(700));
 }
 
 TEST(EditList, TakesTheStartOfBFramesOff) {
   // The first picture has a composition offset of two pictures, which the edit takes off.
-  const Showings showings = listOf({entry0(300, 200 * 90)}).show(pictures(3, 200));
+  const Showings showings = showPicturesOnce(listOf({entry0(300, 200 * 90)}), pictures(3, 200));
   EXPECT_EQ(showings.pictures, (Shown{{0, ms(0)}, {1, ms(100)}, {2, ms(200)}}));
 }
 
 TEST(EditList, ShowsEachPictureOnce) {
-  const Showings showings =
-      listOf({entry0(200, 300 * 90), entry0(400, 200 * 90), entry0(100, 300 * 90)})
-          .show(pictures(6));
+  const Showings showings = showPicturesOnce(
+      listOf({entry0(200, 300 * 90), entry0(400, 200 * 90), entry0(100, 300 * 90)}), pictures(6));
   // Pictures 3 and 4 were shown when the second edit comes to them.
   EXPECT_EQ(showings.pictures, (Shown{{3, ms(0)}, {4, ms(100)}, {2, ms(200)}, {5, ms(500)}}));
 }
 
 TEST(EditList, AnEditThatStandsStillShowsOnePicture) {
   const Showings showings =
-      listOf({entry0(1000, 250 * 90, 0), entry0(100, 300 * 90)}).show(pictures(6));
+      showPicturesOnce(listOf({entry0(1000, 250 * 90, 0), entry0(100, 300 * 90)}), pictures(6));
   EXPECT_EQ(showings.pictures, (Shown{{2, ms(0)}, {3, ms(1000)}}));
   EXPECT_EQ(showings.end, ms(1100));
 }
 
 TEST(EditList, ALastEditWithoutLengthGoesOn) {
-  const Showings showings = listOf({entry0(0, 100 * 90)}).show(pictures(4));
+  const Showings showings = showPicturesOnce(listOf({entry0(0, 100 * 90)}), pictures(4));
   EXPECT_EQ(showings.pictures, (Shown{{1, ms(0)}, {2, ms(100)}, {3, ms(200)}}));
   EXPECT_EQ(showings.end, ms(300));
-  EXPECT_TRUE(listOf({entry0(0, 0), entry0(100, 5000 * 90)}).show(pictures(4)).pictures.empty());
+  EXPECT_TRUE(showPicturesOnce(listOf({entry0(0, 0), entry0(100, 5000 * 90)}), pictures(4))
+                  .pictures.empty());
 }
 
 TEST(EditList, ReadsWideEntries) {
   const Bytes entry = concat({u64(200), u64(150 * 90), u32(0x10000)});
   const Bytes gap = concat({u64(70), u64(0xFFFFFFFFFFFFFFFF), u32(0x10000)});
-  const Bytes trak = trakWith(1, concat({gap, entry}), 2);
+  const Bytes edts = edtsWith(1, concat({gap, entry}), 2);
   const Showings showings =
-      EditList::of(*BoxView::at(trak), kMovieScale, kMediaScale).show(pictures(6));
+      showPicturesOnce(EditList::of(*BoxView::at(edts), kMovieScale, kMediaScale), pictures(6));
   EXPECT_EQ(showings.pictures, (Shown{{1, ms(70)}, {2, ms(120)}, {3, ms(220)}}));
 }
 
 TEST(EditList, LengthsAddUpWithoutRounding) {
   // A third of a second three times, in units of which a tick is no whole part.
   const Bytes entries = concat({entry0(1, -1), entry0(1, -1), entry0(1, -1), entry0(9, 0)});
-  const Bytes trak = trakWith(0, entries, 4);
-  const EditList list = EditList::of(*BoxView::at(trak), 3'000'017, kMediaScale);
+  const Bytes edts = edtsWith(0, entries, 4);
+  const EditList list = EditList::of(*BoxView::at(edts), 3'000'017, kMediaScale);
   EXPECT_EQ(list.edits()[3].start, timeOfUnits(3, 3'000'017));
 }
 
 TEST(EditList, AnEntryThatIsCutShortEndsTheList) {
-  const Bytes trak = trakWith(0, concat({entry0(100, 100 * 90), zeros(11)}), 0xFFFFFFFF);
-  const EditList list = EditList::of(*BoxView::at(trak), kMovieScale, kMediaScale);
+  const Bytes edts = edtsWith(0, concat({entry0(100, 100 * 90), zeros(11)}), 0xFFFFFFFF);
+  const EditList list = EditList::of(*BoxView::at(edts), kMovieScale, kMediaScale);
   EXPECT_EQ(list.edits().size(), 1u);
-  for (const Bytes& cut :
-       {box("trak", box("edts", box("elst", zeros(7)))), box("trak", box("edts", text("x")))}) {
+  for (const Bytes& cut : {box("edts", box("elst", zeros(7))), box("edts", text("x"))}) {
     EXPECT_EQ(EditList::of(*BoxView::at(cut), kMovieScale, kMediaScale).edits().size(), 1u);
   }
 }
@@ -131,24 +132,29 @@ TEST(EditList, SurvivesExtremeNumbers) {
                              u64(std::numeric_limits<std::int64_t>::max()), u32(0x10000)});
   const Bytes least =
       concat({u64(std::numeric_limits<std::uint64_t>::max()), u64(1ull << 63), u32(0xFFFFFFFF)});
-  const Bytes trak = trakWith(1, concat({most, least, most, least}), 4);
+  const Bytes edts = edtsWith(1, concat({most, least, most, least}), 4);
   for (const std::uint32_t scale : {0u, 1u, 0xFFFFFFFFu}) {
-    const EditList list = EditList::of(*BoxView::at(trak), scale, scale);
-    list.show(pictures(4));
-    list.placeCaption(captions::kLatestTime / 4, [](Time) {});
-    list.placeCaption(-captions::kLatestTime / 4, [](Time) {});
+    const EditList list = EditList::of(*BoxView::at(edts), scale, scale);
+    showPicturesOnce(list, pictures(4));
+    showCaptions(list, pictures(4));
+    showPictures(list, pictures(4));
+    const std::vector<MediaSpan> extremes{{-captions::kLatestPicture, -captions::kLatestPicture, 0},
+                                          {captions::kLatestPicture, captions::kLatestPicture, 1}};
+    showCaptions(list, extremes);
+    showPictures(list, extremes);
   }
 }
 
 TEST(EditList, ManyRepeatedEditsTakeNoLongerThanOne) {
   // With every edit walking over all pictures this would be 10^10 steps.
   const std::vector<EditList::Edit> edits(100'000, {Time{0}, ms(10'000'000), ms(0), false});
-  EXPECT_EQ(EditList(edits).show(pictures(100'000)).pictures.size(), 100'000u);
+  EXPECT_EQ(showPicturesOnce(EditList(edits), pictures(100'000)).pictures.size(), 100'000u);
 }
 
 std::vector<Time> captionTimes(const EditList& list, std::int64_t media) {
   std::vector<Time> times;
-  list.placeCaption(ms(media), [&times](Time time) { times.push_back(time); });
+  const std::vector<MediaSpan> samples{{ms(media), ms(media + 1), 0}};
+  for (const Showing& showing : showCaptions(list, samples)) times.push_back(showing.start);
   return times;
 }
 
@@ -173,8 +179,8 @@ TEST(EditList, PlacesCaptionsInEveryEditThatShowsThem) {
 TEST(EditList, OfGapsOnlyPlacesNothing) {
   const EditList list = listOf({entry0(500, -1)});
   EXPECT_TRUE(captionTimes(list, 0).empty());
-  EXPECT_TRUE(list.show(pictures(3)).pictures.empty());
+  EXPECT_TRUE(showPicturesOnce(list, pictures(3)).pictures.empty());
 }
 
 }  // namespace
-}  // namespace quarrypack::embed
+}  // namespace quarrypack::sources

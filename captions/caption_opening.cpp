@@ -1,4 +1,4 @@
-#include "embed/caption_opening.h"
+#include "captions/caption_opening.h"
 
 #include "captions/visible_codes.h"
 
@@ -8,12 +8,7 @@
 #include <iterator>
 #include <limits>
 
-namespace quarrypack::embed {
-
-using captions::BytePair;
-using captions::FieldPairs;
-using captions::Time;
-using captions::TimedPair;
+namespace quarrypack::captions {
 
 namespace {
 
@@ -147,8 +142,8 @@ class FieldMemory {
     const bool isRepetition = bare == last_;
     last_ = isRepetition ? BytePair{} : bare;
     if (isRepetition) return;
-    current_ = captions::isForSecondChannel(pair) ? 1 : 0;
-    const std::uint8_t code = captions::commandCode(pair);
+    current_ = isForSecondChannel(pair) ? 1 : 0;
+    const std::uint8_t code = commandCode(pair);
     code != 0 ? channels_[current_].command(code, place) : channels_[current_].write();
   }
 
@@ -203,4 +198,4 @@ void dropBeforeStart(FieldPairs& field, Time start) {
               field.begin() + static_cast<std::ptrdiff_t>(needed));
 }
 
-}  // namespace quarrypack::embed
+}  // namespace quarrypack::captions

@@ -1,21 +1,20 @@
-#include "embed/caption_opening.h"
+#include "captions/caption_opening.h"
 
-#include "tests/unit/embed/caption_pairs.h"
+#include "tests/support/caption_pairs.h"
 
 #include <gtest/gtest.h>
 
-namespace quarrypack::embed {
+namespace quarrypack::captions {
 namespace {
 
-using captions::FieldPairs;
-using captions::Time;
+using namespace quarrypack::test;
 
 constexpr Time kStart{1000};
 
 // What is left of pairs before the start, which are followed by one at the start.
 std::string keptOf(const std::string& before) {
   FieldPairs field;
-  for (const captions::BytePair pair : pairsOf(before)) field.push_back({Time{0}, pair});
+  for (const BytePair pair : pairsOf(before)) field.push_back({Time{0}, pair});
   field.push_back({kStart, pairsOf("7f7f")[0]});
   dropBeforeStart(field, kStart);
   const std::string kept = hexOf(field);
@@ -109,4 +108,4 @@ TEST(CaptionOpening, LeavesAllThatIsDueLater) {
 }
 
 }  // namespace
-}  // namespace quarrypack::embed
+}  // namespace quarrypack::captions
