@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 
-// The command codes that matter here.
+// The second bytes of the commands that change a memory.
 enum Code : std::uint8_t {
   kResumeLoading = 0x20,
   kRollUp2 = 0x25,
@@ -47,7 +47,7 @@ class ChannelMemory {
         loading_ = kNone;
         return;
       case kEndOfCaption:
-        // The memories change places, and loading goes on.
+        // The memories are exchanged, and loading continues.
         std::swap(displayed_, loading_);
         return enter(Mode::popOn, place);
       case kCarriageReturn:
@@ -57,7 +57,7 @@ class ChannelMemory {
     }
   }
 
-  // Characters, or codes that place or colour them.
+  // For characters, and for codes that place or colour them.
   void write() {
     if (mode_ == Mode::popOn) loading_ = std::min(loading_, modePlace_);
     if (mode_ == Mode::paintOn) displayed_ = std::min(displayed_, modePlace_);
@@ -66,8 +66,8 @@ class ChannelMemory {
 
   std::size_t firstNeeded() const { return std::min(displayed_, loading_); }
 
-  // The pair without which later characters of this channel would go nowhere. The end of a caption
-  // is none: the next one begins with a code of its own.
+  // The pair without which later characters of this channel would be lost; kNone after the end of a
+  // caption, because the next one begins with a code of its own.
   std::size_t modePlace() const {
     const bool isNeeded = mode_ == Mode::rollUp || mode_ == Mode::paintOn || isLoading_;
     return isNeeded ? modePlace_ : kNone;
@@ -90,11 +90,11 @@ class ChannelMemory {
 
   void eraseDisplayed() {
     displayed_ = kNone;
-    // What is written from now on needs the current line only.
+    // What is written from now on needs only the current line.
     lines_.fill(kNone);
   }
 
-  // The code is often repeated for each line. What is needed later is the first one.
+  // The code is often repeated for each line. Only the first one is needed later.
   void rollUp(std::size_t rows, std::size_t place) {
     if (mode_ != Mode::rollUp) {
       displayed_ = loading_ = kNone;
@@ -107,7 +107,7 @@ class ChannelMemory {
     enter(Mode::rollUp, place);
   }
 
-  // The line goes up, and the oldest off the screen.
+  // The lines move up, and the oldest leaves the screen.
   void carriageReturn(std::size_t place) {
     if (mode_ != Mode::rollUp) return;
     const bool hasText = displayed_ != kNone;
@@ -120,12 +120,12 @@ class ChannelMemory {
 
   Mode mode_ = Mode::none;
   std::size_t modePlace_ = kNone;
-  bool isLoading_ = false;  // by a code that says so
+  bool isLoading_ = false;  // since a code that starts loading
   std::size_t displayed_ = kNone;
   std::size_t loading_ = kNone;
   std::size_t rows_ = 2;
-  std::size_t line_ = kNone;  // of the roll-up line that is written
-  // Of those above it, the last one first.
+  std::size_t line_ = kNone;  // of the roll-up line that is being written
+  // Of the lines above it, the lowest one first.
   std::array<std::size_t, kMostRows> lines_{kNone, kNone, kNone, kNone};
 };
 

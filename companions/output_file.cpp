@@ -8,25 +8,44 @@
 #include <cerrno>
 #include <climits>
 #include <cstddef>
-#include <fstream>
-#include <iostream>
 #include <iterator>
 #include <optional>
 #include <span>
+#include <streambuf>
+#include <string_view>
 #include <system_error>
+#include <utility>
+
+#include "process/progress_line.h"
 
 namespace quarrypack::companions {
 
 namespace {
 
+std::string textOf(int error) { return std::generic_category().message(error); }
+
 [[noreturn]] void fail(const std::string& what, const std::string& path, int error = errno) {
-  throw FileError(what + " '" + path + "': " + std::generic_category().message(error));
+  throw FileError(what + " '" + path + "': " + textOf(error));
 }
 
+// Repeats a call that a signal interrupts.
+template <class Call>
+int uninterrupted(Call call) {
+  for (;;) {
+    const int result = call();
+    if (result >= 0 || errno != EINTR) return result;
+  }
+}
+
+bool isMissing(int error) { return error == ENOENT || error == ENOTDIR; }
+
+// Nothing for a file that does not exist. One that cannot be examined is not taken for missing: it
+// may be the input.
 std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  return status;
+  if (uninterrupted([&] { return stat(path.c_str(), &status); }) == 0) return status;
+  if (!isMissing(errno)) fail("cannot examine", path);
+  return std::nullopt;
 }
 
 std::string folderOf(const std::string& path) {
@@ -42,6 +61,8 @@ std::string withoutLinks(std::string path) {
   std::array<char, PATH_MAX> buffer;
   for (int i = 0; i < kMostLinks; ++i) {
     const ssize_t length = readlink(path.c_str(), buffer.data(), buffer.size());
+    if (length < 0 && errno == EINTR) continue;
+    if (length < 0 && errno != EINVAL && !isMissing(errno)) fail("cannot examine", path);
     if (length < 0) return path;
     const std::string link(buffer.data(), static_cast<std::size_t>(length));
     path = link.starts_with('/') ? link : folderOf(path) + link;
@@ -56,6 +77,7 @@ const char* pendingPath = nullptr;
 // again ends the process after the handler.
 extern "C" void removeTemporaryAndEnd(int signal) {
   if (pendingPath != nullptr) unlink(pendingPath);
+  process::eraseProgressFromHandler();
   raise(signal);
 }
 
@@ -84,7 +106,7 @@ bool areSameFile(const std::string& first, const std::string& second) {
   return a && b && a->st_dev == b->st_dev && a->st_ino == b->st_ino;
 }
 
-OutputFile::OutputFile(const std::string& path) : target_(withoutLinks(path)) {
+OutputFile::OutputFile(const std::string& path) : path_(path), target_(withoutLinks(path)) {
   const auto status = statusOf(target_);
   if (nameOf(target_).empty() || (status && !S_ISREG(status->st_mode))) {
     throw FileError("'" + path + "' is not a file that can be replaced");
@@ -100,20 +122,24 @@ void OutputFile::create() {
   constexpr mode_t kPermissions = 0777;
   constexpr std::size_t kLongestName = 200;
   const auto replaced = statusOf(target_);
-  if (replaced && faccessat(AT_FDCWD, target_.c_str(), W_OK, AT_EACCESS) != 0)
-    fail("cannot write to", target_);
+  const auto check = [&] { return faccessat(AT_FDCWD, target_.c_str(), W_OK, AT_EACCESS); };
+  if (replaced && uninterrupted(check) != 0) fail("cannot write to", path_);
   const std::string start = folderOf(target_) + '.' + nameOf(target_).substr(0, kLongestName) +
                             '.' + std::to_string(getpid()) + '.';
   for (int i = 0; i < kMostTries && descriptor_ < 0; ++i) {
     temporary_ = start + std::to_string(i) + ".tmp";
     // The permissions of a secret file are never wider, not even for a moment.
     const mode_t mode = replaced ? S_IRUSR | S_IWUSR : kNewFile;
-    descriptor_ = open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    descriptor_ = uninterrupted(
+        [&] { return open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode); });
     if (descriptor_ < 0 && errno != EEXIST) fail("cannot create", temporary_);
   }
   if (descriptor_ < 0) fail("cannot create", temporary_, EEXIST);
   isPending_ = true;
-  if (replaced && fchmod(descriptor_, replaced->st_mode & kPermissions) != 0) {
+  const auto copyPermissions = [&] {
+    return fchmod(descriptor_, replaced->st_mode & kPermissions);
+  };
+  if (replaced && uninterrupted(copyPermissions) != 0) {
     const int error = errno;
     close(descriptor_);
     unlink(temporary_.c_str());
@@ -142,16 +168,19 @@ void OutputFile::giveSignalsBack() {
 }
 
 void OutputFile::commit() {
+  // Nothing may fail after the renaming.
+  const std::string folder = folderOf(target_).empty() ? "." : folderOf(target_);
   const SignalsHeld held(kSignals);
-  if (fsync(descriptor_) != 0) fail("cannot write", temporary_);
-  if (rename(temporary_.c_str(), target_.c_str()) != 0) fail("cannot replace", target_);
+  if (uninterrupted([&] { return fsync(descriptor_); }) != 0) fail("cannot write", path_);
+  const auto replace = [&] { return rename(temporary_.c_str(), target_.c_str()); };
+  if (uninterrupted(replace) != 0) fail("cannot replace", path_);
   isPending_ = false;
   giveSignalsBack();
   // The new name exists; a folder that cannot be synchronized does not undo it.
-  const std::string folder = folderOf(target_).empty() ? "." : folderOf(target_);
-  const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int opened =
+      uninterrupted([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   if (opened < 0) return;
-  fsync(opened);
+  uninterrupted([&] { return fsync(opened); });
   close(opened);
 }
 
@@ -164,21 +193,64 @@ OutputFile::~OutputFile() {
   close(descriptor_);
 }
 
+namespace {
+
+// Hands the text of a stream to a descriptor. A failure leaves the stream as a FileError.
+class DescriptorBuffer final : public std::streambuf {
+ public:
+  DescriptorBuffer(int descriptor, std::string name)
+      : descriptor_(descriptor), name_(std::move(name)) {
+    setp(buffer_.data(), buffer_.data() + buffer_.size());
+  }
+
+ private:
+  int_type overflow(int_type c) override {
+    sync();
+    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+    return sputc(traits_type::to_char_type(c));
+  }
+
+  int sync() override {
+    std::string_view rest(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+    while (!rest.empty()) {
+      const ssize_t count = write(descriptor_, rest.data(), rest.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count <= 0)
+        throw FileError("cannot write to " + name_ + ": " + textOf(count < 0 ? errno : EIO));
+      rest.remove_prefix(static_cast<std::size_t>(count));
+    }
+    setp(buffer_.data(), buffer_.data() + buffer_.size());
+    return 0;
+  }
+
+  int descriptor_;
+  std::string name_;
+  std::array<char, 16384> buffer_;
+};
+
+void writeText(int descriptor, const std::string& name, const WriteText& write) {
+  DescriptorBuffer buffer(descriptor, name);
+  std::ostream out(&buffer);
+  // Lets what the buffer throws pass.
+  out.exceptions(std::ios::badbit);
+  try {
+    write(out);
+    out.flush();
+  } catch (const std::ios::failure&) {
+    throw FileError("cannot write to " + name);
+  }
+}
+
+}  // namespace
+
 void writeTextFile(const std::string& path, const WriteText& write) {
   OutputFile file(path);
-  errno = 0;
-  std::ofstream out(file.temporaryPath(), std::ios::binary | std::ios::trunc);
-  write(out);
-  out.close();
-  if (!out) fail("cannot write to", path);
+  writeText(file.descriptor(), '\'' + path + '\'', write);
   file.commit();
 }
 
 void writeStandardOutput(const WriteText& write) {
-  errno = 0;
-  write(std::cout);
-  if (std::cout.flush()) return;
-  throw FileError("cannot write to standard output: " + std::generic_category().message(errno));
+  writeText(STDOUT_FILENO, "standard output", write);
 }
 
 }  // namespace quarrypack::companions

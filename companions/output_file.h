@@ -14,7 +14,8 @@ class FileError : public std::runtime_error {
   explicit FileError(const std::string& text) : std::runtime_error(text) {}
 };
 
-// Whether two paths refer to the same file, by whatever names; false if one refers to none.
+// Whether two paths refer to the same file, by whatever names; false if one refers to none. Throws
+// FileError for a file that cannot be examined.
 bool areSameFile(const std::string& first, const std::string& second);
 
 // A file that appears under its name completely or not at all:
@@ -27,8 +28,11 @@ bool areSameFile(const std::string& first, const std::string& second);
 // exclusively, with the permissions of the file that it replaces, or else with those of a new one.
 // A name that is a link stays one: its target is replaced. Unless the file was committed, the
 // destructor removes the temporary file. So do SIGINT, SIGTERM and SIGHUP before they end the
-// process. A signal that the program was started to ignore stays ignored. At most one object at a
-// time.
+// process; they erase the progress line too. A signal that the program was started to ignore stays
+// ignored. At most one object at a time.
+//
+// A process that is killed, or a power failure, leaves the temporary file: a hidden one with the
+// name ".NAME.PROCESS.NUMBER.tmp", beginning with that of the output.
 class OutputFile {
  public:
   // Throws FileError if no file can be created in the folder, and for a path that refers to
@@ -40,6 +44,7 @@ class OutputFile {
 
   // Where to write. The file exists already and is empty.
   const std::string& temporaryPath() const { return temporary_; }
+  int descriptor() const { return descriptor_; }  // of the same file
 
   // Synchronizes the written bytes to the disk and gives the file its name. Even after a power
   // failure the name refers to the old file or to the new one. Throws FileError; the old file is
@@ -53,6 +58,7 @@ class OutputFile {
 
   static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
+  std::string path_;    // as it was given
   std::string target_;  // without links
   std::string temporary_;
   int descriptor_ = -1;

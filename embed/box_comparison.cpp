@@ -34,12 +34,6 @@ using Bytes = std::span<const std::uint8_t>;
 
 bool areEqual(Bytes a, Bytes b) { return std::equal(a.begin(), a.end(), b.begin(), b.end()); }
 
-std::string textOf(FourCc type) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(type >> shift & 0xFF);
-  return text;
-}
-
 std::uint32_t u32At(const BoxView& box, std::size_t position) {
   return box.payload().size() < position + 4 ? 0 : loadU32(box.payload().data() + position);
 }
@@ -145,7 +139,8 @@ class BoxComparison {
 
  private:
   [[noreturn]] void fail(const std::string& path, const char* what) const {
-    throw VerificationError(label_.empty() ? "the movie" : label_, "the box '" + path + "' " + what);
+    throw VerificationError(label_.empty() ? "the movie" : label_,
+                            "the box '" + path + "' " + what);
   }
 
   void require(bool isSo, const std::string& path) const {
@@ -407,13 +402,12 @@ class BoxComparison {
 
   bool losesFragments() {
     const FragmentEditor editor({.removedTracks = removed_});
-    return std::any_of(
-        input_.boxes().begin(), input_.boxes().end(), [&](const TopLevelBox& box) {
-          if (box.type != fourCc("moof")) return false;
-          const auto bytes = read(input_, box);
-          const auto moof = BoxView::at(bytes);
-          return moof && editor.losesTracks(*moof);
-        });
+    return std::any_of(input_.boxes().begin(), input_.boxes().end(), [&](const TopLevelBox& box) {
+      if (box.type != fourCc("moof")) return false;
+      const auto bytes = read(input_, box);
+      const auto moof = BoxView::at(bytes);
+      return moof && editor.losesTracks(*moof);
+    });
   }
 
   void compareTopLevel(const TopLevelBox& box, const TopLevelBox& copy) {

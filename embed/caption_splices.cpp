@@ -17,7 +17,7 @@ using captions::kBothFields;
 
 namespace {
 
-// Of splices at one offset, one that does what they do together.
+// Appends a splice, or adds it to the last one if both are at the same offset.
 void addSplice(std::vector<Splice>& splices, const Splice& splice) {
   if (!splices.empty() && splices.back().offset == splice.offset &&
       (splices.back().removed == 0 || splice.removed == 0)) {

@@ -46,11 +46,24 @@ sources::CaptionPairs readTracks(Film& film) {
   }
 }
 
+// Tracks are removed and changed by their ids.
+void requireOwnIds(const Film& film) {
+  std::vector<std::uint32_t> changed = captionTrackIds(film);
+  changed.push_back(film.pictureTrack().id());
+  for (const std::uint32_t id : changed) {
+    const auto hasId = [id](const FilmTrack& track) { return track.id() == id; };
+    if (std::count_if(film.tracks().begin(), film.tracks().end(), hasId) == 1) continue;
+    throw Refusal("several tracks have the id " + std::to_string(id) +
+                  ". Make a plain copy of the movie first");
+  }
+}
+
 }  // namespace
 
 Embedding::Embedding(Film& film, EmbedSettings settings)
     : film_(film), pictures_(readPictures(film)) {
   requireFreePictures(settings.replace);
+  requireOwnIds(film_);
   // Refuses samples that are not in the file, before any is read.
   std::vector<Splice> unusedBytes = captionBytes(film_);
   plan_ = planCaptions(pictures_.screening(), takeCaptions(settings), {settings.pad});

@@ -13,13 +13,13 @@ namespace quarrypack::embed {
 
 using norvik::kav::BoxPlace;
 using norvik::kav::BoxView;
-using norvik::kav::FourCc;
 using norvik::kav::fourCc;
 using norvik::kav::loadU16;
 using norvik::kav::loadU32;
 using norvik::kav::loadU64;
 using norvik::kav::Sample;
 using norvik::kav::SampleDescription;
+using norvik::kav::textOf;
 
 namespace {
 
@@ -28,27 +28,22 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr std::uint64_t kLargestMovieBox = std::uint64_t{1} << 30;
 constexpr std::size_t kListFields = 8;  // version, flags, count
 
-std::string textOf(FourCc type) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    const char c = static_cast<char>(type >> shift & 0xFF);
-    text += c < ' ' || c > '~' ? '?' : c;
-  }
-  return text;
-}
+struct BoxHeader {
+  std::optional<std::uint64_t> statedSize;  // none for a box that runs to the end of the file
+  std::uint32_t length = 8;                 // bytes
+};
 
-// The size that a header states; none for a box that runs to the end of the file.
-std::optional<std::uint64_t> statedSize(norvik::kav::Movie& movie, const BoxPlace& box) {
+BoxHeader headerOf(norvik::kav::Movie& movie, const BoxPlace& box) {
   constexpr std::uint32_t kRunsToEnd = 0;
   constexpr std::uint32_t kLargeSize = 1;
   std::array<std::uint8_t, 16> header{};
-  if (!movie.holds(box.start, 8)) return std::nullopt;
+  if (!movie.holds(box.start, 8)) return {};
   movie.peekAt(box.start, std::span(header).first(8));
   const std::uint32_t size = loadU32(header.data());
-  if (size == kRunsToEnd) return std::nullopt;
-  if (size != kLargeSize || !movie.holds(box.start, header.size())) return size;
+  if (size == kRunsToEnd) return {};
+  if (size != kLargeSize || !movie.holds(box.start, header.size())) return {size};
   movie.peekAt(box.start, header);
-  return loadU64(header.data() + 8);
+  return {loadU64(header.data() + 8), header.size()};
 }
 
 // Whether an entry of dref says that the media lies in another file.
@@ -60,7 +55,7 @@ bool isExternal(const BoxView& reference) {
   return payload.size() > 4 && payload[4] != 0;
 }
 
-// The numbers, from 1, of the data references that the descriptions of a track name.
+// Whether a description of a track names a data reference, by its number from 1, to another file.
 bool usesOtherFile(const BoxView& trak) {
   constexpr std::size_t kReferenceIndex = 6;  // in the payload of a description
   const auto dref = trak.find("mdia/minf/dinf/dref");
@@ -117,14 +112,14 @@ Film::Film(norvik::kav::IStreamPtr stream) : file_(std::move(stream)) {
 
 void Film::readBoxes() {
   for (const BoxPlace& place : movie().topLevelBoxes()) {
-    const auto size = statedSize(movie(), place);
-    if (size && *size > place.size) {
+    const BoxHeader header = headerOf(movie(), place);
+    if (header.statedSize && *header.statedSize > place.size) {
       throw Refusal("the file is cut short: its box '" + textOf(place.type) + "' at byte " +
-                    std::to_string(place.start) + " says " + std::to_string(*size) +
+                    std::to_string(place.start) + " says " + std::to_string(*header.statedSize) +
                     " bytes, and " + std::to_string(place.size) +
                     " are there. Get the whole file, or repair it with a plain copy first");
     }
-    boxes_.push_back({place.type, place.start, place.size});
+    boxes_.push_back({place.type, place.start, place.size, header.length});
     if (place.type == fourCc("moov") && moovBytes_.empty()) {
       if (place.size > kLargestMovieBox) throw Refusal("the box 'moov' is too large");
       moovBytes_ = movie().readBox(place, kLargestMovieBox);
@@ -173,7 +168,7 @@ const FilmTrack& Film::pictureTrack() const {
   refusePictures(tracks_);
 }
 
-// Whether bytes lie in more than one box, or in one that is written anew.
+// Whether bytes lie in more than one box, in a header, or in a box that is rewritten.
 bool Film::overlapsTables(std::uint64_t offset, std::uint64_t length) const {
   const auto box =
       std::partition_point(boxes_.begin(), boxes_.end(),
@@ -181,7 +176,7 @@ bool Film::overlapsTables(std::uint64_t offset, std::uint64_t length) const {
   if (box == boxes_.end()) return false;
   constexpr std::array kTables{fourCc("ftyp"), fourCc("moov"), fourCc("moof"),
                                fourCc("sidx"), fourCc("ssix"), fourCc("mfra")};
-  return box->end() - offset < length ||
+  return box->end() - offset < length || offset < box->start + box->headerLength ||
          std::find(kTables.begin(), kTables.end(), box->type) != kTables.end();
 }
 
@@ -201,8 +196,8 @@ void Film::requireInside(const FilmTrack& track, std::uint32_t number, std::uint
 }
 
 void Film::forEachSample(const FilmTrack& track, const VisitSample& visit) {
-  // Samples of a real film do not overlap, and hardly one is shorter than the tables that tell of
-  // it.
+  // The samples of a real film do not overlap, and hardly any is shorter than its entries in the
+  // tables.
   const std::uint64_t mostCost = movie().fileLength() * 8;
   std::uint64_t cost = 0;
   std::uint32_t number = 0;

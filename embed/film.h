@@ -28,8 +28,8 @@ struct FilmTrack {
   bool isCaptions() const { return facts->isCaptions(); }
 };
 
-// A movie that captions are to be put into, and its boxes. It is opened only if its bytes can be
-// moved: all of its media lies in the file itself, as a whole.
+// A movie into which captions are to be put, and its boxes. It is opened only if its bytes can be
+// moved: all of its media must lie in the file itself, and be complete.
 class Film {
  public:
   // Reads the boxes of a movie, none of its samples. Throws Refusal, and what Movie throws.
@@ -49,13 +49,13 @@ class Film {
   // The number of a sample, from 0, in the order of decoding.
   using VisitSample = std::function<void(const norvik::kav::Sample&, std::uint32_t)>;
 
-  // Visits the samples of a track as they are stored, without edits. Throws Refusal for a sample
-  // that lies past the end of the file or in a box of the film's own, and for more samples than a
+  // Visits the samples of a track as stored, without edits. Throws Refusal for a sample that lies
+  // past the end of the file or in one of the boxes that are rewritten, and for more samples than a
   // file can hold.
   void forEachSample(const FilmTrack& track, const VisitSample& visit);
 
-  // Visits the ranges of the file that the samples of a track lie in, runs of samples as one where
-  // tables tell so. Throws as forEachSample does.
+  // Visits the ranges of the file in which the samples of a track lie. Samples that the tables
+  // place in one run are one range. Throws what forEachSample throws.
   using VisitRange = std::function<void(std::uint64_t offset, std::uint64_t length)>;
   void forEachRange(const FilmTrack& track, const VisitRange& visit);
 

@@ -16,7 +16,8 @@ using norvik::kav::Sample;
 
 namespace {
 
-// For each description of a track the place of its coding in a list without repetitions.
+// Numbers the codings of a track: for each description the place of its coding in a list without
+// repetitions.
 class Codings {
  public:
   explicit Codings(const FilmTrack& track) {
@@ -45,8 +46,8 @@ class Codings {
   std::vector<std::optional<std::uint16_t>> places_;
 };
 
-// Decoding times tell how long the last picture lasts. Tables with times for more samples than
-// there are exist, so the one before tells it better than the table.
+// How long the last picture lasts: as long as the one decoded before it. The table of times is no
+// better source, because some tables have times for more samples than there are.
 Time lastLength(const std::vector<std::uint64_t>& lastTimes, std::uint32_t timescale) {
   if (lastTimes.size() < 2 || lastTimes[1] <= lastTimes[0]) return captions::kPairTime;
   const std::uint64_t ticks = lastTimes[1] - lastTimes[0];

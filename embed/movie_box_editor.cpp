@@ -36,7 +36,7 @@ void appendLowered(const BoxView& box, WideField field, std::optional<std::uint6
   const BoxPieces::Mark mark = pieces.open(box.type());
   pieces.keep(payload.first(old->position));
   // A value below another of the same width fits.
-  old->width == 8 ? pieces.addU64(*most) : pieces.addU32(static_cast<std::uint32_t>(*most));
+  pieces.addWide(*most, old->width == 8);
   pieces.keep(payload.subspan(old->position + old->width));
   pieces.close(mark);
 }

@@ -34,19 +34,19 @@ constexpr std::size_t kPiece = std::size_t{256} << 10;
   throw VerificationError(where, what);
 }
 
-// Bytes of a file, with others in the place of some of them.
+// A range of bytes of a file in which some are replaced.
 class Strand {
  public:
   Strand(Movie& movie, std::uint64_t offset, std::uint64_t length)
       : movie_(&movie), position_(offset), end_(offset + length) {}
 
-  // Leaves a range out and has other bytes instead. Ranges are given in ascending order; the bytes
-  // must outlive the strand.
+  // Replaces a range by other bytes. Ranges are given in ascending order; the bytes must outlive
+  // the strand.
   void replace(std::uint64_t offset, std::uint64_t length, Bytes bytes) {
     changes_.push_back({offset, length, bytes});
   }
 
-  // Fills the buffer as far as there are bytes, and returns how many.
+  // Fills the buffer, or as much of it as there are bytes for, and returns how many there were.
   std::size_t read(std::span<std::uint8_t> buffer) {
     std::size_t filled = 0;
     while (filled < buffer.size()) {

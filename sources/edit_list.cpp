@@ -14,6 +14,7 @@ using captions::timeOfUnits;
 using norvik::kav::BoxView;
 using norvik::kav::loadU32;
 using norvik::kav::loadU64;
+using norvik::kav::loadWide;
 
 namespace {
 
@@ -28,7 +29,7 @@ Time withinBound(Time time) { return std::clamp(time, -kBound, kBound); }
 // An entry of elst, whose numbers have 4 bytes in version 0 and 8 in version 1.
 struct Entry {
   Entry(const std::uint8_t* bytes, std::size_t width)
-      : length(width == 8 ? loadU64(bytes) : loadU32(bytes)),
+      : length(loadWide(bytes, width == 8)),
         media(width == 8 ? static_cast<std::int64_t>(loadU64(bytes + width))
                          : static_cast<std::int32_t>(loadU32(bytes + width))),
         rate(loadU32(bytes + 2 * width)) {}

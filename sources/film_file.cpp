@@ -24,7 +24,8 @@ using kav::fourCc;
 
 constexpr std::uint32_t kTrackIsEnabled = 1;  // of tkhd
 
-// Overlapping samples let a small file hold any number of them.
+// The limit for the bytes that are read. Without it, overlapping samples would let a small file
+// hold any number of them.
 std::uint64_t budgetOf(std::uint64_t fileLength) {
   constexpr std::uint64_t kFactor = 16;
   constexpr std::uint64_t kAllowance = 8u << 20;

@@ -11,7 +11,7 @@
 #include <array>
 #include <limits>
 #include <optional>
-#include <utility>
+#include <vector>
 
 namespace quarrypack {
 
@@ -44,15 +44,47 @@ class UnitPairs {
     statedCount_ += atom.wholePairCount();
   }
 
-  void buildUnit(std::vector<std::uint8_t>& unit) const {
-    captions::buildCaptionUnit(unit, {.nalLengthSize = nalLengthSize},
-                               std::span(triplets_).first(count_), statedCount_);
+  // The unit. It is valid while this object lives.
+  Bytes build() {
+    const captions::CaptionUnitForm form{.nalLengthSize = nalLengthSize};
+    const auto unit = std::span(unit_).first(captions::captionUnitSize(form, count_));
+    captions::writeCaptionUnit(unit, form, std::span(triplets_).first(count_), statedCount_);
+    return unit;
   }
 
  private:
   std::array<captions::CcTriplet, captions::kMostTriplets> triplets_;
+  std::array<std::uint8_t, captions::kLargestCaptionUnit> unit_;
   std::size_t count_ = 0;
   std::size_t statedCount_ = 0;
+};
+
+// Reads a sample from front to back in few reads: the units before a picture are short.
+class SampleHead {
+ public:
+  explicit SampleHead(const SampleBytes& sample) : sample_(sample) {}
+
+  // Up to count bytes from a position on, fewer at the end of the sample. Each call ends the use of
+  // the bytes of the one before it.
+  Bytes read(std::uint64_t position, std::size_t count) {
+    count = std::min<std::uint64_t>(count, sample_.size() - position);
+    if (position < start_ || position + count > start_ + length_) fetch(position);
+    return Bytes(bytes_).subspan(position - start_, count);
+  }
+
+ private:
+  static constexpr std::size_t kFetched = 32;
+
+  void fetch(std::uint64_t position) {
+    start_ = position;
+    length_ = std::min<std::uint64_t>(kFetched, sample_.size() - position);
+    sample_.read(position, std::span(bytes_).first(length_));
+  }
+
+  const SampleBytes& sample_;
+  std::uint64_t start_ = 0;
+  std::size_t length_ = 0;
+  std::array<std::uint8_t, kFetched> bytes_{};
 };
 
 // Where the next unit is inserted, and whether every later unit is inserted there too.
@@ -82,22 +114,20 @@ InsertionPoint findInsertionPoint(const SampleBytes& sample, ConversionListener&
   NalSearchStart mark = sample.nalSearchStart();
   if (mark.nalLengthSize != nalLengthSize) mark = {nalLengthSize, 0};
 
+  SampleHead head(sample);
   std::uint64_t unit = mark.position;
   std::uint64_t found = size;
   while (unit < size) {
-    std::array<std::uint8_t, 5> start{};
-    const std::size_t count = std::min<std::uint64_t>(nalLengthSize + 1u, size - unit);
-    sample.read(unit, std::span(start).first(count));
-
-    const std::size_t prefix = std::min<std::size_t>(nalLengthSize, count);
+    const Bytes start = head.read(unit, nalLengthSize + 1u);
+    const std::size_t prefix = std::min<std::size_t>(nalLengthSize, start.size());
     const std::uint32_t length = captions::ByteReader(start).number(prefix);
     if ((length & kNegative) != 0) {
       listener.invalidNalLength();
       break;
     }
-    if (prefix == count) break;
+    if (prefix == start.size()) break;
 
-    const std::uint8_t type = captions::kH264Rules.type(Bytes(start).subspan(prefix));
+    const std::uint8_t type = captions::kH264Rules.type(start.subspan(prefix));
     if (type != kSequenceParameterSet && type != kPictureParameterSet &&
         type != kAccessUnitDelimiter) {
       found = unit;
@@ -110,9 +140,8 @@ InsertionPoint findInsertionPoint(const SampleBytes& sample, ConversionListener&
   return {found, mark};
 }
 
-void insertUnits(SampleBytes& sample, const InsertionPoint& point,
-                 std::vector<std::uint8_t> units) {
-  sample.insert(point.position, std::move(units));
+void insertUnits(SampleBytes& sample, const InsertionPoint& point, Bytes units) {
+  sample.insert(point.position, units);
   sample.setNalSearchStart(point.nextSearch);
 }
 
@@ -128,17 +157,17 @@ class UnitPile {
     if (!point_ || !point_->holdsFromNowOn()) point_ = findInsertionPoint(sample_, listener_);
     UnitPairs pairs;
     pairs.add(piece, listener_);
-    pairs.buildUnit(unit_);
+    const Bytes unit = pairs.build();
     if (!point_->holdsFromNowOn()) {
-      insertUnits(sample_, *point_, unit_);
+      insertUnits(sample_, *point_, unit);
       return;
     }
-    lengths_.push_back(static_cast<std::uint16_t>(unit_.size()));
-    units_.insert(units_.end(), unit_.begin(), unit_.end());
+    lengths_.push_back(static_cast<std::uint16_t>(unit.size()));
+    units_.insert(units_.end(), unit.begin(), unit.end());
   }
 
   void insert() {
-    if (units_.empty()) return;
+    if (!point_ || units_.empty()) return;
     // Reversed as a whole and then one by one, the units are in order from last to first.
     std::reverse(units_.begin(), units_.end());
     std::reverse(lengths_.begin(), lengths_.end());
@@ -147,14 +176,13 @@ class UnitPile {
       std::reverse(unit, unit + length);
       unit += length;
     }
-    insertUnits(sample_, *point_, std::move(units_));
+    insertUnits(sample_, *point_, units_);
   }
 
  private:
   SampleBytes& sample_;
   ConversionListener& listener_;
   std::optional<InsertionPoint> point_;
-  std::vector<std::uint8_t> unit_;  // the latest; its memory is reused
   std::vector<std::uint8_t> units_;
   std::vector<std::uint16_t> lengths_;
 };
@@ -164,9 +192,7 @@ void insertSingle(SampleBytes& sample, Bytes caption, ConversionListener& listen
   const InsertionPoint point = findInsertionPoint(sample, listener);
   UnitPairs pairs;
   for (const CaptionAtom& atom : CaptionAtoms(caption)) pairs.add(atom, listener);
-  std::vector<std::uint8_t> unit;
-  pairs.buildUnit(unit);
-  insertUnits(sample, point, std::move(unit));
+  insertUnits(sample, point, pairs.build());
 }
 
 // A caption too large for one unit. Each atom is cut into pieces, and each piece is a caption of
@@ -185,7 +211,7 @@ void insertInPieces(SampleBytes& sample, Bytes caption, ConversionListener& list
 
 }  // namespace
 
-void attachCaptionSample(SortedGroup& sortedGroup, std::unique_ptr<CaptionSample>& captionSample,
+void attachCaptionSample(SortedGroup& sortedGroup, std::optional<CaptionSample>& captionSample,
                          ConversionListener& listener) {
   const std::uint64_t due = presentationTime(
       captionSample->decodingTime, captionSample->compositionOffset, captionSample->timescale);

@@ -2,9 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <span>
-#include <vector>
 
 #include "src/conversion_listener.h"
 #include "src/sample_bytes.h"
@@ -26,13 +25,13 @@ struct CaptionSample {
   std::uint64_t decodingTime = 0;       // units of timescale
   std::uint32_t timescale = 0;          // units per second
   std::uint32_t compositionOffset = 0;  // units of timescale
-  std::vector<std::uint8_t> bytes;
+  std::span<const std::uint8_t> bytes;  // of the caller
 };
 
 // Gives a caption to the first sample of the group, in presentation order, that is shown when the
 // caption is due or later. The sample may belong to any track. The caption is then destroyed and
 // its handle emptied. A caption that is due after every sample of the group is left alone.
-void attachCaptionSample(SortedGroup& sortedGroup, std::unique_ptr<CaptionSample>& captionSample,
+void attachCaptionSample(SortedGroup& sortedGroup, std::optional<CaptionSample>& captionSample,
                          ConversionListener& listener = consoleListener());
 
 // Inserts the pairs of a caption sample into a video sample as A/53 caption data: in one SEI NAL

@@ -8,7 +8,6 @@
 #include <iostream>
 #include <limits>
 #include <map>
-#include <memory>
 #include <new>
 #include <span>
 #include <string>
@@ -76,18 +75,19 @@ class MovieOutput final : public PassOutput {
     writer_.addSampleDescription(trackNumber, description);
   }
 
+  void samplesReady(SortedGroup& group, const SampleSlots& slots, std::size_t count) override;
   void write(const SortedGroup& group, const SampleSlots& slots, std::size_t captions) override;
 
   void finish() override { writer_.finish(); }
 
  private:
   static kav::NorvikKavWriterConfiguration configurationOf(const kav::MovieInfo& info);
-  void writeSample(const PendingSample& sample, const SampleSlots::Slot& slot,
-                   const SplicedSampleBytes* spliced);
+  void writeSample(const SortedGroup& group, const SampleSlots& slots, std::size_t place);
 
   MovieBytes bytes_;
   kav::Writer writer_;
   std::vector<std::uint8_t> buffer_;
+  std::size_t written_ = 0;  // samples of the current group
   process::ProgressLine progress_{process::ProgressTerminal::on(STDERR_FILENO)};
 };
 
@@ -101,19 +101,26 @@ kav::NorvikKavWriterConfiguration MovieOutput::configurationOf(const kav::MovieI
   return configuration;
 }
 
-void MovieOutput::write(const SortedGroup& group, const SampleSlots& slots, std::size_t captions) {
-  progress_.captionsPlaced(captions);
-  for (std::size_t i = 0; i < group.length(); ++i) {
-    const PendingSample& sample = group.record(i);
-    writeSample(sample, slots[sample.slot], group.splicedBytes(i));
+void MovieOutput::samplesReady(SortedGroup& group, const SampleSlots& slots, std::size_t count) {
+  for (; written_ < count; ++written_) {
+    writeSample(group, slots, written_);
+    group.releaseBytes(written_);
   }
 }
 
-void MovieOutput::writeSample(const PendingSample& sample, const SampleSlots::Slot& slot,
-                              const SplicedSampleBytes* spliced) {
+void MovieOutput::write(const SortedGroup& group, const SampleSlots& slots, std::size_t captions) {
+  progress_.captionsPlaced(captions);
+  for (; written_ < group.length(); ++written_) writeSample(group, slots, written_);
+  written_ = 0;
+}
+
+void MovieOutput::writeSample(const SortedGroup& group, const SampleSlots& slots,
+                              std::size_t place) {
+  const PendingSample& sample = group.record(place);
+  const SampleSlots::Slot& slot = slots[sample.slot];
   if (buffer_.size() < sample.size) buffer_.resize(sample.size);
   const std::span<std::uint8_t> bytes(buffer_.data(), sample.size);
-  if (spliced != nullptr) {
+  if (const SplicedSampleBytes* spliced = group.splicedBytes(place)) {
     spliced->copyTo(bytes);
   } else {
     bytes_.readAt(sample.fileOffset, bytes);
@@ -192,7 +199,7 @@ class ConversionPass {
 
   SampleSlots slots_;
   PendingSamples pending_;
-  CaptionQueue captions_;
+  CaptionQueue captions_{bytes_};
   FlushDecision flushDecision_;
 };
 
@@ -325,13 +332,11 @@ void ConversionPass::spend(std::uint32_t sampleSize) {
 
 void ConversionPass::queueCaption(const kav::Sample& sample, const Route& route) {
   const kav::NorvikKavSampleInfo& info = sample.info;
-  auto caption = std::make_unique<CaptionSample>();
-  caption->decodingTime = kav::wrappingAdd(info.decodingTime, route.captionDelay);
-  caption->timescale = info.timescale;
-  caption->compositionOffset = info.compositionOffset;
-  caption->bytes.resize(info.size);
-  bytes_.readAt(sample.fileOffset, caption->bytes);
-  captions_.push(std::move(caption));
+  captions_.push({.fileOffset = sample.fileOffset,
+                  .size = info.size,
+                  .decodingTime = kav::wrappingAdd(info.decodingTime, route.captionDelay),
+                  .timescale = info.timescale,
+                  .compositionOffset = info.compositionOffset});
 }
 
 void ConversionPass::copySample(const kav::Sample& sample, Route& route, bool isLast) {
@@ -362,7 +367,8 @@ void ConversionPass::copySample(const kav::Sample& sample, Route& route, bool is
 
 void ConversionPass::flush(std::size_t groupLength) {
   SortedGroup group(pending_, groupLength, slots_.timescales(), bytes_);
-  const std::size_t captions = captions_.attachDue(group, listener_);
+  const std::size_t captions = captions_.attachDue(
+      group, listener_, [&](std::size_t count) { output_.samplesReady(group, slots_, count); });
   output_.write(group, slots_, captions);
   pending_.dropFront(groupLength);
 }

@@ -42,7 +42,7 @@ class SampleSlots {
 };
 
 // Receives what a conversion produces: all tracks with their descriptions, then all samples. The
-// calls are per group, not per sample, so that they cost nothing.
+// calls are per group or per caption, not per sample, so that they cost next to nothing.
 class PassOutput {
  public:
   virtual ~PassOutput() = default;
@@ -52,6 +52,11 @@ class PassOutput {
 
   virtual void addSampleDescription(std::uint32_t trackNumber,
                                     const norvik::kav::SampleDescription& description) = 0;
+
+  // The first count samples of a group have all their captions. An output that keeps their bytes
+  // can write them now, so that they need not wait in memory for the others.
+  virtual void samplesReady(SortedGroup& /*group*/, const SampleSlots& /*slots*/,
+                            std::size_t /*count*/) {}
 
   // Takes all samples of a group, in order of their places, with the captions that were attached.
   virtual void write(const SortedGroup& group, const SampleSlots& slots, std::size_t captions) = 0;

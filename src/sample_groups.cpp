@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace quarrypack {
 namespace {
@@ -179,9 +180,11 @@ SortedGroup::SortedGroup(PendingSamples& pending, std::size_t length,
                          std::span<const std::uint32_t> slotTimescales, ByteSource& input)
     : pending_(pending), length_(length), slotTimescales_(slotTimescales), input_(input) {}
 
-SortedGroup::LatestTimes& SortedGroup::latestTimes(std::uint32_t timescale) {
+void SortedGroup::findLatestTimes(std::uint32_t timescale) {
   const auto [found, isNew] = latestTimes_.try_emplace(timescale);
-  if (!isNew) return found->second;
+  usualTimescale_ = timescale;
+  usualTimes_ = &found->second;
+  if (!isNew) return;
   std::vector<std::uint64_t>& latest = found->second.byBlock;
   if (order_.size() != length_) order_ = presentationOrder(pending_, length_, slotTimescales_);
 
@@ -192,7 +195,6 @@ SortedGroup::LatestTimes& SortedGroup::latestTimes(std::uint32_t timescale) {
     for (; next != end; ++next) latestSoFar = std::max(latestSoFar, timeShown(*next, timescale));
     latest.push_back(latestSoFar);
   }
-  return found->second;
 }
 
 bool SortedGroup::reaches(std::uint64_t time, std::uint32_t timescale) {
@@ -220,11 +222,23 @@ SampleBytes& SortedGroup::bytes(std::size_t place) {
   const PendingSample& sample = pending_[place];
   if (splicedOf_.empty()) splicedOf_.resize(length_);
   std::uint32_t& number = splicedOf_[place];
-  if (number == 0) {
-    spliced_.emplace_back(input_, sample.fileOffset, sample.size);
+  if (number != 0) return spliced_[number - 1];
+  SplicedSampleBytes bytes(input_, sample.fileOffset, sample.size);
+  if (released_.empty()) {
+    spliced_.push_back(std::move(bytes));
     number = static_cast<std::uint32_t>(spliced_.size());
+  } else {
+    number = released_.back() + 1;
+    released_.pop_back();
+    spliced_[number - 1] = std::move(bytes);
   }
   return spliced_[number - 1];
+}
+
+void SortedGroup::releaseBytes(std::size_t place) {
+  if (splicedOf_.empty() || splicedOf_[place] == 0) return;
+  released_.push_back(splicedOf_[place] - 1);
+  splicedOf_[place] = 0;
 }
 
 const SplicedSampleBytes* SortedGroup::splicedBytes(std::size_t place) const {

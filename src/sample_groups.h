@@ -84,6 +84,10 @@ class SortedGroup {
   // The bytes of a sample for which bytes() was called; null for any other.
   const SplicedSampleBytes* splicedBytes(std::size_t place) const;
 
+  // Ends the use of a sample's bytes. Their memory serves the next sample that bytes() is called
+  // for.
+  void releaseBytes(std::size_t place);
+
  private:
   // The latest time up to the end of each block of the order, in one timescale. Times converted to
   // another timescale may decrease along the order; these never do.
@@ -95,7 +99,11 @@ class SortedGroup {
     std::size_t foundBlock = 0;
   };
 
-  LatestTimes& latestTimes(std::uint32_t timescale);
+  LatestTimes& latestTimes(std::uint32_t timescale) {
+    if (usualTimes_ == nullptr || usualTimescale_ != timescale) findLatestTimes(timescale);
+    return *usualTimes_;
+  }
+  void findLatestTimes(std::uint32_t timescale);
 
   PendingSamples& pending_;
   std::size_t length_;
@@ -103,7 +111,10 @@ class SortedGroup {
   ByteSource& input_;
   std::vector<ShownSample> order_;
   std::map<std::uint32_t, LatestTimes> latestTimes_;  // by timescale
+  std::uint32_t usualTimescale_ = 0;                  // of the latest search
+  LatestTimes* usualTimes_ = nullptr;                 // the entry for it
   std::deque<SplicedSampleBytes> spliced_;
+  std::vector<std::uint32_t> released_;   // numbers in spliced_
   std::vector<std::uint32_t> splicedOf_;  // by place: 1 + the number in spliced_, 0 for none
 };
 

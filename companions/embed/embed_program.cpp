@@ -127,8 +127,10 @@ class Run {
                   [&] { verify(embedding, output.temporaryPath(), Steps(progress)); });
       }
     }
+    // Once the file has its name nothing may fail.
+    embed::EmbedResult result = embedding.result();
     output.commit();
-    return embedding.result();
+    return result;
   }
 
   void write(embed::Embedding& embedding, const std::string& path, Steps steps) const {

@@ -428,5 +428,30 @@ TEST_F(Captions, OfEditsThatRepeatEndlesslyAreRefused) {
   EXPECT_NE(result.err.find("edits repeat"), std::string::npos) << result.err;
 }
 
+TEST_F(Captions, LeaveNothingOfAFileThatCannotBeWritten) {
+  const std::string movie = write("film.mov", MovieBuilder({captionsByFrame()}).build());
+  ProgramOptions options;
+  options.largestFile = 20;
+  const ProgramResult result = run({movie, "--output-file", path("film.srt")}, options);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err,
+            "quarrypack-captions: cannot write to '" + path("film.srt") + "': File too large.\n");
+  EXPECT_EQ(names(), (std::vector<std::string>{"film.mov"}));
+}
+
+TEST_F(Captions, SayWhyStandardOutputCannotBeWritten) {
+  if (!std::filesystem::is_character_file("/dev/full")) GTEST_SKIP() << "there is no /dev/full";
+  ProgramOptions options;
+  options.program = "/bin/sh";
+  options.programName = "sh";
+  const ProgramResult result =
+      runProgram({"-c", "exec \"$0\" \"$1\" >/dev/full", QUARRYPACK_CAPTIONS_PROGRAM,
+                  write("film.mov", MovieBuilder({captionsByFrame()}).build())},
+                 options);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err,
+            "quarrypack-captions: cannot write to standard output: No space left on device.\n");
+}
+
 }  // namespace
 }  // namespace quarrypack::test

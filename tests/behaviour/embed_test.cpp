@@ -1,14 +1,18 @@
 // quarrypack-embed as a user runs it.
 
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <set>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -39,24 +43,18 @@ class Embed : public testing::Test {
  protected:
   void SetUp() override { writeFile(input(), captionedMovie().build()); }
 
-  ProgramResult run(const std::vector<std::string>& words) {
-    ProgramOptions options;
+  ProgramResult run(const std::vector<std::string>& words, ProgramOptions options = {}) {
     options.workingDirectory = folder();
     options.programName = "quarrypack-embed";
     options.program = embedProgram();
     return runProgram(words, options);
   }
 
-  // With a limit on the size of files, in units of 512 bytes.
-  ProgramResult runWithin(const std::string& limit, const std::vector<std::string>& words) {
-    std::vector<std::string> all = {"-c", "ulimit -f " + limit + "; exec \"$0\" \"$@\"",
-                                    embedProgram().string()};
-    all.insert(all.end(), words.begin(), words.end());
+  // With a limit on the size of files.
+  ProgramResult runWithin(std::size_t bytes, const std::vector<std::string>& words) {
     ProgramOptions options;
-    options.workingDirectory = folder();
-    options.programName = "sh";
-    options.program = "/bin/sh";
-    return runProgram(all, options);
+    options.largestFile = bytes;
+    return run(words, options);
   }
 
   std::set<std::string> filesInFolder() const {
@@ -144,11 +142,11 @@ TEST_F(Embed, LeavesAnOutputAsItWasWhenTheFilmIsRefused) {
 
 TEST_F(Embed, LeavesAnOutputAsItWasWhenItCannotBeWritten) {
   writeFile(output(), kOldOutput);
-  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1,
+  expectFailure(runWithin(1024, {"clip.mov", "clip.mp4"}), 1,
                 "cannot write 'clip.mp4': File too large.");
   EXPECT_TRUE(readFile(output()) == kOldOutput);
   fs::remove(output());
-  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1,
+  expectFailure(runWithin(1024, {"clip.mov", "clip.mp4"}), 1,
                 "cannot write 'clip.mp4': File too large.");
   EXPECT_EQ(filesInFolder(), (std::set<std::string>{"clip.mov"}));
 }
@@ -205,27 +203,34 @@ TEST_F(Embed, WritesReports) {
   EXPECT_EQ(run({"--report", "r.txt", "clip.mov", "clip.mp4"}).status, 2);
 }
 
-TEST_F(Embed, LeavesNothingWhenItIsInterrupted) {
+class LongEmbedding : public Embed {
+ protected:
   // A gigabyte of nothing takes long enough to be stopped in the middle.
-  writeFile(output(), kOldOutput);
-  Bytes movie = captionedMovie().build();
-  const Bytes free = claimingSize(1u << 30, box("free"));
-  movie.insert(movie.end(), free.begin(), free.end());
-  writeFile(input(), movie);
-  fs::resize_file(input(), movie.size() - free.size() + (std::uintmax_t{1} << 30));
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  void SetUp() override {
+    writeFile(output(), kOldOutput);
+    Bytes movie = captionedMovie().build();
+    const Bytes free = claimingSize(1u << 30, box("free"));
+    movie.insert(movie.end(), free.begin(), free.end());
+    writeFile(input(), movie);
+    fs::resize_file(input(), movie.size() - free.size() + (std::uintmax_t{1} << 30));
+  }
+
+  // Becomes the program; called in a new process.
+  [[noreturn]] void becomeProgram() const {
     const std::string program = embedProgram().string();
     const std::string in = input().string();
     const std::string out = output().string();
-    const pid_t child = fork();
-    if (child == 0) {
-      execl(program.c_str(), program.c_str(), in.c_str(), out.c_str(), nullptr);
-      _exit(127);
-    }
+    execl(program.c_str(), program.c_str(), in.c_str(), out.c_str(), nullptr);
+    _exit(127);
+  }
+
+  void waitUntilItWrites(pid_t child) const {
     while (filesInFolder().size() < 3 && waitpid(child, nullptr, WNOHANG) == 0) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    kill(child, signal);
+  }
+
+  void expectEndedBy(int signal, pid_t child) const {
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFSIGNALED(status));
@@ -233,6 +238,45 @@ TEST_F(Embed, LeavesNothingWhenItIsInterrupted) {
     EXPECT_TRUE(readFile(output()) == kOldOutput);
     EXPECT_EQ(filesInFolder(), (std::set<std::string>{"clip.mov", "clip.mp4"}));
   }
+};
+
+TEST_F(LongEmbedding, LeavesNothingWhenItIsInterrupted) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    const pid_t child = fork();
+    if (child == 0) becomeProgram();
+    waitUntilItWrites(child);
+    kill(child, signal);
+    expectEndedBy(signal, child);
+  }
+}
+
+TEST_F(LongEmbedding, ErasesItsProgressLineWhenItIsInterrupted) {
+  int screen = -1;
+  const pid_t child = forkpty(&screen, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    setenv("TERM", "xterm", 1);
+    setenv("NO_COLOR", "1", 1);
+    becomeProgram();
+  }
+  ASSERT_GE(child, 0);
+  waitUntilItWrites(child);
+  // A line is shown for what takes longer than a second, however fast the machine is.
+  kill(child, SIGSTOP);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  kill(child, SIGCONT);
+  std::string shown;
+  std::array<char, 4096> block;
+  ssize_t count = 0;
+  while ((count = read(screen, block.data(), block.size())) > 0) {
+    if (shown.empty()) kill(child, SIGINT);
+    shown.append(block.data(), static_cast<std::size_t>(count));
+  }
+  close(screen);
+  expectEndedBy(SIGINT, child);
+  constexpr std::string_view kErased = "\r\x1b[K";
+  EXPECT_TRUE(shown.starts_with(kErased)) << shown;
+  EXPECT_NE(shown.find(" MB/s"), std::string::npos) << shown;
+  EXPECT_TRUE(shown.ends_with(kErased)) << shown;
 }
 
 }  // namespace

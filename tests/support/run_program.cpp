@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,7 +11,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
@@ -53,7 +53,8 @@ constexpr int kCouldNotStart = 127;
 
 // Runs between fork and exec, where only calls that are safe in a signal handler are allowed.
 [[noreturn]] void becomeProgram(const char* program, char* const* words, const char* folder,
-                                const std::vector<int>& closed, int out, int err) {
+                                const std::vector<int>& closed,
+                                const std::optional<std::size_t>& largestFile, int out, int err) {
   ::setpgid(0, 0);
   if (folder != nullptr && ::chdir(folder) != 0) ::_exit(kCouldNotStart);
   const int nothing = ::open("/dev/null", O_RDONLY);
@@ -62,6 +63,10 @@ constexpr int kCouldNotStart = 127;
     ::_exit(kCouldNotStart);
   }
   if (nothing > STDERR_FILENO) ::close(nothing);
+  if (largestFile) {
+    const rlimit limit{*largestFile, *largestFile};
+    if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) ::_exit(kCouldNotStart);
+  }
   for (const int descriptor : closed) ::close(descriptor);
   ::execv(program, words);
   ::_exit(kCouldNotStart);
@@ -132,7 +137,7 @@ ProgramResult runProgram(const std::vector<std::string>& args, const ProgramOpti
   if (child < 0) failWith("fork");
   if (child == 0) {
     becomeProgram(program.c_str(), words.data(), folder.empty() ? nullptr : folder.c_str(),
-                  options.closedDescriptors, out.writeEnd(), err.writeEnd());
+                  options.closedDescriptors, options.largestFile, out.writeEnd(), err.writeEnd());
   }
   out.closeWriteEnd();
   err.closeWriteEnd();
@@ -166,7 +171,12 @@ TemporaryFolder::~TemporaryFolder() {
 Bytes readFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw std::runtime_error("cannot read " + path.string());
-  return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  Bytes bytes;
+  std::array<char, 65536> block;
+  while (file.read(block.data(), block.size()) || file.gcount() > 0) {
+    bytes.insert(bytes.end(), block.data(), block.data() + file.gcount());
+  }
+  return bytes;
 }
 
 void writeFile(const std::filesystem::path& path, const Bytes& bytes) {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,10 +23,11 @@ struct ProgramResult {
 std::filesystem::path builtProgram();
 
 struct ProgramOptions {
-  std::filesystem::path workingDirectory;  // empty: the test's own
-  std::string programName = "quarrypack";  // what the program sees as its own name
-  std::vector<int> closedDescriptors;      // closed before the program starts
-  bool noArgumentWords = false;            // start without even a program name
+  std::filesystem::path workingDirectory;                 // empty: the test's own
+  std::string programName = "quarrypack";                 // what the program sees as its own name
+  std::vector<int> closedDescriptors;                     // closed before the program starts
+  bool noArgumentWords = false;                           // start without even a program name
+  std::optional<std::size_t> largestFile = std::nullopt;  // bytes; writing beyond them fails
   std::chrono::milliseconds timeout = std::chrono::seconds(60);
   std::filesystem::path program = builtProgram();
 };

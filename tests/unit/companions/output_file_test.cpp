@@ -16,6 +16,7 @@
 
 #include "tests/support/bytes.h"
 #include "tests/support/run_program.h"
+#include "tests/support/system_calls.h"
 #include "tests/unit/kaf/ordinary_user.h"
 
 namespace quarrypack::companions {
@@ -221,16 +222,27 @@ TEST_F(OutputFileTest, HoldsATextThatIsWrittenWhole) {
 }
 
 TEST_F(OutputFileTest, IsGoneWhenItsTextCannotBeWritten) {
-  const auto fail = [](std::ostream& out) {
-    errno = ENOSPC;
-    out.setstate(std::ios::badbit);
-  };
-  try {
-    writeTextFile(path("film.srt"), fail);
-    FAIL() << "written";
-  } catch (const FileError& error) {
-    EXPECT_EQ(error.what(), "cannot write to '" + path("film.srt") + "': No space left on device");
+  // More than the stream holds back, so that it is written before the end and at the end.
+  const auto write = [](std::ostream& out) { out << std::string(40'000, 'c'); };
+  for (const std::size_t k : {1u, 2u, 3u}) {
+    test::resetSystemCalls();
+    test::failSystemCall(test::SystemCall::write, k, ENOSPC);
+    try {
+      writeTextFile(path("film.srt"), write);
+      FAIL() << "written";
+    } catch (const FileError& error) {
+      EXPECT_EQ(error.what(),
+                "cannot write to '" + path("film.srt") + "': No space left on device");
+    }
+    test::resetSystemCalls();
+    EXPECT_EQ(fileCount(), 0u);
   }
+}
+
+TEST_F(OutputFileTest, IsGoneWhenTheWriterOfItsTextFails) {
+  EXPECT_THROW(
+      writeTextFile(path("film.srt"), [](std::ostream& out) { out.setstate(std::ios::badbit); }),
+      FileError);
   EXPECT_EQ(fileCount(), 0u);
 }
 

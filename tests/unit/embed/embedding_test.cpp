@@ -150,10 +150,12 @@ TEST(Embedding, LowersTheDurationOfFragmentsToTheLongestTrackLeft) {
                [](const Bytes& mehd) { return patched(mehd, kDuration, u32(10'000)); });
   Embedded embedded(movie.build());
   embedded.verify();
-  const auto found = std::ranges::search(embedded.bytes(), text("mehd"));
-  ASSERT_FALSE(found.empty());
+  const Bytes type = text("mehd");
+  const auto found =
+      std::search(embedded.bytes().begin(), embedded.bytes().end(), type.begin(), type.end());
+  ASSERT_NE(found, embedded.bytes().end());
   // 20 pictures of 1001/30000 s, in units of 1/600 s.
-  EXPECT_EQ(Bytes(found.begin() + 8, found.begin() + 12), u32(401));
+  EXPECT_EQ(Bytes(found + 8, found + 12), u32(401));
 }
 
 TEST(Embedding, MayBeDoneAgainWithReplace) {
@@ -287,6 +289,29 @@ std::string printable(const Bytes& bytes, std::size_t place) {
     text += std::isprint(bytes[i]) != 0 ? static_cast<char>(bytes[i]) : '.';
   }
   return text;
+}
+
+TEST(Embedding, RefusesSamplesThatBeginInAHeader) {
+  MovieBuilder movie = captionedMovie();
+  const auto lower = [](const Bytes& stco) {
+    return patched(stco, stco.size() - 20 * 4 + 3, u8(stco[stco.size() - 20 * 4 + 3] - 1u));
+  };
+  movie.change("moov/trak[1]/mdia/minf/stbl/stco", lower);
+  EXPECT_TRUE(contains(refusalOf(movie.build()), "track 1: sample 1, at byte"));
+}
+
+// One of them would be removed or changed with the other.
+TEST(Embedding, RefusesTracksWithTheIdOfOneThatChanges) {
+  for (const std::uint32_t id : {1u, 3u}) {
+    MovieBuilder movie = captionedMovie();
+    movie.tracks[1].id = id;
+    EXPECT_EQ(refusalOf(movie.build()), "several tracks have the id " + std::to_string(id) +
+                                            ". Make a plain copy of the movie first");
+  }
+  MovieBuilder others({videoTrack(), soundTrack(), soundTrack(), captionTrack()});
+  others.tracks[1].id = 7;
+  others.tracks[2].id = 7;
+  Embedded(others.build()).verify();
 }
 
 // Each byte of the written film that matters to players is compared.

@@ -3,8 +3,8 @@
 #include "kaf/io_stream_exception.h"
 #include "kaf/open_mode.h"
 #include "tests/support/run_program.h"
+#include "tests/support/system_calls.h"
 #include "tests/unit/kaf/ordinary_user.h"
-#include "tests/unit/kaf/system_calls.h"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,8 @@
 #include "kav/impl/bytes/stream_adapters.h"
 #include "tests/support/expect_code.h"
 #include "tests/support/run_program.h"
+#include "tests/support/system_calls.h"
 #include "tests/unit/kaf/ordinary_user.h"
-#include "tests/unit/kaf/system_calls.h"
 
 #include <gtest/gtest.h>
 #include <boost/smart_ptr/intrusive_ptr.hpp>

@@ -3,7 +3,7 @@
 #include "kaf/file_stream.h"
 #include "kaf/open_mode.h"
 #include "tests/support/run_program.h"
-#include "tests/unit/kaf/system_calls.h"
+#include "tests/support/system_calls.h"
 
 #include <gtest/gtest.h>
 

@@ -311,6 +311,23 @@ TEST(SortedGroup, KeepsBytesOnlyOfSamplesAskedFor) {
   EXPECT_EQ(group.splicedBytes(0), nullptr);
 }
 
+TEST(SortedGroup, UsesReleasedBytesAgain) {
+  NoSource file;
+  PendingSamples pending{shownAt(0), shownAt(1), shownAt(2)};
+  for (std::size_t i = 0; i < 3; ++i) pending[i].size = static_cast<std::uint32_t>(10 + i);
+  const std::vector<std::uint32_t> timescales{1000};
+  SortedGroup group(pending, 3, timescales, file);
+  group.releaseBytes(0);
+  group.bytes(0).insert(0, std::vector<std::uint8_t>{1, 2});
+  SampleBytes& kept = group.bytes(1);
+  const SampleBytes* const released = &group.bytes(0);
+  group.releaseBytes(0);
+  EXPECT_EQ(group.splicedBytes(0), nullptr);
+  EXPECT_EQ(&group.bytes(2), released);
+  EXPECT_EQ(group.bytes(2).size(), 12u);
+  EXPECT_EQ(group.splicedBytes(1), &kept);
+}
+
 TEST(SortedGroup, SearchesAMillionSamplesAndQuarterOfAMillionCaptions) {
   NoSource file;
   PendingSamples pending;
