@@ -71,7 +71,7 @@ class SampleTableEditor {
   SampleTableEditor(const norvik::kav::BoxView& stbl, Role role, std::string label);
 
   // Looks at what a map does to the samples. Throws Refusal where it changes bytes of a track that
-  // holds no pictures, or where a sample outgrows 4 GiB.
+  // holds no pictures, where a sample outgrows 4 GiB, and for pictures that are in no chunk.
   void measure(const OffsetMap& map);
 
   // Appends the new form of one of the boxes stsz, stz2, stco, co64 and saio, with the same map.
