@@ -4,7 +4,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <memory>
+#include <utility>
 #include <vector>
 
 #include "src/caption_queue.h"
@@ -19,12 +19,17 @@ using test::Bytes;
 // A picture of one slice.
 const Bytes kPicture = {0, 0, 0, 2, 0x09, 0xF0, 0, 0, 0, 8, 0x65, 0x88, 0x84, 0, 0, 0, 0, 0};
 
-// The same picture at every read offset.
-class Pictures final : public ByteSource {
+// The same bytes at every read offset.
+class Repeated final : public ByteSource {
  public:
+  explicit Repeated(Bytes bytes) : bytes_(std::move(bytes)) {}
+
   void readAt(std::uint64_t /*fileOffset*/, std::span<std::uint8_t> destination) override {
-    std::copy_n(kPicture.begin(), destination.size(), destination.begin());
+    std::copy_n(bytes_.begin(), destination.size(), destination.begin());
   }
+
+ private:
+  Bytes bytes_;
 };
 
 Bytes captionOf(std::size_t pairs) {
@@ -52,7 +57,7 @@ BENCHMARK(BM_InsertCaption)->Arg(1)->Arg(20)->Arg(1000);
 void BM_PileUpCaptions(benchmark::State& state) {
   const Bytes caption = captionOf(1);
   for (auto _ : state) {
-    Pictures file;
+    Repeated file(kPicture);
     SplicedSampleBytes sample(file, 0, kPicture.size());
     PendingSample record;
     for (std::int64_t i = 0; i < state.range(0); ++i) insertCaptionSei(sample, record, caption);
@@ -72,9 +77,10 @@ void BM_CaptionsOfOneGroup(benchmark::State& state) {
   const Bytes caption = captionOf(1);
   for (auto _ : state) {
     state.PauseTiming();
-    Pictures file;
+    Repeated file(kPicture);
+    Repeated captionFile(caption);
     PendingSamples pending;
-    CaptionQueue captions;
+    CaptionQueue captions(captionFile);
     for (std::uint64_t i = 0; i < samples / 2; ++i) {
       pending.push_back({.decodingTime = i * 1001,
                          .size = static_cast<std::uint32_t>(kPicture.size()),
@@ -82,7 +88,9 @@ void BM_CaptionsOfOneGroup(benchmark::State& state) {
                          .slot = kVideo});
       pending.push_back({.decodingTime = i * 1600 + 1, .size = 1, .slot = kSound});
       if (i % 2 != 0) continue;
-      captions.push(std::make_unique<CaptionSample>(CaptionSample{i * 1001, 30000, 0, caption}));
+      captions.push({.size = static_cast<std::uint32_t>(caption.size()),
+                     .decodingTime = i * 1001,
+                     .timescale = 30000});
     }
     state.ResumeTiming();
     SortedGroup group(pending, pending.size(), timescales, file);

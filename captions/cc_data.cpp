@@ -24,11 +24,9 @@ std::uint8_t firstByte(const CcTriplet& triplet) {
 
 }  // namespace
 
-void appendCcData(std::vector<std::uint8_t>& bytes, std::span<const CcTriplet> triplets,
-                  std::size_t statedCount) {
-  const std::size_t start = bytes.size();
-  bytes.resize(start + ccDataSize(triplets.size()));
-  std::uint8_t* next = &bytes[start];
+void writeCcData(std::span<std::uint8_t> bytes, std::span<const CcTriplet> triplets,
+                 std::size_t statedCount) {
+  std::uint8_t* next = bytes.data();
   *next++ = static_cast<std::uint8_t>(kFlags | statedCount);
   *next++ = kEmData;
   for (const CcTriplet& triplet : triplets) {
@@ -37,6 +35,13 @@ void appendCcData(std::vector<std::uint8_t>& bytes, std::span<const CcTriplet> t
     *next++ = triplet.byte2;
   }
   *next = kMarkerBits;
+}
+
+void appendCcData(std::vector<std::uint8_t>& bytes, std::span<const CcTriplet> triplets,
+                  std::size_t statedCount) {
+  const std::size_t start = bytes.size();
+  bytes.resize(start + ccDataSize(triplets.size()));
+  writeCcData(std::span(bytes).subspan(start), triplets, statedCount);
 }
 
 CcData parseCcData(std::span<const std::uint8_t> bytes) {

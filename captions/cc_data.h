@@ -42,8 +42,12 @@ inline constexpr std::size_t kMostTriplets = 31;
 // The size in bytes of caption data with this number of triplets.
 constexpr std::size_t ccDataSize(std::size_t tripletCount) { return 3 * tripletCount + 3; }
 
-// Appends caption data with all triplets and with the stated count, on which readers rely. Both
-// numbers are at most kMostTriplets.
+// Writes caption data with all triplets and with the stated count, on which readers rely. Both
+// numbers are at most kMostTriplets, and bytes has the size of the data.
+void writeCcData(std::span<std::uint8_t> bytes, std::span<const CcTriplet> triplets,
+                 std::size_t statedCount);
+
+// Appends what writeCcData writes.
 void appendCcData(std::vector<std::uint8_t>& bytes, std::span<const CcTriplet> triplets,
                   std::size_t statedCount);
 

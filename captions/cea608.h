@@ -15,6 +15,8 @@
 namespace quarrypack::captions {
 
 enum class Field : std::uint8_t { one, two };
+inline constexpr std::array kBothFields = {Field::one, Field::two};
+constexpr std::size_t indexOf(Field field) { return static_cast<std::size_t>(field); }
 
 // Two channels share a field: CC1 and CC2 field 1, CC3 and CC4 field 2.
 enum class Channel : std::uint8_t { cc1, cc2, cc3, cc4 };

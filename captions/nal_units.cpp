@@ -61,11 +61,6 @@ void escape(std::vector<std::uint8_t>& buffer, const EscapeRule& rule) {
 
 }  // namespace
 
-void NalRules::appendSeiHeader(std::vector<std::uint8_t>& bytes, std::uint8_t temporalId) const {
-  bytes.push_back(static_cast<std::uint8_t>(seiType << typeShift));
-  if (headerSize > 1) bytes.push_back(static_cast<std::uint8_t>(temporalId + 1));
-}
-
 std::optional<NalUnit> NalWalk::next() {
   stop_ = Stop::none;
   const auto stopHere = [&](Stop stop) {

@@ -59,8 +59,12 @@ struct NalRules {
     return static_cast<std::uint8_t>(plusOne > 0 ? plusOne - 1 : 0);
   }
 
-  // Appends the header of an SEI unit of the base layer.
-  void appendSeiHeader(std::vector<std::uint8_t>& bytes, std::uint8_t temporalId) const;
+  // Writes the header of an SEI unit of the base layer. Returns the place after it.
+  constexpr std::uint8_t* writeSeiHeader(std::uint8_t* bytes, std::uint8_t temporalId) const {
+    *bytes++ = static_cast<std::uint8_t>(seiType << typeShift);
+    if (headerSize > 1) *bytes++ = static_cast<std::uint8_t>(temporalId + 1);
+    return bytes;
+  }
 };
 
 namespace detail {

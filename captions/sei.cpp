@@ -18,6 +18,17 @@ constexpr std::array<std::uint8_t, 8> kCaptionHead{
     0x03,  // caption data
 };
 
+constexpr std::size_t captionPayloadSize(std::size_t tripletCount) {
+  return kCaptionHead.size() + ccDataSize(tripletCount);
+}
+static_assert(captionPayloadSize(kMostTriplets) < kFull);
+
+// Payload type, payload size and trailing bits are a byte each.
+std::size_t nalUnitSize(const CaptionUnitForm& form, std::size_t payloadSize) {
+  return form.rules->headerSize + payloadSize + 3;
+}
+static_assert(4 + 2 + captionPayloadSize(kMostTriplets) + 3 <= kLargestCaptionUnit);
+
 bool startsWith(std::span<const std::uint8_t> bytes, std::span<const std::uint8_t> head) {
   return bytes.size() >= head.size() && std::equal(head.begin(), head.end(), bytes.begin());
 }
@@ -60,25 +71,34 @@ Passing passingOf(const NalUnit& unit, const NalRules& rules) {
 
 }  // namespace
 
+std::size_t captionUnitSize(const CaptionUnitForm& form, std::size_t tripletCount) {
+  return form.nalLengthSize + nalUnitSize(form, captionPayloadSize(tripletCount));
+}
+
 // Nothing in the unit needs escaping: its head has one zero, a triplet at most two in a row, and
 // each triplet begins with a large byte. The size is known and fits into one byte.
+void writeCaptionUnit(std::span<std::uint8_t> unit, const CaptionUnitForm& form,
+                      std::span<const CcTriplet> triplets, std::size_t statedCount) {
+  const std::size_t payloadSize = captionPayloadSize(triplets.size());
+  const std::size_t size = nalUnitSize(form, payloadSize);
+
+  std::uint8_t* next = unit.data();
+  for (unsigned i = form.nalLengthSize; i > 0; --i) {
+    *next++ = static_cast<std::uint8_t>(size >> 8 * (i - 1));
+  }
+  next = form.rules->writeSeiHeader(next, form.temporalId);
+  *next++ = kUserDataRegistered;
+  *next++ = static_cast<std::uint8_t>(payloadSize);
+  next = std::copy(kCaptionHead.begin(), kCaptionHead.end(), next);
+  const std::size_t dataSize = ccDataSize(triplets.size());
+  writeCcData({next, dataSize}, triplets, statedCount);
+  next[dataSize] = kTrailingBits;
+}
+
 void buildCaptionUnit(std::vector<std::uint8_t>& unit, const CaptionUnitForm& form,
                       std::span<const CcTriplet> triplets, std::size_t statedCount) {
-  static_assert(kCaptionHead.size() + ccDataSize(kMostTriplets) < kFull);
-  const std::size_t payloadSize = kCaptionHead.size() + ccDataSize(triplets.size());
-  const std::size_t size = form.rules->headerSize + payloadSize + 3;  // type, size, trailing bits
-
-  unit.clear();
-  unit.reserve(form.nalLengthSize + size);
-  for (unsigned i = form.nalLengthSize; i > 0; --i) {
-    unit.push_back(static_cast<std::uint8_t>(size >> 8 * (i - 1)));
-  }
-  form.rules->appendSeiHeader(unit, form.temporalId);
-  unit.push_back(kUserDataRegistered);
-  unit.push_back(static_cast<std::uint8_t>(payloadSize));
-  unit.insert(unit.end(), kCaptionHead.begin(), kCaptionHead.end());
-  appendCcData(unit, triplets, statedCount);
-  unit.push_back(kTrailingBits);
+  unit.resize(captionUnitSize(form, triplets.size()));
+  writeCaptionUnit(unit, form, triplets, statedCount);
 }
 
 std::size_t appendSeiPayloadSize(std::vector<std::uint8_t>& buffer, std::size_t position) {

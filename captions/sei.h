@@ -26,9 +26,18 @@ struct CaptionUnitForm {
   std::uint8_t temporalId = 0;     // of the picture, see NalRules::temporalId()
 };
 
-// Replaces the content of unit by an SEI unit with one message of captions, length field included;
-// the buffer's memory is reused. Readers rely on statedCount. It and the number of triplets are at
-// most kMostTriplets.
+// The size in bytes of an SEI unit with one message of captions, length field included.
+std::size_t captionUnitSize(const CaptionUnitForm& form, std::size_t tripletCount);
+
+// No unit of captions is larger, in any form.
+inline constexpr std::size_t kLargestCaptionUnit = 128;
+
+// Writes such a unit into bytes of that size. Readers rely on statedCount. It and the number of
+// triplets are at most kMostTriplets.
+void writeCaptionUnit(std::span<std::uint8_t> unit, const CaptionUnitForm& form,
+                      std::span<const CcTriplet> triplets, std::size_t statedCount);
+
+// Replaces the content of unit by what writeCaptionUnit writes; the buffer's memory is reused.
 void buildCaptionUnit(std::vector<std::uint8_t>& unit, const CaptionUnitForm& form,
                       std::span<const CcTriplet> triplets, std::size_t statedCount);
 

@@ -1,6 +1,6 @@
 #include "captions/time.h"
 
-#include <algorithm>
+#include <limits>
 
 namespace quarrypack::captions {
 namespace {
@@ -31,6 +31,11 @@ Time timeOfUnits(std::int64_t units, std::uint32_t unitsPerSecond) {
   // seconds themselves need not fit.
   const std::int64_t rest = (units % scale + scale) % scale;
   return Time{seconds * kTicksPerSecond + (rest * kTicksPerSecond + scale / 2) / scale};
+}
+
+Time timeOfCount(std::uint64_t units, std::uint32_t unitsPerSecond) {
+  constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
+  return timeOfUnits(static_cast<std::int64_t>(std::min(units, kMost)), unitsPerSecond);
 }
 
 std::int64_t milliseconds(Time time) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <ratio>
@@ -17,9 +18,16 @@ inline constexpr Time kPairTime{23'543'520};
 // Times lie between this and its negative, 207 years, so that sums of a few never overflow.
 inline constexpr Time kLatestTime{std::int64_t{1} << 62};
 
+// What a film shows lies between this and its negative, 51 years.
+inline constexpr Time kLatestPicture = kLatestTime / 4;
+constexpr Time bounded(Time time) { return std::clamp(time, -kLatestPicture, kLatestPicture); }
+
 // The time of a count of units, rounded to the nearest tick and limited to kLatestTime in either
 // direction. With unitsPerSecond = 0 the result is 0.
 Time timeOfUnits(std::int64_t units, std::uint32_t unitsPerSecond);
+
+// The same for a count that is never negative.
+Time timeOfCount(std::uint64_t units, std::uint32_t unitsPerSecond);
 
 // Rounds to the nearest millisecond; halves round up.
 std::int64_t milliseconds(Time time);

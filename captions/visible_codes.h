@@ -4,8 +4,8 @@
 
 #include "captions/cea608.h"
 
-// The codes that a plan for the pairs of a movie must tell apart: those that change the screen at
-// once. What is loaded out of sight may move freely in time, but not past such a code.
+// The codes that change the screen at once. What is loaded out of sight may move freely in time,
+// but not past such a code.
 namespace quarrypack::captions {
 
 // The second byte of a command code, in any channel of any field; 0 for another pair. Parity is

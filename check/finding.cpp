@@ -1,10 +1,22 @@
 #include "check/finding.h"
 
 #include <algorithm>
+#include <array>
 #include <tuple>
 #include <utility>
 
 namespace quarrypack::check {
+
+std::string_view severityName(Severity severity) {
+  constexpr std::array<std::string_view, 3> kNames = {"info", "warning", "error"};
+  return kNames.at(static_cast<std::size_t>(severity));
+}
+
+std::size_t countOf(std::span<const Finding> findings, Severity severity) {
+  return static_cast<std::size_t>(std::count_if(
+      findings.begin(), findings.end(),
+      [severity](const Finding& finding) { return finding.rule->severity == severity; }));
+}
 
 void Findings::note(const Rule& rule, std::optional<captions::Time> time, std::string_view detail,
                     std::uint64_t count) {
@@ -18,7 +30,8 @@ void Findings::note(const Rule& rule, std::optional<captions::Time> time, std::s
   found->count += count;
   if (!time) return;
   found->first = found->first ? std::min(*found->first, *time) : *time;
-  if (found->places.size() < Finding::kMostPlaces) found->places.push_back(*time);
+  const bool isNewPlace = found->places.empty() || found->places.back() != *time;
+  if (isNewPlace && found->places.size() < Finding::kMostPlaces) found->places.push_back(*time);
 }
 
 bool Findings::has(Severity atLeast) const {

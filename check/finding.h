@@ -14,6 +14,9 @@ namespace quarrypack::check {
 
 enum class Severity : std::uint8_t { info, warning, error };
 
+// As reports write it: "info", "warning", "error".
+std::string_view severityName(Severity severity);
+
 // Something that a check looks for. The texts are for people: one or two sentences without a line
 // feed, with their full stops.
 struct Rule {
@@ -31,10 +34,15 @@ struct Finding {
   const Rule* rule = nullptr;  // never null; lives as long as the program
   std::uint64_t count = 0;     // how often; at least 1
   std::optional<captions::Time>
-      first;                           // the earliest time; none for a finding about the whole film
-  std::vector<captions::Time> places;  // the first kMostPlaces times, in the order of noting
+      first;  // the earliest time; none for a finding about the whole film
+  // The first kMostPlaces times, in the order of noting. One that is noted several times in
+  // succession is listed once.
+  std::vector<captions::Time> places;
   std::string detail;  // what is special in this film: "track 2, 14 samples"; often empty
 };
+
+// How many of the findings have a severity. One that occurs often counts once.
+std::size_t countOf(std::span<const Finding> findings, Severity severity);
 
 // Collects findings, one for each rule and detail, in the order of their first occurrence.
 class Findings {

@@ -6,7 +6,7 @@ include(CMakePackageConfigHelpers)
 set(quarrypack_headers "${CMAKE_INSTALL_INCLUDEDIR}/quarrypack")
 set(quarrypack_package "${CMAKE_INSTALL_LIBDIR}/cmake/quarrypack")
 
-install(TARGETS quarrypack quarrypack-embed quarrypack-captions
+install(TARGETS quarrypack quarrypack-captions quarrypack-check quarrypack-embed
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 
 foreach(room kav kaf)

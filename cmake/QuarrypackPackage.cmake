@@ -7,8 +7,8 @@ install(PROGRAMS batch/quarrypack-batch DESTINATION "${CMAKE_INSTALL_BINDIR}")
 # Laid out as in the sources, so that the links between them resolve.
 install(FILES README.md CHANGELOG.md ARCHITECTURE.md CONTRIBUTING.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(FILES doc/api.md doc/batch.md doc/caption-data.md doc/output-format.md doc/performance.md
-  doc/player-matrix.md
+install(FILES doc/api.md doc/batch.md doc/caption-data.md doc/checks.md doc/output-format.md
+  doc/performance.md doc/player-matrix.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/doc")
 install(FILES doc/quarrypack_config.example.xml
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" RENAME quarrypack_config.xml)
@@ -33,7 +33,7 @@ set(bash_completions "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 foreach(command quarrypack quarrypack-batch quarrypack-embed)
   install(FILES completion/quarrypack.bash DESTINATION "${bash_completions}" RENAME ${command})
 endforeach()
-foreach(companion quarrypack-captions)
+foreach(companion quarrypack-captions quarrypack-check)
   install(FILES completion/${companion}.bash DESTINATION "${bash_completions}" RENAME ${companion})
   install(FILES completion/_${companion} DESTINATION "${zsh_completions}")
   install(FILES completion/${companion}.fish
@@ -49,7 +49,8 @@ find_program(PANDOC pandoc)
 find_program(GZIP gzip)
 if(PANDOC AND GZIP)
   set(pages)
-  foreach(command quarrypack quarrypack-batch quarrypack-captions quarrypack-embed)
+  foreach(command quarrypack quarrypack-batch quarrypack-captions quarrypack-check
+      quarrypack-embed)
     set(source "${PROJECT_SOURCE_DIR}/doc/man/${command}.1.md")
     set(page "${PROJECT_BINARY_DIR}/man/${command}.1")
     configure_file("${source}" "${page}.md" @ONLY)
@@ -111,9 +112,10 @@ suites deliver it, and writes an .mp4 whose captions travel in the pictures,
 where players, set-top boxes and HLS packagers look for them. Nothing is
 decoded or encoded again.
 .
-The package holds the programs quarrypack, quarrypack-embed, quarrypack-batch and
-quarrypack-captions, which reads captions out of movies, and the static C++
-library under them with its headers.")
+The package holds the programs quarrypack, quarrypack-embed, quarrypack-batch,
+quarrypack-captions, which reads captions out of movies, and quarrypack-check,
+which judges them before delivery; and the static C++ library under them with
+its headers.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION video)

@@ -75,7 +75,7 @@ const char* pendingPath = nullptr;
 
 // Makes only async-signal-safe calls. The default action is restored by now, so raising the signal
 // again ends the process after the handler.
-extern "C" void removeAndEnd(int signal) {
+extern "C" void removeTemporaryAndEnd(int signal) {
   if (pendingPath != nullptr) unlink(pendingPath);
   process::eraseProgressFromHandler();
   raise(signal);
@@ -153,7 +153,7 @@ void OutputFile::takeSignals() {
     if (sigaction(kSignals[i], nullptr, &before_[i]) != 0) continue;
     if (before_[i].sa_handler != SIG_DFL) continue;
     struct sigaction action {};
-    action.sa_handler = removeAndEnd;
+    action.sa_handler = removeTemporaryAndEnd;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int signal : kSignals) sigaddset(&action.sa_mask, signal);
     sigaction(kSignals[i], &action, nullptr);

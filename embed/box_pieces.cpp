@@ -49,6 +49,10 @@ void BoxPieces::addU64(std::uint64_t value) {
   add(Bytes(bytes));
 }
 
+void BoxPieces::addWide(std::uint64_t value, bool isWide) {
+  isWide ? addU64(value) : addU32(static_cast<std::uint32_t>(value));
+}
+
 void BoxPieces::add(std::vector<std::uint8_t> table) {
   // The bytes of a table stay in place when the list of tables grows.
   tables_.push_back(std::move(table));

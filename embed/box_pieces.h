@@ -9,8 +9,9 @@
 
 namespace quarrypack::embed {
 
-// A box that is mostly another box: parts of that are kept by reference, so that a movie box of
-// many megabytes with a few changes needs no second copy. What is kept must outlive the pieces.
+// A box that is mostly a copy of another one. The unchanged parts are kept by reference, so that a
+// movie box of many megabytes with a few changes needs no second copy. What is kept must outlive
+// the pieces.
 //
 //     BoxPieces pieces;
 //     const BoxPieces::Mark trak = pieces.open(fourCc("trak"));
@@ -27,22 +28,23 @@ class BoxPieces {
     std::uint64_t start;  // size() before it
   };
 
-  // Appends bytes that stay where they are.
+  // Appends bytes by reference.
   void keep(Bytes bytes);
 
   // Appends a copy of a few bytes.
   void add(Bytes bytes);
   void addU32(std::uint32_t value);
   void addU64(std::uint64_t value);
+  void addWide(std::uint64_t value, bool isWide);  // 8 bytes, or else 4, into which it must fit
 
   // Appends a large table.
   void add(std::vector<std::uint8_t> table);
 
-  // Appends the header of a box. All that follows until it is closed is its payload.
+  // Appends the header of a box. Everything appended until it is closed is its payload.
   Mark open(norvik::kav::FourCc type);
 
-  // Writes the size of a box into its header. Boxes are closed in reverse order. Throws Refusal for
-  // one of 4 GiB or more.
+  // Writes the size of a box into its header. Boxes are closed in the reverse of the order in which
+  // they were opened. Throws Refusal for one of 4 GiB or more.
   void close(Mark mark);
 
   std::uint64_t size() const { return size_; }  // bytes
@@ -53,7 +55,7 @@ class BoxPieces {
     for (const Piece& piece : pieces_) visit(bytesOf(piece));
   }
 
-  // All in one.
+  // All parts in one vector.
   std::vector<std::uint8_t> joined() const;
 
  private:

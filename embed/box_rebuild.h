@@ -20,8 +20,17 @@ std::span<const std::uint8_t> forEachBox(std::span<const std::uint8_t> bytes, Vi
   return bytes;
 }
 
-// Appends a box with the same type and the same fieldsLength bytes of fields, in which edit appends
-// what becomes of each child. Bytes that are no box stay where they are, after the children.
+// Whether the last field of any entry, a number of 4 bytes, is negative.
+inline bool hasNegativeAtEnd(std::span<const std::uint8_t> entries, std::size_t entrySize) {
+  constexpr std::uint8_t kSign = 0x80;
+  for (std::size_t end = entrySize; end <= entries.size(); end += entrySize) {
+    if ((entries[end - 4] & kSign) != 0) return true;
+  }
+  return false;
+}
+
+// Appends a box with the same type and the same fieldsLength bytes of fields. edit is called with
+// each child and appends what replaces it. Bytes after the last whole child are kept.
 template <class Edit>
 void rebuildBox(const norvik::kav::BoxView& box, BoxPieces& pieces, std::size_t fieldsLength,
                 Edit edit) {

@@ -1,7 +1,7 @@
 #include "embed/caption_plan.h"
 
+#include "captions/caption_opening.h"
 #include "captions/visible_codes.h"
-#include "embed/caption_opening.h"
 
 #include <algorithm>
 #include <limits>
@@ -20,15 +20,15 @@ using captions::TimedPair;
 
 namespace {
 
-// Neighbours are close enough as they are when the film has a little less time for them than a pair
-// lasts: the rate of 30 pictures a second is meant to hold a pair in each.
+// Neighbours may be a little closer than a pair lasts: at 30 pictures a second each picture is
+// meant to hold a pair.
 constexpr Time kClosest = kPairTime * 19 / 20;
 
 // A picture is preferred to an earlier one that is nearer by no more than this.
 constexpr Time kLaterPreference = kPairTime / 20;
 static_assert(kPairTime % 20 == Time{0});
 
-// How far outside the film times are told apart.
+// How far outside the film times still differ.
 constexpr Time kMargin = kPairTime * 1000;
 
 constexpr std::array<std::size_t, kFields> kMostPairs{16, 15};
@@ -52,7 +52,7 @@ void dropPadding(FieldPairs& field) {
       if (!padding) padding = TimedPair{pair.time, kPadding};
       continue;
     }
-    // There is room for it: it was read.
+    // There is room: the padding was read from this field.
     if (padding && kept > 0 && areEqualControls(field[kept - 1].bytes, pair.bytes)) {
       field[kept++] = *padding;
     }
@@ -64,11 +64,11 @@ void dropPadding(FieldPairs& field) {
 
 // ---- Spacing
 
-// Tells which pairs take effect out of sight: those between a code that starts loading and one that
-// shows something.
+// Finds the pairs that take effect out of sight: those between a code that starts loading and one
+// that shows something.
 class Visibility {
  public:
-  // Must be asked about every pair in turn.
+  // Must be called with every pair in turn.
   bool isVisible(BytePair pair) {
     if (pair.isControl()) current_ = captions::isForSecondChannel(pair) ? 1 : 0;
     constexpr std::uint8_t kResumeLoading = 0x20;
@@ -148,7 +148,7 @@ class Planner {
     bool noPaddingBefore;  // a repetition that padding would make a second code
   };
 
-  // Finds the picture that is nearest to ascending times.
+  // Finds the nearest pictures of ascending times.
   class Nearest {
    public:
     explicit Nearest(std::span<const Time> starts) : starts_(starts) {}
@@ -193,7 +193,7 @@ class Planner {
     for (TimedPair& pair : field) {
       pair.time = std::clamp(pair.time, starts_.front() - kMargin, end_ + kMargin);
     }
-    dropBeforeStart(field, starts_.front());
+    captions::dropBeforeStart(field, starts_.front());
     moveLoadsEarlier(field);
     moveTheRestLater(field, starts_.front());
   }
@@ -251,7 +251,7 @@ class Planner {
     return starts_[picture] + (length - kLaterPreference + Time{1}) / 2;
   }
 
-  // How many pairs that follow each other come before a time, from a slot on, which moves past
+  // How many consecutive pairs, the first at the slot, come before a time. Advances the slot past
   // them.
   static std::size_t slotsUpTo(Time time, Time& slot) {
     if (time <= slot) return 0;
@@ -260,7 +260,7 @@ class Planner {
     return static_cast<std::size_t>(count);
   }
 
-  // Whether there are none.
+  // Appends the pairs of a picture; returns whether there are none.
   bool take(std::size_t picture, std::size_t field, std::size_t& next) {
     const std::vector<Placed>& placed = placed_[field];
     const std::size_t first = next;

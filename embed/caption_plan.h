@@ -11,24 +11,18 @@
 
 namespace quarrypack::embed {
 
-inline constexpr std::size_t kFields = 2;
-constexpr std::size_t indexOf(captions::Field field) {
-  return field == captions::Field::one ? 0 : 1;
-}
+inline constexpr std::size_t kFields = captions::kBothFields.size();
 
-// Pictures are shown between this and its negative, 51 years.
-inline constexpr captions::Time kLatestPicture = captions::kLatestTime / 4;
-
-// The pictures that captions can go into, in the order in which they are shown.
+// The pictures of a film, in the order in which they are shown.
 struct Screening {
   std::span<const captions::Time> starts;  // ascending, equal ones allowed
   captions::Time end{0};                   // of the last picture
-  // For each picture, whether it must stay as it is; empty where none must.
+  // For each picture, whether it must stay unchanged; empty if none must.
   std::vector<bool> closed = {};
 };
 
 struct PlanOptions {
-  // Pictures without captions get pairs that say nothing, in the fields that have captions.
+  // Pictures without captions get padding, in the fields that have captions.
   bool pad = true;
 };
 
@@ -37,7 +31,7 @@ class CaptionPlan {
  public:
   std::size_t pictureCount() const { return fields_[0].ends.size(); }
 
-  // The pairs of a picture, 16 of field 1 and 15 of field 2 at most.
+  // The pairs of a picture: at most 16 of field 1 and 15 of field 2.
   std::span<const captions::BytePair> pairs(captions::Field field, std::size_t picture) const;
 
   // How many pairs found no picture, and how many did, padding left out.
@@ -57,17 +51,17 @@ class CaptionPlan {
   std::array<FieldPlan, kFields> fields_;
 };
 
-// Makes the plan. The pairs of each field come in their order, each with the time at which it is
-// due; the times need not ascend. What happens to a field, in turn:
+// Makes the plan. The pairs of a field are in transmission order, each with the time at which it is
+// due; the times need not ascend. These steps are applied to each field:
 //
-// - Padding is dropped, but for one pair between two equal control codes, which decoders would take
-//   for one without it.
-// - What was shown and gone before the first picture is dropped.
-// - Neighbours that are due closer than a pair lasts are moved apart: unseen loads ahead of an
-//   end-of-caption to earlier times, all else to later ones.
-// - Each pair goes to the picture whose start is nearest, and to the next where that is full. A
-//   picture that is shown for about as long as a pair lasts holds one, a longer one more. What
-//   finds no picture, or is due later than a pair's time after the last one, is lost.
+// - Padding is dropped, except for one pair between two equal control codes. Without it decoders
+//   would take the two codes for one that is sent twice.
+// - What was shown and erased before the first picture is dropped.
+// - Neighbours that are due closer together than a pair lasts are moved apart: unseen loads before
+//   an end-of-caption to earlier times, all other pairs to later ones.
+// - Each pair goes to the picture whose start is nearest, or to the next one if that is full. A
+//   picture that is shown for about as long as a pair lasts holds one, a longer one more. A pair
+//   that finds no picture, or is due more than a pair's time after the last one, is lost.
 //
 // The order within a field never changes. Takes time in proportion to pairs and pictures.
 CaptionPlan planCaptions(const Screening& screening,

@@ -13,12 +13,11 @@ namespace quarrypack::embed {
 using captions::BytePair;
 using captions::CcTriplet;
 using captions::Field;
+using captions::kBothFields;
 
 namespace {
 
-constexpr Field kBothFields[] = {Field::one, Field::two};
-
-// Of splices at one offset, one that does what they do together.
+// Appends a splice, or adds it to the last one if both are at the same offset.
 void addSplice(std::vector<Splice>& splices, const Splice& splice) {
   if (!splices.empty() && splices.back().offset == splice.offset &&
       (splices.back().removed == 0 || splice.removed == 0)) {
@@ -35,7 +34,7 @@ CaptionSplices::CaptionSplices(std::span<const Picture> pictures,
                                std::span<const PictureCoding> codings, const CaptionPlan& plan)
     : pictures_(pictures), codings_(codings), plan_(plan) {
   for (std::size_t i = 0; i < pictures_.size(); ++i) {
-    const bool isEmpty = std::all_of(std::begin(kBothFields), std::end(kBothFields),
+    const bool isEmpty = std::all_of(kBothFields.begin(), kBothFields.end(),
                                      [&](Field field) { return plan_.pairs(field, i).empty(); });
     if (!isEmpty) order_.push_back(static_cast<std::uint32_t>(i));
   }

@@ -18,32 +18,32 @@ struct Picture {
   std::uint64_t offset = 0;  // of its sample, in the input
   std::uint32_t size = 0;    // of its sample
   std::uint32_t place = 0;   // where captions go, in its sample
-  std::uint16_t coding = 0;  // which one of the list
+  std::uint16_t coding = 0;  // its place in the list of codings
   std::uint8_t temporalId = 0;
 
   std::uint64_t placeInFile() const { return offset + place; }
 };
 
-// What a plan makes of the samples: an SEI unit goes into each picture that gets pairs, units of
-// earlier captions go out.
+// The splices that a plan requires: an SEI unit is inserted into each picture that gets pairs, and
+// units of earlier captions are removed.
 //
 //     CaptionSplices captions(pictures, codings, plan);
 //     captions.cut(picture, units.cuts);                  // for every picture that has some
 //     std::vector<Splice> splices = captions.splices(unused);
 //
-// Units are built when they are measured and again when they are written: that takes less time than
-// keeping them takes memory.
+// Units are built when they are measured, and again when they are written: building is cheap, and
+// the units of a whole film would take much memory.
 class CaptionSplices final : public MediaContent {
  public:
   // Pictures in the order of the plan; codings by number. All must outlive this object.
   CaptionSplices(std::span<const Picture> pictures, std::span<const PictureCoding> codings,
                  const CaptionPlan& plan);
 
-  // Takes units out of a sample. The rest of a unit is copied.
+  // Removes units from a sample. Copies what stays of them.
   void cut(std::uint64_t sampleOffset, std::span<const CaptionCut> cuts);
 
-  // All splices of the samples with the ranges that are not used any more, at ascending offsets. To
-  // be called once, after the cuts. Throws Refusal where pictures that change share bytes.
+  // All splices of the samples, and the ranges that are no longer used, at ascending offsets. Call
+  // it once, after the cuts. Throws Refusal if pictures that change share bytes.
   std::vector<Splice> splices(std::span<const Splice> unused);
 
   // Pictures that get a unit.
@@ -51,8 +51,8 @@ class CaptionSplices final : public MediaContent {
 
   void append(const Splice& splice, OutputBuffer& output) override;
 
-  // The unit of a picture, by its place in the plan, with its length field. Empty where it gets
-  // none. Valid until the next call of any function.
+  // The unit of a picture, by its place in the plan, with its length field. Empty if it gets none.
+  // Valid until the next call of any function.
   std::span<const std::uint8_t> unitOf(std::size_t picture);
 
  private:

@@ -7,17 +7,18 @@
 #include "captions/cue_builder.h"
 #include "captions/decoder608.h"
 #include "embed/film_captions.h"
+#include "embed/film_duration.h"
 #include "embed/refusal.h"
 #include "embed/verification.h"
+#include "sources/track_source.h"
 
 namespace quarrypack::embed {
 
 using captions::Field;
 using captions::FieldPairs;
+using captions::kBothFields;
 
 namespace {
-
-constexpr std::array kBothFields{Field::one, Field::two};
 
 std::vector<captions::ChannelCues> cuesOf(const CaptionPlan& plan, const Screening& screening) {
   captions::CueBuilder cues;
@@ -33,12 +34,16 @@ std::vector<captions::ChannelCues> cuesOf(const CaptionPlan& plan, const Screeni
   return cues.takeCues();
 }
 
-std::array<FieldPairs, kFields> captionsOf(Film& film, EmbedSettings& settings) {
-  if (settings.captions) return std::move(*settings.captions);
-  if (captionTrackIds(film).empty()) {
+// The pairs of the caption tracks, and what is unusual about them.
+sources::CaptionPairs readTracks(Film& film) {
+  if (!sources::hasCaptionTrack(film.file())) {
     throw Refusal("the movie has no caption track. Give captions with '--captions FILE.scc'");
   }
-  return readCaptionTracks(film);
+  try {
+    return sources::readTrackPairs(film.file());
+  } catch (const sources::SourceError& error) {
+    throw Refusal(std::string("its caption tracks cannot be read: ") + error.what());
+  }
 }
 
 // Tracks are removed and changed by their ids.
@@ -47,7 +52,7 @@ void requireOwnIds(const Film& film) {
   changed.push_back(film.pictureTrack().id());
   for (const std::uint32_t id : changed) {
     const auto hasId = [id](const FilmTrack& track) { return track.id() == id; };
-    if (std::ranges::count_if(film.tracks(), hasId) == 1) continue;
+    if (std::count_if(film.tracks().begin(), film.tracks().end(), hasId) == 1) continue;
     throw Refusal("several tracks have the id " + std::to_string(id) +
                   ". Make a plain copy of the movie first");
   }
@@ -59,22 +64,33 @@ Embedding::Embedding(Film& film, EmbedSettings settings)
     : film_(film), pictures_(readPictures(film)) {
   requireFreePictures(settings.replace);
   requireOwnIds(film_);
-  std::array<FieldPairs, kFields> fields = captionsOf(film_, settings);
-  plan_ = planCaptions(pictures_.screening(), std::move(fields), {settings.pad});
+  // Refuses samples that are not in the file, before any is read.
+  std::vector<Splice> unusedBytes = captionBytes(film_);
+  plan_ = planCaptions(pictures_.screening(), takeCaptions(settings), {settings.pad});
   splices_.emplace(pictures_.shown, pictures_.codings, plan_);
   addCuts();
 
   MovieBoxChanges movie;
   movie.pictureTrack = film_.pictureTrack().id();
   movie.removedTracks = captionTrackIds(film_);
+  if (film_.movie().info().isFragmented && !movie.removedTracks.empty()) {
+    movie.fragmentedDuration = longestTrack(film_);
+  }
   const auto read = [&movie = film_.movie()](std::uint64_t offset, std::span<std::uint8_t> bytes) {
     movie.readAt(offset, bytes);
   };
-  OutputLayout::Changes changes{splices_->splices(captionBytes(film_)), std::move(movie),
+  OutputLayout::Changes changes{splices_->splices(std::move(unusedBytes)), std::move(movie),
                                 fragmentDefaults(film_.movieBox())};
   layout_.emplace(film_.boxes(), film_.movieBox(), read, std::move(changes), *splices_);
 
   fillResult();
+}
+
+std::array<FieldPairs, kFields> Embedding::takeCaptions(EmbedSettings& settings) {
+  if (settings.captions) return std::move(*settings.captions);
+  sources::CaptionPairs pairs = readTracks(film_);
+  result_.findings = std::move(pairs.findings);
+  return std::move(pairs.fields);
 }
 
 void Embedding::fillResult() {

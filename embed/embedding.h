@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "captions/cea608.h"
@@ -22,19 +23,21 @@ namespace quarrypack::embed {
 struct EmbedSettings {
   // The captions; none: those of the film's caption tracks.
   std::optional<std::array<captions::FieldPairs, kFields>> captions = std::nullopt;
-  bool replace = false;  // removes captions that the pictures hold already
+  bool replace = false;  // remove captions that the pictures already hold
   bool pad = true;       // see PlanOptions
 };
 
-// What was done.
+// The result of an embedding.
 struct EmbedResult {
-  std::vector<captions::ChannelCues> cues = {};  // as decoders read them out of the pictures
+  std::vector<captions::ChannelCues> cues = {};  // as decoders read them from the pictures
   std::size_t captions = 0;                      // of all channels together
-  std::size_t pairs = 0;                         // that found a picture, padding left out
+  std::size_t pairs = 0;                         // that found a picture, without padding
   std::size_t lostPairs = 0;                     // that found none
   std::size_t pictures = 0;                      // that the movie shows
   std::size_t captionedPictures = 0;             // that got a unit
   std::size_t replacedPictures = 0;              // that held captions before
+  // What is unusual about the caption tracks, as sentences without a full stop.
+  std::vector<std::string> findings = {};
 };
 
 // Puts captions into the pictures of a film:
@@ -45,7 +48,7 @@ struct EmbedResult {
 //     embedding.verify(output);
 class Embedding {
  public:
-  // How many bytes of the input are done.
+  // Called with the number of input bytes that are done.
   using Report = std::function<void(std::uint64_t)>;
 
   // Makes the plan; nothing is written. The film must outlive the embedding. Throws Refusal, and
@@ -56,7 +59,7 @@ class Embedding {
 
   const EmbedResult& result() const { return result_; }
 
-  // Writes the new film to the position of a stream. input is the stream of the film. To be called
+  // Writes the new film to a stream, from its position on. input is the stream of the film. Call it
   // once. Throws Refusal, and what the streams and report throw.
   void write(norvik::kav::NorvikIStream& input, norvik::kav::NorvikIOStream& output,
              const Report& report = {});
@@ -67,6 +70,7 @@ class Embedding {
 
  private:
   void requireFreePictures(bool replace) const;
+  std::array<captions::FieldPairs, kFields> takeCaptions(EmbedSettings& settings);
   void addCuts();
   void fillResult();
 

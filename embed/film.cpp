@@ -4,8 +4,6 @@
 #include <array>
 #include <utility>
 
-#include "captions/decoder_configuration.h"
-#include "captions/time.h"
 #include "embed/box_rebuild.h"
 #include "embed/refusal.h"
 #include "embed/sample_tables.h"
@@ -15,13 +13,13 @@ namespace quarrypack::embed {
 
 using norvik::kav::BoxPlace;
 using norvik::kav::BoxView;
-using norvik::kav::FourCc;
 using norvik::kav::fourCc;
 using norvik::kav::loadU16;
 using norvik::kav::loadU32;
 using norvik::kav::loadU64;
 using norvik::kav::Sample;
 using norvik::kav::SampleDescription;
+using norvik::kav::textOf;
 
 namespace {
 
@@ -29,15 +27,6 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::uint64_t kLargestMovieBox = std::uint64_t{1} << 30;
 constexpr std::size_t kListFields = 8;  // version, flags, count
-
-std::string textOf(FourCc type) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    const char c = static_cast<char>(type >> shift & 0xFF);
-    text += c < ' ' || c > '~' ? '?' : c;
-  }
-  return text;
-}
 
 struct BoxHeader {
   std::optional<std::uint64_t> statedSize;  // none for a box that runs to the end of the file
@@ -66,7 +55,7 @@ bool isExternal(const BoxView& reference) {
   return payload.size() > 4 && payload[4] != 0;
 }
 
-// The numbers, from 1, of the data references that the descriptions of a track name.
+// Whether a description of a track names a data reference, by its number from 1, to another file.
 bool usesOtherFile(const BoxView& trak) {
   constexpr std::size_t kReferenceIndex = 6;  // in the payload of a description
   const auto dref = trak.find("mdia/minf/dinf/dref");
@@ -89,22 +78,9 @@ bool isEncrypted(const SampleDescription& description) {
 
 bool isPicture(const FilmTrack& track) { return track.track->handlerType == fourCc("vide"); }
 
-bool isEnabled(const FilmTrack& track) {
-  constexpr std::uint32_t kEnabled = 1;
-  return (track.track->info.tkhdFlags & kEnabled) != 0;
-}
-
-bool takesCaptions(const FilmTrack& track) {
+bool isEncryptedTrack(const FilmTrack& track) {
   const auto& descriptions = track.track->descriptions;
-  return std::any_of(
-      descriptions.begin(), descriptions.end(),
-      [](const SampleDescription& description) { return pictureCodingOf(description); });
-}
-
-// A still picture of a film without fragments.
-bool isCover(const FilmTrack& track) {
-  const auto stbl = track.box.find("mdia/minf/stbl");
-  return stbl && SampleTables(*stbl, track.label).sampleCount() == 1;
+  return std::any_of(descriptions.begin(), descriptions.end(), isEncrypted);
 }
 
 [[noreturn]] void refusePictures(std::span<const FilmTrack> tracks) {
@@ -112,7 +88,7 @@ bool isCover(const FilmTrack& track) {
   std::string codings;
   for (const FilmTrack& track : tracks) {
     if (!isPicture(track)) continue;
-    isDisabled = isDisabled || takesCaptions(track);
+    isDisabled = isDisabled || track.facts->hasPictures();
     for (const SampleDescription& description : track.track->descriptions) {
       codings += (codings.empty() ? "'" : ", '") + textOf(description.codecType()) + "'";
     }
@@ -129,28 +105,14 @@ bool isCover(const FilmTrack& track) {
 
 }  // namespace
 
-bool FilmTrack::isCaptions() const { return track->handlerType == fourCc("clcp"); }
-
-std::optional<PictureCoding> pictureCodingOf(const SampleDescription& description) {
-  if (const auto avcC = description.box(fourCc("avcC"))) {
-    const auto config = captions::parseAvcDecoderConfig(avcC->payload());
-    if (config) return PictureCoding{&captions::kH264Rules, config->nalLengthSize};
-  }
-  if (const auto hvcC = description.box(fourCc("hvcC"))) {
-    const auto config = captions::parseHevcDecoderConfig(hvcC->payload());
-    if (config) return PictureCoding{&captions::kHevcRules, config->nalLengthSize};
-  }
-  return std::nullopt;
-}
-
-Film::Film(norvik::kav::IStreamPtr stream) : movie_(std::move(stream)) {
+Film::Film(norvik::kav::IStreamPtr stream) : file_(std::move(stream)) {
   readBoxes();
   readTracks();
 }
 
 void Film::readBoxes() {
-  for (const BoxPlace& place : movie_.topLevelBoxes()) {
-    const BoxHeader header = headerOf(movie_, place);
+  for (const BoxPlace& place : movie().topLevelBoxes()) {
+    const BoxHeader header = headerOf(movie(), place);
     if (header.statedSize && *header.statedSize > place.size) {
       throw Refusal("the file is cut short: its box '" + textOf(place.type) + "' at byte " +
                     std::to_string(place.start) + " says " + std::to_string(*header.statedSize) +
@@ -160,7 +122,7 @@ void Film::readBoxes() {
     boxes_.push_back({place.type, place.start, place.size, header.length});
     if (place.type == fourCc("moov") && moovBytes_.empty()) {
       if (place.size > kLargestMovieBox) throw Refusal("the box 'moov' is too large");
-      moovBytes_ = movie_.readBox(place, kLargestMovieBox);
+      moovBytes_ = movie().readBox(place, kLargestMovieBox);
     }
   }
   moov_ = BoxView::at(moovBytes_);
@@ -176,12 +138,13 @@ void Film::readBoxes() {
 }
 
 void Film::readTracks() {
-  const std::span<const norvik::kav::Track> tracks = movie_.tracks();
+  const std::span<const norvik::kav::Track> tracks = movie().tracks();
   forEachBox(moov_->payload(), [&](const BoxView& box) {
     if (box.type() != fourCc("trak")) return;
     const std::size_t index = tracks_.size();
     if (index >= tracks.size()) throw Refusal("the box 'moov' is damaged");
-    tracks_.push_back({&tracks[index], box, "track " + std::to_string(tracks[index].info.trackId)});
+    tracks_.push_back({&tracks[index], &file_.tracks()[index], box,
+                       "track " + std::to_string(tracks[index].info.trackId)});
   });
   if (tracks_.size() != tracks.size()) throw Refusal("the box 'moov' is damaged");
   for (const FilmTrack& track : tracks_) {
@@ -193,24 +156,19 @@ void Film::readTracks() {
 }
 
 const FilmTrack& Film::pictureTrack() const {
-  const FilmTrack* cover = nullptr;
+  const sources::FilmTrack* const chosen = file_.pictureTrack();
   for (const FilmTrack& track : tracks_) {
-    if (!isPicture(track) || !isEnabled(track)) continue;
-    const auto& descriptions = track.track->descriptions;
-    if (std::any_of(descriptions.begin(), descriptions.end(), isEncrypted)) {
+    if (isPicture(track) && track.facts->isEnabled && isEncryptedTrack(track)) {
       throw Refusal(track.label +
                     ": its pictures are encrypted, so that captions cannot go into them. Use the "
                     "movie as it was before encryption");
     }
-    if (!takesCaptions(track)) continue;
-    if (!isCover(track)) return track;
-    if (cover == nullptr) cover = &track;
+    if (track.facts == chosen && chosen->isEnabled) return track;
   }
-  if (cover == nullptr) refusePictures(tracks_);
-  return *cover;
+  refusePictures(tracks_);
 }
 
-// Whether bytes lie in more than one box, in a header, or in a box that is written anew.
+// Whether bytes lie in more than one box, in a header, or in a box that is rewritten.
 bool Film::overlapsTables(std::uint64_t offset, std::uint64_t length) const {
   const auto box =
       std::partition_point(boxes_.begin(), boxes_.end(),
@@ -226,9 +184,9 @@ void Film::requireInside(const FilmTrack& track, std::uint32_t number, std::uint
                          std::uint64_t length) const {
   if (length == 0) return;
   const auto sample = [&] { return track.label + ": sample " + std::to_string(number + 1); };
-  if (!movie_.holds(offset, length)) {
+  if (!movie().holds(offset, length)) {
     throw Refusal(sample() + " lies at byte " + std::to_string(offset) +
-                  ", beyond the end of the file at " + std::to_string(movie_.fileLength()) +
+                  ", beyond the end of the file at " + std::to_string(movie().fileLength()) +
                   ". Get the whole file, or repair it with a plain copy first");
   }
   if (overlapsTables(offset, length)) {
@@ -238,15 +196,15 @@ void Film::requireInside(const FilmTrack& track, std::uint32_t number, std::uint
 }
 
 void Film::forEachSample(const FilmTrack& track, const VisitSample& visit) {
-  // Samples of a real film do not overlap, and hardly one is shorter than the tables that tell of
-  // it.
-  const std::uint64_t mostCost = movie_.fileLength() * 8;
+  // The samples of a real film do not overlap, and hardly any is shorter than its entries in the
+  // tables.
+  const std::uint64_t mostCost = movie().fileLength() * 8;
   std::uint64_t cost = 0;
   std::uint32_t number = 0;
   norvik::kav::SampleOptions options;
   options.trackIndex = track.track->index;
   options.applyEdits = false;
-  for (const Sample& sample : movie_.samples(options)) {
+  for (const Sample& sample : movie().samples(options)) {
     if (sample.isGap()) continue;
     requireInside(track, number, sample.fileOffset, sample.info.size);
     cost += std::max<std::uint64_t>(sample.info.size, norvik::kav::kSmallestSampleCost);
@@ -258,7 +216,7 @@ void Film::forEachSample(const FilmTrack& track, const VisitSample& visit) {
 }
 
 void Film::forEachRange(const FilmTrack& track, const VisitRange& visit) {
-  if (movie_.info().isFragmented) {
+  if (movie().info().isFragmented) {
     return forEachSample(track, [&visit](const Sample& sample, std::uint32_t) {
       visit(sample.fileOffset, sample.info.size);
     });

@@ -12,48 +12,50 @@
 #include "embed/picture_units.h"
 #include "kav/box_view.h"
 #include "kav/movie.h"
+#include "sources/film_file.h"
 
 namespace quarrypack::embed {
 
-// A track of a film: what the reader made of it, and its trak box.
+// A track of a film, and its trak box.
 struct FilmTrack {
   const norvik::kav::Track* track = nullptr;
+  const sources::FilmTrack* facts = nullptr;
   norvik::kav::BoxView box;
   std::string label = {};  // for messages: "track 2"
 
   std::uint32_t id() const { return track->info.trackId; }
   std::uint32_t timescale() const { return track->info.mediaTimescale; }
-  bool isCaptions() const;
+  bool isCaptions() const { return facts->isCaptions(); }
 };
 
-// A movie that captions are to be put into, and its boxes. It is opened only if its bytes can be
-// moved: all of its media lies in the file itself, as a whole.
+// A movie into which captions are to be put, and its boxes. It is opened only if its bytes can be
+// moved: all of its media must lie in the file itself, and be complete.
 class Film {
  public:
   // Reads the boxes of a movie, none of its samples. Throws Refusal, and what Movie throws.
   explicit Film(norvik::kav::IStreamPtr stream);
 
-  norvik::kav::Movie& movie() { return movie_; }
+  norvik::kav::Movie& movie() { return file_.movie(); }
+  const norvik::kav::Movie& movie() const { return file_.movie(); }
+  sources::FilmFile& file() { return file_; }
   const norvik::kav::BoxView& movieBox() const { return *moov_; }
   const std::vector<TopLevelBox>& boxes() const { return boxes_; }
   std::span<const FilmTrack> tracks() const { return tracks_; }
-  std::uint32_t timescale() const { return movie_.info().timescale; }
 
-  // The track whose pictures get captions: the first enabled one of H.264 or HEVC. A track of a
-  // single picture, such as a cover, is passed over where there is another one. Throws Refusal
-  // where there is none, or where its samples are encrypted.
+  // The track whose pictures get captions: that of sources::FilmFile, which must be enabled. Throws
+  // Refusal if there is none, or if it or an enabled one before it is encrypted.
   const FilmTrack& pictureTrack() const;
 
   // The number of a sample, from 0, in the order of decoding.
   using VisitSample = std::function<void(const norvik::kav::Sample&, std::uint32_t)>;
 
-  // Visits the samples of a track as they are stored, without edits. Throws Refusal for a sample
-  // that lies past the end of the file or in a box of the film's own, and for more samples than a
+  // Visits the samples of a track as stored, without edits. Throws Refusal for a sample that lies
+  // past the end of the file or in one of the boxes that are rewritten, and for more samples than a
   // file can hold.
   void forEachSample(const FilmTrack& track, const VisitSample& visit);
 
-  // Visits the ranges of the file that the samples of a track lie in, runs of samples as one where
-  // tables tell so. Throws as forEachSample does.
+  // Visits the ranges of the file in which the samples of a track lie. Samples that the tables
+  // place in one run are one range. Throws what forEachSample throws.
   using VisitRange = std::function<void(std::uint64_t offset, std::uint64_t length)>;
   void forEachRange(const FilmTrack& track, const VisitRange& visit);
 
@@ -64,14 +66,11 @@ class Film {
                      std::uint64_t length) const;
   bool overlapsTables(std::uint64_t offset, std::uint64_t length) const;
 
-  norvik::kav::Movie movie_;
+  sources::FilmFile file_;
   std::vector<TopLevelBox> boxes_;
   std::vector<std::uint8_t> moovBytes_;
   std::optional<norvik::kav::BoxView> moov_;
   std::vector<FilmTrack> tracks_;
 };
-
-// How the samples of a description are coded; none for those that captions cannot go into.
-std::optional<PictureCoding> pictureCodingOf(const norvik::kav::SampleDescription& description);
 
 }  // namespace quarrypack::embed

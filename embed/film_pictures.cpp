@@ -5,23 +5,23 @@
 #include <optional>
 #include <utility>
 
-#include "embed/edit_list.h"
 #include "embed/refusal.h"
+#include "sources/showings.h"
 
 namespace quarrypack::embed {
 
+using captions::bounded;
 using captions::Time;
 using norvik::kav::Sample;
-using norvik::kav::SampleDescription;
 
 namespace {
 
-// For each description of a track the place of its coding in a list without repetitions.
+// Numbers the codings of a track: for each description the place of its coding in a list without
+// repetitions.
 class Codings {
  public:
-  explicit Codings(const norvik::kav::Track& track) {
-    for (const SampleDescription& description : track.descriptions) {
-      const std::optional<PictureCoding> coding = pictureCodingOf(description);
+  explicit Codings(const FilmTrack& track) {
+    for (const std::optional<PictureCoding>& coding : track.facts->codings) {
       places_.push_back(coding ? std::optional(placeOf(*coding)) : std::nullopt);
     }
   }
@@ -36,10 +36,7 @@ class Codings {
 
  private:
   std::uint16_t placeOf(const PictureCoding& coding) {
-    const auto same = [&coding](const PictureCoding& other) {
-      return other.rules == coding.rules && other.nalLengthSize == coding.nalLengthSize;
-    };
-    const auto found = std::find_if(list_.begin(), list_.end(), same);
+    const auto found = std::find(list_.begin(), list_.end(), coding);
     const auto place = static_cast<std::uint16_t>(found - list_.begin());
     if (found == list_.end()) list_.push_back(coding);
     return place;
@@ -49,10 +46,8 @@ class Codings {
   std::vector<std::optional<std::uint16_t>> places_;
 };
 
-Time bounded(Time time) { return std::clamp(time, -kLatestPicture, kLatestPicture); }
-
-// Decoding times tell how long the last picture lasts. Tables with times for more samples than
-// there are exist, so the one before tells it better than the table.
+// How long the last picture lasts: as long as the one decoded before it. The table of times is no
+// better source, because some tables have times for more samples than there are.
 Time lastLength(const std::vector<std::uint64_t>& lastTimes, std::uint32_t timescale) {
   if (lastTimes.size() < 2 || lastTimes[1] <= lastTimes[0]) return captions::kPairTime;
   const std::uint64_t ticks = lastTimes[1] - lastTimes[0];
@@ -62,8 +57,7 @@ Time lastLength(const std::vector<std::uint64_t>& lastTimes, std::uint32_t times
 
 class PictureWalk {
  public:
-  explicit PictureWalk(Film& film)
-      : film_(film), track_(film.pictureTrack()), codings_(*track_.track) {}
+  explicit PictureWalk(Film& film) : film_(film), track_(film.pictureTrack()), codings_(track_) {}
 
   FilmPictures read() {
     film_.forEachSample(track_, [this](const Sample& sample, std::uint32_t number) {
@@ -106,15 +100,15 @@ class PictureWalk {
   }
 
   void arrange() {
-    std::stable_sort(spans_.begin(), spans_.end(),
-                     [](const MediaSpan& a, const MediaSpan& b) { return a.start < b.start; });
+    std::stable_sort(
+        spans_.begin(), spans_.end(),
+        [](const sources::MediaSpan& a, const sources::MediaSpan& b) { return a.start < b.start; });
     for (std::size_t i = 0; i + 1 < spans_.size(); ++i) spans_[i].end = spans_[i + 1].start;
     if (!spans_.empty()) {
       spans_.back().end = spans_.back().start + lastLength(lastTimes_, track_.timescale());
     }
-    const EditList edits = EditList::of(track_.box, film_.timescale(), track_.timescale());
-    const Showings showings = edits.show(spans_);
-    for (const Showing& showing : showings.pictures) {
+    const sources::Showings showings = sources::showPicturesOnce(track_.facts->edits, spans_);
+    for (const sources::Showing& showing : showings.pictures) {
       result_.shown.push_back(pictures_[showing.sample]);
       result_.samples.push_back(showing.sample);
       result_.starts.push_back(bounded(showing.start));
@@ -127,7 +121,7 @@ class PictureWalk {
   const FilmTrack& track_;
   Codings codings_;
   PictureReader reader_;
-  std::vector<MediaSpan> spans_;
+  std::vector<sources::MediaSpan> spans_;
   std::vector<std::uint64_t> lastTimes_;  // of decoding, of the last two samples
   std::vector<Picture> pictures_;         // by sample
   std::vector<bool> isClosed_;

@@ -13,11 +13,11 @@ namespace quarrypack::embed {
 struct FilmPictures {
   std::vector<PictureCoding> codings;
 
-  // Those that are shown, each once, in the order in which they are.
+  // The pictures that are shown, each once, in the order of their first showings.
   std::vector<Picture> shown;
   std::vector<std::uint32_t> samples;  // their numbers in the track, from 0
   std::vector<captions::Time> starts;
-  std::vector<bool> closed;  // those that must stay as they are
+  std::vector<bool> closed;  // whether each must stay unchanged
   captions::Time end{0};
 
   // All pictures, shown or not, that hold captions already, in the order of decoding.
@@ -34,8 +34,8 @@ struct FilmPictures {
 // Looks at the beginning of every picture. Throws Refusal and what Film::forEachSample throws.
 FilmPictures readPictures(Film& film);
 
-// Reads bytes of a picture the cheapest way: the whole of a small one will be copied soon, and its
-// neighbours lie close.
+// Reads bytes of a picture in the cheapest way. All of a small picture is fetched, with the bytes
+// around it: it will be copied soon, and so will its neighbours.
 void readHead(norvik::kav::Movie& movie, const norvik::kav::Sample& sample, std::uint64_t offset,
               std::span<std::uint8_t> bytes);
 

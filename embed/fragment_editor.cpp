@@ -19,6 +19,7 @@ using norvik::kav::fourCc;
 using norvik::kav::loadU16;
 using norvik::kav::loadU32;
 using norvik::kav::loadU64;
+using norvik::kav::loadWide;
 using norvik::kav::storeU32;
 
 namespace {
@@ -30,7 +31,7 @@ using Bytes = std::span<const std::uint8_t>;
                 std::to_string(offset) + " is cut short. The file is damaged");
 }
 
-// Takes fields off the front of a payload.
+// Reads the fields of a payload in order.
 class Fields {
  public:
   Fields(Bytes bytes, const char* box, std::uint64_t offset)
@@ -45,6 +46,7 @@ class Fields {
   std::uint16_t u16() { return loadU16(take(2).data()); }
   std::uint32_t u32() { return loadU32(take(4).data()); }
   std::uint64_t u64() { return loadU64(take(8).data()); }
+  std::uint64_t wide(bool isWide) { return isWide ? u64() : u32(); }
   Bytes rest() const { return rest_; }
 
  private:
@@ -67,7 +69,7 @@ constexpr std::uint32_t kBaseIsMoof = 0x020000;
 struct TrackFragmentHeader {
   std::uint32_t versionAndFlags = 0;
   std::uint32_t track = 0;
-  std::uint64_t baseDataOffset = 0;  // where the flags say so
+  std::uint64_t baseDataOffset = 0;  // only if the flags say so
   std::optional<std::uint32_t> defaultSize;
   Bytes afterBase;  // all other fields
 
@@ -148,20 +150,16 @@ std::uint64_t lengthOf(const Run& run, std::uint32_t defaultSize) {
 // Version 1, which makes composition offsets signed, for a run of version 0 that needs it.
 std::uint32_t signedVersion(const Run& run) {
   constexpr std::uint32_t kVersion1 = 0x01000000;
-  constexpr std::uint8_t kSign = 0x80;
   const bool isVersion0 = (run.versionAndFlags & ~kFlagsMask) == 0;
   if (!isVersion0 || !run.has(kCompositionOffsets)) return run.versionAndFlags;
-  for (std::uint32_t i = 0; i < run.sampleCount; ++i) {
-    // The offset is the last field.
-    if ((run.entry(i)[run.entrySize() - 4] & kSign) != 0) return run.versionAndFlags | kVersion1;
-  }
-  return run.versionAndFlags;
+  const bool isSigned = hasNegativeAtEnd(run.samples, run.entrySize());
+  return run.versionAndFlags | (isSigned ? kVersion1 : 0);
 }
 
-// The entries of a run of pictures, each with the size that it has now.
+// The entries of a run of pictures with the new size of each.
 std::vector<std::uint8_t> resizedEntries(const Run& run, std::uint64_t offset,
                                          std::uint32_t defaultSize, OffsetMap::Cursor& cursor) {
-  // Where all samples have one size, a few bytes claim any number of them.
+  // If all samples have one size, a few bytes can claim any number of them.
   constexpr std::uint32_t kMostPictures = 1u << 20;
   if (run.entrySize() == 0 && run.sampleCount > kMostPictures) {
     throw Refusal("a fragment claims " + std::to_string(run.sampleCount) +
@@ -197,7 +195,7 @@ class Rewrite {
         newMoof_(cursor_.newOffset(moof)),
         nextBase_(moof) {}
 
-  // Places of a traf that names none count from the end of the data of the one before.
+  // Places in a traf without a base count from the end of the data of the traf before it.
   void enter(const TrackFragmentHeader& header, std::uint32_t defaultSize) {
     header_ = header;
     defaultSize_ = header.defaultSize.value_or(defaultSize);
@@ -207,8 +205,8 @@ class Rewrite {
     nextRun_ = base_;
   }
 
-  // The run's data begins here. Runs must be passed in their order, those that are not appended
-  // too.
+  // Returns where the data of a run begins. Must be called for all runs in their order, also for
+  // those that are not appended.
   std::uint64_t pass(const Run& run) {
     const std::uint64_t offset =
         run.has(kDataOffset) ? base_ + static_cast<std::uint64_t>(std::int64_t{run.dataOffset})
@@ -247,14 +245,13 @@ class Rewrite {
     pieces.keep(type);
     pieces.addU32(count);
     for (std::uint32_t i = 0; i < count; ++i) {
-      const std::uint64_t old = base_ + (isWide ? fields.u64() : fields.u32());
+      const std::uint64_t old = base_ + fields.wide(isWide);
       if (old >= moof_ && old < moofEnd_) {
         throw Refusal("track " + std::to_string(header_.track) +
                       ": auxiliary information lies inside the fragment at byte " +
                       std::to_string(moof_) + ", which this program cannot move");
       }
-      const std::uint32_t place = placeInMoof(cursor_.newOffset(old));
-      isWide ? pieces.addU64(place) : pieces.addU32(place);
+      pieces.addWide(placeInMoof(cursor_.newOffset(old)), isWide);
     }
     pieces.keep(fields.rest());
     pieces.close(mark);
@@ -290,8 +287,8 @@ class Rewrite {
   TrackFragmentHeader header_;
   std::uint32_t defaultSize_ = 0;
   std::uint64_t base_ = 0;      // of the current traf
-  std::uint64_t nextRun_ = 0;   // of a run that names no place
-  std::uint64_t nextBase_ = 0;  // of a traf that names none
+  std::uint64_t nextRun_ = 0;   // of a run without a place of its own
+  std::uint64_t nextBase_ = 0;  // of a traf without a base of its own
 };
 
 std::optional<TrackFragmentHeader> headerOf(const BoxView& traf, std::uint64_t moof) {
@@ -341,7 +338,7 @@ void appendTrackRandomAccess(const BoxView& tfra, const OffsetMap& map, BoxPiece
   OffsetMap::Cursor cursor(map);
   const auto newOffset = [&](std::uint32_t i) {
     const std::uint8_t* const old = entries.data() + i * entrySize + width;
-    return cursor.newOffset(isWide ? loadU64(old) : loadU32(old));
+    return cursor.newOffset(loadWide(old, isWide));
   };
   bool needsWide = isWide;
   for (std::uint32_t i = 0; i < count && !needsWide; ++i) needsWide = newOffset(i) > kMostBytes;
@@ -356,7 +353,7 @@ void appendTrackRandomAccess(const BoxView& tfra, const OffsetMap& map, BoxPiece
     const Bytes entry = entries.subspan(i * entrySize, entrySize);
     const std::uint64_t offset = newOffset(i);
     if (needsWide) {
-      pieces.addU64(isWide ? loadU64(entry.data()) : loadU32(entry.data()));
+      pieces.addU64(loadWide(entry.data(), isWide));
       pieces.addU64(offset);
     } else {
       pieces.add(entry.first(width));
@@ -433,11 +430,11 @@ BoxPieces FragmentEditor::segmentIndex(const BoxView& sidx, std::uint64_t offset
   constexpr std::uint32_t kTypeBit = 0x80000000;
   Fields fields(sidx.payload(), "sidx", offset);
   const Bytes versionAndFlags = fields.take(4);
-  const std::size_t width = versionAndFlags[0] == 0 ? 4 : 8;
+  const bool isWide = versionAndFlags[0] != 0;
   const Bytes track = fields.take(4);
   if (isRemoved(loadU32(track.data()))) return {};
-  const Bytes times = fields.take(4 + width);  // timescale, earliest time
-  const std::uint64_t firstOffset = width == 4 ? fields.u32() : fields.u64();
+  const Bytes times = fields.take(isWide ? 12 : 8);  // timescale, earliest time
+  const std::uint64_t firstOffset = fields.wide(isWide);
   const Bytes counts = fields.take(4);  // reserved, count
   const std::uint16_t count = loadU16(counts.data() + 2);
 
@@ -446,14 +443,14 @@ BoxPieces FragmentEditor::segmentIndex(const BoxView& sidx, std::uint64_t offset
   const std::uint64_t newAnchor = cursor.newOffset(place);
   place += firstOffset;
   const std::uint64_t newFirst = cursor.newOffset(place) - newAnchor;
-  if (width == 4 && newFirst > kMostBytes) throw Refusal("an offset of 'sidx' outgrows 4 GiB");
+  if (!isWide && newFirst > kMostBytes) throw Refusal("an offset of 'sidx' outgrows 4 GiB");
 
   BoxPieces pieces;
   const BoxPieces::Mark mark = pieces.open(fourCc("sidx"));
   pieces.keep(versionAndFlags);
   pieces.keep(track);
   pieces.keep(times);
-  width == 4 ? pieces.addU32(static_cast<std::uint32_t>(newFirst)) : pieces.addU64(newFirst);
+  pieces.addWide(newFirst, isWide);
   pieces.keep(counts);
   for (std::uint16_t i = 0; i < count; ++i) {
     const std::uint32_t typeAndSize = fields.u32();
@@ -472,7 +469,7 @@ BoxPieces FragmentEditor::segmentIndex(const BoxView& sidx, std::uint64_t offset
 BoxPieces FragmentEditor::randomAccess(const BoxView& mfra, const OffsetMap& map) const {
   constexpr std::size_t kTrack = 4;
   BoxPieces pieces;
-  // The last box states the size of them all, which is known when the others are done.
+  // The last box states the size of the whole, which is known only once the others are done.
   std::optional<BoxView> end;
   const BoxPieces::Mark mark = pieces.open(fourCc("mfra"));
   forEachBox(mfra.payload(), [&](const BoxView& child) {

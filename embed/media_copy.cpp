@@ -14,7 +14,7 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t kPiece = std::size_t{1} << 20;
 
-// Reads a file in large pieces, from front to back.
+// Reads a file in large pieces, from its beginning to its end.
 class InputPieces {
  public:
   InputPieces(norvik::kav::NorvikIStream& stream, std::uint64_t length)
@@ -22,8 +22,8 @@ class InputPieces {
     stream_.seek(0, norvik::kav::kSeekFromStart);
   }
 
-  // Some of the bytes from the current position on, at least one and at most so many. Requires a
-  // position before the end.
+  // Returns between 1 and atMost bytes from the current position on, and advances past them. The
+  // position must be before the end.
   Bytes take(std::uint64_t atMost) {
     if (rest_.empty()) fill();
     const Bytes taken =
@@ -33,7 +33,7 @@ class InputPieces {
     return taken;
   }
 
-  // Passes bytes over. Long stretches are not read.
+  // Advances past bytes. Long stretches are not read.
   void skip(std::uint64_t count) {
     const std::uint64_t known = std::min<std::uint64_t>(count, rest_.size());
     rest_ = rest_.subspan(static_cast<std::size_t>(known));
@@ -94,7 +94,7 @@ void copySpliced(norvik::kav::NorvikIStream& input, std::uint64_t length,
   InputPieces pieces(input, length);
   OutputBuffer buffer(output);
   std::uint64_t reported = 0;
-  const auto tell = [&] {
+  const auto reportSometimes = [&] {
     constexpr std::uint64_t kStep = kPiece / 4;
     if (!report || (pieces.position() - reported < kStep && pieces.position() < length)) return;
     reported = pieces.position();
@@ -103,7 +103,7 @@ void copySpliced(norvik::kav::NorvikIStream& input, std::uint64_t length,
   const auto copyUpTo = [&](std::uint64_t end) {
     while (pieces.position() < end) {
       buffer.append(pieces.take(end - pieces.position()));
-      tell();
+      reportSometimes();
     }
   };
 
@@ -119,7 +119,7 @@ void copySpliced(norvik::kav::NorvikIStream& input, std::uint64_t length,
   }
   copyUpTo(length);
   buffer.flush();
-  tell();
+  reportSometimes();
 }
 
 }  // namespace quarrypack::embed

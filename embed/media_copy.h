@@ -11,14 +11,14 @@
 
 namespace quarrypack::embed {
 
-// Writes a stream from its position on in large pieces, whatever the size of what is appended.
+// Writes to a stream, from its position on, in large pieces of whatever is appended.
 class OutputBuffer {
  public:
   explicit OutputBuffer(norvik::kav::NorvikIOStream& stream);
 
   void append(std::span<const std::uint8_t> bytes);
 
-  // Hands everything to the stream. To be called last: the destructor does not.
+  // Writes what is left to the stream. Call it at the end: the destructor does not.
   void flush();
 
   std::uint64_t size() const { return size_; }  // bytes appended so far
@@ -31,19 +31,19 @@ class OutputBuffer {
   std::uint64_t size_ = 0;
 };
 
-// Where the bytes come from that splices insert.
+// The source of the bytes that splices insert.
 class SpliceContent {
  public:
   virtual ~SpliceContent() = default;
 
-  // Appends what the splice of that index inserts, exactly as many bytes as it says. Called once
-  // for each splice, in their order.
+  // Appends the bytes that the splice of that index inserts, exactly as many as it states. Called
+  // once for each splice, in their order.
   virtual void append(std::size_t splice, OutputBuffer& output) = 0;
 };
 
-// Copies a file of so many bytes to a stream, from its position on, with the splices of a map.
-// Calls report with the number of input bytes that are done, a few times for each MiB. Throws
-// Refusal where the input ends early, and what the streams and report throw.
+// Copies a file of that length in bytes to a stream, from its position on, with the splices of a
+// map. Calls report with the number of input bytes that are done, a few times for each MiB. Throws
+// Refusal if the input ends early, and what the streams and report throw.
 void copySpliced(norvik::kav::NorvikIStream& input, std::uint64_t length,
                  norvik::kav::NorvikIOStream& output, const OffsetMap& map, SpliceContent& content,
                  const std::function<void(std::uint64_t)>& report = {});

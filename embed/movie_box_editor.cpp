@@ -3,6 +3,7 @@
 #include "embed/box_rebuild.h"
 #include "embed/portable_boxes.h"
 #include "embed/refusal.h"
+#include "embed/wide_field.h"
 #include "kav/big_endian.h"
 #include "kav/four_cc.h"
 
@@ -17,47 +18,14 @@ using norvik::kav::BoxView;
 using norvik::kav::FourCc;
 using norvik::kav::fourCc;
 using norvik::kav::loadU32;
-using norvik::kav::loadU64;
 
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// A field of 4 bytes in version 0 and of 8 in version 1. Positions count from the payload.
-struct WideField {
-  std::size_t position0;
-  std::size_t position1;
-};
-
-constexpr WideField kMovieDuration{16, 24};   // mvhd
-constexpr WideField kTrackDuration{20, 28};   // tkhd
-constexpr WideField kFragmentDuration{4, 4};  // mehd
 constexpr WideField kTrackIdPlace{12, 20};    // tkhd; 4 bytes in both
 constexpr std::size_t kExtendsTrackId = 4;    // trex
 constexpr std::size_t kHandlerTypePlace = 8;  // hdlr
-
-struct FieldValue {
-  std::size_t position;
-  std::size_t width;
-  std::uint64_t value;
-
-  // All ones: unknown.
-  bool isKnown() const {
-    return value != (width == 4 ? std::numeric_limits<std::uint32_t>::max()
-                                : std::numeric_limits<std::uint64_t>::max());
-  }
-};
-
-std::optional<FieldValue> readField(const BoxView& box, WideField field) {
-  const Bytes payload = box.payload();
-  if (payload.empty() || payload[0] > 1) return std::nullopt;
-  const bool wide = payload[0] == 1;
-  const std::size_t position = wide ? field.position1 : field.position0;
-  const std::size_t width = wide ? 8 : 4;
-  if (payload.size() < position + width) return std::nullopt;
-  const std::uint8_t* const bytes = payload.data() + position;
-  return FieldValue{position, width, wide ? loadU64(bytes) : loadU32(bytes)};
-}
 
 // Appends the box with a duration of at most `most`.
 void appendLowered(const BoxView& box, WideField field, std::optional<std::uint64_t> most,
@@ -68,9 +36,13 @@ void appendLowered(const BoxView& box, WideField field, std::optional<std::uint6
   const BoxPieces::Mark mark = pieces.open(box.type());
   pieces.keep(payload.first(old->position));
   // A value below another of the same width fits.
-  old->width == 8 ? pieces.addU64(*most) : pieces.addU32(static_cast<std::uint32_t>(*most));
+  pieces.addWide(*most, old->width == 8);
   pieces.keep(payload.subspan(old->position + old->width));
   pieces.close(mark);
+}
+
+bool isAmong(std::span<const std::uint32_t> ids, std::uint32_t id) {
+  return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
 std::uint32_t u32At(const BoxView& box, std::size_t position) {
@@ -91,6 +63,38 @@ std::optional<std::uint32_t> trackIdOf(const BoxView& trak) {
 FourCc handlerTypeOf(const BoxView& trak) {
   const std::optional<BoxView> hdlr = trak.find("mdia/hdlr");
   return hdlr ? u32At(*hdlr, kHandlerTypePlace) : 0;
+}
+
+void appendReferences(const BoxView& tref, std::span<const std::uint32_t> removedTracks,
+                      BoxPieces& pieces) {
+  constexpr std::size_t kId = 4;
+  const auto keptIds = [removedTracks](const BoxView& reference) {
+    std::vector<std::uint32_t> ids;
+    const Bytes payload = reference.payload();
+    for (std::size_t i = 0; i + kId <= payload.size(); i += kId) {
+      const std::uint32_t id = loadU32(payload.data() + i);
+      if (!isAmong(removedTracks, id)) ids.push_back(id);
+    }
+    return ids;
+  };
+  // Where no reference names a removed track, nothing changes, not even a box without references.
+  bool changes = false;
+  bool keepsAny = false;
+  forEachBox(tref.payload(), [&](const BoxView& reference) {
+    const std::size_t kept = keptIds(reference).size();
+    changes = changes || kept < reference.payload().size() / kId;
+    keepsAny = keepsAny || kept > 0;
+  });
+  if (!changes) return pieces.keep(tref.bytes());
+  if (!keepsAny) return;
+  rebuildBox(tref, pieces, 0, [&](const BoxView& reference) {
+    const std::vector<std::uint32_t> ids = keptIds(reference);
+    if (ids.size() == reference.payload().size() / kId) return pieces.keep(reference.bytes());
+    if (ids.empty()) return;
+    const BoxPieces::Mark mark = pieces.open(reference.type());
+    for (const std::uint32_t id : ids) pieces.addU32(id);
+    pieces.close(mark);
+  });
 }
 
 MovieBoxEditor::MovieBoxEditor(const BoxView& moov, MovieBoxChanges changes)
@@ -120,8 +124,7 @@ MovieBoxEditor::MovieBoxEditor(const BoxView& moov, MovieBoxChanges changes)
 }
 
 bool MovieBoxEditor::isRemoved(std::uint32_t trackId) const {
-  const auto& removed = changes_.removedTracks;
-  return std::find(removed.begin(), removed.end(), trackId) != removed.end();
+  return isAmong(changes_.removedTracks, trackId);
 }
 
 MovieBoxEditor::TrackParts MovieBoxEditor::partsOf(const BoxView& trak) {
@@ -192,7 +195,7 @@ void MovieBoxEditor::appendTrack(const BoxView& trak, TrackParts& parts, BoxPiec
   rebuildBox(trak, pieces, 0, [&](const BoxView& child) {
     switch (child.type()) {
       case fourCc("tref"):
-        return appendReferences(child, pieces);
+        return appendReferences(child, changes_.removedTracks, pieces);
       case fourCc("mdia"):
         return appendMedia(child, parts, pieces);
       case fourCc("udta"):
@@ -202,37 +205,6 @@ void MovieBoxEditor::appendTrack(const BoxView& trak, TrackParts& parts, BoxPiec
       default:
         return pieces.keep(child.bytes());
     }
-  });
-}
-
-void MovieBoxEditor::appendReferences(const BoxView& tref, BoxPieces& pieces) const {
-  constexpr std::size_t kId = 4;
-  const auto keptIds = [this](const BoxView& reference) {
-    std::vector<std::uint32_t> ids;
-    const Bytes payload = reference.payload();
-    for (std::size_t i = 0; i + kId <= payload.size(); i += kId) {
-      const std::uint32_t id = loadU32(payload.data() + i);
-      if (!isRemoved(id)) ids.push_back(id);
-    }
-    return ids;
-  };
-  // Where no reference names a removed track, nothing changes, not even a box without references.
-  bool changes = false;
-  bool keepsAny = false;
-  forEachBox(tref.payload(), [&](const BoxView& reference) {
-    const std::size_t kept = keptIds(reference).size();
-    changes = changes || kept < reference.payload().size() / kId;
-    keepsAny = keepsAny || kept > 0;
-  });
-  if (!changes) return pieces.keep(tref.bytes());
-  if (!keepsAny) return;
-  rebuildBox(tref, pieces, 0, [&](const BoxView& reference) {
-    const std::vector<std::uint32_t> ids = keptIds(reference);
-    if (ids.size() == reference.payload().size() / kId) return pieces.keep(reference.bytes());
-    if (ids.empty()) return;
-    const BoxPieces::Mark mark = pieces.open(reference.type());
-    for (const std::uint32_t id : ids) pieces.addU32(id);
-    pieces.close(mark);
   });
 }
 

@@ -12,28 +12,28 @@
 
 namespace quarrypack::embed {
 
-// What becomes of a movie besides its samples.
+// The changes to a movie other than those of its samples.
 struct MovieBoxChanges {
   std::uint32_t pictureTrack = 0;  // id of the track whose samples the splices change
   std::vector<std::uint32_t> removedTracks = {};  // ids
-  // Of the longest track that is left, in units of the movie's timescale, where fragments have a
-  // part in it. Without it the durations of a movie with fragments stay as they are.
+  // For a movie with fragments, the duration of the longest track that is left, in units of the
+  // movie's timescale. Without it the durations of such a movie stay unchanged.
   std::optional<std::uint64_t> fragmentedDuration = std::nullopt;
 };
 
 // Rewrites a moov box for an output whose bytes lie where an OffsetMap says. Sizes and places of
-// samples follow the map; removed tracks go, with all that names them; durations are lowered to the
-// longest track that is left; forms of QuickTime become portable (see portable_boxes.h). All else
-// is kept byte for byte, unknown boxes included.
+// samples follow the map. Removed tracks are left out, with everything that names them. Durations
+// are lowered to the longest track that is left. Forms of QuickTime become portable (see
+// portable_boxes.h). All other bytes are kept, unknown boxes included.
 class MovieBoxEditor {
  public:
   // The box must outlive the editor. Throws Refusal for tables that are cut short.
   MovieBoxEditor(const norvik::kav::BoxView& moov, MovieBoxChanges changes);
 
-  // The new box. It refers to the old one and to this editor, until the next call. Its size depends
-  // on the map only where offsets need 64 bits, and never shrinks from one call to the next: where
-  // the box lies before the media, calling it again with the size of the last one settles soon.
-  // Throws Refusal: see SampleTableEditor::measure.
+  // The new box. It refers to the old one and to this editor, and is valid until the next call. Its
+  // size depends on the map only because offsets may need 64 bits, and never shrinks from one call
+  // to the next. So if the box lies before the media, a few calls, each with the size that the last
+  // one gave, find the final size. Throws Refusal: see SampleTableEditor::measure.
   BoxPieces build(const OffsetMap& map);
 
   // Whether the composition offsets of any track left are negative.
@@ -56,7 +56,6 @@ class MovieBoxEditor {
   void appendMovieHeader(const norvik::kav::BoxView& mvhd, BoxPieces& pieces) const;
   void appendExtends(const norvik::kav::BoxView& mvex, BoxPieces& pieces) const;
   void appendTrack(const norvik::kav::BoxView& trak, TrackParts& parts, BoxPieces& pieces);
-  void appendReferences(const norvik::kav::BoxView& tref, BoxPieces& pieces) const;
   void appendMedia(const norvik::kav::BoxView& mdia, TrackParts& parts, BoxPieces& pieces);
   void appendMediaInformation(const norvik::kav::BoxView& minf, TrackParts& parts,
                               BoxPieces& pieces);
@@ -70,10 +69,14 @@ class MovieBoxEditor {
   bool removesTracks_ = false;
   std::optional<std::uint64_t> longestTrack_;  // units of the movie's timescale
 
-  // Of the call of build that is going on.
+  // Of the current call of build.
   const OffsetMap* map_ = nullptr;
   std::size_t nextTrack_ = 0;
 };
+
+// Appends a tref without references to some tracks; nothing where it had no others.
+void appendReferences(const norvik::kav::BoxView& tref,
+                      std::span<const std::uint32_t> removedTracks, BoxPieces& pieces);
 
 // The id in a tkhd box; none where it is cut short.
 std::optional<std::uint32_t> trackIdOf(const norvik::kav::BoxView& trak);

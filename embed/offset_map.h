@@ -8,8 +8,8 @@
 
 namespace quarrypack::embed {
 
-// A change of a file at one place: some bytes are removed, others are inserted there. 16 bytes,
-// because a film has one for each picture.
+// A change of a file at one place: some bytes are removed, and others are inserted there. It has
+// only 16 bytes, because a film has one for each picture.
 struct Splice {
   std::uint64_t offset = 0;    // in the old file
   std::uint32_t inserted = 0;  // bytes
@@ -20,23 +20,23 @@ struct Splice {
   friend bool operator==(const Splice&, const Splice&) = default;
 };
 
-// Where the bytes of a file lie after splices, as one monotone function of where they lay before.
+// Where the bytes of a file lie after splices, as a monotone function of where they lay before.
 //
 // Bytes that are inserted at an offset lie at the new place of that offset, before the byte that
-// was there: what begins with this byte now begins with the insertion, and what ends before it does
-// not hold the insertion. So a range keeps its old bytes, wins what is inserted at its first byte
-// or inside it, and its new length is the distance of its new ends. All that is inside a removed
-// range lies after what was inserted in its stead.
+// was there. What begins with this byte then begins with the insertion, and what ends before it
+// does not contain the insertion. So a range keeps its old bytes and gains what is inserted at its
+// first byte or inside it; its new length is the distance between its new ends. An offset inside a
+// removed range maps to the end of what was inserted in its place.
 class OffsetMap {
  public:
   OffsetMap() = default;
 
-  // Splices at ascending offsets, none of which begins inside what another one removes: see
+  // Takes splices at ascending offsets. None may begin inside what another one removes: see
   // findConflict.
   explicit OffsetMap(std::vector<Splice> splices);
 
-  // Of sorted splices the first that begins at the offset of the one before it, or inside what that
-  // one removes. None where a map can be made of them.
+  // Of sorted splices, the first that begins at the offset of the one before it, or inside what
+  // that one removes. None if a map can be made of them.
   static std::optional<Splice> findConflict(std::span<const Splice> splices);
 
   const std::vector<Splice>& splices() const { return splices_; }
@@ -49,15 +49,15 @@ class OffsetMap {
     return place(oldOffset, lowerBound(oldOffset));
   }
 
-  // For offsets that mostly ascend: the next is then found in constant time.
+  // For offsets that mostly ascend: each is then found in constant time.
   class Cursor {
    public:
     explicit Cursor(const OffsetMap& map) : map_(&map) {}
 
     std::uint64_t newOffset(std::uint64_t oldOffset);
 
-    // The new length of a range. It differs from the old one exactly where a splice changes the
-    // number of bytes in it.
+    // The new length of a range. It differs from the old one exactly if splices change the number
+    // of bytes in it.
     std::uint64_t newLength(std::uint64_t oldOffset, std::uint64_t length) {
       const std::uint64_t start = newOffset(oldOffset);
       return newOffset(oldOffset + length) - start;
@@ -71,7 +71,7 @@ class OffsetMap {
 
     const OffsetMap* map_;
     std::size_t index_ = 0;    // splices before the offset looked up last
-    std::uint64_t shift_ = 0;  // what these add up to, modulo 2^64
+    std::uint64_t shift_ = 0;  // the sum of their shifts, modulo 2^64
   };
 
  private:
@@ -87,8 +87,8 @@ class OffsetMap {
   std::vector<std::uint64_t> shifts_;  // before every kBlock-th splice
 };
 
-// Ranges of bytes that a film has no more use for once some of its tracks are gone. Ranges that
-// other tracks use in part are kept whole: a few bytes that nothing refers to do no harm.
+// The ranges of bytes that a film no longer needs when some of its tracks are removed. A range that
+// other tracks use in part is kept whole: a few bytes that nothing refers to do no harm.
 class UnusedRanges {
  public:
   // Adds a range that the removed tracks used. An empty one adds nothing.
@@ -97,11 +97,11 @@ class UnusedRanges {
   // Sorts the ranges and unites those that overlap or touch; called once, between add and keep.
   void unite();
 
-  // Keeps all ranges that this one has a byte of. All calls together take time in proportion to the
-  // ranges, however often and however far they reach.
+  // Keeps all ranges that overlap this one. All calls together take time in proportion to the
+  // number of ranges, apart from a binary search for each call.
   void keep(std::uint64_t offset, std::uint64_t length);
 
-  // What is left, as splices at ascending offsets.
+  // The unused ranges, as splices at ascending offsets.
   std::vector<Splice> splices() const;
 
  private:

@@ -18,6 +18,7 @@ using norvik::kav::fourCc;
 using norvik::kav::loadU32;
 using norvik::kav::storeU32;
 using norvik::kav::storeU64;
+using norvik::kav::textOf;
 
 namespace {
 
@@ -29,12 +30,6 @@ constexpr std::uint64_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
 
 // No index or fragment of a film is larger.
 constexpr std::uint64_t kLargestTable = std::uint64_t{256} << 20;
-
-std::string textOf(FourCc type) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(type >> shift & 0xFF);
-  return text;
-}
 
 FragmentChanges fragmentChanges(OutputLayout::Changes& changes) {
   return {changes.movie.pictureTrack, changes.movie.removedTracks,
@@ -92,7 +87,7 @@ void OutputLayout::addBox(std::size_t index, std::span<const Splice> inside) {
   switch (box.type) {
     case fourCc("ftyp"):
     case fourCc("moov"):
-    // Which bytes of a segment belong to which layer is a hint that would be wrong now.
+    // A hint about which bytes of a segment belong to which layer. It would be wrong now.
     case fourCc("ssix"):
       if (box.size > kMostBytes) throw Refusal("the box '" + textOf(box.type) + "' is too large");
       boxSplices_.push_back(
@@ -118,7 +113,7 @@ void OutputLayout::addHeader(std::size_t index, std::span<const Splice> inside) 
   constexpr std::uint32_t kRunsToEnd = 0;
   constexpr std::uint32_t kLargeSize = 1;
   const std::int64_t growth = growthOf(inside);
-  // Most boxes of a film with fragments are not worth a read.
+  // Most boxes of a film with fragments need not be read.
   const bool isLast = index + 1 == boxes_.size();
   if (growth == 0 && inside.empty() && !isLast) return;
   std::array<std::uint8_t, kHeader> header{};
@@ -213,8 +208,8 @@ void OutputLayout::settle() {
     if (front > kMostBytes) throw Refusal("the tables of the output would be larger than 4 GiB");
     map_.setInserted(0, static_cast<std::uint32_t>(front));
   }
-  // The length of a random access index may depend on where fragments are now. It comes last, so
-  // that nothing moves with it but what follows.
+  // The length of a random access index may depend on the new places of the fragments. It comes
+  // last, so that only what follows it moves.
   for (std::size_t i = 0; i < boxSplices_.size(); ++i) {
     BoxSplice& box = boxSplices_[i];
     if (box.kind != Kind::randomAccess) continue;
@@ -254,8 +249,8 @@ void OutputLayout::appendFront(OutputBuffer& output) const {
 void OutputLayout::appendHeader(const BoxSplice& box, OutputBuffer& output) {
   const TopLevelBox& place = boxes_[box.box];
   const std::uint64_t content = place.start + box.headerLength;
-  // All that is inside: what begins with the first byte after the header, up to the end. What is
-  // inserted at the end of the box belongs to the next.
+  // The content, from the first byte after the header to the end. What is inserted at the end of
+  // the box belongs to the next box.
   const std::uint64_t length = map_.newOffset(place.end()) - map_.newOffset(content);
   const std::uint32_t newHeader = box.splice.inserted;
   std::array<std::uint8_t, kLargeHeader> header{};

@@ -19,7 +19,7 @@ namespace quarrypack::embed {
 struct TopLevelBox {
   norvik::kav::FourCc type = 0;
   std::uint64_t start = 0;         // of the header
-  std::uint64_t size = 0;          // bytes, with the header, as far as the file goes
+  std::uint64_t size = 0;          // bytes, with the header, ends with the file at the latest
   std::uint32_t headerLength = 8;  // bytes
 
   std::uint64_t end() const { return start + size; }
@@ -28,7 +28,8 @@ struct TopLevelBox {
 // Copies bytes of the input to a buffer; throws where it does not hold them.
 using ReadInput = std::function<void(std::uint64_t offset, std::span<std::uint8_t> bytes)>;
 
-// What the splices of the samples insert. Asked in ascending order of their offsets.
+// The source of the bytes that the splices of the samples insert. Called in ascending order of
+// their offsets.
 class MediaContent {
  public:
   virtual ~MediaContent() = default;
@@ -38,7 +39,7 @@ class MediaContent {
 };
 
 // The output as splices of the input: first ftyp and moov, then all other top-level boxes in the
-// order of the input. Boxes whose content changes its length get a new header; the boxes of
+// order of the input. A box whose content changes its length gets a new header. The boxes of
 // fragments and their indexes are rewritten.
 class OutputLayout final : public SpliceContent {
  public:
@@ -49,7 +50,7 @@ class OutputLayout final : public SpliceContent {
   };
 
   // moov is the whole box in memory. It, read and content must outlive the layout. Throws Refusal
-  // where a splice of samples lies outside the content of a box or meets another one, and what the
+  // if a splice of samples lies outside the content of a box or overlaps another one, and what the
   // editors throw.
   OutputLayout(std::vector<TopLevelBox> boxes, const norvik::kav::BoxView& moov, ReadInput read,
                Changes changes, MediaContent& content);
@@ -65,8 +66,9 @@ class OutputLayout final : public SpliceContent {
     Splice splice;
     Kind kind;
     std::size_t box;
-    // A header at the very beginning, where the front of a film without ftyp goes too.
-    std::uint32_t headerLength = 0;  // old
+    // The length of an old header that is replaced. The first box of a film without ftyp has one
+    // although its splice also inserts the new ftyp and moov.
+    std::uint32_t headerLength = 0;
   };
 
   void addBox(std::size_t index, std::span<const Splice> inside);

@@ -12,11 +12,10 @@ using captions::NalWalk;
 
 namespace {
 
-// What most pictures need. The parameter sets of a key picture are longer, and are read in a second
-// step.
+// Enough for most pictures. The parameter sets of a key picture are longer and need a second step.
 constexpr std::uint64_t kFirstLook = 256;
 
-// More than this ahead of the first slice no coder writes.
+// No coder writes more than this before the first slice.
 constexpr std::uint64_t kMostAhead = 1 << 20;
 
 }  // namespace
@@ -48,7 +47,7 @@ PictureReader::Step PictureReader::walk(std::uint32_t sampleSize, PictureCoding 
     const bool isWhole = unit->whole();
     wanted = unit->offset + unit->lengthSize + rules.headerSize;
     if (unit->bytes.size() < rules.headerSize) {
-      // A unit without a header says that the sample is damaged.
+      // A unit too short for a header means that the sample is damaged.
       if (unit->size < rules.headerSize) return Step::done;
       return Step::needsBytes;
     }
@@ -57,7 +56,7 @@ PictureReader::Step PictureReader::walk(std::uint32_t sampleSize, PictureCoding 
       units_.temporalId = rules.temporalId(unit->bytes);
       const CaptionPlace place =
           captions::findCaptionPlace(head_, sampleSize, coding.nalLengthSize, rules);
-      // All up to this unit was read as a whole, or was no SEI unit.
+      // Every SEI unit before this one was read as a whole.
       if (place.state != CaptionPlace::State::known) return Step::done;
       units_.place = static_cast<std::uint32_t>(place.offset);
       units_.takesCaptions = true;
@@ -77,7 +76,7 @@ void PictureReader::takeSei(const NalUnit& unit, PictureCoding coding) {
   const bool holds =
       std::any_of(sei.messages.begin(), sei.messages.end(),
                   [&](const auto& message) { return captions::holdsCaptions(sei, message); });
-  // What of a unit that breaks off belongs to captions cannot be told.
+  // In a unit that breaks off, the part that belongs to captions is unknown.
   if (!holds || !sei.whole) return;
   CaptionCut cut{static_cast<std::uint32_t>(unit.offset), unit.size + unit.lengthSize,
                  captions::withoutCaptions(sei, *coding.rules)};

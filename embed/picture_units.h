@@ -7,40 +7,38 @@
 
 #include "captions/nal_units.h"
 #include "captions/sei.h"
+#include "sources/picture_coding.h"
 
 namespace quarrypack::embed {
 
-// How the samples of a description are coded.
-struct PictureCoding {
-  const captions::NalRules* rules = &captions::kH264Rules;
-  std::uint8_t nalLengthSize = 4;  // 1 to 4
-};
+using sources::PictureCoding;
+using sources::pictureCodingOf;
 
-// A unit of captions that a picture already holds.
+// A caption unit that a picture already holds.
 struct CaptionCut {
   std::uint32_t offset = 0;             // of its length field, in the sample
   std::uint32_t length = 0;             // with its length field
-  std::vector<std::uint8_t> rest = {};  // what stays of it, with a length field; mostly nothing
+  std::vector<std::uint8_t> rest = {};  // what stays of it, with a length field; mostly empty
 };
 
-// What a look at the beginning of a picture tells.
+// What the beginning of a picture holds.
 struct PictureUnits {
-  // False for a sample that is damaged, or that holds no part of a picture: it must stay as it is.
+  // False for a sample that is damaged or holds no part of a picture: it must stay unchanged.
   bool takesCaptions = false;
   std::uint32_t place = 0;       // where captions go, in the sample
   std::uint8_t temporalId = 0;   // of the picture
   std::vector<CaptionCut> cuts;  // at ascending offsets
 };
 
-// Looks at the units of pictures. It reads no more than it needs: the beginning of a sample up to
-// its first slice. Memory and buffers are used again for the next picture.
+// Examines the units of pictures. It reads no more than it needs: the beginning of a sample, up to
+// its first slice. Its memory is reused for the next picture.
 class PictureReader {
  public:
-  // Copies bytes of the sample at hand, which lie inside it, to a buffer.
+  // Copies bytes of the current sample to a buffer; they lie inside the sample.
   using Read = std::function<void(std::uint64_t offset, std::span<std::uint8_t> bytes)>;
 
-  // A sample of so many bytes. The result is valid until the next call. What read throws passes
-  // through.
+  // Examines a sample of that size in bytes. The result is valid until the next call. What read
+  // throws passes through.
   const PictureUnits& look(std::uint32_t sampleSize, PictureCoding coding, const Read& read);
 
  private:

@@ -32,8 +32,8 @@ constexpr std::size_t kVersionAndFlags = 4;
 constexpr std::size_t kHandlerFields = 24;
 constexpr std::size_t kComponentType = 4;
 
-// A name of QuickTime begins with its length. Only boxes without a component type leave a doubt:
-// there a first byte that fits must also be no character.
+// A name of QuickTime begins with its length. Only a box without a component type leaves a doubt:
+// there the first byte must fit and be no printable character.
 bool isCounted(Bytes name, bool isQuickTime) {
   constexpr std::uint8_t kFirstPrintable = 0x20;
   if (name.empty()) return false;
@@ -64,7 +64,7 @@ void appendPortableReference(const BoxView& reference, BoxPieces& pieces) {
     return pieces.keep(reference.bytes());
   }
   const BoxPieces::Mark url = pieces.open(fourCc("url "));
-  pieces.addU32(1);  // version 0, and the flag that it is this file
+  pieces.addU32(1);  // version 0, and the flag for media in the same file
   pieces.close(url);
 }
 
@@ -101,13 +101,13 @@ std::optional<BoxView> firstOf(Bytes boxes, FourCc type) {
   return found;
 }
 
-// The rate of version 2 as a 16.16 number; 0, as other writers do, where it does not fit.
+// The rate of version 2 as a 16.16 number; 0 if it does not fit, as other writers have it.
 std::uint32_t fixedRate(double rate) {
   constexpr double kLimit = 65536;
   return rate >= 1 && rate < kLimit ? static_cast<std::uint32_t>(rate * kLimit) : 0;
 }
 
-// The 36 bytes of an entry of version 0 that says the same as one of version 1 or 2.
+// The 36 bytes of an entry of version 0 with the same meaning as one of version 1 or 2.
 std::array<std::uint8_t, kSoundFields> plainSoundFields(Bytes entry) {
   constexpr std::uint16_t kSampleSize = 16;  // what compressed sound has
   constexpr std::uint32_t kMostChannels = std::numeric_limits<std::uint16_t>::max();
@@ -241,12 +241,7 @@ void appendPortableSoundDescriptions(const BoxView& stsd, BoxPieces& pieces) {
 
 bool hasNegativeOffsets(const BoxView& ctts) {
   if (ctts.payload().size() < kListFields) return false;
-  constexpr std::uint8_t kSign = 0x80;
-  const Bytes entries = ctts.payload().subspan(kListFields);
-  for (std::size_t i = 4; i + 4 <= entries.size(); i += kOffsetEntry) {
-    if ((entries[i] & kSign) != 0) return true;
-  }
-  return false;
+  return hasNegativeAtEnd(ctts.payload().subspan(kListFields), kOffsetEntry);
 }
 
 void appendPortableCompositionOffsets(const BoxView& ctts, BoxPieces& pieces) {

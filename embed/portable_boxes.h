@@ -7,15 +7,15 @@
 #include "embed/box_pieces.h"
 #include "kav/box_view.h"
 
-// The forms in which boxes of QuickTime become boxes of MP4. Players of .mp4 show the difference: a
-// handler name with a stray first character, sound that is not found. Each function appends the
-// portable form of a box, and the box as it is where it has that form or cannot be understood.
+// Boxes of QuickTime in the forms of MP4. Without them players of .mp4 show a stray character
+// before a handler name, or do not find the sound. Each function appends the portable form of a
+// box. A box that has this form already, or cannot be understood, is appended unchanged.
 namespace quarrypack::embed {
 
-// hdlr: a C string as name, pre-defined 0 in the place of the component type.
+// hdlr: with a C string as its name, and 0 in the place of the component type.
 void appendPortableHandler(const norvik::kav::BoxView& hdlr, BoxPieces& pieces);
 
-// meta: a full box, with a portable handler.
+// meta: as a full box, with a portable handler.
 void appendPortableMetadata(const norvik::kav::BoxView& meta, BoxPieces& pieces);
 
 // udta: without the zero that ends it in QuickTime, and with portable metadata.
@@ -24,18 +24,18 @@ void appendPortableUserData(const norvik::kav::BoxView& udta, BoxPieces& pieces)
 // dinf: with references to the file itself as "url ".
 void appendPortableDataInformation(const norvik::kav::BoxView& dinf, BoxPieces& pieces);
 
-// stsd of a sound track: entries of version 1 and 2 whose esds is hidden in a wave box in version
-// 0. Entries without esds, such as uncompressed sound, need the fields of their version.
+// stsd of a sound track: entries of version 1 and 2 whose esds lies in a wave box become entries of
+// version 0. Entries without esds, such as uncompressed sound, need the fields of their version.
 void appendPortableSoundDescriptions(const norvik::kav::BoxView& stsd, BoxPieces& pieces);
 
-// ctts: version 1 where offsets are negative.
+// ctts: in version 1 if offsets are negative.
 void appendPortableCompositionOffsets(const norvik::kav::BoxView& ctts, BoxPieces& pieces);
 
 // Whether any offset of a ctts is negative.
 bool hasNegativeOffsets(const norvik::kav::BoxView& ctts);
 
-// The ftyp of the output: mp42 and isom, then what the input names, but not QuickTime. Without an
-// input box, which is empty then, these two.
+// The ftyp of the output: mp42 and isom, then the brands of the input except QuickTime's. Takes the
+// bytes of the input's ftyp, which are empty if it has none.
 struct Brands {
   bool negativeOffsets = false;  // adds iso4
   bool fragments = false;        // adds iso5

@@ -16,7 +16,7 @@ using norvik::kav::FourCc;
 using norvik::kav::fourCc;
 using norvik::kav::loadU16;
 using norvik::kav::loadU32;
-using norvik::kav::loadU64;
+using norvik::kav::loadWide;
 using norvik::kav::storeU32;
 using norvik::kav::storeU64;
 
@@ -124,8 +124,8 @@ std::uint64_t SampleTables::length(const Chunk& chunk) const {
 }
 
 std::uint64_t SampleTables::chunkOffset(std::uint32_t chunk) const {
-  return wideOffsets_ ? loadU64(offsets_.data() + std::size_t{chunk} * 8)
-                      : loadU32(offsets_.data() + std::size_t{chunk} * 4);
+  const std::size_t width = wideOffsets_ ? 8 : 4;
+  return loadWide(offsets_.data() + chunk * width, wideOffsets_);
 }
 
 std::optional<Chunk> SampleTables::Chunks::next() {
@@ -187,7 +187,7 @@ void SampleTableEditor::resizeChunk(const Chunk& chunk, OffsetMap::Cursor& curso
 }
 
 void SampleTableEditor::writeOutSizes() {
-  // Where all samples have one size, a few bytes claim any number of them.
+  // If all samples have one size, a few bytes can claim any number of them.
   constexpr std::uint32_t kMostPictures = 1u << 26;
   const std::uint32_t count = tables_.sampleCount();
   if (tables_.hasOneSize() && count > kMostPictures) {
@@ -228,8 +228,7 @@ void SampleTableEditor::appendOffsets(const BoxView& box, const OffsetMap& map, 
   const Bytes entries = listEntries(box, oldWidth, label_, oldWidth == 8 ? "co64" : "stco");
   const std::uint32_t count = entryCount(entries, oldWidth);
   const auto oldOffset = [&](std::uint32_t i) {
-    const std::uint8_t* const entry = entries.data() + i * oldWidth;
-    return oldWidth == 8 ? loadU64(entry) : loadU32(entry);
+    return loadWide(entries.data() + i * oldWidth, oldWidth == 8);
   };
   OffsetMap::Cursor cursor(map);
   wideOffsets_ = wideOffsets_ || oldWidth == 8;
@@ -265,17 +264,14 @@ void appendAuxiliaryOffsets(const BoxView& saio, const OffsetMap& map, BoxPieces
   OffsetMap::Cursor cursor(map);
   bool wide = oldWidth == 8;
   for (std::size_t i = 0; i < offsets.size(); ++i) {
-    const std::uint8_t* const entry = rest.data() + i * oldWidth;
-    offsets[i] = cursor.newOffset(oldWidth == 8 ? loadU64(entry) : loadU32(entry));
+    offsets[i] = cursor.newOffset(loadWide(rest.data() + i * oldWidth, oldWidth == 8));
     wide = wide || offsets[i] > kMostBytes;
   }
   const std::uint8_t version = wide ? 1 : 0;
   const BoxPieces::Mark mark = pieces.open(saio.type());
   pieces.add(Bytes(&version, 1));
   pieces.keep(payload.first(fieldsLength).subspan(1));
-  for (const std::uint64_t offset : offsets) {
-    wide ? pieces.addU64(offset) : pieces.addU32(static_cast<std::uint32_t>(offset));
-  }
+  for (const std::uint64_t offset : offsets) pieces.addWide(offset, wide);
   pieces.close(mark);
 }
 

@@ -12,15 +12,15 @@
 
 namespace quarrypack::embed {
 
-// A run of samples that lie one after the other.
+// A run of samples that lie next to each other.
 struct Chunk {
   std::uint64_t offset = 0;
   std::uint32_t firstSample = 0;  // from 0
   std::uint32_t sampleCount = 0;
 };
 
-// The tables of a stbl that tell where samples lie, read in place. Counts are those of the bytes
-// that are there: a table that claims more is refused.
+// The tables of a stbl that state where samples lie, read in place. A table that claims more
+// entries than it has bytes for is refused.
 class SampleTables {
  public:
   // Throws Refusal for tables that are cut short; label names the track in its text. A stbl without
@@ -31,7 +31,7 @@ class SampleTables {
   bool hasOneSize() const { return sizeBits_ == 0; }
   std::uint32_t size(std::uint32_t sample) const;
 
-  // What the samples of a chunk take together, in bytes.
+  // The bytes of all samples of a chunk together.
   std::uint64_t length(const Chunk& chunk) const;
 
   // The chunks in their order, as long as there are samples.
@@ -70,13 +70,13 @@ class SampleTableEditor {
   // label names the track in refusals.
   SampleTableEditor(const norvik::kav::BoxView& stbl, Role role, std::string label);
 
-  // Looks at what a map does to the samples. Throws Refusal where it changes bytes of a track that
-  // holds no pictures, where a sample outgrows 4 GiB, and for pictures that are in no chunk.
+  // Finds the new sizes of the samples by a map. Throws Refusal if it changes bytes of a track that
+  // holds no pictures, for a sample of more than 4 GiB, and for pictures that are in no chunk.
   void measure(const OffsetMap& map);
 
-  // Appends the new form of one of the boxes stsz, stz2, stco, co64 and saio, with the same map.
-  // What needs 64-bit offsets once keeps them, so that the size of a movie box settles. The pieces
-  // refer to this editor until it measures again.
+  // Appends the new form of one of the boxes stsz, stz2, stco, co64 and saio, with the same map. A
+  // table that has needed 64-bit offsets keeps them, so that the size of the movie box settles. The
+  // pieces refer to this editor and are valid until it measures again.
   void append(const norvik::kav::BoxView& box, const OffsetMap& map, BoxPieces& pieces);
 
  private:
@@ -88,11 +88,11 @@ class SampleTableEditor {
   SampleTables tables_;
   Role role_;
   std::string label_;
-  std::vector<std::uint8_t> newSizes_;  // entries of stsz; empty where no size changes
+  std::vector<std::uint8_t> newSizes_;  // entries of stsz; empty if no size changes
   bool wideOffsets_ = false;
 };
 
-// Appends a saio whose offsets count from the start of the file. Version 1 where the new offsets
+// Appends a saio whose offsets count from the start of the file, in version 1 if the new offsets
 // need it.
 void appendAuxiliaryOffsets(const norvik::kav::BoxView& saio, const OffsetMap& map,
                             BoxPieces& pieces);

@@ -37,6 +37,11 @@ constexpr std::uint32_t loadU32(const std::uint8_t* bytes) {
 // The number in the next 8 bytes.
 constexpr std::uint64_t loadU64(const std::uint8_t* bytes) { return loadBigEndian<8>(bytes); }
 
+// The number in the next 4 or 8 bytes, by the version of a box.
+constexpr std::uint64_t loadWide(const std::uint8_t* bytes, bool isWide) {
+  return isWide ? loadU64(bytes) : loadU32(bytes);
+}
+
 // Writes 2 bytes.
 constexpr void storeU16(std::uint8_t* bytes, std::uint16_t value) {
   storeBigEndian<2>(bytes, value);

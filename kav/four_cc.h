@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace norvik::kav {
 
@@ -12,6 +13,16 @@ consteval FourCc fourCc(const char (&text)[5]) {
   FourCc code = 0;
   for (int i = 0; i < 4; ++i) code = code << 8 | static_cast<unsigned char>(text[i]);
   return code;
+}
+
+// The four characters of a code, for messages; a byte that cannot be printed becomes '?'.
+inline std::string textOf(FourCc code) {
+  std::string text;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    const char letter = static_cast<char>(code >> shift & 0xFF);
+    text += letter < ' ' || letter > '~' ? '?' : letter;
+  }
+  return text;
 }
 
 }  // namespace norvik::kav

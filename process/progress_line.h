@@ -34,6 +34,7 @@ class ProgressTerminal {
       : descriptor_(descriptor), isColourful_(isColourful) {}
 
   std::size_t columns() const;
+  bool isColourful() const { return isColourful_; }
   void draw(const std::string& text) const;
   void erase() const;
 

@@ -9,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 seconds=${1:?usage: scripts/fuzz.sh SECONDS [TARGET...]}
 shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(conversion reader sources embed caption xml avcc sei decoder608 scc)
+[ ${#targets[@]} -gt 0 ] || targets=(conversion reader sources embed caption xml avcc sei decoder608 check scc)
 
 build=build/fuzz
 programs=$build/tests/fuzz
@@ -36,6 +36,7 @@ corpus_of() {
   case "$1" in
     reader | conversion | sources | embed) echo movies ;;
     caption) echo captions ;;
+    check) echo decoder608 ;;
     *) echo "$1" ;;
   esac
 }

@@ -20,6 +20,8 @@ packages_of() {
     format) echo clang-format-14 git ;;
     tidy) echo clang-tidy-14 cppcheck ;;
     fuzz) echo clang libclang-rt-14-dev ;;
+    libcxx) echo clang libc++-14-dev libc++abi-14-dev googletest libboost1.74-tools-dev dpkg-dev ;;
+    i386) echo debootstrap ;;
     coverage) echo gcovr ;;
     bench) echo strace time ;;
     *) echo "install_dependencies.sh: no group '$1'" >&2; return 1 ;;

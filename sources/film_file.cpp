@@ -5,25 +5,27 @@
 #include <limits>
 #include <utility>
 
-#include "captions/decoder_configuration.h"
-#include "embed/caption_plan.h"
 #include "kav/big_endian.h"
 #include "kav/box_view.h"
 #include "kav/exception.h"
 #include "sources/caption_pairs.h"
+#include "sources/child_boxes.h"
 
 namespace quarrypack::sources {
 namespace {
 
 namespace kav = norvik::kav;
+using captions::bounded;
 using captions::Time;
+using captions::timeOfCount;
 using captions::timeOfUnits;
 using kav::BoxView;
 using kav::fourCc;
 
 constexpr std::uint32_t kTrackIsEnabled = 1;  // of tkhd
 
-// Overlapping samples let a small file hold any number of them.
+// The limit for the bytes that are read. Without it, overlapping samples would let a small file
+// hold any number of them.
 std::uint64_t budgetOf(std::uint64_t fileLength) {
   constexpr std::uint64_t kFactor = 16;
   constexpr std::uint64_t kAllowance = 8u << 20;
@@ -32,45 +34,16 @@ std::uint64_t budgetOf(std::uint64_t fileLength) {
   return kFactor * std::min(fileLength, kLongest) + kAllowance;
 }
 
-std::optional<PictureCoding> codingOf(const kav::SampleDescription& description) {
-  if (const auto box = description.box(fourCc("avcC"))) {
-    const auto config = captions::parseAvcDecoderConfig(box->payload());
-    if (config) return PictureCoding{&captions::kH264Rules, config->nalLengthSize};
-  }
-  if (const auto box = description.box(fourCc("hvcC"))) {
-    const auto config = captions::parseHevcDecoderConfig(box->payload());
-    if (config) return PictureCoding{&captions::kHevcRules, config->nalLengthSize};
-  }
-  return std::nullopt;
-}
-
-Time timeOf(std::uint64_t units, std::uint32_t timescale) {
-  constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
-  return timeOfUnits(static_cast<std::int64_t>(std::min(units, kMost)), timescale);
-}
-
 // The duration in mdhd, whose numbers have 4 bytes in version 0 and 8 in version 1.
 Time mediaDurationOf(const BoxView& mdhd, std::uint32_t timescale) {
   constexpr std::size_t kPlaceIn0 = 16;
   constexpr std::size_t kPlaceIn1 = 24;
   const auto payload = mdhd.payload();
   if (payload.size() < kPlaceIn0 + 4) return Time{0};
-  if (payload[0] != 1) return timeOf(kav::loadU32(payload.data() + kPlaceIn0), timescale);
+  if (payload[0] != 1) return timeOfCount(kav::loadU32(payload.data() + kPlaceIn0), timescale);
   if (payload.size() < kPlaceIn1 + 8) return Time{0};
-  return timeOf(kav::loadU64(payload.data() + kPlaceIn1), timescale);
+  return timeOfCount(kav::loadU64(payload.data() + kPlaceIn1), timescale);
 }
-
-// A trak box with only its edts box.
-std::vector<std::uint8_t> trakAround(const std::vector<std::uint8_t>& edts) {
-  std::vector<std::uint8_t> trak(8);
-  trak.insert(trak.end(), edts.begin(), edts.end());
-  kav::storeU32(trak.data(), static_cast<std::uint32_t>(trak.size()));
-  kav::storeU32(trak.data() + 4, fourCc("trak"));
-  return trak;
-}
-
-// Within these bounds, sums of a few times never overflow.
-Time bounded(Time time) { return std::clamp(time, -embed::kLatestPicture, embed::kLatestPicture); }
 
 }  // namespace
 
@@ -80,13 +53,15 @@ bool FilmTrack::hasPictures() const {
                      [](const auto& coding) { return coding.has_value(); });
 }
 
+bool FilmTrack::isCaptions() const { return handler == fourCc("clcp"); }
+
 FilmFile::FilmFile(kav::IStreamPtr stream)
     : movie_(std::move(stream)), budget_(budgetOf(movie_.fileLength())) {
   readTracks();
 }
 
 void FilmFile::readTracks() {
-  duration_ = bounded(timeOf(movie_.info().duration, movie_.info().timescale));
+  duration_ = bounded(timeOfCount(movie_.info().duration, movie_.info().timescale));
   for (const kav::Track& track : movie_.tracks()) {
     FilmTrack result;
     result.index = track.index;
@@ -94,66 +69,82 @@ void FilmFile::readTracks() {
     result.handler = track.handlerType;
     result.isEnabled = (track.info.tkhdFlags & kTrackIsEnabled) != 0;
     for (const kav::SampleDescription& description : track.descriptions) {
-      result.codings.push_back(codingOf(description));
+      result.codings.push_back(pictureCodingOf(description));
     }
     tracks_.push_back(std::move(result));
   }
-  const std::vector<kav::BoxPlace> boxes = movie_.topLevelBoxes();
-  const auto moov = std::find_if(boxes.begin(), boxes.end(), [](const kav::BoxPlace& box) {
-    return box.type == fourCc("moov");
-  });
-  if (moov == boxes.end()) return;
-  std::size_t index = 0;
-  for (const kav::BoxPlace& box : childrenOf(*moov)) {
-    if (box.type == fourCc("trak") && index < tracks_.size()) readTimes(box, tracks_[index++]);
+  for (const kav::BoxPlace& moov : movie_.topLevelBoxes()) {
+    if (moov.type != fourCc("moov")) continue;
+    std::size_t index = 0;
+    for (const kav::BoxPlace& box : childBoxes(movie_, moov)) {
+      if (box.type == fourCc("trak") && index < tracks_.size()) readTrack(box, tracks_[index++]);
+    }
+    return;
   }
 }
 
-// The complete boxes in a container, by their headers.
-std::vector<kav::BoxPlace> FilmFile::childrenOf(const kav::BoxPlace& container) {
-  constexpr std::uint64_t kHeader = 8;
-  constexpr std::uint64_t kLargeHeader = 16;
-  const std::uint64_t end = container.start + container.size;
-  std::vector<kav::BoxPlace> children;
-  std::array<std::uint8_t, kLargeHeader> header{};
-  movie_.readAt(container.start, std::span(header).first(kHeader));
-  std::uint64_t at = container.start + (kav::loadU32(header.data()) == 1 ? kLargeHeader : kHeader);
-  while (at + kHeader <= end) {
-    movie_.readAt(at, std::span(header).first(kHeader));
-    std::uint64_t size = kav::loadU32(header.data());
-    const kav::FourCc type = kav::loadU32(header.data() + 4);
-    if (size == 1 && at + kLargeHeader <= end) {
-      movie_.readAt(at, header);
-      size = kav::loadU64(header.data() + kHeader);
-    }
-    if (size == 0) size = end - at;
-    if (size < kHeader || size > end - at) break;
-    children.push_back({type, at, size});
-    at += size;
+const FilmTrack* FilmFile::pictureTrack() const {
+  const auto rank = [](const FilmTrack& track) {
+    return (track.isEnabled ? 0 : 2) + (track.sampleCount == 1 ? 1 : 0);
+  };
+  const FilmTrack* best = nullptr;
+  for (const FilmTrack& track : tracks_) {
+    if (!track.hasPictures()) continue;
+    if (best == nullptr || rank(track) < rank(*best)) best = &track;
   }
-  return children;
+  return best;
+}
+
+std::optional<kav::BoxPlace> FilmFile::childOf(const kav::BoxPlace& container, kav::FourCc type) {
+  for (const kav::BoxPlace& box : childBoxes(movie_, container)) {
+    if (box.type == type) return box;
+  }
+  return std::nullopt;
+}
+
+std::vector<std::uint8_t> FilmFile::readSmall(const kav::BoxPlace& box) {
+  constexpr std::uint64_t kLargest = 16u << 20;
+  return movie_.readBox(box, kLargest);
 }
 
 // Reads what the library does not provide for a track. Skips its tables, which may be large.
-void FilmFile::readTimes(const kav::BoxPlace& trak, FilmTrack& track) {
-  constexpr std::uint64_t kLargest = 16u << 20;
-  const std::uint32_t timescale = movie_.tracks()[track.index].info.mediaTimescale;
-  for (const kav::BoxPlace& box : childrenOf(trak)) {
-    if (box.type == fourCc("edts")) {
-      const std::vector<std::uint8_t> bytes = trakAround(movie_.readBox(box, kLargest));
-      if (const auto alone = BoxView::at(bytes)) {
-        track.edits = embed::EditList::of(*alone, movie_.info().timescale, timescale);
-      }
-    }
-    if (box.type != fourCc("mdia")) continue;
-    for (const kav::BoxPlace& inner : childrenOf(box)) {
-      if (inner.type != fourCc("mdhd")) continue;
-      const std::vector<std::uint8_t> bytes = movie_.readBox(inner, kLargest);
-      if (const auto mdhd = BoxView::at(bytes)) {
-        track.mediaDuration = bounded(mediaDurationOf(*mdhd, timescale));
-      }
+void FilmFile::readTrack(const kav::BoxPlace& trak, FilmTrack& track) {
+  for (const kav::BoxPlace& box : childBoxes(movie_, trak)) {
+    if (box.type == fourCc("mdia")) readMedia(box, track);
+    if (box.type != fourCc("edts")) continue;
+    const std::vector<std::uint8_t> bytes = readSmall(box);
+    if (const auto edts = BoxView::at(bytes)) {
+      track.edits = EditList::of(*edts, movie_.info().timescale,
+                                 movie_.tracks()[track.index].info.mediaTimescale);
     }
   }
+}
+
+void FilmFile::readMedia(const kav::BoxPlace& mdia, FilmTrack& track) {
+  track.sampleCount = sampleCountOf(mdia);
+  const auto place = childOf(mdia, fourCc("mdhd"));
+  if (!place) return;
+  const std::vector<std::uint8_t> bytes = readSmall(*place);
+  const std::uint32_t timescale = movie_.tracks()[track.index].info.mediaTimescale;
+  if (const auto mdhd = BoxView::at(bytes)) {
+    track.mediaDuration = bounded(mediaDurationOf(*mdhd, timescale));
+  }
+}
+
+// The count in stsz or stz2, after version and flags and a field of 4 bytes.
+std::uint32_t FilmFile::sampleCountOf(const kav::BoxPlace& mdia) {
+  constexpr std::uint64_t kCountEnd = 20;
+  const auto minf = childOf(mdia, fourCc("minf"));
+  const auto stbl = minf ? childOf(*minf, fourCc("stbl")) : std::nullopt;
+  if (!stbl) return 0;
+  for (const kav::BoxPlace& box : childBoxes(movie_, *stbl)) {
+    if (box.type != fourCc("stsz") && box.type != fourCc("stz2")) continue;
+    if (box.size < kCountEnd) return 0;
+    std::array<std::uint8_t, kCountEnd> fields{};
+    movie_.readAt(box.start, fields);
+    return kav::loadU32(fields.data() + kCountEnd - 4);
+  }
+  return 0;
 }
 
 void FilmFile::forEachSample(const FilmTrack& track, const Visit& visit) {
@@ -169,7 +160,7 @@ void FilmFile::forEachSample(const FilmTrack& track, const Visit& visit) {
     if (isPending) {
       const std::uint64_t units =
           next->info.decodingTime - std::min(decodingTime, next->info.decodingTime);
-      lasting = bounded(timeOf(units, timescale));
+      lasting = bounded(timeOfCount(units, timescale));
       sample.span.end = sample.span.start + lasting;
       visit(sample, false);
     }

@@ -6,19 +6,14 @@
 #include <span>
 #include <vector>
 
-#include "captions/nal_units.h"
 #include "captions/time.h"
-#include "embed/edit_list.h"
 #include "kav/four_cc.h"
 #include "kav/movie.h"
+#include "sources/edit_list.h"
+#include "sources/picture_coding.h"
+#include "sources/showings.h"
 
 namespace quarrypack::sources {
-
-// The coding of a sample description's pictures.
-struct PictureCoding {
-  const captions::NalRules* rules;
-  std::uint8_t nalLengthSize;  // 1 to 4
-};
 
 struct FilmTrack {
   std::uint32_t index = 0;  // from 0, in file order
@@ -26,11 +21,13 @@ struct FilmTrack {
   norvik::kav::FourCc handler = 0;
   bool isEnabled = false;
   captions::Time mediaDuration{0};  // from its header; 0 if unknown
-  embed::EditList edits;
+  std::uint32_t sampleCount = 0;    // from its tables; 0 if its samples are in fragments
+  EditList edits;
   // For each sample description, numbered from 1; none if its pictures carry no captions.
   std::vector<std::optional<PictureCoding>> codings;
 
-  bool hasPictures() const;
+  bool hasPictures() const;  // some that carry captions
+  bool isCaptions() const;   // handler clcp
 };
 
 // A sample as stored, before edits.
@@ -38,10 +35,11 @@ struct StoredSample {
   std::uint64_t offset = 0;       // in the file
   std::uint32_t size = 0;         // bytes
   std::uint32_t description = 0;  // from 1; 0 for none
-  embed::MediaSpan span;          // as presented, on the timeline of the track; its number is 0
+  MediaSpan span;                 // as presented, on the timeline of the track; its number is 0
 };
 
-// The movie from which captions are read. Failures of the library pass through as kav::Exception.
+// A movie as a source of captions: the facts about its tracks, and their samples. Failures of the
+// library pass through as kav::Exception.
 class FilmFile {
  public:
   // Opens the movie of an open stream.
@@ -49,6 +47,13 @@ class FilmFile {
 
   const std::vector<FilmTrack>& tracks() const { return tracks_; }
   captions::Time duration() const { return duration_; }  // from its header; 0 without one
+  norvik::kav::Movie& movie() { return movie_; }
+  const norvik::kav::Movie& movie() const { return movie_; }
+
+  // The track whose pictures carry the captions: the first enabled one of H.264 or HEVC. A track of
+  // a single picture, such as a cover, is chosen only if there is no other, and a disabled one only
+  // if none is enabled. Null if there is none.
+  const FilmTrack* pictureTrack() const;
 
   // Calls visit with the samples of a track in decoding order, and whether it is the last one.
   // Throws SourceError once the samples come to more than any real movie has.
@@ -62,8 +67,12 @@ class FilmFile {
 
  private:
   void readTracks();
-  void readTimes(const norvik::kav::BoxPlace& trak, FilmTrack& track);
-  std::vector<norvik::kav::BoxPlace> childrenOf(const norvik::kav::BoxPlace& container);
+  void readTrack(const norvik::kav::BoxPlace& trak, FilmTrack& track);
+  void readMedia(const norvik::kav::BoxPlace& mdia, FilmTrack& track);
+  std::vector<std::uint8_t> readSmall(const norvik::kav::BoxPlace& box);
+  std::uint32_t sampleCountOf(const norvik::kav::BoxPlace& mdia);
+  std::optional<norvik::kav::BoxPlace> childOf(const norvik::kav::BoxPlace& container,
+                                               norvik::kav::FourCc type);
   void spend(std::uint64_t bytes);
 
   norvik::kav::Movie movie_;

@@ -106,12 +106,12 @@ class TrackPictures {
   std::size_t damaged() const { return damaged_; }
   bool areAllDamaged() const { return pairs_.empty() && pictures_ > 0 && damaged_ == pictures_; }
 
-  void show(const embed::EditList& edits, CaptionPairs& result) {
+  void show(const EditList& edits, CaptionPairs& result) {
     std::stable_sort(spans_.begin(), spans_.end(),
                      [](const auto& a, const auto& b) { return a.start < b.start; });
-    const embed::Showings showings = showPictures(edits, spans_);
+    const Showings showings = showPictures(edits, spans_);
     reserve(result);
-    for (const embed::Showing& showing : showings.pictures) {
+    for (const Showing& showing : showings.pictures) {
       const std::size_t begin = showing.sample == 0 ? 0 : ends_[showing.sample - 1];
       for (std::size_t i = begin; i < ends_[showing.sample]; ++i) {
         addPair(result.of(pairs_[i].field), {showing.start, pairs_[i].bytes});
@@ -133,7 +133,7 @@ class TrackPictures {
     if (pairs_.size() > 2 * kMostPairs) {
       throw SourceError("there are more captions than any film has");
     }
-    embed::MediaSpan span = sample.span;
+    MediaSpan span = sample.span;
     span.sample = static_cast<std::uint32_t>(ends_.size());
     spans_.push_back(span);
     ends_.push_back(static_cast<std::uint32_t>(pairs_.size()));
@@ -149,31 +149,21 @@ class TrackPictures {
 
   PictureReader reader_;
   std::vector<PicturePair> pairs_;
-  std::vector<std::uint32_t> ends_;      // of each picture, among the pairs
-  std::vector<embed::MediaSpan> spans_;  // of these pictures
+  std::vector<std::uint32_t> ends_;  // of each picture, among the pairs
+  std::vector<MediaSpan> spans_;     // of these pictures
   std::size_t pictures_ = 0;
   std::size_t damaged_ = 0;
 };
 
-const FilmTrack* pictureTrack(const FilmFile& film) {
-  const FilmTrack* first = nullptr;
-  for (const FilmTrack& track : film.tracks()) {
-    if (!track.hasPictures()) continue;
-    if (track.isEnabled) return &track;
-    if (first == nullptr) first = &track;
-  }
-  return first;
-}
-
 }  // namespace
 
-bool hasCaptionPictures(const FilmFile& film) { return pictureTrack(film) != nullptr; }
+bool hasCaptionPictures(const FilmFile& film) { return film.pictureTrack() != nullptr; }
 
 CaptionPairs readPicturePairs(FilmFile& film) {
   CaptionPairs result;
   result.source = "pictures";
   result.end = film.duration();
-  const FilmTrack* const track = pictureTrack(film);
+  const FilmTrack* const track = film.pictureTrack();
   if (track == nullptr) return result;
   TrackPictures pictures(film, *track);
   if (pictures.areAllDamaged()) throw SourceError("all of its pictures are damaged or encrypted");

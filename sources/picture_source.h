@@ -9,9 +9,8 @@ namespace quarrypack::sources {
 bool hasCaptionPictures(const FilmFile& film);
 
 // The pairs inside the pictures of a movie, with the times at which these are shown. They come from
-// the first enabled track with H.264 or HEVC pictures, or from the first such track if none is
-// enabled. All pairs of a picture have its time. Reads only the heads of its units, and its SEI
-// units. Throws SourceError if no picture can be read.
+// FilmFile::pictureTrack. All pairs of a picture have its time. Reads only the heads of its units,
+// and its SEI units. Throws SourceError if no picture can be read.
 CaptionPairs readPicturePairs(FilmFile& film);
 
 }  // namespace quarrypack::sources

@@ -10,21 +10,11 @@ namespace quarrypack::sources {
 namespace {
 
 using captions::Time;
-using embed::EditList;
-using embed::MediaSpan;
-using embed::Showing;
-
 using Edit = EditList::Edit;
 using Spans = std::span<const MediaSpan>;
 
 constexpr Time kFirst{std::numeric_limits<std::int64_t>::min()};
 constexpr Time kNever{std::numeric_limits<std::int64_t>::max()};
-
-void add(std::vector<Showing>& showings, Showing showing) {
-  if (showings.size() == kMostPairs)
-    throw SourceError("its edits repeat too much for a real movie");
-  showings.push_back(showing);
-}
 
 std::size_t firstStartingFrom(Spans spans, Time time) {
   return static_cast<std::size_t>(
@@ -50,26 +40,69 @@ std::size_t firstShownFrom(Spans pictures, Time time) {
   return next > 0 && pictures[next - 1].end > time ? next - 1 : next;
 }
 
-}  // namespace
+// Walks over all pictures, as often as edits show them.
+class EveryTime {
+ public:
+  static std::size_t from(std::size_t picture) { return picture; }
+  void shown(std::size_t) {
+    if (++count_ > kMostPairs) throw SourceError("its edits repeat too much for a real movie");
+  }
 
-embed::Showings showPictures(const EditList& edits, Spans pictures) {
-  embed::Showings result;
+ private:
+  std::size_t count_ = 0;
+};
+
+// Walks over the pictures that were not shown yet, and passes those over that were, at once.
+class Once {
+ public:
+  explicit Once(std::size_t count) : next_(count + 1) {
+    for (std::size_t i = 0; i <= count; ++i) next_[i] = static_cast<std::uint32_t>(i);
+  }
+
+  std::size_t from(std::size_t picture) {
+    while (next_[picture] != picture) {
+      next_[picture] = next_[next_[picture]];
+      picture = next_[picture];
+    }
+    return picture;
+  }
+  void shown(std::size_t picture) { next_[picture] = static_cast<std::uint32_t>(picture + 1); }
+
+ private:
+  std::vector<std::uint32_t> next_;
+};
+
+template <class Walk>
+Showings show(const EditList& edits, Spans pictures, Walk walk) {
+  Showings result;
   result.pictures.reserve(pictures.size());
   for (const Edit& edit : edits.edits()) {
     if (!shows(edit)) continue;
     const Time begin = *edit.media;
-    const Time end = edit.isStill ? begin + Time{1} : endOf(edit);
-    for (std::size_t i = firstShownFrom(pictures, begin);
-         i < pictures.size() && pictures[i].start < end; ++i) {
+    const Time end = endOf(edit);
+    const Time limit = edit.isStill ? begin + Time{1} : end;
+    for (std::size_t i = walk.from(firstShownFrom(pictures, begin));
+         i < pictures.size() && pictures[i].start < limit; i = walk.from(i + 1)) {
+      walk.shown(i);
       const Time into = std::max(pictures[i].start - begin, Time{0});
-      add(result.pictures, {pictures[i].sample, edit.start + into});
-      const Time shown =
-          edit.isStill && !edit.isOpen() ? edit.length : std::min(pictures[i].end, end) - begin;
-      result.end = std::max(result.end, edit.start + shown);
+      result.pictures.push_back({pictures[i].sample, edit.start + into});
+      const bool isHeld = edit.isStill && !edit.isOpen();
+      const Time until = isHeld ? end : std::min(pictures[i].end, end);
+      result.end = std::max(result.end, edit.start + (until - begin));
     }
   }
   sort(result.pictures);
   return result;
+}
+
+}  // namespace
+
+Showings showPictures(const EditList& edits, Spans pictures) {
+  return show(edits, pictures, EveryTime());
+}
+
+Showings showPicturesOnce(const EditList& edits, Spans pictures) {
+  return show(edits, pictures, Once(pictures.size()));
 }
 
 std::vector<Showing> showCaptions(const EditList& edits, Spans samples) {
@@ -77,13 +110,15 @@ std::vector<Showing> showCaptions(const EditList& edits, Spans samples) {
   const auto first = std::find_if(all.begin(), all.end(), shows);
   const auto last = std::find_if(all.rbegin(), all.rend(), shows);
   std::vector<Showing> result;
+  EveryTime limit;
   for (const Edit& edit : all) {
     if (!shows(edit)) continue;
     const Time begin = &edit == &*first ? kFirst : *edit.media;
     const Time end = &edit == &*last ? kNever : endOf(edit);
     for (std::size_t i = firstStartingFrom(samples, begin);
          i < samples.size() && samples[i].start < end; ++i) {
-      add(result, {samples[i].sample, edit.start + (samples[i].start - *edit.media)});
+      limit.shown(i);
+      result.push_back({samples[i].sample, edit.start + (samples[i].start - *edit.media)});
     }
   }
   sort(result);

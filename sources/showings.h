@@ -5,22 +5,44 @@
 #include <vector>
 
 #include "captions/time.h"
-#include "embed/edit_list.h"
+#include "sources/edit_list.h"
 
+// When a movie shows the samples of a track: their times by its edit list.
 namespace quarrypack::sources {
 
-// The showings of a track, on the timeline of the movie. MediaSpan::sample identifies the sample.
+// A sample of a track on the timeline of the track.
+struct MediaSpan {
+  captions::Time start{0};  // of its presentation
+  captions::Time end{0};
+  std::uint32_t sample = 0;  // identifies it for the caller
+};
 
-// All showings of pictures, which must be sorted by their starts, in the order in which they are
-// shown. A picture that several edits show is there for each. A picture inside which an edit begins
-// or ends is shown. Throws SourceError for more showings than any real movie has.
-embed::Showings showPictures(const embed::EditList& edits,
-                             std::span<const embed::MediaSpan> pictures);
+// A sample that is shown, on the timeline of the movie.
+struct Showing {
+  std::uint32_t sample = 0;  // of its MediaSpan
+  captions::Time start{0};
 
-// The same for samples of captions. One that begins before the first edit gets a time before it,
-// because its caption may still be on the screen then. The last edit has no end: writers take it
-// from the pictures.
-std::vector<embed::Showing> showCaptions(const embed::EditList& edits,
-                                         std::span<const embed::MediaSpan> samples);
+  friend bool operator==(const Showing&, const Showing&) = default;
+};
+
+// The showings of the pictures of a track.
+struct Showings {
+  std::vector<Showing> pictures;  // in the order in which they are shown
+  captions::Time end{0};          // of the last one
+};
+
+// All showings of pictures, which must be sorted by their starts. A picture that several edits show
+// is there for each. A picture inside which an edit begins or ends is shown. Throws SourceError for
+// more showings than any real movie has.
+Showings showPictures(const EditList& edits, std::span<const MediaSpan> pictures);
+
+// The same, with each picture once, when it is first shown. Takes time in proportion to the
+// pictures and, but for a logarithm, the edits.
+Showings showPicturesOnce(const EditList& edits, std::span<const MediaSpan> pictures);
+
+// All showings of samples of captions, which must be sorted by their starts. One that begins before
+// the first edit gets a time before it, because its caption may still be on the screen then. The
+// last edit has no end: writers take it from the pictures. Throws like showPictures.
+std::vector<Showing> showCaptions(const EditList& edits, std::span<const MediaSpan> samples);
 
 }  // namespace quarrypack::sources

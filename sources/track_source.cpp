@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "captions/caption_atoms.h"
-#include "embed/caption_opening.h"
-#include "embed/caption_times.h"
+#include "captions/caption_opening.h"
+#include "captions/caption_times.h"
 #include "sources/showings.h"
 
 namespace quarrypack::sources {
@@ -19,10 +19,6 @@ using captions::CaptionAtoms;
 using captions::Field;
 using captions::FieldPairs;
 using captions::Time;
-using norvik::kav::fourCc;
-
-constexpr std::array kFields = {Field::one, Field::two};
-constexpr std::size_t indexOf(Field field) { return static_cast<std::size_t>(field); }
 
 // The pairs of one field of a track, sample by sample.
 struct SampledPairs {
@@ -55,7 +51,7 @@ class TrackPairs {
     if (sample.size > 0) film.readAt(sample.offset, bytes_);
     for (const CaptionAtom& atom : CaptionAtoms(bytes_)) addAtom(atom);
     for (SampledPairs& field : sampled_) field.ends.push_back(field.pairs.size());
-    embed::MediaSpan span = sample.span;
+    MediaSpan span = sample.span;
     span.sample = static_cast<std::uint32_t>(spans_.size());
     spans_.push_back(span);
   }
@@ -75,26 +71,28 @@ class TrackPairs {
   }
 
   void show(const FilmTrack& track) {
-    const std::vector<embed::MediaSpan> unsorted = spans_;
+    const std::vector<MediaSpan> unsorted = spans_;
     std::stable_sort(spans_.begin(), spans_.end(),
                      [](const auto& a, const auto& b) { return a.start < b.start; });
-    for (const embed::Showing& showing : showCaptions(track.edits, spans_)) {
-      const embed::MediaSpan& span = unsorted[showing.sample];
+    for (const Showing& showing : showCaptions(track.edits, spans_)) {
+      const MediaSpan& span = unsorted[showing.sample];
       const bool isLast = showing.sample + 1 == unsorted.size();
-      for (const Field field : kFields) {
+      // The last sample lasts until the end of the media, if that is known.
+      const Time end = isLast ? std::max(track.mediaDuration, span.start) : span.end;
+      for (const Field field : captions::kBothFields) {
         const auto pairs = sampled_[indexOf(field)].sample(showing.sample);
         FieldPairs& shown = fields_[indexOf(field)];
         if (shown.size() + pairs.size() > kMostPairs) {
           throw SourceError("there are more captions than any film has");
         }
-        embed::appendSamplePairs(shown, pairs, {showing.start, span.end - span.start, isLast});
+        captions::appendSamplePairs(shown, pairs, {showing.start, end - span.start, isLast});
       }
     }
-    for (FieldPairs& field : fields_) embed::dropBeforeStart(field, Time{0});
+    for (FieldPairs& field : fields_) captions::dropBeforeStart(field, Time{0});
   }
 
   std::array<SampledPairs, 2> sampled_;
-  std::vector<embed::MediaSpan> spans_;
+  std::vector<MediaSpan> spans_;
   std::array<FieldPairs, 2> fields_;
   std::vector<std::uint8_t> bytes_;  // of the current sample
   std::size_t oddAtoms_ = 0;
@@ -105,7 +103,7 @@ class TrackPairs {
 std::vector<const FilmTrack*> captionTracks(const FilmFile& film) {
   std::vector<const FilmTrack*> tracks;
   for (const FilmTrack& track : film.tracks()) {
-    if (track.handler == fourCc("clcp")) tracks.push_back(&track);
+    if (track.isCaptions()) tracks.push_back(&track);
   }
   std::stable_partition(tracks.begin(), tracks.end(),
                         [](const FilmTrack* track) { return track->isEnabled; });
@@ -157,7 +155,7 @@ CaptionPairs readTrackPairs(FilmFile& film) {
   for (const FilmTrack* track : captionTracks(film)) {
     TrackPairs pairs(film, *track);
     judge(pairs, *track, result.findings);
-    for (const Field field : kFields) take(pairs.field(field), field, *track, result);
+    for (const Field field : captions::kBothFields) take(pairs.field(field), field, *track, result);
   }
   result.end = film.duration();
   for (const FieldPairs& field : result.fields) {

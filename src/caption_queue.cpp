@@ -1,7 +1,8 @@
 #include "src/caption_queue.h"
 
 #include <algorithm>
-#include <utility>
+#include <optional>
+#include <tuple>
 
 #include "src/presentation_time.h"
 
@@ -9,30 +10,67 @@ namespace quarrypack {
 namespace {
 
 constexpr auto kEarliestOnTop = [](const auto& a, const auto& b) { return a.time > b.time; };
+constexpr auto kReadEarlier = [](const auto& a, const auto& b) { return a.sequence < b.sequence; };
 
 }  // namespace
 
-void CaptionQueue::push(std::unique_ptr<CaptionSample> caption) {
-  std::vector<Waiting>& heap = waiting_[caption->timescale];
-  const std::uint64_t time =
-      presentationTime(caption->decodingTime, caption->compositionOffset, caption->timescale);
-  heap.push_back({time, pushed_++, std::move(caption)});
+void CaptionQueue::push(const CaptionInFile& caption) {
+  std::vector<Waiting>& heap = waiting_[caption.timescale];
+  heap.push_back(
+      {.time = presentationTime(caption.decodingTime, caption.compositionOffset, caption.timescale),
+       .sequence = pushed_++,
+       .fileOffset = caption.fileOffset,
+       .size = caption.size,
+       .timescale = caption.timescale});
   std::push_heap(heap.begin(), heap.end(), kEarliestOnTop);
 }
 
-std::size_t CaptionQueue::attachDue(SortedGroup& group) {
-  std::vector<Waiting> due;
+void CaptionQueue::takeDue(SortedGroup& group) {
+  due_.clear();
   for (auto& [timescale, heap] : waiting_) {
     while (!heap.empty() && group.reaches(heap.front().time, timescale)) {
       std::pop_heap(heap.begin(), heap.end(), kEarliestOnTop);
-      due.push_back(std::move(heap.back()));
+      due_.push_back(heap.back());
       heap.pop_back();
     }
   }
-  std::sort(due.begin(), due.end(),
-            [](const Waiting& a, const Waiting& b) { return a.sequence < b.sequence; });
-  for (Waiting& waiting : due) attachCaptionSample(group, waiting.caption);
-  return due.size();
+  if (!std::is_sorted(due_.begin(), due_.end(), kReadEarlier)) {
+    std::sort(due_.begin(), due_.end(), kReadEarlier);
+  }
+  firstPlaces_.resize(due_.size());
+  std::size_t first = group.length();
+  for (std::size_t i = due_.size(); i-- > 0;) {
+    first = std::min(first, group.firstShownAt(due_[i].time, due_[i].timescale).value_or(first));
+    firstPlaces_[i] = static_cast<std::uint32_t>(first);
+  }
+}
+
+CaptionSample CaptionQueue::fetch(const Waiting& waiting) {
+  bytes_.resize(waiting.size);
+  input_.readAt(waiting.fileOffset, bytes_);
+  return {.decodingTime = waiting.time, .timescale = waiting.timescale, .bytes = bytes_};
+}
+
+std::size_t CaptionQueue::attachDue(SortedGroup& group, ConversionListener& listener,
+                                    const SamplesReady& samplesReady) {
+  takeDue(group);
+  std::size_t ready = 0;
+  for (std::size_t i = 0; i < due_.size(); ++i) {
+    if (firstPlaces_[i] > ready) samplesReady(ready = firstPlaces_[i]);
+    std::optional<CaptionSample> caption = fetch(due_[i]);
+    attachCaptionSample(group, caption, listener);
+  }
+  return due_.size();
+}
+
+void CaptionQueue::drop(ConversionListener& listener) {
+  for (auto& [timescale, heap] : waiting_) {
+    std::sort(heap.begin(), heap.end(), [](const Waiting& a, const Waiting& b) {
+      return std::tie(a.time, a.sequence) < std::tie(b.time, b.sequence);
+    });
+    for (const Waiting& waiting : heap) listener.captionDropped(fetch(waiting));
+  }
+  waiting_.clear();
 }
 
 }  // namespace quarrypack

@@ -9,10 +9,9 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
 #include <limits>
 #include <optional>
-#include <utility>
+#include <vector>
 
 namespace quarrypack {
 
@@ -24,24 +23,20 @@ using Bytes = std::span<const std::uint8_t>;
 using captions::CaptionAtom;
 using captions::CaptionAtoms;
 
-// A unit counts its pairs in 5 bits. A caption sample of up to 56 bytes goes into one unit; of a
-// longer one each unit gets at most 24 pairs.
-constexpr std::size_t kLargestSingleCaption = 56;
-constexpr std::size_t kLargestPiece = 48;
 static_assert(kLargestPiece / 2 <= captions::kMostTriplets);
 
-captions::CcType ccTypeOf(const CaptionAtom& atom) {
+captions::CcType ccTypeOf(const CaptionAtom& atom, ConversionListener& listener) {
   const std::optional<captions::Field> field = atom.field();
   if (field) return captions::ccTypeOf(*field);
-  std::cout << "Unknown 608 channel Type detected...Assuming it to for be channel one" << std::endl;
+  listener.unknownCaptionAtom();
   return captions::CcType::field1;
 }
 
 // The pairs of one unit. An odd atom gives one pair more than the unit's count states.
 class UnitPairs {
  public:
-  void add(const CaptionAtom& atom) {
-    const captions::CcType type = ccTypeOf(atom);
+  void add(const CaptionAtom& atom, ConversionListener& listener) {
+    const captions::CcType type = ccTypeOf(atom, listener);
     for (std::size_t i = 0; i < atom.pairCount(); ++i) {
       const captions::BytePair pair = atom.pair(i);
       triplets_[count_++] = {true, type, pair.first, pair.second};
@@ -49,15 +44,47 @@ class UnitPairs {
     statedCount_ += atom.wholePairCount();
   }
 
-  void buildUnit(std::vector<std::uint8_t>& unit) const {
-    captions::buildCaptionUnit(unit, {.nalLengthSize = nalLengthSize},
-                               std::span(triplets_).first(count_), statedCount_);
+  // The unit. It is valid while this object lives.
+  Bytes build() {
+    const captions::CaptionUnitForm form{.nalLengthSize = nalLengthSize};
+    const auto unit = std::span(unit_).first(captions::captionUnitSize(form, count_));
+    captions::writeCaptionUnit(unit, form, std::span(triplets_).first(count_), statedCount_);
+    return unit;
   }
 
  private:
   std::array<captions::CcTriplet, captions::kMostTriplets> triplets_;
+  std::array<std::uint8_t, captions::kLargestCaptionUnit> unit_;
   std::size_t count_ = 0;
   std::size_t statedCount_ = 0;
+};
+
+// Reads a sample from front to back in few reads: the units before a picture are short.
+class SampleHead {
+ public:
+  explicit SampleHead(const SampleBytes& sample) : sample_(sample) {}
+
+  // Up to count bytes from a position on, fewer at the end of the sample. Each call ends the use of
+  // the bytes of the one before it.
+  Bytes read(std::uint64_t position, std::size_t count) {
+    count = std::min<std::uint64_t>(count, sample_.size() - position);
+    if (position < start_ || position + count > start_ + length_) fetch(position);
+    return Bytes(bytes_).subspan(position - start_, count);
+  }
+
+ private:
+  static constexpr std::size_t kFetched = 32;
+
+  void fetch(std::uint64_t position) {
+    start_ = position;
+    length_ = std::min<std::uint64_t>(kFetched, sample_.size() - position);
+    sample_.read(position, std::span(bytes_).first(length_));
+  }
+
+  const SampleBytes& sample_;
+  std::uint64_t start_ = 0;
+  std::size_t length_ = 0;
+  std::array<std::uint8_t, kFetched> bytes_{};
 };
 
 // Where the next unit is inserted, and whether every later unit is inserted there too.
@@ -77,7 +104,7 @@ struct InsertionPoint {
 // empty unit. The unit before it cannot be empty too: its header would be the first byte of a
 // length of 0, and that type ends the walk. Marks never move back, so the NAL units of a sample are
 // walked once, however many captions are inserted.
-InsertionPoint findInsertionPoint(const SampleBytes& sample) {
+InsertionPoint findInsertionPoint(const SampleBytes& sample, ConversionListener& listener) {
   constexpr std::uint8_t kSequenceParameterSet = 7;
   constexpr std::uint8_t kPictureParameterSet = 8;
   constexpr std::uint8_t kAccessUnitDelimiter = 9;
@@ -87,22 +114,20 @@ InsertionPoint findInsertionPoint(const SampleBytes& sample) {
   NalSearchStart mark = sample.nalSearchStart();
   if (mark.nalLengthSize != nalLengthSize) mark = {nalLengthSize, 0};
 
+  SampleHead head(sample);
   std::uint64_t unit = mark.position;
   std::uint64_t found = size;
   while (unit < size) {
-    std::array<std::uint8_t, 5> start{};
-    const std::size_t count = std::min<std::uint64_t>(nalLengthSize + 1u, size - unit);
-    sample.read(unit, std::span(start).first(count));
-
-    const std::size_t prefix = std::min<std::size_t>(nalLengthSize, count);
+    const Bytes start = head.read(unit, nalLengthSize + 1u);
+    const std::size_t prefix = std::min<std::size_t>(nalLengthSize, start.size());
     const std::uint32_t length = captions::ByteReader(start).number(prefix);
     if ((length & kNegative) != 0) {
-      std::cout << "Error 3: Invalid NAL Length  Detected!!!" << std::endl;
+      listener.invalidNalLength();
       break;
     }
-    if (prefix == count) break;
+    if (prefix == start.size()) break;
 
-    const std::uint8_t type = captions::kH264Rules.type(Bytes(start).subspan(prefix));
+    const std::uint8_t type = captions::kH264Rules.type(start.subspan(prefix));
     if (type != kSequenceParameterSet && type != kPictureParameterSet &&
         type != kAccessUnitDelimiter) {
       found = unit;
@@ -115,9 +140,8 @@ InsertionPoint findInsertionPoint(const SampleBytes& sample) {
   return {found, mark};
 }
 
-void insertUnits(SampleBytes& sample, const InsertionPoint& point,
-                 std::vector<std::uint8_t> units) {
-  sample.insert(point.position, std::move(units));
+void insertUnits(SampleBytes& sample, const InsertionPoint& point, Bytes units) {
+  sample.insert(point.position, units);
   sample.setNalSearchStart(point.nextSearch);
 }
 
@@ -125,24 +149,25 @@ void insertUnits(SampleBytes& sample, const InsertionPoint& point,
 // collected and inserted together, because one caption sample may be cut into millions.
 class UnitPile {
  public:
-  explicit UnitPile(SampleBytes& sample) : sample_(sample) {}
+  UnitPile(SampleBytes& sample, ConversionListener& listener)
+      : sample_(sample), listener_(listener) {}
 
   void add(const CaptionAtom& piece) {
     // The place is determined first, to keep the order of the messages.
-    if (!point_ || !point_->holdsFromNowOn()) point_ = findInsertionPoint(sample_);
+    if (!point_ || !point_->holdsFromNowOn()) point_ = findInsertionPoint(sample_, listener_);
     UnitPairs pairs;
-    pairs.add(piece);
-    pairs.buildUnit(unit_);
+    pairs.add(piece, listener_);
+    const Bytes unit = pairs.build();
     if (!point_->holdsFromNowOn()) {
-      insertUnits(sample_, *point_, unit_);
+      insertUnits(sample_, *point_, unit);
       return;
     }
-    lengths_.push_back(static_cast<std::uint16_t>(unit_.size()));
-    units_.insert(units_.end(), unit_.begin(), unit_.end());
+    lengths_.push_back(static_cast<std::uint16_t>(unit.size()));
+    units_.insert(units_.end(), unit.begin(), unit.end());
   }
 
   void insert() {
-    if (units_.empty()) return;
+    if (!point_ || units_.empty()) return;
     // Reversed as a whole and then one by one, the units are in order from last to first.
     std::reverse(units_.begin(), units_.end());
     std::reverse(lengths_.begin(), lengths_.end());
@@ -151,31 +176,29 @@ class UnitPile {
       std::reverse(unit, unit + length);
       unit += length;
     }
-    insertUnits(sample_, *point_, std::move(units_));
+    insertUnits(sample_, *point_, units_);
   }
 
  private:
   SampleBytes& sample_;
+  ConversionListener& listener_;
   std::optional<InsertionPoint> point_;
-  std::vector<std::uint8_t> unit_;  // the latest; its memory is reused
   std::vector<std::uint8_t> units_;
   std::vector<std::uint16_t> lengths_;
 };
 
 // A caption small enough for one unit, which takes all its atoms.
-void insertSingle(SampleBytes& sample, Bytes caption) {
-  const InsertionPoint point = findInsertionPoint(sample);
+void insertSingle(SampleBytes& sample, Bytes caption, ConversionListener& listener) {
+  const InsertionPoint point = findInsertionPoint(sample, listener);
   UnitPairs pairs;
-  for (const CaptionAtom& atom : CaptionAtoms(caption)) pairs.add(atom);
-  std::vector<std::uint8_t> unit;
-  pairs.buildUnit(unit);
-  insertUnits(sample, point, std::move(unit));
+  for (const CaptionAtom& atom : CaptionAtoms(caption)) pairs.add(atom, listener);
+  insertUnits(sample, point, pairs.build());
 }
 
 // A caption too large for one unit. Each atom is cut into pieces, and each piece is a caption of
 // its own: an odd piece has no following byte to borrow.
-void insertInPieces(SampleBytes& sample, Bytes caption) {
-  UnitPile pile(sample);
+void insertInPieces(SampleBytes& sample, Bytes caption, ConversionListener& listener) {
+  UnitPile pile(sample, listener);
   for (const CaptionAtom& atom : CaptionAtoms(caption)) {
     for (Bytes rest = atom.pairs; !rest.empty();) {
       const Bytes pairs = rest.first(std::min(rest.size(), kLargestPiece));
@@ -188,21 +211,24 @@ void insertInPieces(SampleBytes& sample, Bytes caption) {
 
 }  // namespace
 
-void attachCaptionSample(SortedGroup& sortedGroup, std::unique_ptr<CaptionSample>& captionSample) {
+void attachCaptionSample(SortedGroup& sortedGroup, std::optional<CaptionSample>& captionSample,
+                         ConversionListener& listener) {
   const std::uint64_t due = presentationTime(
       captionSample->decodingTime, captionSample->compositionOffset, captionSample->timescale);
   const std::optional<std::size_t> target = sortedGroup.firstShownAt(due, captionSample->timescale);
   if (!target) return;
-  insertCaptionSei(sortedGroup.bytes(*target), sortedGroup.record(*target), captionSample->bytes);
+  listener.captionAttaching(*captionSample, *target);
+  insertCaptionSei(sortedGroup.bytes(*target), sortedGroup.record(*target), captionSample->bytes,
+                   listener);
   captionSample.reset();
 }
 
 void insertCaptionSei(SampleBytes& videoSampleBytes, PendingSample& videoSampleRecord,
-                      std::span<const std::uint8_t> captionBytes) {
+                      std::span<const std::uint8_t> captionBytes, ConversionListener& listener) {
   if (captionBytes.size() <= kLargestSingleCaption) {
-    insertSingle(videoSampleBytes, captionBytes);
+    insertSingle(videoSampleBytes, captionBytes, listener);
   } else {
-    insertInPieces(videoSampleBytes, captionBytes);
+    insertInPieces(videoSampleBytes, captionBytes, listener);
   }
   if (videoSampleBytes.size() > std::numeric_limits<std::uint32_t>::max()) {
     throw norvik::kav::Exception(norvik::kav::ErrorCode::implausibleCount);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 namespace quarrypack {
 namespace {
@@ -14,7 +13,8 @@ constexpr std::uint64_t kLargeSample = 64 * 1024;
 std::ptrdiff_t difference(std::uint64_t bytes) { return static_cast<std::ptrdiff_t>(bytes); }
 
 // Moves the last count bytes of one stack to the other, which reverses their order.
-void moveTop(std::vector<std::uint8_t>& from, std::vector<std::uint8_t>& to, std::size_t count) {
+template <class From, class To>
+void moveTop(From& from, To& to, std::size_t count) {
   to.insert(to.end(), from.rbegin(), from.rbegin() + difference(count));
   from.resize(from.size() - count);
 }
@@ -25,7 +25,7 @@ void MemorySampleBytes::read(std::uint64_t position, std::span<std::uint8_t> des
   std::copy_n(bytes_.begin() + difference(position), destination.size(), destination.begin());
 }
 
-void MemorySampleBytes::insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) {
+void MemorySampleBytes::insertBytes(std::uint64_t position, std::span<const std::uint8_t> bytes) {
   bytes_.insert(bytes_.begin() + difference(position), bytes.begin(), bytes.end());
 }
 
@@ -97,7 +97,7 @@ void SplicedSampleBytes::copyTo(std::span<std::uint8_t> destination) const {
   }
 }
 
-void SplicedSampleBytes::insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) {
+void SplicedSampleBytes::insertBytes(std::uint64_t position, std::span<const std::uint8_t> bytes) {
   if (bytes.empty()) return;
   size_ += bytes.size();
 
@@ -112,7 +112,7 @@ void SplicedSampleBytes::insertBytes(std::uint64_t position, std::vector<std::ui
     }
     inserted += splice->bytes.size();
   }
-  splices_.insert(splice, Splice{position - inserted, GrowingBytes(std::move(bytes))});
+  splices_.insert(splice, Splice{position - inserted, GrowingBytes(bytes)});
 }
 
 }  // namespace quarrypack

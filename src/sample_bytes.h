@@ -34,9 +34,9 @@ class SampleBytes {
   virtual void read(std::uint64_t position, std::span<std::uint8_t> destination) const = 0;
 
   // Inserts bytes before the byte at position, or after the last byte if position is size().
-  void insert(std::uint64_t position, std::vector<std::uint8_t> bytes) {
+  void insert(std::uint64_t position, std::span<const std::uint8_t> bytes) {
     nalSearchStart_ = {};
-    insertBytes(position, std::move(bytes));
+    insertBytes(position, bytes);
   }
 
   // A note for repeated searches for the place of the next caption. An insertion resets it.
@@ -44,7 +44,7 @@ class SampleBytes {
   void setNalSearchStart(NalSearchStart start) { nalSearchStart_ = start; }
 
  private:
-  virtual void insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) = 0;
+  virtual void insertBytes(std::uint64_t position, std::span<const std::uint8_t> bytes) = 0;
 
   NalSearchStart nalSearchStart_;
 };
@@ -60,7 +60,7 @@ class MemorySampleBytes final : public SampleBytes {
   const std::vector<std::uint8_t>& bytes() const { return bytes_; }
 
  private:
-  void insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) override;
+  void insertBytes(std::uint64_t position, std::span<const std::uint8_t> bytes) override;
 
   std::vector<std::uint8_t> bytes_;
 };
@@ -84,14 +84,17 @@ class ByteSource {
 // bytes inserted, so thousands of captions inserted before one another stay cheap.
 class GrowingBytes {
  public:
-  explicit GrowingBytes(std::vector<std::uint8_t> bytes) : front_(std::move(bytes)) {}
+  explicit GrowingBytes(std::span<const std::uint8_t> bytes) : front_(bytes.begin(), bytes.end()) {}
 
   std::size_t size() const { return front_.size() + back_.size(); }
   void insert(std::size_t position, std::span<const std::uint8_t> bytes);
   void read(std::size_t position, std::span<std::uint8_t> destination) const;
 
  private:
-  std::vector<std::uint8_t> front_;
+  // Most samples get one unit of a few pairs, for which no memory is allocated.
+  static constexpr std::size_t kUsualUnit = 64;
+
+  boost::container::small_vector<std::uint8_t, kUsualUnit> front_;
   std::vector<std::uint8_t> back_;
 };
 
@@ -104,6 +107,7 @@ class SplicedSampleBytes final : public SampleBytes {
       : source_(&source), fileOffset_(fileOffset), sizeInFile_(sizeInFile), size_(sizeInFile) {}
 
   std::uint64_t size() const override { return size_; }
+  bool isChanged() const { return size_ != sizeInFile_; }
   void read(std::uint64_t position, std::span<std::uint8_t> destination) const override;
 
   // Fills destination, which has size() bytes, with the whole sample. Reads the part in the file
@@ -118,7 +122,7 @@ class SplicedSampleBytes final : public SampleBytes {
     GrowingBytes bytes;
   };
 
-  void insertBytes(std::uint64_t position, std::vector<std::uint8_t> bytes) override;
+  void insertBytes(std::uint64_t position, std::span<const std::uint8_t> bytes) override;
 
   ByteSource* source_;
   std::uint64_t fileOffset_;

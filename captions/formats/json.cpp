@@ -51,14 +51,20 @@ void writeChannel(const ChannelCues& channel, std::ostream& out) {
 
 void writeJson(std::string_view file, std::string_view source,
                const std::vector<ChannelCues>& channels, std::ostream& out) {
-  out << "{\"file\":" << jsonOf(file) << ",\"source\":" << jsonOf(source) << ",\"channels\":[";
+  out << "{\"file\":" << jsonOf(file) << ",\"source\":" << jsonOf(source) << ',';
+  writeChannelsMember(channels, out);
+  out << "}\n";
+}
+
+void writeChannelsMember(const std::vector<ChannelCues>& channels, std::ostream& out) {
+  out << "\"channels\":[";
   const char* separator = "\n";
   for (const ChannelCues& channel : channels) {
     out << separator;
     writeChannel(channel, out);
     separator = ",\n";
   }
-  out << "\n]}\n";
+  out << "\n]";
 }
 
 }  // namespace quarrypack::captions

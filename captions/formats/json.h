@@ -19,4 +19,7 @@ namespace quarrypack::captions {
 void writeJson(std::string_view file, std::string_view source,
                const std::vector<ChannelCues>& channels, std::ostream& out);
 
+// The member of such a document whose name is "channels", without an end of line.
+void writeChannelsMember(const std::vector<ChannelCues>& channels, std::ostream& out);
+
 }  // namespace quarrypack::captions

@@ -6,12 +6,13 @@
 #include <cstdint>
 #include <iostream>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "companions/embed/caption_files.h"
 #include "companions/embed/report.h"
 #include "companions/output_file.h"
+#include "companions/program.h"
+#include "companions/texts.h"
 #include "embed/film.h"
 #include "kaf/file_failure.h"
 #include "kaf/kav_stream.h"
@@ -89,9 +90,9 @@ void writeReport(const EmbedOptions& options, const embed::EmbedResult& result) 
   }
 }
 
-class Program {
+class Run {
  public:
-  explicit Program(const EmbedOptions& options) : options_(options) {}
+  explicit Run(const EmbedOptions& options) : options_(options) {}
 
   embed::EmbedResult run() {
     requireOwnFiles(options_);
@@ -113,6 +114,7 @@ class Program {
   embed::EmbedResult embedInto(embed::EmbedSettings& settings) {
     embed::Film film(openStream(options_.input, OpenMode::kReadOnly));
     embed::Embedding embedding(film, std::move(settings));
+    printFindings(kEmbedName, options_.input, embedding.result().findings);
     OutputFile output(options_.output);
     {
       ProgressLine progress(ProgressTerminal::on(STDOUT_FILENO));
@@ -147,14 +149,10 @@ class Program {
   const EmbedOptions& options_;
 };
 
-std::string counted(std::size_t count, std::string_view thing) {
-  return std::to_string(count) + ' ' + std::string(thing) + (count == 1 ? "" : "s");
-}
-
 }  // namespace
 
 embed::EmbedResult embedCaptions(const EmbedOptions& options) {
-  embed::EmbedResult result = Program(options).run();
+  embed::EmbedResult result = Run(options).run();
   writeReport(options, result);
   return result;
 }

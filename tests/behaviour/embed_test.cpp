@@ -199,7 +199,7 @@ TEST_F(Embed, WritesReports) {
   EXPECT_EQ(run({"--report", "r.html", "clip.mov", "clip.mp4"}).status, 0);
   const Bytes html = readFile(folder() / "r.html");
   const std::string htmlText(html.begin(), html.end());
-  EXPECT_NE(htmlText.find("<td>CC1</td>"), std::string::npos) << htmlText;
+  EXPECT_NE(htmlText.find("<td data-label=\"Channel\">CC1</td>"), std::string::npos) << htmlText;
   EXPECT_EQ(run({"--report", "r.txt", "clip.mov", "clip.mp4"}).status, 2);
 }
 

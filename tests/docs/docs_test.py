@@ -117,7 +117,7 @@ class Commands(unittest.TestCase):
         subprocess.run(f"tar -c --null --files-from=- | tar -x -C '{cls.folder}'", cwd=ROOT,
                        shell=True, check=True, input=names)
         (tools / "quarrypack").symlink_to(program)
-        for companion in ("quarrypack-captions", "quarrypack-embed"):
+        for companion in ("quarrypack-captions", "quarrypack-check", "quarrypack-embed"):
             (tools / companion).symlink_to(program.parent / companion)
         (tools / "quarrypack-batch").symlink_to(ROOT / "batch" / "quarrypack-batch")
         write_script(tools / "sudo", '#!/bin/sh\n[ "$1" = apt-get ] && shift && '
@@ -302,7 +302,12 @@ class Commands(unittest.TestCase):
     def test_installs_what_it_says(self):
         local = self.installed / "usr" / "local"
         for name in ("bin/quarrypack", "bin/quarrypack-batch", "bin/quarrypack-captions",
-                     "bin/quarrypack-embed", "share/man/man1/quarrypack-embed.1.gz",
+                     "bin/quarrypack-check", "bin/quarrypack-embed",
+                     "share/man/man1/quarrypack-embed.1.gz",
+                     "share/man/man1/quarrypack-check.1.gz",
+                     "share/bash-completion/completions/quarrypack-check",
+                     "share/zsh/site-functions/_quarrypack-check",
+                     "share/fish/vendor_completions.d/quarrypack-check.fish",
                      "share/man/man1/quarrypack-captions.1.gz",
                      "share/bash-completion/completions/quarrypack-captions",
                      "share/zsh/site-functions/_quarrypack-captions",

@@ -1,10 +1,6 @@
 // Pairs of both fields, decoded at once and given to every writer of a caption file.
-//
-// The input: two bytes for each pair, after one byte that tells its field in bit 0 and, in the
-// others, how many quarters of a frame pass before it.
 
 #include <algorithm>
-#include <array>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -13,27 +9,14 @@
 #include "captions/decoder608.h"
 #include "captions/formats.h"
 #include "captions/formats/scc.h"
+#include "tests/fuzz/fuzz_pairs.h"
 #include "tests/fuzz/fuzz_target.h"
 
 using namespace quarrypack::captions;
+using quarrypack::test::BothFields;
 using quarrypack::test::check;
 
 namespace {
-
-// The pairs of field 1 and of field 2.
-using BothFields = std::array<FieldPairs, 2>;
-
-BothFields pairsOf(quarrypack::test::InputBytes input) {
-  BothFields fields;
-  Time time{0};
-  while (!input.empty()) {
-    const unsigned head = input.u8();
-    time += kPairTime / 4 * (head >> 1);
-    const std::uint8_t first = input.u8();
-    fields.at(head & 1).push_back({time, {first, input.u8()}});
-  }
-  return fields;
-}
 
 std::size_t characterCount(const std::string& utf8) {
   return static_cast<std::size_t>(
@@ -110,7 +93,7 @@ void checkScc(FieldPairs pairs, const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const BothFields fields = pairsOf(quarrypack::test::InputBytes({data, size}));
+  const BothFields fields = quarrypack::test::pairsOf(quarrypack::test::InputBytes({data, size}));
   for (const RollUpCues rollUp : {RollUpCues::once, RollUpCues::screen}) {
     const CaptionDocument document = decoded(fields, rollUp);
     for (const Format& format : formats()) {

@@ -243,6 +243,7 @@ void addPairs(const Seeds& seeds) {
   seed("paint_on", 0, "9429 91d0 61e9 9429 9470 62ea 94a1 94a4 9429 9470 1020 97ae 9428 61e9 942c");
   seed("second_channel", 0, "1c20 1c70 61e9 1c2f 9420 9470 62ea 942f 1cae 1c2c 942c");
   seed("field_2", 1, "1520 15d0 61e9 0131 61e9 62ea 8f1d 1520 62ea 152f 9d29 9d70 61e9 152c 9d2c");
+  seed("extended_data", 1, "0183 c1c2 152c 152c 0283 8fea 0501 8f80 0e01 8f80 0501 c180");
   seed("text", 0, "942a 61e9 94ad 942b 62ea 9420 9470 61e9 942f");
   seed("damaged", 0, "9420 9470 e161 6161 0000 94af 942f 9460 9060 0131 942c");
 }

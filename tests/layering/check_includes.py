@@ -19,14 +19,17 @@ import tempfile
 # "values of kav/" are its headers that need no source, neither their own nor that of a header which
 # they include: plain types, interfaces and inline functions.
 ROWS = {
-    "companions/": ["process/", "captions/", "captions/formats/"],
+    "companions/": ["sources/", "process/", "captions/", "captions/formats/", "kaf/", "kav/"],
     "companions/embed/": ["companions/", "embed/", "process/", "captions/", "captions/formats/",
                           "kaf/", "kav/"],
+    "companions/check/": ["companions/check/html/", "companions/", "check/", "sources/",
+                          "process/", "captions/", "captions/formats/", "kav/"],
     "companions/captions/": ["companions/", "sources/", "process/", "captions/",
                              "captions/formats/", "kaf/", "kav/"],
+    "companions/check/html/": ["companions/", "check/", "captions/"],
     "check/": ["sources/", "src/", "captions/", "kav/"],
-    "sources/": ["embed/", "captions/", "captions/formats/", "kav/"],
-    "embed/": ["captions/", "kav/"],
+    "embed/": ["sources/", "captions/", "kav/"],
+    "sources/": ["captions/", "captions/formats/", "kav/"],
     "src/": ["process/", "captions/", "config/", "tarn/", "kaf/", "kav/"],
     "captions/": ["values of kav/"],
     "captions/formats/": ["captions/"],

@@ -31,7 +31,8 @@ Message = collections.namedtuple("Message", "time pairs")
 Cue = collections.namedtuple("Cue", "start text")
 
 SEI = 6
-CAPTION_SEI = re.compile(rb"\x06\x04\xff*[^\xff]\xb5\x00\x31GA94\x03", re.DOTALL)
+# Of H.264, or of HEVC with the two bytes of its header.
+CAPTION_SEI = re.compile(rb"(?:\x06|\x4e.)\x04\xff*[^\xff]\xb5\x00\x31GA94\x03", re.DOTALL)
 
 
 # ---------------------------------------------------------------- tools

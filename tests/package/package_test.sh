@@ -62,6 +62,8 @@ units=$(LC_ALL=C grep -aoc GA94 "$root/movies/clip.mp4" || true)
 
 expect "$(inside quarrypack-captions --version)" "quarrypack-captions $version"
 expect "$(inside quarrypack-captions --format vtt /movies/clip.mp4)" WEBVTT
+expect "$(inside quarrypack-check --version)" "quarrypack-check $version"
+expect "$(inside quarrypack-check --json /movies/clip.mp4 | head -1)" '"source":"pictures"'
 
 step "its batch runs, with the package that it recommends"
 quietly inside apt-get install --yes --no-install-recommends parallel
@@ -75,7 +77,9 @@ expect "$(inside man quarrypack)" "put the captions of a QuickTime movie into it
 expect "$(inside man quarrypack)" "quarrypack $version"
 expect "$(inside man quarrypack-batch)" "quarrypack-batch"
 expect "$(inside man quarrypack-captions)" "read the captions of a movie"
-[ -z "$(inside sh -c 'man --warnings quarrypack quarrypack-batch quarrypack-captions 2>&1 >/dev/null')" ]
+expect "$(inside man quarrypack-check)" "check the captions of a movie before delivery"
+[ -z "$(inside sh -c 'man --warnings quarrypack quarrypack-batch quarrypack-captions \
+  quarrypack-check 2>&1 >/dev/null')" ]
 
 step "its documents lead to each other"
 broken=$(inside sh -c 'cd /usr/share/doc/quarrypack && for page in *.md doc/*.md; do
@@ -107,7 +111,12 @@ expect "$(inside bash -c '. /usr/share/bash-completion/bash_completion
   _completion_loader quarrypack-captions
   COMP_WORDS=(quarrypack-captions --format v) COMP_CWORD=2; _quarrypack_captions
   echo "${COMPREPLY[@]}"')" vtt
+expect "$(inside bash -c '. /usr/share/bash-completion/bash_completion
+  _completion_loader quarrypack-check
+  COMP_WORDS=(quarrypack-check --fail-on w) COMP_CWORD=2; _quarrypack_check
+  echo "${COMPREPLY[@]}"')" warning
 expect "$(inside fish -c 'complete -C "quarrypack --in"')" --input-file
+expect "$(inside fish -c 'complete -C "quarrypack-check --fail-on e"')" error
 expect "$(inside fish -c 'complete -C "quarrypack-captions --channel CC"')" CC3
 expect "$(inside fish -c 'complete -C "quarrypack --input-file=/mov"')" /movies/
 expect "$(inside fish -c 'complete -C "quarrypack-batch --res"')" --resume

@@ -76,9 +76,9 @@ std::uint32_t loadNumber(const std::uint8_t*& next, std::size_t length) {
 
 TfraBox::Entry decodeEntry(const std::uint8_t* next, const TfraRecord& record, bool isWide) {
   TfraBox::Entry entry;
-  entry.time = isWide ? loadU64(next) : loadU32(next);
+  entry.time = loadWide(next, isWide);
   next += isWide ? 8 : 4;
-  entry.moofOffset = isWide ? loadU64(next) : loadU32(next);
+  entry.moofOffset = loadWide(next, isWide);
   next += isWide ? 8 : 4;
   entry.trafNumber = loadNumber(next, record.trafNumberLength());
   entry.trunNumber = loadNumber(next, record.trunNumberLength());

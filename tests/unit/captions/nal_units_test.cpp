@@ -115,10 +115,11 @@ TEST(NalRules, ReadTheTemporalSubLayer) {
 }
 
 TEST(NalRules, WriteTheHeaderOfAnSeiUnit) {
-  Bytes bytes;
-  kH264Rules.appendSeiHeader(bytes, 0);
-  kHevcRules.appendSeiHeader(bytes, 0);
-  kHevcRules.appendSeiHeader(bytes, 2);
+  Bytes bytes(5);
+  std::uint8_t* next = kH264Rules.writeSeiHeader(bytes.data(), 0);
+  next = kHevcRules.writeSeiHeader(next, 0);
+  next = kHevcRules.writeSeiHeader(next, 2);
+  EXPECT_EQ(next, bytes.data() + 5);
   EXPECT_EQ(bytes, hex("06 4e01 4e03"));
 }
 

@@ -29,6 +29,19 @@ TEST(Findings, KeepALimitedNumberOfPlaces) {
   EXPECT_EQ(findings.all()[0].places.size(), Finding::kMostPlaces);
 }
 
+TEST(Severities, HaveNames) {
+  EXPECT_EQ(severityName(Severity::info), "info");
+  EXPECT_EQ(severityName(Severity::warning), "warning");
+  EXPECT_EQ(severityName(Severity::error), "error");
+}
+
+TEST(Findings, NameAPlaceOnceHoweverMuchIsFoundThere) {
+  Findings findings;
+  for (const std::int64_t time : {5, 5, 5, 7, 5}) findings.note(kFirst, Time{time});
+  EXPECT_EQ(findings.all()[0].count, 5u);
+  EXPECT_EQ(findings.all()[0].places, (std::vector{Time{5}, Time{7}, Time{5}}));
+}
+
 TEST(Findings, KnowTheirWorstSeverity) {
   Findings findings;
   EXPECT_FALSE(findings.has(Severity::info));

@@ -52,10 +52,9 @@ Options parse(Words words) {
   return options;
 }
 
-constexpr Program<Options> kProgram{"program", parse, [] { return std::string("usage\n"); },
-                                    [](const Options& options) {
-                                      return 40 + static_cast<int>(options.words);
-                                    }};
+constexpr Program<Options> kProgram{
+    "program", parse, [] { return std::string("usage\n"); },
+    [](const Options& options) { return 40 + static_cast<int>(options.words); }};
 
 // The status of a program that is started with these words, its own name first.
 int statusOf(std::vector<std::string> words) {

@@ -1,7 +1,7 @@
 #include "embed/caption_plan.h"
 
-#include "embed/caption_times.h"
-#include "tests/unit/embed/caption_pairs.h"
+#include "captions/caption_times.h"
+#include "tests/support/caption_pairs.h"
 
 #include <gtest/gtest.h>
 
@@ -14,9 +14,12 @@
 namespace quarrypack::embed {
 namespace {
 
+using namespace quarrypack::test;
+using captions::appendSamplePairs;
 using captions::BytePair;
 using captions::Field;
 using captions::FieldPairs;
+using captions::kLatestPicture;
 using captions::kLatestTime;
 using captions::kPairTime;
 using captions::Time;
@@ -59,11 +62,7 @@ Rows rowsOf(const CaptionPlan& plan, Field field = Field::one) {
 }
 
 // Pairs frame by frame from a start.
-FieldPairs line(const std::string& pairs, Time start = Time{0}) {
-  FieldPairs field;
-  appendLinePairs(field, pairsOf(pairs), start);
-  return field;
-}
+FieldPairs line(const std::string& pairs, Time start = Time{0}) { return inTurn(pairs, start); }
 
 FieldPairs& operator+=(FieldPairs& field, const FieldPairs& more) {
   field.insert(field.end(), more.begin(), more.end());

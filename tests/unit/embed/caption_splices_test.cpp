@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "captions/sei.h"
-#include "embed/caption_times.h"
 #include "embed/refusal.h"
 #include "tests/support/bytes.h"
+#include "tests/support/caption_pairs.h"
 #include "tests/support/memory_stream.h"
-#include "tests/unit/embed/caption_pairs.h"
 
 namespace quarrypack::embed {
 namespace {
@@ -26,9 +25,7 @@ CaptionPlan planFor(std::size_t pictureCount, const std::string& field1,
   for (std::size_t i = 0; i < pictureCount; ++i) {
     starts.push_back(kPairTime * static_cast<std::int64_t>(i));
   }
-  std::array<FieldPairs, kFields> fields;
-  appendLinePairs(fields[0], pairsOf(field1), Time{0});
-  appendLinePairs(fields[1], pairsOf(field2), Time{0});
+  const std::array<FieldPairs, kFields> fields{inTurn(field1, Time{0}), inTurn(field2, Time{0})};
   return planCaptions({starts, starts.back() + kPairTime}, fields, {.pad = false});
 }
 

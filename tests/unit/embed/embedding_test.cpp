@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <string>
 
 #include "captions/sei.h"
 #include "embed/refusal.h"
 #include "embed/verification.h"
+#include "kav/box_view.h"
+#include "kav/exception.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
@@ -103,7 +106,8 @@ TEST(Embedding, LeavesTheSoundAndTheRestOfThePicturesAlone) {
   ASSERT_EQ(pictures.size(), before.size());
   for (std::size_t i = 0; i < pictures.size(); ++i) {
     // A unit lies somewhere in it: what is before and after is the picture that was.
-    const auto [inOld, inNew] = std::ranges::mismatch(before[i], pictures[i]);
+    const auto [inOld, inNew] =
+        std::mismatch(before[i].begin(), before[i].end(), pictures[i].begin(), pictures[i].end());
     const auto rest = before[i].end() - inOld;
     EXPECT_TRUE(std::equal(inOld, before[i].end(), pictures[i].end() - rest));
     EXPECT_LT(before[i].size(), pictures[i].size());
@@ -136,6 +140,22 @@ TEST(Embedding, KeepsFragments) {
   Movie written(opened(embedded.bytes()));
   EXPECT_TRUE(written.info().isFragmented);
   EXPECT_EQ(written.tracks().size(), 2u);
+}
+
+TEST(Embedding, LowersTheDurationOfFragmentsToTheLongestTrackLeft) {
+  MovieBuilder movie = captionedMovie();
+  movie.splitIntoFragments({7, 7, 2});
+  constexpr std::size_t kDuration = 12;
+  movie.change("moov/mvex/mehd",
+               [](const Bytes& mehd) { return patched(mehd, kDuration, u32(10'000)); });
+  Embedded embedded(movie.build());
+  embedded.verify();
+  const Bytes type = text("mehd");
+  const auto found =
+      std::search(embedded.bytes().begin(), embedded.bytes().end(), type.begin(), type.end());
+  ASSERT_NE(found, embedded.bytes().end());
+  // 20 pictures of 1001/30000 s, in units of 1/600 s.
+  EXPECT_EQ(Bytes(found + 8, found + 12), u32(401));
 }
 
 TEST(Embedding, MayBeDoneAgainWithReplace) {
@@ -226,13 +246,49 @@ TEST(Embedding, OfCaptionsInTwoTracksTakesBothFields) {
   embedded.verify();
 }
 
+TEST(Embedding, OfCaptionsThatEditsRepeatKeepsTheOrderOfTheirShowings) {
+  MovieBuilder movie = captionedMovie();
+  movie.timescale = 30000;
+  movie.tracks[0] = videoTrack({.count = 40});
+  movie.tracks[2].edits = {{16 * 1001, 0}, {16 * 1001, 0}};
+  Embedded embedded(movie.build());
+  const std::vector<captions::Cue>& cues = embedded.result().cues.at(0).cues;
+  ASSERT_EQ(cues.size(), 2u);
+  const auto frames = [](captions::Time time) { return time / captions::kPairTime; };
+  EXPECT_EQ(frames(cues[0].start), 3);
+  EXPECT_EQ(frames(cues[0].end), 8);
+  EXPECT_EQ(frames(cues[1].start), 19);
+  EXPECT_EQ(frames(cues[1].end), 24);
+  embedded.verify();
+}
+
+TEST(Embedding, TakesEachFieldFromTheFirstCaptionTrackThatHasIt) {
+  const auto track = [](const Bytes& sample) {
+    return captionTrack(CaptionTrackOptions{.samples = {sample}, .duration = 8 * 1001});
+  };
+  const Bytes other = cdat({0x94, 0x20, 0x94, 0xE0, 0xC2, 0x80, 0x94, 0x2F});
+  MovieBuilder movie({videoTrack({.count = 20}), track(cdat(kPopOn)), track(other)});
+  Embedded embedded(movie.build());
+  EXPECT_EQ(embedded.result().pairs, 4u);
+  EXPECT_EQ(captions::textOf(embedded.result().cues.at(0).cues.at(0)), "A");
+}
+
 TEST(Embedding, BoundsWhatEditsOfCaptionsRepeat) {
   MovieBuilder movie = captionedMovie();
   std::vector<MovieEdit> edits(1000, MovieEdit{600'000, 0});
   movie.tracks[2] =
       captionTrack(CaptionTrackOptions{.samples = std::vector<Bytes>(2000, cdat(Bytes(20, 0x80)))});
   movie.tracks[2].edits = edits;
-  EXPECT_TRUE(contains(refusalOf(movie.build()), "repeats them too often"));
+  EXPECT_TRUE(contains(refusalOf(movie.build()), "more captions than any film has"));
+}
+
+// What is around a byte, to find it by.
+std::string printable(const Bytes& bytes, std::size_t place) {
+  std::string text;
+  for (std::size_t i = place < 24 ? 0 : place - 24; i < place; ++i) {
+    text += std::isprint(bytes[i]) != 0 ? static_cast<char>(bytes[i]) : '.';
+  }
+  return text;
 }
 
 TEST(Embedding, RefusesSamplesThatBeginInAHeader) {
@@ -290,9 +346,10 @@ class Verification : public testing::Test {
 
   // Where some bytes lie in the written film, and how far into them.
   std::size_t find(const Bytes& part, std::size_t plus = 0) {
-    const auto found = std::ranges::search(embedded.bytes(), part);
-    EXPECT_FALSE(found.empty());
-    return static_cast<std::size_t>(found.begin() - embedded.bytes().begin()) + plus;
+    const Bytes& all = embedded.bytes();
+    const auto found = std::search(all.begin(), all.end(), part.begin(), part.end());
+    EXPECT_NE(found, all.end());
+    return static_cast<std::size_t>(found - all.begin()) + plus;
   }
 };
 
@@ -308,6 +365,57 @@ TEST_F(Verification, FindsAChangedByteOfAPictureOrOfSound) {
   EXPECT_TRUE(contains(errorWith(find(end, 15), 0x40), "bytes are not those of the input"));
   const Bytes sound = captionedMovie().tracks[1].sampleBytes()[3];
   EXPECT_TRUE(contains(errorWith(find(sound, 20), 0x40), "bytes are not those of the input"));
+}
+
+// A film with boxes of all kinds: unknown ones, metadata, references, chapters' user data.
+MovieBuilder furnishedMovie() {
+  MovieBuilder movie = captionedMovie();
+  movie.addInside("moov/trak[1]", box("tref", box("cdsc", u32(3)), box("tmcd", u32(2))));
+  movie.addInside("moov/trak[1]/mdia/minf/stbl", fullBox("sgpd", 1, 0, text("roll"), zeros(8)));
+  movie.addInside("moov/trak[1]", box("meta", fullBox("hdlr", 0, 0, text("mhlrmdta"), zeros(13)),
+                                      box("ilst", text("..."))));
+  movie.addInside("moov/trak[2]", box("udta", box("name", text("Left")), u32(0)));
+  movie.addInside("moov", box("udta", box("\xA9nam", text("title"))));
+  movie.addInside("moov", box("uuid", Bytes(20, 0x55)));
+  movie.extras["free"] = box("free", text("kept"));
+  movie.extras["uuid"] = box("uuid", Bytes(24, 0x77));
+  movie.order = {"ftyp", "free", "mdat", "moov", "uuid"};
+  return movie;
+}
+
+// The bytes outside media whose change is not found.
+std::vector<std::string> changesNotFound(Embedded& embedded) {
+  std::vector<std::string> notFound;
+  Bytes& bytes = embedded.bytes();
+  embedded.verify();
+  for (const norvik::kav::BoxView& top : norvik::kav::BoxView::listOf(Bytes(bytes))) {
+    const bool isMedia = top.type() == norvik::kav::fourCc("mdat");
+    const std::size_t length = isMedia ? top.headerLength() : top.bytes().size();
+    for (std::size_t i = 0; i < length; ++i) {
+      const std::size_t place = static_cast<std::size_t>(top.offset()) + i;
+      bytes[place] ^= 1;
+      try {
+        embedded.verify();
+        notFound.push_back(std::to_string(place) + ": ..." + printable(bytes, place));
+      } catch (const VerificationError&) {
+      } catch (const norvik::kav::Exception&) {
+      }
+      bytes[place] ^= 1;
+    }
+  }
+  return notFound;
+}
+
+TEST(VerificationOfBoxes, FindsAChangeOfAnyByte) {
+  Embedded embedded(furnishedMovie().build());
+  EXPECT_EQ(changesNotFound(embedded), std::vector<std::string>());
+}
+
+TEST(VerificationOfBoxes, FindsAChangeOfAnyByteOfFragments) {
+  MovieBuilder movie = furnishedMovie();
+  movie.splitIntoFragments({7, 7, 2}, {.decodeTime = 0});
+  Embedded embedded(movie.build());
+  EXPECT_EQ(changesNotFound(embedded), std::vector<std::string>());
 }
 
 TEST_F(Verification, FindsAChangedHeaderOrTable) {

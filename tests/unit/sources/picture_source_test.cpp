@@ -29,7 +29,6 @@ using test::MovieBuilder;
 using test::MovieTrack;
 using test::videoTrack;
 
-constexpr Time kFrame = kPairTime;
 constexpr Time kQuarter = std::chrono::milliseconds(250);
 
 FilmFile filmOf(const MovieBuilder& movie) { return FilmFile(MemoryStream::create(movie.build())); }
@@ -182,6 +181,13 @@ TEST(PictureSource, PassesACoverPictureTrackOver) {
   EXPECT_EQ(read(MovieBuilder({cover, disabled, film})).of(Field::one), field({{Time{0}, {3, 3}}}));
   EXPECT_EQ(read(MovieBuilder({cover, disabled})).of(Field::one), field({{Time{0}, {2, 2}}}));
   EXPECT_FALSE(hasCaptionPictures(filmOf(MovieBuilder({cover}))));
+}
+
+TEST(PictureSource, PassesACoverOfOnePictureOver) {
+  const MovieTrack cover = pictures({concat({unit({one(1, 1)}), slice()})});
+  const MovieTrack film = pictures({concat({unit({one(2, 2)}), slice()}), slice()});
+  EXPECT_EQ(read(MovieBuilder({cover, film})).of(Field::one), field({{Time{0}, {2, 2}}}));
+  EXPECT_EQ(read(MovieBuilder({cover})).of(Field::one), field({{Time{0}, {1, 1}}}));
 }
 
 TEST(PictureSource, ReadsWhatItCanOfDamagedPictures) {

@@ -11,9 +11,6 @@ namespace quarrypack::sources {
 namespace {
 
 using captions::Time;
-using embed::EditList;
-using embed::MediaSpan;
-using embed::Showing;
 
 constexpr Time seconds(int count) { return std::chrono::seconds(count); }
 
@@ -33,7 +30,7 @@ std::vector<Showing> at(const std::vector<std::pair<std::uint32_t, Time>>& showi
 }
 
 TEST(ShowPictures, ShowsATrackWithoutEditsAsItIs) {
-  const embed::Showings showings = showPictures(EditList(), spans(3));
+  const Showings showings = showPictures(EditList(), spans(3));
   EXPECT_EQ(showings.pictures, at({{0, seconds(0)}, {1, seconds(1)}, {2, seconds(2)}}));
   EXPECT_EQ(showings.end, seconds(3));
 }
@@ -41,7 +38,7 @@ TEST(ShowPictures, ShowsATrackWithoutEditsAsItIs) {
 TEST(ShowPictures, DelaysWhatFollowsAnEmptyEdit) {
   const EditList edits(
       {{seconds(0), seconds(5), std::nullopt, false}, {seconds(5), seconds(2), seconds(0), false}});
-  const embed::Showings showings = showPictures(edits, spans(3));
+  const Showings showings = showPictures(edits, spans(3));
   EXPECT_EQ(showings.pictures, at({{0, seconds(5)}, {1, seconds(6)}}));
   EXPECT_EQ(showings.end, seconds(7));
 }
@@ -49,7 +46,7 @@ TEST(ShowPictures, DelaysWhatFollowsAnEmptyEdit) {
 TEST(ShowPictures, ShowsThePictureThatAnEditBeginsInFromItsBeginning) {
   const Time half = seconds(1) / 2;
   const EditList edits({{seconds(0), seconds(1), seconds(1) + half, false}});
-  const embed::Showings showings = showPictures(edits, spans(5));
+  const Showings showings = showPictures(edits, spans(5));
   EXPECT_EQ(showings.pictures, at({{1, seconds(0)}, {2, half}}));
   EXPECT_EQ(showings.end, seconds(1));
 }
@@ -63,9 +60,22 @@ TEST(ShowPictures, ShowsAPictureAgainForEachEdit) {
 
 TEST(ShowPictures, ShowsOnePictureInAStillEdit) {
   const EditList edits({{seconds(0), seconds(9), seconds(2), true}});
-  const embed::Showings showings = showPictures(edits, spans(4));
+  const Showings showings = showPictures(edits, spans(4));
   EXPECT_EQ(showings.pictures, at({{2, seconds(0)}}));
   EXPECT_EQ(showings.end, seconds(9));
+}
+
+TEST(ShowPictures, AStillEditWithoutLengthLastsAsLongAsItsPicture) {
+  const EditList edits({{seconds(0), EditList::kOpenEnd, seconds(2), true}});
+  EXPECT_EQ(showPictures(edits, spans(4)).pictures, at({{2, seconds(0)}}));
+  EXPECT_EQ(showPictures(edits, spans(4)).end, seconds(1));
+}
+
+TEST(ShowPicturesOnce, ShowsAPictureOnlyInTheFirstEditThatHasIt) {
+  const EditList edits(
+      {{seconds(0), seconds(2), seconds(1), false}, {seconds(2), seconds(2), seconds(0), false}});
+  const Showings showings = showPicturesOnce(edits, spans(4));
+  EXPECT_EQ(showings.pictures, at({{1, seconds(0)}, {2, seconds(1)}, {0, seconds(2)}}));
 }
 
 TEST(ShowPictures, RefusesEditsThatRepeatWithoutEnd) {

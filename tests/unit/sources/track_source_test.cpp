@@ -92,6 +92,33 @@ TEST(TrackSource, AppliesTheEditList) {
   EXPECT_EQ(read(movie).of(Field::one), field({{60 * kFrame, kLoad}, {90 * kFrame, kShow}}));
 }
 
+TEST(TrackSource, ShowsSamplesAgainForEachEditInTheOrderOfTheMovie) {
+  MovieBuilder movie({track({{cdat(kShow), 30}, {cdat(kErase), 30}})});
+  movie.timescale = 30000;
+  movie.tracks[0].edits = {{60 * 1001, 0}, {60 * 1001, 0}};
+  EXPECT_EQ(
+      read(movie).of(Field::one),
+      field(
+          {{Time{0}, kShow}, {30 * kFrame, kErase}, {60 * kFrame, kShow}, {90 * kFrame, kErase}}));
+}
+
+TEST(TrackSource, ALastSampleWithoutLengthIsAsLongAsItsPairsNeed) {
+  const Bytes three = concat({kLoad, kErase, kShow});
+  CaptionPairs pairs = read(MovieBuilder({track({{cdat({0x80, 0x80}), 1}, {cdat(three), 0}})}));
+  EXPECT_EQ(
+      pairs.of(Field::one),
+      field({{Time{0}, {0x80, 0x80}}, {kFrame, kLoad}, {2 * kFrame, kErase}, {3 * kFrame, kShow}}));
+}
+
+TEST(TrackSource, ALastSampleLastsAsItsTableSays) {
+  const Bytes three = concat({kLoad, kErase, kShow});
+  CaptionPairs pairs = read(MovieBuilder({track({{cdat({0x80, 0x80}), 10}, {cdat(three), 1}})}));
+  EXPECT_EQ(pairs.of(Field::one), field({{Time{0}, {0x80, 0x80}},
+                                         {8 * kFrame, kLoad},
+                                         {9 * kFrame, kErase},
+                                         {10 * kFrame, kShow}}));
+}
+
 TEST(TrackSource, KeepsWhatIsOnTheScreenWhenTheMovieBegins) {
   MovieBuilder movie({track({{cdat(kLoad), 1},
                              {cdat({0xC1, 0x80}), 1},

@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
+#include <functional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/bytes.h"
@@ -27,6 +28,19 @@ class Slices final : public ByteSource {
       destination[i] = kSlice[(fileOffset + i) % kSlice.size()];
     }
   }
+};
+
+// The file of the captions: at each offset the letter that the offset is the code of.
+class LetterPairs final : public ByteSource {
+ public:
+  void readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override {
+    const Bytes bytes = test::cdat(Bytes(2, static_cast<std::uint8_t>(fileOffset)));
+    ASSERT_EQ(destination.size(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), destination.begin());
+    ++reads;
+  }
+
+  int reads = 0;
 };
 
 // Samples at these times, in thousandths.
@@ -76,14 +90,13 @@ class Group {
   SortedGroup sorted_;
 };
 
-std::unique_ptr<CaptionSample> caption(char letter, std::uint64_t time,
-                                       std::uint32_t timescale = 1000, std::uint32_t offset = 0) {
-  auto sample = std::make_unique<CaptionSample>();
-  sample->decodingTime = time;
-  sample->timescale = timescale;
-  sample->compositionOffset = offset;
-  sample->bytes = test::cdat(Bytes(2, static_cast<std::uint8_t>(letter)));
-  return sample;
+CaptionInFile caption(char letter, std::uint64_t time, std::uint32_t timescale = 1000,
+                      std::uint32_t offset = 0) {
+  return {.fileOffset = static_cast<std::uint8_t>(letter),
+          .size = 10,
+          .decodingTime = time,
+          .timescale = timescale,
+          .compositionOffset = offset};
 }
 
 using Letters = std::vector<std::string>;
@@ -98,7 +111,8 @@ class CaptionQueueTest : public testing::Test {
     return group.letters();
   }
 
-  CaptionQueue queue;
+  LetterPairs file;
+  CaptionQueue queue{file};
 };
 
 TEST_F(CaptionQueueTest, LeavesAGroupAloneWhileItIsEmpty) {
@@ -153,6 +167,54 @@ TEST_F(CaptionQueueTest, GoesByTheTimeOfPresentation) {
   queue.push(caption('Q', 40));
   EXPECT_EQ(attach({0, 40}), (Letters{"", "Q"}));
   EXPECT_EQ(attach({80}), (Letters{"P"}));
+}
+
+TEST_F(CaptionQueueTest, ReadsACaptionOnlyWhenItIsDue) {
+  queue.push(caption('P', 40));
+  queue.push(caption('Q', 4000));
+  EXPECT_EQ(file.reads, 0);
+  attach({0, 40});
+  EXPECT_EQ(file.reads, 1);
+}
+
+// The numbers of samples that are ready, in turn, with the letters that were attached before.
+class ReadySamples {
+ public:
+  explicit ReadySamples(Group& group) : group_(group) {}
+
+  void operator()(std::size_t count) {
+    const Letters letters = group_.letters();
+    text += std::to_string(count) + ':';
+    for (std::size_t i = 0; i < count; ++i) text += letters[i] + ',';
+    text += ' ';
+  }
+
+  std::string text;
+
+ private:
+  Group& group_;
+};
+
+TEST_F(CaptionQueueTest, ReportsSamplesThatGetNoMoreCaptions) {
+  for (const auto& [letter, time] : std::vector<std::pair<char, std::uint64_t>>{
+           {'P', 0}, {'Q', 40}, {'R', 120}, {'S', 80}, {'T', 80}, {'U', 160}}) {
+    queue.push(caption(letter, time));
+  }
+  Group group({0, 40, 80, 120, 160});
+  ReadySamples ready(group);
+  EXPECT_EQ(queue.attachDue(group.sorted(), consoleListener(), std::ref(ready)), 6u);
+  EXPECT_EQ(ready.text, "1:P, 2:P,Q, 4:P,Q,TS,R, ");
+  EXPECT_EQ(group.letters(), (Letters{"P", "Q", "TS", "R", "U"}));
+}
+
+TEST_F(CaptionQueueTest, ReportsNoSampleReadyWhileTheFirstMayGetACaption) {
+  queue.push(caption('P', 80));
+  queue.push(caption('Q', 40));
+  queue.push(caption('R', 0));
+  Group group({0, 40, 80});
+  ReadySamples ready(group);
+  queue.attachDue(group.sorted(), consoleListener(), std::ref(ready));
+  EXPECT_EQ(ready.text, "");
 }
 
 TEST_F(CaptionQueueTest, OutlivesItsCaptions) {

@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <iostream>
-#include <memory>
+#include <optional>
 #include <random>
 #include <span>
 #include <sstream>
@@ -514,11 +514,11 @@ class AttachCaptionSample : public ::testing::Test {
     }
   }
 
-  static std::unique_ptr<CaptionSample> caption(std::uint64_t time, std::uint32_t timescale,
-                                                const Bytes& pairs, std::uint32_t offset = 0) {
-    auto sample = std::make_unique<CaptionSample>();
-    *sample = {time, timescale, offset, atom("cdt2", pairs)};
-    return sample;
+  // The caption is valid until the next one is made.
+  std::optional<CaptionSample> caption(std::uint64_t time, std::uint32_t timescale,
+                                       const Bytes& pairs, std::uint32_t offset = 0) {
+    captionBytes_ = atom("cdt2", pairs);
+    return CaptionSample{time, timescale, offset, captionBytes_};
   }
 
   static Bytes bytesOf(const SortedGroup& group, std::size_t place) {
@@ -530,6 +530,7 @@ class AttachCaptionSample : public ::testing::Test {
   }
 
   SampleSource file_;
+  Bytes captionBytes_;
   PendingSamples pending_;
   std::vector<std::uint32_t> timescales_{30000, 0, 48000};
 };
@@ -538,7 +539,7 @@ TEST_F(AttachCaptionSample, TakesTheFirstSampleAtOrBehindTheCaption) {
   SortedGroup group(pending_, 4, timescales_, file_);
   auto due = caption(1001, 30000, hex("8081"));
   attachCaptionSample(group, due);
-  EXPECT_EQ(due, nullptr);
+  EXPECT_FALSE(due.has_value());
   EXPECT_EQ(bytesOf(group, 2), kUnit1 + kSlice);
   EXPECT_EQ(pending_[2].size, kUnit1.size() + kSlice.size());
   EXPECT_EQ(group.splicedBytes(1), nullptr);
@@ -559,9 +560,9 @@ TEST_F(AttachCaptionSample, LeavesACaptionBehindEverySampleAlone) {
   SortedGroup group(pending_, 4, timescales_, file_);
   auto late = caption(3001, 30000, hex("8081"));
   attachCaptionSample(group, late);
-  ASSERT_NE(late, nullptr);
+  ASSERT_TRUE(late.has_value());
   EXPECT_EQ(late->decodingTime, 3001u);
-  EXPECT_EQ(late->bytes, atom("cdt2", hex("8081")));
+  EXPECT_EQ(Bytes(late->bytes.begin(), late->bytes.end()), atom("cdt2", hex("8081")));
   for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(group.splicedBytes(i), nullptr);
   for (std::size_t i = 0; i < pending_.size(); ++i) EXPECT_EQ(pending_[i].size, kSlice.size());
 }
@@ -570,7 +571,7 @@ TEST_F(AttachCaptionSample, LeavesTheCaptionOfAnEmptyGroupAlone) {
   SortedGroup group(pending_, 0, timescales_, file_);
   auto early = caption(0, 30000, hex("8081"));
   attachCaptionSample(group, early);
-  EXPECT_NE(early, nullptr);
+  EXPECT_TRUE(early.has_value());
 }
 
 TEST_F(AttachCaptionSample, PutsTheLaterOfTwoCaptionsFirst) {

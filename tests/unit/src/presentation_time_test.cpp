@@ -121,6 +121,17 @@ TEST(ConvertTime, TakesTheShortWayOnlyWhereItIsExact) {
   }
 }
 
+TEST(ConvertTime, IsTheSameBetweenAllTimescales) {
+  std::mt19937_64 random(4);
+  for (int i = 0; i < 500000; ++i) {
+    const std::uint64_t t = random() >> random() % 64;
+    const auto from = static_cast<std::uint32_t>(random() >> (32 + random() % 32));
+    const auto to = static_cast<std::uint32_t>(random() >> (32 + random() % 32));
+    ASSERT_EQ(convertTime(t, from, to), convertTimeInDoubles(t, from, to))
+        << t << " in " << from << " to " << to;
+  }
+}
+
 TEST(ConvertTime, NeverTurnsTimesRound) {
   std::mt19937_64 random(3);
   for (int i = 0; i < 200000; ++i) {

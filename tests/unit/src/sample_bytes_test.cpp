@@ -61,7 +61,7 @@ Bytes whole(const SplicedSampleBytes& sample) {
 
 TEST(MemorySampleBytes, ReadsAndInserts) {
   MemorySampleBytes sample({1, 2, 3});
-  sample.insert(1, {7, 8});
+  sample.insert(1, Bytes{7, 8});
   EXPECT_EQ(sample.bytes(), (Bytes{1, 7, 8, 2, 3}));
   EXPECT_EQ(sample.size(), 5u);
   EXPECT_EQ(part(sample, 2, 3), (Bytes{8, 2, 3}));
@@ -71,7 +71,7 @@ TEST(SampleBytes, ForgetsWhereToSearchWhenBytesAreInserted) {
   MemorySampleBytes sample({1});
   sample.setNalSearchStart({4, 1});
   EXPECT_EQ(sample.nalSearchStart().position, 1u);
-  sample.insert(0, {9});
+  sample.insert(0, Bytes{9});
   EXPECT_EQ(sample.nalSearchStart().position, 0u);
   EXPECT_EQ(sample.nalSearchStart().nalLengthSize, 0u);
 }
@@ -79,7 +79,7 @@ TEST(SampleBytes, ForgetsWhereToSearchWhenBytesAreInserted) {
 TEST(SplicedSampleBytes, ReadsNothingUntilAsked) {
   CountingSource file(counted(100));
   SplicedSampleBytes sample(file, 10, 50);
-  sample.insert(20, {0xAA});
+  sample.insert(20, Bytes{0xAA});
   EXPECT_EQ(sample.size(), 51u);
   EXPECT_EQ(file.reads, 0);
   EXPECT_EQ(part(sample, 3, 5), (Bytes{13, 14, 15, 16, 17}));
@@ -89,7 +89,7 @@ TEST(SplicedSampleBytes, ReadsNothingUntilAsked) {
 TEST(SplicedSampleBytes, ReadsAcrossInsertedBytes) {
   CountingSource file(counted(10));
   SplicedSampleBytes sample(file, 2, 4);
-  sample.insert(2, {0xA0, 0xA1});
+  sample.insert(2, Bytes{0xA0, 0xA1});
   EXPECT_EQ(part(sample, 0, 6), (Bytes{2, 3, 0xA0, 0xA1, 4, 5}));
   EXPECT_EQ(part(sample, 1, 2), (Bytes{3, 0xA0}));
   EXPECT_EQ(part(sample, 3, 2), (Bytes{0xA1, 4}));
@@ -99,11 +99,11 @@ TEST(SplicedSampleBytes, ReadsAcrossInsertedBytes) {
 TEST(SplicedSampleBytes, InsertsInsideWhatWasInserted) {
   CountingSource file(counted(4));
   SplicedSampleBytes sample(file, 0, 4);
-  sample.insert(2, {0xA0, 0xA1, 0xA2});
-  sample.insert(3, {0xB0});
-  sample.insert(2, {0xC0});
-  sample.insert(7, {0xD0});
-  sample.insert(9, {0xE0});
+  sample.insert(2, Bytes{0xA0, 0xA1, 0xA2});
+  sample.insert(3, Bytes{0xB0});
+  sample.insert(2, Bytes{0xC0});
+  sample.insert(7, Bytes{0xD0});
+  sample.insert(9, Bytes{0xE0});
   EXPECT_EQ(whole(sample), (Bytes{0, 1, 0xC0, 0xA0, 0xB0, 0xA1, 0xA2, 0xD0, 2, 0xE0, 3}));
   EXPECT_EQ(part(sample, 0, 11), whole(sample));
 }
@@ -111,10 +111,10 @@ TEST(SplicedSampleBytes, InsertsInsideWhatWasInserted) {
 TEST(SplicedSampleBytes, AppendsAndPrepends) {
   CountingSource file(counted(2));
   SplicedSampleBytes sample(file, 0, 2);
-  sample.insert(2, {0xA0});
-  sample.insert(0, {0xB0});
-  sample.insert(4, {0xC0});
-  sample.insert(0, {0xD0});
+  sample.insert(2, Bytes{0xA0});
+  sample.insert(0, Bytes{0xB0});
+  sample.insert(4, Bytes{0xC0});
+  sample.insert(0, Bytes{0xD0});
   EXPECT_EQ(whole(sample), (Bytes{0xD0, 0xB0, 0, 1, 0xA0, 0xC0}));
 }
 
@@ -122,9 +122,9 @@ TEST(SplicedSampleBytes, HoldsBytesWithoutAnyInTheFile) {
   CountingSource file({});
   SplicedSampleBytes sample(file, 0, 0);
   EXPECT_EQ(whole(sample), Bytes{});
-  sample.insert(0, {});
-  sample.insert(0, {5});
-  sample.insert(1, {6});
+  sample.insert(0, Bytes{});
+  sample.insert(0, Bytes{5});
+  sample.insert(1, Bytes{6});
   EXPECT_EQ(whole(sample), (Bytes{5, 6}));
   EXPECT_EQ(file.reads, 0);
 }
@@ -132,8 +132,8 @@ TEST(SplicedSampleBytes, HoldsBytesWithoutAnyInTheFile) {
 TEST(SplicedSampleBytes, FetchesTheWholeSampleInOneRead) {
   CountingSource file(counted(200));
   SplicedSampleBytes sample(file, 50, 100);
-  sample.insert(90, {1, 2, 3});
-  sample.insert(10, {4, 5});
+  sample.insert(90, Bytes{1, 2, 3});
+  sample.insert(10, Bytes{4, 5});
   EXPECT_EQ(whole(sample).size(), 105u);
   EXPECT_EQ(file.reads, 1);
 }
