@@ -5,13 +5,12 @@
 #include <optional>
 
 #include "kav/four_cc.h"
-#include "sources/picture_source.h"
 
 namespace quarrypack::check {
 namespace {
 
 using captions::Time;
-using embed::EditList;
+using sources::EditList;
 using sources::FilmFile;
 using sources::FilmTrack;
 

@@ -25,6 +25,7 @@ namespace quarrypack::embed {
 using norvik::kav::BoxView;
 using norvik::kav::FourCc;
 using norvik::kav::fourCc;
+using norvik::kav::textOf;
 using norvik::kav::loadU32;
 using norvik::kav::Movie;
 
