@@ -152,7 +152,9 @@ void SampleTableEditor::measure(const OffsetMap& map) {
   newSizes_.clear();
   OffsetMap::Cursor cursor(map);
   SampleTables::Chunks chunks = tables_.chunks();
+  std::uint32_t placed = 0;
   while (const std::optional<Chunk> chunk = chunks.next()) {
+    placed += chunk->sampleCount;
     if (!cursor.changes(chunk->offset, tables_.length(*chunk))) continue;
     if (role_ == Role::other) {
       throw Refusal(label_ +
@@ -160,6 +162,12 @@ void SampleTableEditor::measure(const OffsetMap& map) {
                     "changes. Make a plain copy of the movie first");
     }
     resizeChunk(*chunk, cursor);
+  }
+  // Readers place the others where they like.
+  if (role_ == Role::pictures && placed < tables_.sampleCount()) {
+    throw Refusal(label_ + ": its chunks hold " + std::to_string(placed) + " of its " +
+                  std::to_string(tables_.sampleCount()) +
+                  " samples. Make a plain copy of the movie first");
   }
 }
 

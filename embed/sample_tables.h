@@ -71,7 +71,7 @@ class SampleTableEditor {
   SampleTableEditor(const norvik::kav::BoxView& stbl, Role role, std::string label);
 
   // Finds the new sizes of the samples by a map. Throws Refusal if it changes bytes of a track that
-  // holds no pictures, and for a sample of more than 4 GiB.
+  // holds no pictures, for a sample of more than 4 GiB, and for pictures that are in no chunk.
   void measure(const OffsetMap& map);
 
   // Appends the new form of one of the boxes stsz, stz2, stco, co64 and saio, with the same map. A

@@ -314,6 +314,17 @@ TEST(Embedding, RefusesTracksWithTheIdOfOneThatChanges) {
   Embedded(others.build()).verify();
 }
 
+TEST(Embedding, RefusesPicturesThatAreInNoChunk) {
+  MovieBuilder movie = captionedMovie();
+  movie.replace("moov/trak[1]/mdia/minf/stbl/stsc",
+                fullBox("stsc", 0, 0, u32List({2, 1, 1, 1, 900, 5, 1})));
+  movie.change("moov/trak[1]/mdia/minf/stbl/stco", [](const Bytes& stco) {
+    return boxAround("stco", concat({zeros(4), u32(18), Bytes(stco.begin() + 16, stco.end() - 8)}));
+  });
+  EXPECT_EQ(refusalOf(movie.build()),
+            "track 1: its chunks hold 18 of its 20 samples. Make a plain copy of the movie first");
+}
+
 // Each byte of the written film that matters to players is compared.
 class Verification : public testing::Test {
  protected:
