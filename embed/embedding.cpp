@@ -47,6 +47,7 @@ std::array<FieldPairs, kFields> captionsOf(Film& film, EmbedSettings& settings) 
 Embedding::Embedding(Film& film, EmbedSettings settings)
     : film_(film), pictures_(readPictures(film)) {
   requireFreePictures(settings.replace);
+  requireNoHints();
   std::array<FieldPairs, kFields> fields = captionsOf(film_, settings);
   plan_ = planCaptions(pictures_.screening(), std::move(fields), {settings.pad});
   splices_.emplace(pictures_.shown, pictures_.codings, plan_);
@@ -87,6 +88,18 @@ void Embedding::requireFreePictures(bool replace) const {
   throw Refusal(film_.pictureTrack().label + ": " + std::to_string(pictures_.captioned.size()) +
                 " of its " + std::to_string(pictures_.sampleCount) +
                 " pictures hold captions already. Remove these with '--replace'");
+}
+
+// Hints name bytes of samples by their places in them.
+void Embedding::requireNoHints() const {
+  const std::uint32_t pictures = film_.pictureTrack().id();
+  for (const FilmTrack& track : film_.tracks()) {
+    const auto hinted = film_.movie().hintedTracks(*track.track);
+    if (std::find(hinted.begin(), hinted.end(), pictures) == hinted.end()) continue;
+    throw Refusal(track.label +
+                  ": it holds hints for streaming the pictures, which captions would make wrong. "
+                  "Make a copy of the movie without hint tracks first");
+  }
 }
 
 void Embedding::addCuts() {

@@ -67,6 +67,7 @@ class Embedding {
 
  private:
   void requireFreePictures(bool replace) const;
+  void requireNoHints() const;
   void addCuts();
   void fillResult();
 
