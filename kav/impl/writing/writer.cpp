@@ -147,6 +147,7 @@ void Writer::setXMPMetadata(std::span<const std::uint8_t> packet) {
 }
 
 void Writer::writeEarlyMetadata() {
+  if (earlyMetadata_.empty()) return;
   const std::vector<std::vector<std::uint8_t>> packets = std::exchange(earlyMetadata_, {});
   for (const std::vector<std::uint8_t>& packet : packets) writeMetadata(packet);
 }
