@@ -23,6 +23,7 @@ void Channel608::control(const ControlCode& code, Time time) {
 void Channel608::finish(Time time) {
   now_ = time;
   eraseDisplayed();
+  discardLoad();
 }
 
 void Channel608::act(const Preamble& code) {
@@ -76,7 +77,7 @@ void Channel608::act(Command command) {
     case Command::eraseDisplayed:
       return eraseDisplayed();
     case Command::eraseNotDisplayed:
-      return hidden_.clear();
+      return eraseHidden();
     case Command::endOfCaption:
       return flip();
     case Command::carriageReturn:
@@ -122,12 +123,23 @@ void Channel608::enterRollUp(int depth) {
 
 void Channel608::eraseBoth() {
   eraseDisplayed();
+  eraseHidden();
+}
+
+void Channel608::eraseHidden() {
+  discardLoad();
   hidden_.clear();
+}
+
+void Channel608::discardLoad() {
+  if (loadedSince_ && hidden_.isLegible()) listener_.loadDiscarded(channel_, *loadedSince_);
+  loadedSince_.reset();
 }
 
 void Channel608::flip() {
   announce(DisplayEvent::flip);
   std::swap(displayed_, hidden_);
+  loadedSince_.reset();
   enter(CaptionMode::popOn);
 }
 
@@ -181,6 +193,9 @@ void Channel608::stepBack() { column_ = std::max(column_ - 1, 0); }
 
 void Channel608::put(Cell cell) {
   const int at = std::min(column_, kColumns - 1);
+  const bool overflows = at < column_;
+  if (overflows && !overflows_) listener_.rowOverflowing(channel_, now_);
+  overflows_ = overflows;
   replace(cursorRow().at(static_cast<std::size_t>(at)), cell);
   column_ = at + 1;
 }
@@ -189,11 +204,12 @@ void Channel608::replace(Cell& old, Cell cell) {
   if (mode_ != CaptionMode::popOn && (old.isLegible() || cell.isLegible())) {
     announce(DisplayEvent::write);
   }
+  if (mode_ == CaptionMode::popOn && cell.isLegible() && !loadedSince_) loadedSince_ = now_;
   old = cell;
 }
 
 void Channel608::announce(DisplayEvent event) {
-  listener_.displayChanging({channel_, event, mode_, now_, displayed_, baseRow_});
+  listener_.displayChanging({channel_, event, mode_, now_, displayed_, baseRow_, depth_});
 }
 
 }  // namespace quarrypack::captions

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "captions/screen608.h"
 
 namespace quarrypack::captions {
@@ -34,6 +36,8 @@ class Channel608 {
   void enter(CaptionMode mode);
   void enterRollUp(int depth);
   void eraseBoth();
+  void eraseHidden();
+  void discardLoad();
   void flip();
   void carriageReturn();
   void moveBaseRow(int row);
@@ -60,7 +64,9 @@ class Channel608 {
   int baseRow_ = kRows;  // the lowest of these rows, where the cursor stays in roll-up
   int row_ = kRows;      // of the cursor otherwise
   int column_ = 0;       // of the cursor; kColumns when the last cell of the row was just written
+  bool overflows_ = false;  // the latest character overwrote the last one of its row
   Style style_;
+  std::optional<Time> loadedSince_;  // when the first character of an unseen caption was loaded
   Time now_{0};
 };
 

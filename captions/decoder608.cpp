@@ -14,26 +14,21 @@ BytePair withoutParity(BytePair pair) {
           static_cast<std::uint8_t>(pair.second & 0x7F)};
 }
 
+bool isPadding(BytePair pair) { return pair == kPadding || pair == BytePair{0, 0}; }
+
 }  // namespace
 
-Decoder608::Decoder608(DisplayListener& listener)
+Decoder608::Decoder608(DisplayListener& listener, PairListener* pairs)
     : channels_{Channel608(Channel::cc1, listener), Channel608(Channel::cc2, listener),
-                Channel608(Channel::cc3, listener), Channel608(Channel::cc4, listener)} {}
+                Channel608(Channel::cc3, listener), Channel608(Channel::cc4, listener)},
+      pairListener_(pairs) {}
 
 void Decoder608::decode(Field field, BytePair pair, Time time) {
   FieldState& state = fields_.at(field == Field::one ? 0 : 1);
   state.time = std::max(state.time, time);
-  ++report_.pairs;
-  if (countPadding(pair)) {
-    state.lastControl.reset();
-    return;
-  }
-  countParityErrors(pair);
-  if (hasOddParity(pair.first) && pair.isControl()) return control(state, pair);
-  state.lastControl.reset();
-  const unsigned first = pair.first & 0x7F;
-  if (hasOddParity(pair.first) && first > 0 && first < 0x10) return lowCode(state, pair);
-  characters(state, pair);
+  const PairKind kind = read(state, pair);
+  count(pair, kind);
+  if (pairListener_ != nullptr) pairListener_->pairDecoded({field, state.time, pair, kind});
 }
 
 void Decoder608::decode(Field field, const FieldPairs& pairs) {
@@ -46,76 +41,60 @@ void Decoder608::finish(Time end) {
   }
 }
 
-bool Decoder608::countPadding(BytePair pair) {
-  const bool isZero = pair == BytePair{0, 0};
-  if (!isZero && pair != kPadding) return false;
-  ++(isZero ? report_.paddingWithoutParity : report_.padding);
-  return true;
-}
-
-void Decoder608::countParityErrors(BytePair pair) {
-  for (const std::uint8_t byte : {pair.first, pair.second}) {
-    if (!hasOddParity(byte)) ++report_.parityErrors;
-  }
+PairKind Decoder608::read(FieldState& state, BytePair pair) {
+  const bool isReadable = hasOddParity(pair.first);
+  if (isReadable && pair.isControl()) return control(state, pair);
+  state.lastControl.reset();
+  if (isPadding(pair)) return PairKind::padding;
+  const unsigned first = pair.first & 0x7F;
+  if (isReadable && first > 0 && first < 0x10) return lowCode(state, pair);
+  return characters(state, pair);
 }
 
 // A code with a damaged second byte is ignored; its copy replaces it.
-void Decoder608::control(FieldState& state, BytePair pair) {
+PairKind Decoder608::control(FieldState& state, BytePair pair) {
   if (!hasOddParity(pair.second)) {
     state.lastControl.reset();
-    return;
+    return PairKind::damagedCode;
   }
   const BytePair bare = withoutParity(pair);
   if (isRepeated(state, bare)) {
-    ++report_.repeatedCodes;
     state.lastControl.reset();
-    return;
+    return PairKind::repeatedCode;
   }
   state.lastControl = bare;
   state.lastControlTime = state.time;
-  act(state, bare);
+  return act(state, bare);
 }
 
 bool Decoder608::isRepeated(FieldState& state, BytePair bare) const {
   return state.lastControl == bare && state.time - state.lastControlTime <= kCopyReach;
 }
 
-void Decoder608::act(FieldState& state, BytePair bare) {
+PairKind Decoder608::act(FieldState& state, BytePair bare) {
   state.inExtendedData = false;
   const ControlCode code = parseControlCode(bare, state.field);
-  count(code);
-  if (std::holds_alternative<UnknownCode>(code) ||
-      std::holds_alternative<WrongFieldCommand>(code)) {
-    return;
-  }
+  if (std::holds_alternative<UnknownCode>(code)) return PairKind::unknownCode;
+  if (std::holds_alternative<WrongFieldCommand>(code)) return PairKind::wrongFieldCommand;
   state.channel = channelOf(state.field, isForSecondChannel(bare));
   channel(*state.channel).control(code, state.time);
-}
-
-void Decoder608::count(const ControlCode& code) {
-  if (std::holds_alternative<UnknownCode>(code)) ++report_.unknownCodes;
-  if (std::holds_alternative<WrongFieldCommand>(code)) ++report_.wrongFieldCommands;
+  return PairKind::controlCode;
 }
 
 // 01 to 0E begin or resume a packet of extended data; 0F ends it with a checksum.
-void Decoder608::lowCode(FieldState& state, BytePair pair) {
-  if (state.field == Field::one) {
-    ++report_.unknownCodes;
-    return;
-  }
-  ++report_.extendedDataPairs;
+PairKind Decoder608::lowCode(FieldState& state, BytePair pair) {
+  if (state.field == Field::one) return PairKind::extendedDataInField1;
   state.inExtendedData = (pair.first & 0x7F) != 0x0F;
+  return PairKind::extendedData;
 }
 
-void Decoder608::characters(FieldState& state, BytePair pair) {
-  if (state.inExtendedData) {
-    ++report_.extendedDataPairs;
-    return;
-  }
-  if (!state.channel) return;
-  if (channel(*state.channel).isInText()) ++report_.textPairs;
+PairKind Decoder608::characters(FieldState& state, BytePair pair) {
+  if (state.inExtendedData) return PairKind::extendedData;
+  if (!state.channel) return PairKind::characters;
+  const bool isText = channel(*state.channel).isInText();
   character(state, pair.first);
   character(state, pair.second);
+  return isText ? PairKind::textService : PairKind::characters;
 }
 
 void Decoder608::character(FieldState& state, std::uint8_t byte) {
@@ -123,6 +102,42 @@ void Decoder608::character(FieldState& state, std::uint8_t byte) {
   if (!hasOddParity(byte)) return target.character(kSolidBlock, state.time);
   const unsigned code = byte & 0x7F;
   if (code >= 0x20) target.character(standardCharacter(code), state.time);
+}
+
+void Decoder608::count(BytePair pair, PairKind kind) {
+  ++report_.pairs;
+  if (kind != PairKind::padding) countParityErrors(pair);
+  switch (kind) {
+    case PairKind::padding:
+      ++(pair == kPadding ? report_.padding : report_.paddingWithoutParity);
+      return;
+    case PairKind::textService:
+      ++report_.textPairs;
+      return;
+    case PairKind::repeatedCode:
+      ++report_.repeatedCodes;
+      return;
+    case PairKind::wrongFieldCommand:
+      ++report_.wrongFieldCommands;
+      return;
+    case PairKind::unknownCode:
+    case PairKind::extendedDataInField1:
+      ++report_.unknownCodes;
+      return;
+    case PairKind::extendedData:
+      ++report_.extendedDataPairs;
+      return;
+    case PairKind::characters:
+    case PairKind::controlCode:
+    case PairKind::damagedCode:
+      return;
+  }
+}
+
+void Decoder608::countParityErrors(BytePair pair) {
+  for (const std::uint8_t byte : {pair.first, pair.second}) {
+    if (!hasOddParity(byte)) ++report_.parityErrors;
+  }
 }
 
 }  // namespace quarrypack::captions

@@ -23,6 +23,34 @@ struct DecoderReport {
   bool hasExtendedData() const { return extendedDataPairs > 0; }
 };
 
+// What the decoder makes of a pair.
+enum class PairKind : std::uint8_t {
+  padding,               // 80 80 or 00 00
+  characters,            // of captions; ignored before a code names their channel
+  textService,           // characters for the text service
+  controlCode,           // acted on
+  repeatedCode,          // the second copy of a control code
+  damagedCode,           // a control code whose second byte lacks odd parity
+  wrongFieldCommand,     // a command in the form of the other field
+  unknownCode,           // a control code without a meaning
+  extendedData,          // XDS in field 2
+  extendedDataInField1,  // a first byte 01 to 0F in field 1, where it means nothing
+};
+
+struct DecodedPair {
+  Field field = Field::one;
+  Time time{0};  // never before the previous pair of the field
+  BytePair bytes;
+  PairKind kind = PairKind::padding;
+};
+
+class PairListener {
+ public:
+  virtual ~PairListener() = default;
+  // Called once for each pair, after the changes of the display that it causes.
+  virtual void pairDecoded(const DecodedPair& pair) = 0;
+};
+
 // Decodes the captions of both fields, CC1 to CC4, at once. Skips extended data (XDS) and the text
 // service. Takes a fixed amount of memory.
 //
@@ -30,8 +58,8 @@ struct DecoderReport {
 // come in any order. After the last pair call finish().
 class Decoder608 {
  public:
-  // The listener must outlive the decoder.
-  explicit Decoder608(DisplayListener& listener);
+  // The listeners must outlive the decoder. `pairs` may be null.
+  explicit Decoder608(DisplayListener& listener, PairListener* pairs = nullptr);
 
   // A time before the previous one of the same field is replaced by that one.
   void decode(Field field, BytePair pair, Time time);
@@ -52,19 +80,20 @@ class Decoder608 {
     std::optional<Channel> channel{};  // of the characters
   };
 
-  bool countPadding(BytePair pair);
-  void countParityErrors(BytePair pair);
-  void control(FieldState& state, BytePair pair);
+  PairKind read(FieldState& state, BytePair pair);
+  PairKind control(FieldState& state, BytePair pair);
   bool isRepeated(FieldState& state, BytePair bare) const;
-  void act(FieldState& state, BytePair bare);
-  void count(const ControlCode& code);
-  void lowCode(FieldState& state, BytePair pair);
-  void characters(FieldState& state, BytePair pair);
+  PairKind act(FieldState& state, BytePair bare);
+  PairKind lowCode(FieldState& state, BytePair pair);
+  PairKind characters(FieldState& state, BytePair pair);
   void character(FieldState& state, std::uint8_t byte);
+  void count(BytePair pair, PairKind kind);
+  void countParityErrors(BytePair pair);
   Channel608& channel(Channel channel) { return channels_.at(indexOf(channel)); }
 
   std::array<Channel608, 4> channels_;
   std::array<FieldState, 2> fields_ = {FieldState{Field::one}, FieldState{Field::two}};
+  PairListener* pairListener_;
   DecoderReport report_;
 };
 

@@ -58,6 +58,7 @@ struct DisplayChange {
   Time time;
   const Screen& screen;  // before the change; valid during the call
   int baseRow;           // the lowest row of a roll-up caption, 1 to 15
+  int depth;             // how many rows a roll-up caption has, 2 to 4
 };
 
 class DisplayListener {
@@ -65,6 +66,12 @@ class DisplayListener {
   virtual ~DisplayListener() = default;
   // Called before each change. The times of a channel never decrease.
   virtual void displayChanging(const DisplayChange& change) = 0;
+  // A character overwrites the last one of its full row, on the visible screen or the loaded one.
+  // Called for the first of consecutive ones.
+  virtual void rowOverflowing(Channel, Time) {}
+  // Legible text that was loaded since that time will never be shown: it is erased, or the captions
+  // end.
+  virtual void loadDiscarded(Channel, Time) {}
 };
 
 }  // namespace quarrypack::captions

@@ -1,10 +1,16 @@
 #include "check/finding.h"
 
 #include <algorithm>
+#include <array>
 #include <tuple>
 #include <utility>
 
 namespace quarrypack::check {
+
+std::string_view severityName(Severity severity) {
+  constexpr std::array<std::string_view, 3> kNames = {"info", "warning", "error"};
+  return kNames.at(static_cast<std::size_t>(severity));
+}
 
 void Findings::note(const Rule& rule, std::optional<captions::Time> time, std::string_view detail,
                     std::uint64_t count) {

@@ -14,6 +14,9 @@ namespace quarrypack::check {
 
 enum class Severity : std::uint8_t { info, warning, error };
 
+// As reports write it: "info", "warning", "error".
+std::string_view severityName(Severity severity);
+
 // Something that a check looks for. The texts are for people: one or two sentences without a line
 // feed, with their full stops.
 struct Rule {

@@ -25,7 +25,8 @@ class VerificationError : public std::runtime_error {
 // - all other bytes of every sample are those of the input;
 // - the tracks are those of the input without the caption tracks, with the same number of samples,
 //   the same times, headers (tkhd) and edits (edts);
-// - each box ends where the next one begins, and the last one with the file.
+// - each box ends where the next one begins, and the same bytes follow the last one, in most films
+//   none.
 //
 // Calls report with the number of sample bytes that were compared. Throws VerificationError, and
 // what Movie and report throw.

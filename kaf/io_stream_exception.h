@@ -47,17 +47,18 @@ class IOStreamException : public orx::OrxException {
   // For a number of the operating system (errno) and the file that it is about.
   IOStreamException(int systemError, std::string fileName)
       : OrxException(fileName + ": " + std::generic_category().message(systemError)),
-        kind_(kindOfSystemError(systemError)),
+        systemError_(systemError),
         fileName_(std::move(fileName)) {}
 
   // Why it was refused.
-  IOErrorKind kind() const { return kind_; }
+  IOErrorKind kind() const { return kindOfSystemError(systemError_); }
+  int systemError() const { return systemError_; }
 
   // The path as it was given.
   const std::string& fileName() const { return fileName_; }
 
  private:
-  IOErrorKind kind_;
+  int systemError_;
   std::string fileName_;
 };
 

@@ -1,7 +1,7 @@
 #include "kaf/kav_stream.h"
 
+#include "kaf/file_failure.h"
 #include "kaf/io_stream_exception.h"
-#include "kav/exception.h"
 
 #include <utility>
 
@@ -31,7 +31,7 @@ auto translated(Call&& call) {
   try {
     return call();
   } catch (const kaf::IOStreamException& failure) {
-    throw norvik::kav::Exception(codeOf(failure.kind()));
+    throw FileFailure(codeOf(failure.kind()), failure.fileName(), failure.systemError());
   }
 }
 

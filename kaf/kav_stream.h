@@ -11,7 +11,8 @@
 namespace quell::kafpkgutil {
 
 // A file as a stream of the container library. Failures of the file become the library's
-// exceptions. Created with new and reference-counted; releasing the last share destroys it.
+// exceptions, as FileFailure. Created with new and reference-counted; releasing the last share
+// destroys it.
 class KavStream final : public norvik::kav::NorvikIOStream {
  public:
   using Truncation = kaf::FileStream::Truncation;  // see there

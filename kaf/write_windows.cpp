@@ -29,6 +29,11 @@ constexpr std::size_t kMostMemory = 4u << 20;
 constexpr std::uint64_t kPage = 4096;
 static_assert(kFirstCapacity >= kPage);
 
+// Without the zeros that make_unique writes: every byte is written before it is read.
+std::unique_ptr<std::uint8_t[]> roomFor(std::size_t size) {
+  return std::unique_ptr<std::uint8_t[]>(new std::uint8_t[size]);
+}
+
 }  // namespace
 
 std::size_t WriteWindows::Window::room() const {
@@ -143,7 +148,7 @@ void WriteWindows::openWindow(FileHandle file, std::uint64_t position, ByteRun r
   while (windows_.size() == kMostWindows || memory_ + window.capacity > kMostMemory) {
     flushLeastRecentlyUsed(file);
   }
-  window.bytes = std::make_unique_for_overwrite<std::uint8_t[]>(window.capacity);
+  window.bytes = roomFor(window.capacity);
   window.lastUse = ++clock_;
   window.append(run);
 
@@ -177,7 +182,7 @@ void WriteWindows::drop(std::size_t index) {
 // Doubles the window if it may become larger; its bytes stay.
 bool WriteWindows::grow(Window& window) {
   if (window.capacity >= kTableCapacity || memory_ + window.capacity > kMostMemory) return false;
-  auto larger = std::make_unique_for_overwrite<std::uint8_t[]>(2 * window.capacity);
+  auto larger = roomFor(2 * window.capacity);
   std::memcpy(larger.get(), window.bytes.get(), window.filled);
   window.bytes = std::move(larger);
   memory_ += window.capacity;
@@ -187,7 +192,7 @@ bool WriteWindows::grow(Window& window) {
 
 // Makes an empty window the wide one.
 void WriteWindows::widen(Window& window) {
-  window.bytes = std::make_unique_for_overwrite<std::uint8_t[]>(kWideCapacity);
+  window.bytes = roomFor(kWideCapacity);
   memory_ -= window.capacity;
   window.capacity = kWideCapacity;
   hasWideWindow_ = true;

@@ -80,10 +80,15 @@ constexpr std::uint32_t numberOf(const Entry& entry) {
   return static_cast<std::uint32_t>(entry.code);
 }
 
-static_assert(std::ranges::is_sorted(kErrors, {}, numberOf));
+static_assert(std::is_sorted(std::begin(kErrors), std::end(kErrors),
+                             [](const Entry& a, const Entry& b) {
+                               return numberOf(a) < numberOf(b);
+                             }));
 
 const Entry* find(std::uint32_t code) {
-  const auto* const found = std::ranges::lower_bound(kErrors, code, {}, numberOf);
+  const auto* const found = std::lower_bound(
+      std::begin(kErrors), std::end(kErrors), code,
+      [](const Entry& entry, std::uint32_t number) { return numberOf(entry) < number; });
   return found == std::end(kErrors) || numberOf(*found) != code ? nullptr : found;
 }
 

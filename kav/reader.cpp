@@ -134,7 +134,7 @@ std::uint32_t getTrackName(NorvikKavReader* reader, std::uint32_t trackIndex,
     require(buffer);
     const Track& track = trackAt(reader, trackIndex);
     if (track.info.handlerNameLength == 0) return;
-    std::ranges::copy(track.name, buffer);
+    std::copy(track.name.begin(), track.name.end(), buffer);
     buffer[track.name.size()] = '\0';
   });
 }
@@ -185,7 +185,8 @@ std::uint32_t getSampleDescription(const NorvikKavSampleDescription* description
                                    std::uint8_t* buffer) noexcept {
   return guarded([&] {
     require(description, buffer);
-    std::ranges::copy(description->description.headerBytes(), buffer);
+    const auto bytes = description->description.headerBytes();
+    std::copy(bytes.begin(), bytes.end(), buffer);
   });
 }
 
@@ -227,7 +228,8 @@ std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
   return guarded([&] {
     require(trackIds);
     const Track& track = trackAt(reader, trackIndex);
-    std::ranges::copy(reader->movie.hintedTracks(track), trackIds);
+    const auto hinted = reader->movie.hintedTracks(track);
+    std::copy(hinted.begin(), hinted.end(), trackIds);
   });
 }
 
@@ -244,7 +246,8 @@ std::uint32_t countSamples(NorvikKavReader* reader, std::uint64_t costLimit,
                            NorvikKavTrackTotals* totals) noexcept {
   return guarded([&] {
     require(reader, totals);
-    std::ranges::copy(reader->movie.countSamples(costLimit, reader->samples), totals);
+    const auto counted = reader->movie.countSamples(costLimit, reader->samples);
+    std::copy(counted.begin(), counted.end(), totals);
   });
 }
 
@@ -335,7 +338,8 @@ std::uint32_t getMetadataLength(NorvikKavReader* reader, std::size_t* length) no
 std::uint32_t getMetadata(NorvikKavReader* reader, std::uint8_t* buffer) noexcept {
   return guarded([&] {
     require(reader, buffer);
-    std::ranges::copy(reader->movie.xmp(), buffer);
+    const auto metadata = reader->movie.xmp();
+    std::copy(metadata.begin(), metadata.end(), buffer);
   });
 }
 

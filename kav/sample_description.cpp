@@ -46,7 +46,8 @@ BoxView::List SampleDescription::boxes() const {
 
 std::optional<BoxView> SampleDescription::box(FourCc type) const {
   const BoxView::List all = boxes();
-  const auto found = std::ranges::find(all, type, &BoxView::type);
+  const auto found = std::find_if(all.begin(), all.end(),
+                                  [type](const BoxView& box) { return box.type() == type; });
   if (found == all.end()) return std::nullopt;
   return *found;
 }

@@ -9,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 seconds=${1:?usage: scripts/fuzz.sh SECONDS [TARGET...]}
 shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(conversion reader sources caption xml avcc sei decoder608 scc)
+[ ${#targets[@]} -gt 0 ] || targets=(conversion reader sources embed caption xml avcc sei decoder608 scc)
 
 build=build/fuzz
 programs=$build/tests/fuzz
@@ -34,7 +34,7 @@ fi
 
 corpus_of() {
   case "$1" in
-    reader | conversion | sources) echo movies ;;
+    reader | conversion | sources | embed) echo movies ;;
     caption) echo captions ;;
     *) echo "$1" ;;
   esac

@@ -3,7 +3,7 @@
 # usage: scripts/test.sh [--preset NAME] [--browser]
 #   --preset NAME   a preset of CMakePresets.json, "dev" unless given
 #   --browser       judges the movies with headless Chromium and hls.js too, and compares the table of
-#                   all judges with the one in doc/player-matrix.md
+#                   all judges with the one in doc/player-matrix.md; opens reports in Chromium
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -48,9 +48,11 @@ cmake --preset "$preset" "${configure[@]}"
 echo "== build"
 cmake --build --preset "$preset" --parallel "$(nproc)"
 echo "== test"
-# The players judge the movies together with the browser, in one run with all judges.
+# The players judge the movies together with the browser, in one run with all judges. Reports need
+# the packages of npm.
 elsewhere=()
-[ -z "$browser" ] || elsewhere=(--exclude-regex '^Media\.PlayersShowTheCaptions$')
+[ -z "$browser" ] ||
+  elsewhere=(--exclude-regex '^(Media\.PlayersShowTheCaptions|Browser\.ReportsShowTheirCues)$')
 ctest --preset "$preset" --parallel "$(nproc)" "${elsewhere[@]}"
 
 if [ -n "$browser" ]; then
@@ -63,8 +65,9 @@ if [ -n "$browser" ]; then
   if (cd "$modules" && npm ci --no-audit --no-fund); then
     judges+=(--browser "$modules" --document doc/player-matrix.md)
   else
-    echo "== skipped: Chromium and hls.js as judges, because npm did not get hls.js"
+    echo "== skipped: Chromium and hls.js as judges, because npm did not get its packages"
   fi
+  ctest --preset "$preset" --tests-regex '^Browser\.ReportsShowTheirCues$'
   python3 tests/media/player_test.py "build/$preset/quarrypack" "${judges[@]}"
 fi
 echo "== all tests passed ($preset)"

@@ -1,7 +1,6 @@
 #include "sources/film_file.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <utility>
 
@@ -9,6 +8,7 @@
 #include "kav/box_view.h"
 #include "kav/exception.h"
 #include "sources/caption_pairs.h"
+#include "sources/child_boxes.h"
 
 namespace quarrypack::sources {
 namespace {
@@ -75,7 +75,7 @@ void FilmFile::readTracks() {
   for (const kav::BoxPlace& moov : movie_.topLevelBoxes()) {
     if (moov.type != fourCc("moov")) continue;
     std::size_t index = 0;
-    for (const kav::BoxPlace& box : childrenOf(moov)) {
+    for (const kav::BoxPlace& box : childBoxes(movie_, moov)) {
       if (box.type == fourCc("trak") && index < tracks_.size()) readTrack(box, tracks_[index++]);
     }
     return;
@@ -94,33 +94,8 @@ const FilmTrack* FilmFile::pictureTrack() const {
   return best;
 }
 
-// The complete boxes in a container, by their headers.
-std::vector<kav::BoxPlace> FilmFile::childrenOf(const kav::BoxPlace& container) {
-  constexpr std::uint64_t kHeader = 8;
-  constexpr std::uint64_t kLargeHeader = 16;
-  const std::uint64_t end = container.start + container.size;
-  std::vector<kav::BoxPlace> children;
-  std::array<std::uint8_t, kLargeHeader> header{};
-  movie_.readAt(container.start, std::span(header).first(kHeader));
-  std::uint64_t at = container.start + (kav::loadU32(header.data()) == 1 ? kLargeHeader : kHeader);
-  while (at + kHeader <= end) {
-    movie_.readAt(at, std::span(header).first(kHeader));
-    std::uint64_t size = kav::loadU32(header.data());
-    const kav::FourCc type = kav::loadU32(header.data() + 4);
-    if (size == 1 && at + kLargeHeader <= end) {
-      movie_.readAt(at, header);
-      size = kav::loadU64(header.data() + kHeader);
-    }
-    if (size == 0) size = end - at;
-    if (size < kHeader || size > end - at) break;
-    children.push_back({type, at, size});
-    at += size;
-  }
-  return children;
-}
-
 std::optional<kav::BoxPlace> FilmFile::childOf(const kav::BoxPlace& container, kav::FourCc type) {
-  for (const kav::BoxPlace& box : childrenOf(container)) {
+  for (const kav::BoxPlace& box : childBoxes(movie_, container)) {
     if (box.type == type) return box;
   }
   return std::nullopt;
@@ -133,7 +108,7 @@ std::vector<std::uint8_t> FilmFile::readSmall(const kav::BoxPlace& box) {
 
 // Reads what the library does not provide for a track. Skips its tables, which may be large.
 void FilmFile::readTrack(const kav::BoxPlace& trak, FilmTrack& track) {
-  for (const kav::BoxPlace& box : childrenOf(trak)) {
+  for (const kav::BoxPlace& box : childBoxes(movie_, trak)) {
     if (box.type == fourCc("mdia")) readMedia(box, track);
     if (box.type != fourCc("edts")) continue;
     const std::vector<std::uint8_t> bytes = readSmall(box);
@@ -161,7 +136,7 @@ std::uint32_t FilmFile::sampleCountOf(const kav::BoxPlace& mdia) {
   const auto minf = childOf(mdia, fourCc("minf"));
   const auto stbl = minf ? childOf(*minf, fourCc("stbl")) : std::nullopt;
   if (!stbl) return 0;
-  for (const kav::BoxPlace& box : childrenOf(*stbl)) {
+  for (const kav::BoxPlace& box : childBoxes(movie_, *stbl)) {
     if (box.type != fourCc("stsz") && box.type != fourCc("stz2")) continue;
     if (box.size < kCountEnd) return 0;
     std::array<std::uint8_t, kCountEnd> fields{};

@@ -71,7 +71,6 @@ class FilmFile {
   void readMedia(const norvik::kav::BoxPlace& mdia, FilmTrack& track);
   std::vector<std::uint8_t> readSmall(const norvik::kav::BoxPlace& box);
   std::uint32_t sampleCountOf(const norvik::kav::BoxPlace& mdia);
-  std::vector<norvik::kav::BoxPlace> childrenOf(const norvik::kav::BoxPlace& container);
   std::optional<norvik::kav::BoxPlace> childOf(const norvik::kav::BoxPlace& container,
                                                norvik::kav::FourCc type);
   void spend(std::uint64_t bytes);

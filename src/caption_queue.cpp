@@ -1,6 +1,7 @@
 #include "src/caption_queue.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 #include "src/presentation_time.h"
@@ -20,7 +21,7 @@ void CaptionQueue::push(std::unique_ptr<CaptionSample> caption) {
   std::push_heap(heap.begin(), heap.end(), kEarliestOnTop);
 }
 
-std::size_t CaptionQueue::attachDue(SortedGroup& group) {
+std::size_t CaptionQueue::attachDue(SortedGroup& group, ConversionListener& listener) {
   std::vector<Waiting> due;
   for (auto& [timescale, heap] : waiting_) {
     while (!heap.empty() && group.reaches(heap.front().time, timescale)) {
@@ -31,8 +32,18 @@ std::size_t CaptionQueue::attachDue(SortedGroup& group) {
   }
   std::sort(due.begin(), due.end(),
             [](const Waiting& a, const Waiting& b) { return a.sequence < b.sequence; });
-  for (Waiting& waiting : due) attachCaptionSample(group, waiting.caption);
+  for (Waiting& waiting : due) attachCaptionSample(group, waiting.caption, listener);
   return due.size();
+}
+
+void CaptionQueue::drop(ConversionListener& listener) {
+  for (auto& [timescale, heap] : waiting_) {
+    std::sort(heap.begin(), heap.end(), [](const Waiting& a, const Waiting& b) {
+      return std::tie(a.time, a.sequence) < std::tie(b.time, b.sequence);
+    });
+    for (const Waiting& waiting : heap) listener.captionDropped(*waiting.caption);
+  }
+  waiting_.clear();
 }
 
 }  // namespace quarrypack

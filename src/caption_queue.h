@@ -20,7 +20,11 @@ class CaptionQueue {
 
   // Attaches every caption that is due within the group, in the order of reading. Returns their
   // number.
-  std::size_t attachDue(SortedGroup& group);
+  std::size_t attachDue(SortedGroup& group, ConversionListener& listener = consoleListener());
+
+  // Reports every caption that still waits as dropped, in the order in which they are due within a
+  // timescale, and empties the queue.
+  void drop(ConversionListener& listener);
 
  private:
   struct Waiting {

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -24,24 +23,20 @@ using Bytes = std::span<const std::uint8_t>;
 using captions::CaptionAtom;
 using captions::CaptionAtoms;
 
-// A unit counts its pairs in 5 bits. A caption sample of up to 56 bytes goes into one unit; of a
-// longer one each unit gets at most 24 pairs.
-constexpr std::size_t kLargestSingleCaption = 56;
-constexpr std::size_t kLargestPiece = 48;
 static_assert(kLargestPiece / 2 <= captions::kMostTriplets);
 
-captions::CcType ccTypeOf(const CaptionAtom& atom) {
+captions::CcType ccTypeOf(const CaptionAtom& atom, ConversionListener& listener) {
   const std::optional<captions::Field> field = atom.field();
   if (field) return captions::ccTypeOf(*field);
-  std::cout << "Unknown 608 channel Type detected...Assuming it to for be channel one" << std::endl;
+  listener.unknownCaptionAtom();
   return captions::CcType::field1;
 }
 
 // The pairs of one unit. An odd atom gives one pair more than the unit's count states.
 class UnitPairs {
  public:
-  void add(const CaptionAtom& atom) {
-    const captions::CcType type = ccTypeOf(atom);
+  void add(const CaptionAtom& atom, ConversionListener& listener) {
+    const captions::CcType type = ccTypeOf(atom, listener);
     for (std::size_t i = 0; i < atom.pairCount(); ++i) {
       const captions::BytePair pair = atom.pair(i);
       triplets_[count_++] = {true, type, pair.first, pair.second};
@@ -77,7 +72,7 @@ struct InsertionPoint {
 // empty unit. The unit before it cannot be empty too: its header would be the first byte of a
 // length of 0, and that type ends the walk. Marks never move back, so the NAL units of a sample are
 // walked once, however many captions are inserted.
-InsertionPoint findInsertionPoint(const SampleBytes& sample) {
+InsertionPoint findInsertionPoint(const SampleBytes& sample, ConversionListener& listener) {
   constexpr std::uint8_t kSequenceParameterSet = 7;
   constexpr std::uint8_t kPictureParameterSet = 8;
   constexpr std::uint8_t kAccessUnitDelimiter = 9;
@@ -97,7 +92,7 @@ InsertionPoint findInsertionPoint(const SampleBytes& sample) {
     const std::size_t prefix = std::min<std::size_t>(nalLengthSize, count);
     const std::uint32_t length = captions::ByteReader(start).number(prefix);
     if ((length & kNegative) != 0) {
-      std::cout << "Error 3: Invalid NAL Length  Detected!!!" << std::endl;
+      listener.invalidNalLength();
       break;
     }
     if (prefix == count) break;
@@ -125,13 +120,14 @@ void insertUnits(SampleBytes& sample, const InsertionPoint& point,
 // collected and inserted together, because one caption sample may be cut into millions.
 class UnitPile {
  public:
-  explicit UnitPile(SampleBytes& sample) : sample_(sample) {}
+  UnitPile(SampleBytes& sample, ConversionListener& listener)
+      : sample_(sample), listener_(listener) {}
 
   void add(const CaptionAtom& piece) {
     // The place is determined first, to keep the order of the messages.
-    if (!point_ || !point_->holdsFromNowOn()) point_ = findInsertionPoint(sample_);
+    if (!point_ || !point_->holdsFromNowOn()) point_ = findInsertionPoint(sample_, listener_);
     UnitPairs pairs;
-    pairs.add(piece);
+    pairs.add(piece, listener_);
     pairs.buildUnit(unit_);
     if (!point_->holdsFromNowOn()) {
       insertUnits(sample_, *point_, unit_);
@@ -156,6 +152,7 @@ class UnitPile {
 
  private:
   SampleBytes& sample_;
+  ConversionListener& listener_;
   std::optional<InsertionPoint> point_;
   std::vector<std::uint8_t> unit_;  // the latest; its memory is reused
   std::vector<std::uint8_t> units_;
@@ -163,10 +160,10 @@ class UnitPile {
 };
 
 // A caption small enough for one unit, which takes all its atoms.
-void insertSingle(SampleBytes& sample, Bytes caption) {
-  const InsertionPoint point = findInsertionPoint(sample);
+void insertSingle(SampleBytes& sample, Bytes caption, ConversionListener& listener) {
+  const InsertionPoint point = findInsertionPoint(sample, listener);
   UnitPairs pairs;
-  for (const CaptionAtom& atom : CaptionAtoms(caption)) pairs.add(atom);
+  for (const CaptionAtom& atom : CaptionAtoms(caption)) pairs.add(atom, listener);
   std::vector<std::uint8_t> unit;
   pairs.buildUnit(unit);
   insertUnits(sample, point, std::move(unit));
@@ -174,8 +171,8 @@ void insertSingle(SampleBytes& sample, Bytes caption) {
 
 // A caption too large for one unit. Each atom is cut into pieces, and each piece is a caption of
 // its own: an odd piece has no following byte to borrow.
-void insertInPieces(SampleBytes& sample, Bytes caption) {
-  UnitPile pile(sample);
+void insertInPieces(SampleBytes& sample, Bytes caption, ConversionListener& listener) {
+  UnitPile pile(sample, listener);
   for (const CaptionAtom& atom : CaptionAtoms(caption)) {
     for (Bytes rest = atom.pairs; !rest.empty();) {
       const Bytes pairs = rest.first(std::min(rest.size(), kLargestPiece));
@@ -188,21 +185,24 @@ void insertInPieces(SampleBytes& sample, Bytes caption) {
 
 }  // namespace
 
-void attachCaptionSample(SortedGroup& sortedGroup, std::unique_ptr<CaptionSample>& captionSample) {
+void attachCaptionSample(SortedGroup& sortedGroup, std::unique_ptr<CaptionSample>& captionSample,
+                         ConversionListener& listener) {
   const std::uint64_t due = presentationTime(
       captionSample->decodingTime, captionSample->compositionOffset, captionSample->timescale);
   const std::optional<std::size_t> target = sortedGroup.firstShownAt(due, captionSample->timescale);
   if (!target) return;
-  insertCaptionSei(sortedGroup.bytes(*target), sortedGroup.record(*target), captionSample->bytes);
+  listener.captionAttaching(*captionSample, *target);
+  insertCaptionSei(sortedGroup.bytes(*target), sortedGroup.record(*target), captionSample->bytes,
+                   listener);
   captionSample.reset();
 }
 
 void insertCaptionSei(SampleBytes& videoSampleBytes, PendingSample& videoSampleRecord,
-                      std::span<const std::uint8_t> captionBytes) {
+                      std::span<const std::uint8_t> captionBytes, ConversionListener& listener) {
   if (captionBytes.size() <= kLargestSingleCaption) {
-    insertSingle(videoSampleBytes, captionBytes);
+    insertSingle(videoSampleBytes, captionBytes, listener);
   } else {
-    insertInPieces(videoSampleBytes, captionBytes);
+    insertInPieces(videoSampleBytes, captionBytes, listener);
   }
   if (videoSampleBytes.size() > std::numeric_limits<std::uint32_t>::max()) {
     throw norvik::kav::Exception(norvik::kav::ErrorCode::implausibleCount);

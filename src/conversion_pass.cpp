@@ -24,7 +24,9 @@
 #include "src/caption_delay.h"
 #include "src/caption_queue.h"
 #include "src/caption_sei.h"
+#include "src/conversion_listener.h"
 #include "src/movie_bytes.h"
+#include "src/pass_output.h"
 #include "src/sample_groups.h"
 #include "tarn/error_strings.h"
 #include "tarn/stream_mode.h"
@@ -46,45 +48,97 @@ std::uint32_t inRange(std::uint64_t count) {
       std::min<std::uint64_t>(count, std::numeric_limits<std::uint32_t>::max()));
 }
 
-// A slot is one number for the output track and sample description of a pending sample.
-class Slots {
+// Gives the length size of NAL units, while it lives, the value that it has when a process starts.
+class NalLengthSizeOfStart {
  public:
-  struct Slot {
-    std::uint32_t trackNumber = 0;
-    std::uint32_t descriptionIndex = 0;
-  };
-
-  std::uint32_t find(const Slot& slot, std::uint32_t timescale) {
-    const std::uint64_t key =
-        std::uint64_t{slot.trackNumber} << 32 | std::uint64_t{slot.descriptionIndex};
-    const auto [found, isNew] =
-        numbers_.try_emplace(key, static_cast<std::uint32_t>(slots_.size()));
-    if (isNew) {
-      slots_.push_back(slot);
-      timescales_.push_back(timescale);
-    }
-    return found->second;
-  }
-
-  const Slot& operator[](std::uint32_t number) const { return slots_[number]; }
-  std::span<const std::uint32_t> timescales() const { return timescales_; }
+  NalLengthSizeOfStart() : kept_(nalLengthSize) { nalLengthSize = 4; }
+  ~NalLengthSizeOfStart() { nalLengthSize = kept_; }
+  NalLengthSizeOfStart(const NalLengthSizeOfStart&) = delete;
+  NalLengthSizeOfStart& operator=(const NalLengthSizeOfStart&) = delete;
 
  private:
-  std::map<std::uint64_t, std::uint32_t> numbers_;
-  std::vector<Slot> slots_;
-  std::vector<std::uint32_t> timescales_;
+  std::uint8_t kept_;
 };
 
-// One conversion, from open streams to a finished movie.
+// The movie that a conversion writes.
+class MovieOutput final : public PassOutput {
+ public:
+  MovieOutput(kav::Movie& movie, kav::NorvikIOStream& output)
+      : bytes_(movie), writer_(&output, configurationOf(movie.info())) {}
+
+  std::uint32_t addTrack(const kav::NorvikKavTrackConfiguration& configuration) override {
+    progress_.expectSamples(configuration.sampleCount);
+    return writer_.addTrack(configuration);
+  }
+
+  void addSampleDescription(std::uint32_t trackNumber,
+                            const kav::SampleDescription& description) override {
+    writer_.addSampleDescription(trackNumber, description);
+  }
+
+  void write(const SortedGroup& group, const SampleSlots& slots, std::size_t captions) override;
+
+  void finish() override { writer_.finish(); }
+
+ private:
+  static kav::NorvikKavWriterConfiguration configurationOf(const kav::MovieInfo& info);
+  void writeSample(const PendingSample& sample, const SampleSlots::Slot& slot,
+                   const SplicedSampleBytes* spliced);
+
+  MovieBytes bytes_;
+  kav::Writer writer_;
+  std::vector<std::uint8_t> buffer_;
+  process::ProgressLine progress_{process::ProgressTerminal::on(STDERR_FILENO)};
+};
+
+kav::NorvikKavWriterConfiguration MovieOutput::configurationOf(const kav::MovieInfo& info) {
+  kav::NorvikKavWriterConfiguration configuration;
+  configuration.timescale = info.timescale;
+  configuration.creationTime = info.creationTime;
+  configuration.modificationTime = info.modificationTime;
+  configuration.rate = info.rate;
+  configuration.volume = info.volume;
+  return configuration;
+}
+
+void MovieOutput::write(const SortedGroup& group, const SampleSlots& slots, std::size_t captions) {
+  progress_.captionsPlaced(captions);
+  for (std::size_t i = 0; i < group.length(); ++i) {
+    const PendingSample& sample = group.record(i);
+    writeSample(sample, slots[sample.slot], group.splicedBytes(i));
+  }
+}
+
+void MovieOutput::writeSample(const PendingSample& sample, const SampleSlots::Slot& slot,
+                              const SplicedSampleBytes* spliced) {
+  if (buffer_.size() < sample.size) buffer_.resize(sample.size);
+  const std::span<std::uint8_t> bytes(buffer_.data(), sample.size);
+  if (spliced != nullptr) {
+    spliced->copyTo(bytes);
+  } else {
+    bytes_.readAt(sample.fileOffset, bytes);
+  }
+  writer_.addSample({.trackNumber = slot.trackNumber,
+                     .descriptionIndex = slot.descriptionIndex,
+                     .decodingTime = sample.decodingTime,
+                     .compositionOffset = sample.compositionOffset,
+                     .flags = sample.flags,
+                     .size = sample.size,
+                     .data = bytes.data()});
+  progress_.sampleWritten(sample.size);
+}
+
+// One conversion, from an open movie to a finished output.
 class ConversionPass {
  public:
-  ConversionPass(kav::NorvikIStream& input, kav::NorvikIOStream& output)
-      : movie_(kav::IStreamPtr(&input)), writer_(makeWriter(output)) {}
+  ConversionPass(kav::Movie& movie, MovieBytes::Need need, PassOutput& output,
+                 ConversionListener& listener)
+      : movie_(movie), bytes_(movie, need), output_(output), listener_(listener) {}
 
   // Adds the tracks of the output. Returns false if the input has no captions or no video for them.
   bool setUpTracks();
 
-  // Copies all samples with their captions, and finishes the movie.
+  // Copies all samples with their captions, and finishes the output.
   void copySamples();
 
  private:
@@ -109,7 +163,6 @@ class ConversionPass {
     std::uint64_t gaps = 0;
   };
 
-  kav::Writer makeWriter(kav::NorvikIOStream& output);
   void countSamples();
   void addTrack(const kav::Track& track);
   void addDescription(const kav::Track& track, const kav::SampleDescription& description,
@@ -122,11 +175,11 @@ class ConversionPass {
   void queueCaption(const kav::Sample& sample, const Route& route);
   void copySample(const kav::Sample& sample, Route& route, bool isLast);
   void flush(std::size_t groupLength);
-  void writeSample(const PendingSample& sample, const SplicedSampleBytes* spliced);
 
-  kav::Movie movie_;
-  MovieBytes bytes_{movie_};
-  kav::Writer writer_;
+  kav::Movie& movie_;
+  MovieBytes bytes_;
+  PassOutput& output_;
+  ConversionListener& listener_;
   const std::uint64_t costLimit_ = costLimitOf(movie_);
   std::uint64_t cost_ = 0;  // of the samples taken so far
 
@@ -137,24 +190,11 @@ class ConversionPass {
   std::int64_t captionTrack_ = -1;
   std::vector<Route> routes_;  // by place in tracks_
 
-  Slots slots_;
+  SampleSlots slots_;
   PendingSamples pending_;
   CaptionQueue captions_;
   FlushDecision flushDecision_;
-  std::vector<std::uint8_t> buffer_;
-  process::ProgressLine progress_{process::ProgressTerminal::on(STDERR_FILENO)};
 };
-
-kav::Writer ConversionPass::makeWriter(kav::NorvikIOStream& output) {
-  const kav::MovieInfo& info = movie_.info();
-  kav::NorvikKavWriterConfiguration configuration;
-  configuration.timescale = info.timescale;
-  configuration.creationTime = info.creationTime;
-  configuration.modificationTime = info.modificationTime;
-  configuration.rate = info.rate;
-  configuration.volume = info.volume;
-  return {&output, configuration};
-}
 
 bool ConversionPass::setUpTracks() {
   for (std::size_t i = 0; i < tracks_.size(); ++i) {
@@ -182,7 +222,7 @@ void ConversionPass::countSamples() {
 
 void ConversionPass::addTrack(const kav::Track& track) {
   if (track.name.empty() || track.name.front() == '\0') {
-    std::cout << "Error: Track with empty name found" << std::endl;
+    listener_.trackWithoutName();
   }
   const std::size_t descriptions = track.descriptions.size();
 
@@ -200,8 +240,7 @@ void ConversionPass::addTrack(const kav::Track& track) {
   if (descriptions != 0) {
     configuration.descriptionLength = inRange((headerBytes + descriptions - 1) / descriptions);
   }
-  progress_.expectSamples(configuration.sampleCount);
-  const std::uint32_t outputTrack = writer_.addTrack(configuration);
+  const std::uint32_t outputTrack = output_.addTrack(configuration);
   outputTracks_[track.info.trackId] = outputTrack;
   for (const kav::SampleDescription& description : track.descriptions) {
     addDescription(track, description, outputTrack);
@@ -213,13 +252,13 @@ void ConversionPass::addDescription(const kav::Track& track,
                                     std::uint32_t outputTrack) {
   const std::span<const std::uint8_t> header = description.headerBytes();
   if (header.empty()) {
-    std::cout << "Warning: Zero Header length SampleDescriptor found" << std::endl;
+    listener_.descriptionWithoutHeader();
   } else if (track.index == videoTrack_) {
     if (const auto config = parseAvcDecoderConfig(header)) {
       nalLengthSize = config->nalLengthSize;
     }
   }
-  writer_.addSampleDescription(outputTrack, description);
+  output_.addSampleDescription(outputTrack, description);
 }
 
 void ConversionPass::routeTracks() {
@@ -256,7 +295,8 @@ void ConversionPass::copySamples() {
   kav::SampleRange samples = movie_.samples();
   delayCaptions();
   for (const kav::Sample& sample : samples) takeSample(sample, !samples.hasNext());
-  writer_.finish();
+  captions_.drop(listener_);
+  output_.finish();
 }
 
 void ConversionPass::takeSample(const kav::Sample& sample, bool isLast) {
@@ -272,9 +312,7 @@ void ConversionPass::takeSample(const kav::Sample& sample, bool isLast) {
       queueCaption(sample, route);
       break;
     case Fate::dropped:
-      // An old check, whose wording users know.
-      std::cout << R"(assert in file ..\..\src\main.cpp, line 397)" << std::endl;
-      std::cout << "Error: Bad clcp Sample. " << std::endl;
+      listener_.captionOfOtherTrack();
       break;
   }
   if (isLast) flush(pending_.size());
@@ -324,28 +362,9 @@ void ConversionPass::copySample(const kav::Sample& sample, Route& route, bool is
 
 void ConversionPass::flush(std::size_t groupLength) {
   SortedGroup group(pending_, groupLength, slots_.timescales(), bytes_);
-  progress_.captionsPlaced(captions_.attachDue(group));
-  for (std::size_t i = 0; i < groupLength; ++i) writeSample(pending_[i], group.splicedBytes(i));
+  const std::size_t captions = captions_.attachDue(group, listener_);
+  output_.write(group, slots_, captions);
   pending_.dropFront(groupLength);
-}
-
-void ConversionPass::writeSample(const PendingSample& sample, const SplicedSampleBytes* spliced) {
-  if (buffer_.size() < sample.size) buffer_.resize(sample.size);
-  const std::span<std::uint8_t> bytes(buffer_.data(), sample.size);
-  if (spliced != nullptr) {
-    spliced->copyTo(bytes);
-  } else {
-    bytes_.readAt(sample.fileOffset, bytes);
-  }
-  const Slots::Slot& slot = slots_[sample.slot];
-  writer_.addSample({.trackNumber = slot.trackNumber,
-                     .descriptionIndex = slot.descriptionIndex,
-                     .decodingTime = sample.decodingTime,
-                     .compositionOffset = sample.compositionOffset,
-                     .flags = sample.flags,
-                     .size = sample.size,
-                     .data = bytes.data()});
-  progress_.sampleWritten(sample.size);
 }
 
 // Opens both files. The output may be the input under another name, through a link or another path.
@@ -388,9 +407,19 @@ int convertFile(const std::string& programName, const ConversionPaths& paths) {
 
 bool convertMovie(kav::NorvikIStream& input, kav::NorvikIOStream& output,
                   const std::string& announcement) {
-  ConversionPass pass(input, output);
+  kav::Movie movie{kav::IStreamPtr(&input)};
+  MovieOutput movieOutput(movie, output);
+  ConversionPass pass(movie, MovieBytes::Need::neighbours, movieOutput, consoleListener());
   if (!pass.setUpTracks()) return false;
   std::cout << announcement << std::endl;
+  pass.copySamples();
+  return true;
+}
+
+bool rehearseConversion(kav::Movie& movie, PassOutput& output, ConversionListener& listener) {
+  const NalLengthSizeOfStart start;
+  ConversionPass pass(movie, MovieBytes::Need::nothingElse, output, listener);
+  if (!pass.setUpTracks()) return false;
   pass.copySamples();
   return true;
 }

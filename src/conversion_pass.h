@@ -2,8 +2,11 @@
 
 #include <string>
 
+#include "kav/movie.h"
 #include "kav/streams.h"
+#include "src/conversion_listener.h"
 #include "src/conversion_paths.h"
+#include "src/pass_output.h"
 
 namespace quarrypack {
 
@@ -14,6 +17,12 @@ namespace quarrypack {
 // are left open, and the caller must hold them.
 bool convertMovie(norvik::kav::NorvikIStream& input, norvik::kav::NorvikIOStream& output,
                   const std::string& announcement);
+
+// Runs a conversion whose output is not written: the same pass prints nothing and reads only the
+// heads of the samples that captions go into. Returns false without captions or video, and throws,
+// as convertMovie does.
+bool rehearseConversion(norvik::kav::Movie& movie, PassOutput& output,
+                        ConversionListener& listener);
 
 // Converts one file to another. Returns 0 after a complete conversion. Returns 1 if the input has
 // no captions or no video; reports this under the program's name and removes the output. Every

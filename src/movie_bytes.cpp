@@ -10,6 +10,7 @@ namespace quarrypack {
 namespace kav = norvik::kav;
 
 void MovieBytes::readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) {
+  if (need_ == Need::nothingElse) return peekAt(fileOffset, destination);
   if (!destination.empty()) movie_.readAt(fileOffset, destination);
 }
 

@@ -12,7 +12,12 @@ namespace quarrypack {
 // is filled wherever it is asked for: a sample without bytes may state any offset.
 class MovieBytes final : public ByteSource {
  public:
-  explicit MovieBytes(norvik::kav::Movie& movie) : movie_(movie) {}
+  // What is needed besides the requested bytes: their neighbours, because whole samples are copied,
+  // or nothing, because samples are only looked into.
+  enum class Need { neighbours, nothingElse };
+
+  explicit MovieBytes(norvik::kav::Movie& movie, Need need = Need::neighbours)
+      : movie_(movie), need_(need) {}
 
   void readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override;
   void peekAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override;
@@ -22,6 +27,7 @@ class MovieBytes final : public ByteSource {
 
  private:
   norvik::kav::Movie& movie_;
+  Need need_;
 };
 
 // What the samples of a movie may come to, in bytes, each at least kSmallestSampleCost. Edits may

@@ -23,10 +23,15 @@ std::uint64_t convertTimeInDoubles(std::uint64_t t, std::uint32_t from, std::uin
 // rounding removes that error.
 inline constexpr std::uint64_t kExactTimeLimit = std::uint64_t{1} << 50;
 
-// The same conversion, with the usual case of equal timescales decided without a division.
+// The same conversion with the same results. The usual cases are decided without a division, or
+// without the range checks of unsigned numbers.
 inline std::uint64_t convertTime(std::uint64_t t, std::uint32_t from, std::uint32_t to) {
-  if (from == to && from != 0 && t <= kExactTimeLimit) return t;
-  return convertTimeInDoubles(t, from, to);
+  if (t > kExactTimeLimit || from == 0) return convertTimeInDoubles(t, from, to);
+  if (from == to) return t;
+  constexpr double kSafelySigned = 4611686018427387904.0;
+  const double converted = static_cast<double>(static_cast<std::int64_t>(t)) / from * to + 0.5;
+  if (converted > kSafelySigned) return convertTimeInDoubles(t, from, to);
+  return static_cast<std::uint64_t>(static_cast<std::int64_t>(converted));
 }
 
 // When a sample is shown, in units of its own timescale. The composition offset is converted to

@@ -104,6 +104,7 @@ class SplicedSampleBytes final : public SampleBytes {
       : source_(&source), fileOffset_(fileOffset), sizeInFile_(sizeInFile), size_(sizeInFile) {}
 
   std::uint64_t size() const override { return size_; }
+  bool isChanged() const { return size_ != sizeInFile_; }
   void read(std::uint64_t position, std::span<std::uint8_t> destination) const override;
 
   // Fills destination, which has size() bytes, with the whole sample. Reads the part in the file

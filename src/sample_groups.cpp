@@ -4,32 +4,24 @@
 
 #include <algorithm>
 #include <array>
-#include <numeric>
 
 namespace quarrypack {
 namespace {
 
 // Samples of a group whose latest time is stored together.
-constexpr std::size_t kBlock = 4;
+constexpr std::ptrdiff_t kBlock = 4;
 
 // Blocks tried one by one before a binary search.
 constexpr int kMostSteps = 4;
 
-// The key by which two samples are compared.
-struct ShownTime {
-  std::uint64_t time;  // units of timescale
-  std::uint32_t timescale;
-};
-
-ShownTime shownTime(const PendingSample& sample, std::span<const std::uint32_t> slotTimescales) {
-  const std::uint32_t timescale = slotTimescales[sample.slot];
-  return {presentationTime(sample.decodingTime, sample.compositionOffset, timescale), timescale};
+std::uint64_t timeShown(const ShownSample& sample, std::uint32_t timescale) {
+  return convertTime(sample.time, sample.timescale, timescale);
 }
 
 // Not a strict order: the conversion rounds, so samples of several timescales can come before one
 // another in a circle. It must not be passed to a sort of the standard library.
-bool before(const ShownTime& a, const ShownTime& b) {
-  return a.time < convertTime(b.time, b.timescale, a.timescale);
+bool before(const ShownSample& a, const ShownSample& b) {
+  return a.time < timeShown(b, a.timescale);
 }
 
 // A place that no sample must be moved across: no sample at or after it comes before one that
@@ -47,20 +39,19 @@ struct Cut {
 // short segments in a list that is nearly sorted, as the samples of a movie are.
 class CutFinder {
  public:
-  void add(std::uint32_t place, const ShownTime& shown) {
+  void add(const ShownSample& shown) {
     constexpr std::uint32_t kShortestSegment = 8;
     const std::size_t kind = isAble_ ? kindOf(shown.timescale) : Cut::kMaxTimescales;
     if (kind == Cut::kMaxTimescales) return;
-    if (shown.time < earliestBehind(kind)) {
+    if (shown.time < earliest_[kind]) {
       while (cuts_.size() > 1 && shown.time < cuts_.back().earliest[kind]) cuts_.pop_back();
       cuts_.back().isSorted = false;
-    } else if (place - cuts_.back().place >= kShortestSegment) {
-      Cut cut;
-      cut.place = place;
-      for (std::size_t k = 0; k < kinds_; ++k) cut.earliest[k] = earliestBehind(k);
-      cuts_.push_back(cut);
+    } else if (shown.place - cuts_.back().place >= kShortestSegment) {
+      cuts_.push_back({.place = shown.place, .earliest = earliest_});
     }
-    latest_[kind] = std::max(latest_[kind], shown.time);
+    if (shown.time <= latest_[kind]) return;
+    latest_[kind] = shown.time;
+    for (std::size_t k = 0; k < kinds_; ++k) raiseEarliest(k, kind);
   }
 
   // Sorted by place; the first one is at the start.
@@ -79,21 +70,23 @@ class CutFinder {
     isAble_ = kinds_ < Cut::kMaxTimescales;
     if (!isAble_) return Cut::kMaxTimescales;
     timescales_[kinds_] = timescale;
+    for (std::size_t k = 0; k < kinds_; ++k) raiseEarliest(kinds_, k);
     return kinds_++;
   }
 
-  std::uint64_t earliestBehind(std::size_t kind) const {
-    std::uint64_t earliest = 0;
-    for (std::size_t k = 0; k < kinds_; ++k) {
-      earliest = std::max(earliest, convertTime(latest_[k], timescales_[k], timescales_[kind]));
-    }
-    return earliest;
+  // Takes the latest sample of one kind into account for samples of another.
+  void raiseEarliest(std::size_t kind, std::size_t latestKind) {
+    earliest_[kind] =
+        std::max(earliest_[kind],
+                 convertTime(latest_[latestKind], timescales_[latestKind], timescales_[kind]));
   }
 
   bool isAble_ = true;
   std::size_t kinds_ = 0;
   std::array<std::uint32_t, Cut::kMaxTimescales> timescales_{};
   std::array<std::uint64_t, Cut::kMaxTimescales> latest_{};
+  // What a cut before the next sample would hold.
+  std::array<std::uint64_t, Cut::kMaxTimescales> earliest_{};
   std::vector<Cut> cuts_ = std::vector<Cut>(1);
 };
 
@@ -103,61 +96,43 @@ class CutFinder {
 // parts of which merges would move nothing.
 class MergeSort {
  public:
-  MergeSort(const PendingSamples& pending, std::span<const std::uint32_t> slotTimescales,
-            std::vector<std::uint32_t>& order)
-      : pending_(pending), slotTimescales_(slotTimescales), order_(order) {}
+  explicit MergeSort(std::span<ShownSample> samples) : samples_(samples) {}
 
   // Sorts the samples between two cuts.
-  void sortSegment(std::size_t begin, std::size_t end) { sort(0, order_.size(), begin, end); }
+  void sortSegment(std::size_t begin, std::size_t end) { sort(0, samples_.size(), begin, end); }
 
  private:
-  // Sorts the intersection of list and segment.
-  void sort(std::size_t listBegin, std::size_t listEnd, std::size_t begin, std::size_t end) {
-    const std::size_t first = std::max(listBegin, begin);
-    const std::size_t last = std::min(listEnd, end);
-    if (first >= last || last - first < 2) return;
-    const std::size_t middle = listBegin + (listEnd - listBegin) / 2;
-    sort(listBegin, middle, begin, end);
-    sort(middle, listEnd, begin, end);
-    if (first < middle && middle < last) merge(first, middle, last);
-  }
-
-  void merge(std::size_t first, std::size_t middle, std::size_t last) {
-    // Samples taken from the left before the first one from the right stay where they are.
-    std::size_t out = first;
-    const ShownTime firstRight = shown(order_[middle]);
-    while (out < middle && !before(firstRight, shown(order_[out]))) ++out;
-    if (out == middle) return;
-
-    left_.assign(at(out), at(middle));
-    std::size_t left = 0;
-    std::size_t right = middle;
-    ShownTime nextLeft = shown(left_[left]);
-    ShownTime nextRight = firstRight;
-    while (true) {
-      if (before(nextRight, nextLeft)) {
-        order_[out++] = order_[right++];
-        if (right == last) break;
-        nextRight = shown(order_[right]);
-      } else {
-        order_[out++] = left_[left++];
-        if (left == left_.size()) return;  // the rest of the right is already in its place
-        nextLeft = shown(left_[left]);
-      }
+  // Sorts the samples from first to last, which lie within a list.
+  void sort(std::size_t listBegin, std::size_t listEnd, std::size_t first, std::size_t last) {
+    if (last - first < 2) return;
+    std::size_t middle = half(listBegin, listEnd);
+    while (last <= middle || first >= middle) {
+      (last <= middle ? listEnd : listBegin) = middle;
+      middle = half(listBegin, listEnd);
     }
-    std::copy(left_.begin() + static_cast<std::ptrdiff_t>(left), left_.end(), at(out));
+    sort(listBegin, middle, first, middle);
+    sort(middle, listEnd, middle, last);
+    merge(samples_.data() + first, samples_.data() + middle, samples_.data() + last);
   }
 
-  ShownTime shown(std::uint32_t place) const { return shownTime(pending_[place], slotTimescales_); }
+  static std::size_t half(std::size_t begin, std::size_t end) { return begin + (end - begin) / 2; }
 
-  std::vector<std::uint32_t>::iterator at(std::size_t rank) {
-    return order_.begin() + static_cast<std::ptrdiff_t>(rank);
+  void merge(ShownSample* first, ShownSample* middle, ShownSample* last) {
+    // Samples taken from the left before the first one from the right stay where they are.
+    ShownSample* out = first;
+    while (out != middle && !before(*middle, *out)) ++out;
+
+    left_.assign(out, middle);
+    const ShownSample* right = middle;
+    for (const ShownSample& left : left_) {
+      while (right != last && before(*right, left)) *out++ = *right++;
+      *out++ = left;
+    }
+    // The rest of the right is already in its place.
   }
 
-  const PendingSamples& pending_;
-  std::span<const std::uint32_t> slotTimescales_;
-  std::vector<std::uint32_t>& order_;
-  std::vector<std::uint32_t> left_;
+  std::span<ShownSample> samples_;
+  std::vector<ShownSample> left_;
 };
 
 }  // namespace
@@ -178,23 +153,26 @@ bool FlushDecision::flushesBefore(const Sample& sample, std::size_t pendingCount
   return true;
 }
 
-std::vector<std::uint32_t> presentationOrder(const PendingSamples& pending, std::size_t count,
-                                             std::span<const std::uint32_t> slotTimescales) {
-  std::vector<std::uint32_t> order(count);
-  std::iota(order.begin(), order.end(), 0u);
-
+std::vector<ShownSample> presentationOrder(const PendingSamples& pending, std::size_t count,
+                                           std::span<const std::uint32_t> slotTimescales) {
+  std::vector<ShownSample> samples;
+  samples.reserve(count);
   CutFinder finder;
-  for (const std::uint32_t place : order) {
-    finder.add(place, shownTime(pending[place], slotTimescales));
+  for (std::uint32_t place = 0; place < count; ++place) {
+    const PendingSample& sample = pending[place];
+    const std::uint32_t timescale = slotTimescales[sample.slot];
+    samples.push_back({presentationTime(sample.decodingTime, sample.compositionOffset, timescale),
+                       timescale, place});
+    finder.add(samples.back());
   }
 
-  MergeSort sort(pending, slotTimescales, order);
+  MergeSort sort(samples);
   const std::vector<Cut>& cuts = finder.cuts();
   for (std::size_t i = 0; i < cuts.size(); ++i) {
     if (cuts[i].isSorted) continue;
     sort.sortSegment(cuts[i].place, i + 1 < cuts.size() ? cuts[i + 1].place : count);
   }
-  return order;
+  return samples;
 }
 
 SortedGroup::SortedGroup(PendingSamples& pending, std::size_t length,
@@ -207,11 +185,11 @@ SortedGroup::LatestTimes& SortedGroup::latestTimes(std::uint32_t timescale) {
   std::vector<std::uint64_t>& latest = found->second.byBlock;
   if (order_.size() != length_) order_ = presentationOrder(pending_, length_, slotTimescales_);
 
-  latest.reserve((length_ + kBlock - 1) / kBlock);
+  latest.reserve(length_ / kBlock + 1);
   std::uint64_t latestSoFar = 0;
-  for (std::size_t rank = 0; rank < length_;) {
-    const std::size_t end = std::min(rank + kBlock, length_);
-    for (; rank < end; ++rank) latestSoFar = std::max(latestSoFar, timeShown(rank, timescale));
+  for (auto next = order_.begin(); next != order_.end();) {
+    const auto end = next + std::min<std::ptrdiff_t>(kBlock, order_.end() - next);
+    for (; next != end; ++next) latestSoFar = std::max(latestSoFar, timeShown(*next, timescale));
     latest.push_back(latestSoFar);
   }
   return found->second;
@@ -233,9 +211,9 @@ std::optional<std::size_t> SortedGroup::firstShownAt(std::uint64_t time, std::ui
   if (block == end) return std::nullopt;
   latest.searchedTime = time;
   latest.foundBlock = static_cast<std::size_t>(block - begin);
-  std::size_t rank = latest.foundBlock * kBlock;
-  while (timeShown(rank, timescale) < time) ++rank;
-  return order_[rank];
+  auto sample = order_.begin() + (block - begin) * kBlock;
+  while (timeShown(*sample, timescale) < time) ++sample;
+  return sample->place;
 }
 
 SampleBytes& SortedGroup::bytes(std::size_t place) {
@@ -252,11 +230,6 @@ SampleBytes& SortedGroup::bytes(std::size_t place) {
 const SplicedSampleBytes* SortedGroup::splicedBytes(std::size_t place) const {
   if (splicedOf_.empty() || splicedOf_[place] == 0) return nullptr;
   return &spliced_[splicedOf_[place] - 1];
-}
-
-std::uint64_t SortedGroup::timeShown(std::size_t rank, std::uint32_t timescale) const {
-  const ShownTime shown = shownTime(pending_[order_[rank]], slotTimescales_);
-  return convertTime(shown.time, shown.timescale, timescale);
 }
 
 }  // namespace quarrypack

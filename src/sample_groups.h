@@ -43,10 +43,18 @@ class FlushDecision {
   std::size_t groupLength_ = 0;
 };
 
-// The presentation order of the first count pending samples, as their places in the list: a stable
-// merge sort by presentation time. slotTimescales holds the timescale of every slot.
-std::vector<std::uint32_t> presentationOrder(const PendingSamples& pending, std::size_t count,
-                                             std::span<const std::uint32_t> slotTimescales);
+// A pending sample and when it is shown.
+struct ShownSample {
+  std::uint64_t time = 0;  // units of timescale
+  std::uint32_t timescale = 0;
+  std::uint32_t place = 0;  // in the pending list
+};
+static_assert(sizeof(ShownSample) == 16);
+
+// The first count pending samples in presentation order: a stable merge sort by presentation time.
+// slotTimescales holds the timescale of every slot.
+std::vector<ShownSample> presentationOrder(const PendingSamples& pending, std::size_t count,
+                                           std::span<const std::uint32_t> slotTimescales);
 
 // The first samples of the pending list on their way out: they are found by presentation time, get
 // captions, and are then read. Samples are identified by their place in the list, which must not
@@ -65,7 +73,10 @@ class SortedGroup {
   // timescale, is at least the given time.
   std::optional<std::size_t> firstShownAt(std::uint64_t time, std::uint32_t timescale);
 
+  std::size_t length() const { return length_; }
+
   PendingSample& record(std::size_t place) { return pending_[place]; }
+  const PendingSample& record(std::size_t place) const { return pending_[place]; }
 
   // The sample's bytes, ready for insertions.
   SampleBytes& bytes(std::size_t place);
@@ -85,13 +96,12 @@ class SortedGroup {
   };
 
   LatestTimes& latestTimes(std::uint32_t timescale);
-  std::uint64_t timeShown(std::size_t rank, std::uint32_t timescale) const;
 
   PendingSamples& pending_;
   std::size_t length_;
   std::span<const std::uint32_t> slotTimescales_;
   ByteSource& input_;
-  std::vector<std::uint32_t> order_;
+  std::vector<ShownSample> order_;
   std::map<std::uint32_t, LatestTimes> latestTimes_;  // by timescale
   std::deque<SplicedSampleBytes> spliced_;
   std::vector<std::uint32_t> splicedOf_;  // by place: 1 + the number in spliced_, 0 for none

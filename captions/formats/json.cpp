@@ -1,51 +1,47 @@
 #include "captions/formats/json.h"
 
-#include <nlohmann/json.hpp>
-
 #include <ostream>
 #include <string>
+#include <vector>
+
+#include "captions/formats/json_text.h"
 
 namespace quarrypack::captions {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-std::string dumped(const Json& value) {
-  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+std::string runJson(const CueRun& run) {
+  return jsonObject({{"text", jsonOf(run.text)},
+                     {"color", jsonOf(colorName(run.color))},
+                     {"italic", jsonOf(run.italic)},
+                     {"underline", jsonOf(run.underline)}});
 }
 
-Json runJson(const CueRun& run) {
-  return {{"text", run.text},
-          {"color", colorName(run.color)},
-          {"italic", run.italic},
-          {"underline", run.underline}};
-}
-
-Json rowJson(const CueRow& row) {
-  Json runs = Json::array();
+std::string rowJson(const CueRow& row) {
+  std::vector<std::string> runs;
   for (const CueRun& run : row.runs) runs.push_back(runJson(run));
-  return {{"row", row.row}, {"column", row.column}, {"runs", std::move(runs)}};
+  return jsonObject(
+      {{"row", jsonOf(row.row)}, {"column", jsonOf(row.column)}, {"runs", jsonArray(runs)}});
 }
 
 double seconds(std::int64_t milliseconds) { return static_cast<double>(milliseconds) / 1000; }
 
-Json cueJson(const Cue& cue) {
+std::string cueJson(const Cue& cue) {
   const CueMilliseconds times = cueMilliseconds(cue);
-  Json rows = Json::array();
+  std::vector<std::string> rows;
   for (const CueRow& row : cue.rows) rows.push_back(rowJson(row));
-  return {{"start", seconds(times.start)},
-          {"end", seconds(times.end)},
-          {"mode", modeName(cue.mode)},
-          {"rows", std::move(rows)}};
+  return jsonObject({{"start", jsonOf(seconds(times.start))},
+                     {"end", jsonOf(seconds(times.end))},
+                     {"mode", jsonOf(modeName(cue.mode))},
+                     {"rows", jsonArray(rows)}});
 }
 
 // Converts cues one at a time: a document of all of them takes many times their memory.
 void writeChannel(const ChannelCues& channel, std::ostream& out) {
-  out << "{\"channel\":" << dumped(channelName(channel.channel))
-      << ",\"mode\":" << dumped(modeName(usualMode(channel.cues))) << ",\"cues\":[";
+  out << "{\"channel\":" << jsonOf(channelName(channel.channel))
+      << ",\"mode\":" << jsonOf(modeName(usualMode(channel.cues))) << ",\"cues\":[";
   const char* separator = "\n";
   for (const Cue& cue : channel.cues) {
-    out << separator << dumped(cueJson(cue));
+    out << separator << cueJson(cue);
     separator = ",\n";
   }
   out << "\n]}";
@@ -55,7 +51,7 @@ void writeChannel(const ChannelCues& channel, std::ostream& out) {
 
 void writeJson(std::string_view file, std::string_view source,
                const std::vector<ChannelCues>& channels, std::ostream& out) {
-  out << "{\"file\":" << dumped(file) << ",\"source\":" << dumped(source) << ",\"channels\":[";
+  out << "{\"file\":" << jsonOf(file) << ",\"source\":" << jsonOf(source) << ",\"channels\":[";
   const char* separator = "\n";
   for (const ChannelCues& channel : channels) {
     out << separator;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "companions/command_line.h"
+#include "kaf/file_failure.h"
 #include "kaf/kav_stream.h"
 #include "kaf/open_mode.h"
 #include "kav/error_text.h"
@@ -85,6 +86,8 @@ CaptionPairs readCaptionInput(const CaptionOptions& options) {
     const kav::IStreamPtr stream = openFile(options.input);
     if (isSccFile(options.input, *stream)) return readScc(options, *stream);
     return readFilm(options, stream);
+  } catch (const quell::kafpkgutil::FileFailure& failure) {
+    throw SourceError("'" + options.input + "': " + failure.reason());
   } catch (const kav::Exception& exception) {
     throw SourceError("'" + options.input + "': " + std::string(kav::errorText(exception.code())));
   } catch (const SourceError& error) {

@@ -6,14 +6,15 @@
 #include <cstdint>
 #include <iostream>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "companions/embed/caption_files.h"
 #include "companions/embed/report.h"
 #include "companions/output_file.h"
 #include "companions/program.h"
+#include "companions/texts.h"
 #include "embed/film.h"
+#include "kaf/file_failure.h"
 #include "kaf/kav_stream.h"
 #include "kaf/open_mode.h"
 #include "kav/error_text.h"
@@ -27,6 +28,7 @@ namespace {
 using process::ProgressLine;
 using process::ProgressTerminal;
 using quell::kaf::OpenMode;
+using quell::kafpkgutil::FileFailure;
 using quell::kafpkgutil::KavStream;
 using StreamPtr = boost::intrusive_ptr<KavStream>;
 
@@ -36,11 +38,15 @@ StreamPtr openStream(const std::string& path, std::uint32_t mode) {
   return stream;
 }
 
-// Runs a step and gives its failures of the library a text.
+// Runs a step and gives its failures of files and of the library a text. Those of the other file
+// pass.
 template <class Step>
-auto explained(const std::string& what, Step step) {
+auto explained(const std::string& what, const std::string& otherFile, Step step) {
   try {
     return step();
+  } catch (const FileFailure& failure) {
+    if (failure.fileName() == otherFile) throw;
+    throw FileError(what + ": " + failure.reason());
   } catch (const norvik::kav::Exception& exception) {
     throw FileError(what + ": " + std::string(norvik::kav::errorText(exception.code())));
   }
@@ -92,7 +98,8 @@ class Run {
     requireOwnFiles(options_);
     embed::EmbedSettings settings{.replace = options_.replace, .pad = options_.pad};
     if (options_.hasCaptionFiles()) settings.captions = captionFiles();
-    return explained("cannot read '" + options_.input + "'", [&] { return embedInto(settings); });
+    return explained("cannot read '" + options_.input + "'", {},
+                     [&] { return embedInto(settings); });
   }
 
  private:
@@ -113,10 +120,10 @@ class Run {
       ProgressLine progress(ProgressTerminal::on(STDOUT_FILENO));
       progress.expectSamples(film.movie().fileLength() * (options_.verify ? 2 : 1));
       progress.captionsPlaced(embedding.result().captions);
-      explained("cannot write '" + options_.output + "'",
+      explained("cannot write '" + options_.output + "'", options_.input,
                 [&] { write(embedding, output.temporaryPath(), Steps(progress)); });
       if (options_.verify) {
-        explained("cannot read '" + options_.output + "' again",
+        explained("cannot read '" + options_.output + "' again", options_.input,
                   [&] { verify(embedding, output.temporaryPath(), Steps(progress)); });
       }
     }
@@ -139,10 +146,6 @@ class Run {
 
   const EmbedOptions& options_;
 };
-
-std::string counted(std::size_t count, std::string_view thing) {
-  return std::to_string(count) + ' ' + std::string(thing) + (count == 1 ? "" : "s");
-}
 
 }  // namespace
 

@@ -1,93 +1,56 @@
 #include "companions/embed/report.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <nlohmann/json.hpp>
+#include <array>
+#include <sstream>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "captions/cea608.h"
 #include "captions/cue.h"
+#include "captions/formats/json_text.h"
 #include "captions/time.h"
+#include "companions/html.h"
 
 namespace quarrypack::companions {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using captions::jsonOf;
 
-Json captionsOf(const embed::EmbedResult& result) {
-  Json list = Json::array();
+std::string captionList(const embed::EmbedResult& result) {
+  std::vector<std::string> list;
   for (const captions::ChannelCues& channel : result.cues) {
     for (const captions::Cue& cue : channel.cues) {
       const captions::CueMilliseconds times = captions::cueMilliseconds(cue);
-      list.push_back({{"channel", captions::channelName(channel.channel)},
-                      {"start", static_cast<double>(times.start) / 1000},
-                      {"end", static_cast<double>(times.end) / 1000},
-                      {"text", captions::textOf(cue)}});
+      list.push_back(
+          captions::jsonObject({{"channel", jsonOf(captions::channelName(channel.channel))},
+                                {"start", jsonOf(static_cast<double>(times.start) / 1000)},
+                                {"end", jsonOf(static_cast<double>(times.end) / 1000)},
+                                {"text", jsonOf(captions::textOf(cue))}},
+                               captions::kSpacedJson));
     }
   }
-  return list;
+  return captions::jsonArray(list, ",\n    ");
 }
 
 std::string jsonText(const EmbedOptions& options, const embed::EmbedResult& result) {
-  const Json report = {{"input", options.input},
-                       {"output", options.output},
-                       {"verified", options.verify},
-                       {"captions", result.captions},
-                       {"pairs", result.pairs},
-                       {"lostPairs", result.lostPairs},
-                       {"pictures", result.pictures},
-                       {"captionedPictures", result.captionedPictures},
-                       {"replacedPictures", result.replacedPictures},
-                       {"captionList", captionsOf(result)}};
-  constexpr int kIndent = 2;
-  return report.dump(kIndent, ' ', false, Json::error_handler_t::replace) + '\n';
+  return captions::jsonObject({{"input", jsonOf(options.input)},
+                               {"output", jsonOf(options.output)},
+                               {"verified", jsonOf(options.verify)},
+                               {"captions", jsonOf(result.captions)},
+                               {"pairs", jsonOf(result.pairs)},
+                               {"lostPairs", jsonOf(result.lostPairs)},
+                               {"pictures", jsonOf(result.pictures)},
+                               {"captionedPictures", jsonOf(result.captionedPictures)},
+                               {"replacedPictures", jsonOf(result.replacedPictures)},
+                               {"captionList", captionList(result)}},
+                              captions::kJsonInLines) +
+         '\n';
 }
 
-// Text as it is written in HTML, invalid UTF-8 replaced.
-std::string escaped(const std::string& text) {
-  std::string html;
-  // A trip through the JSON writer replaces what is no UTF-8.
-  const std::string valid =
-      Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace))
-          .get<std::string>();
-  for (const char c : valid) {
-    switch (c) {
-      case '&':
-        html += "&amp;";
-        break;
-      case '<':
-        html += "&lt;";
-        break;
-      case '>':
-        html += "&gt;";
-        break;
-      case '"':
-        html += "&quot;";
-        break;
-      case '\n':
-        html += "<br>";
-        break;
-      default:
-        html += c;
-    }
-  }
-  return html;
-}
-
-std::string row(const std::vector<std::string>& cells, std::string_view tag) {
-  std::string html = "<tr>";
-  for (const std::string& cell : cells) {
-    html.append("<").append(tag).append(">").append(escaped(cell));
-    html.append("</").append(tag).append(">");
-  }
-  return html + "</tr>\n";
-}
-
-std::string numberRows(const EmbedOptions& options, const embed::EmbedResult& result) {
-  const std::vector<std::pair<std::string, std::string>> rows = {
+void writeNumbers(Html& html, const EmbedOptions& options, const embed::EmbedResult& result) {
+  const std::vector<std::pair<std::string_view, std::string>> rows = {
       {"Input", options.input},
       {"Output", options.output},
       {"Verified", options.verify ? "yes" : "no"},
@@ -97,43 +60,45 @@ std::string numberRows(const EmbedOptions& options, const embed::EmbedResult& re
       {"Pictures", std::to_string(result.pictures)},
       {"Pictures that got a unit", std::to_string(result.captionedPictures)},
       {"Pictures that held captions before", std::to_string(result.replacedPictures)}};
-  std::string html;
-  for (const auto& [name, value] : rows) html += row({name, value}, "td");
-  return html;
+  HtmlTable table(html);
+  for (const auto& [name, value] : rows) {
+    const auto row = table.row();
+    table.header(name);
+    table.cell(value);
+  }
 }
 
-std::string captionRows(const embed::EmbedResult& result) {
-  std::string html;
+void writeCaptions(Html& html, const embed::EmbedResult& result) {
+  constexpr std::array<std::string_view, 4> kColumns = {"Channel", "Start", "End", "Text"};
+  HtmlTable table(html, kColumns);
   for (const captions::ChannelCues& channel : result.cues) {
     for (const captions::Cue& cue : channel.cues) {
       const captions::CueMilliseconds times = captions::cueMilliseconds(cue);
-      html += row({std::string(captions::channelName(channel.channel)),
-                   captions::clockText(times.start, '.'), captions::clockText(times.end, '.'),
-                   captions::textOf(cue)},
-                  "td");
+      const auto row = table.row();
+      table.cell(captions::channelName(channel.channel));
+      table.cell(captions::clockText(times.start, '.'));
+      table.cell(captions::clockText(times.end, '.'));
+      table.cell(captions::textOf(cue));
     }
   }
-  return html;
 }
 
-std::string htmlText(const EmbedOptions& options, const embed::EmbedResult& result) {
-  return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-         "<title>quarrypack-embed: " +
-         escaped(options.output) +
-         "</title>\n<style>\nbody { font-family: sans-serif; margin: 2em; }\n"
-         "table { border-collapse: collapse; margin-bottom: 2em; }\n"
-         "td, th { border: 1px solid #999; padding: 0.3em 0.6em; text-align: left; "
-         "vertical-align: top; }\n</style>\n</head>\n<body>\n"
-         "<h1>Captions in the pictures</h1>\n<table>\n" +
-         numberRows(options, result) + "</table>\n<table>\n" +
-         row({"Channel", "Start", "End", "Text"}, "th") + captionRows(result) +
-         "</table>\n</body>\n</html>\n";
+std::string htmlPage(const EmbedOptions& options, const embed::EmbedResult& result) {
+  std::ostringstream page;
+  writeHtmlPage(page, "quarrypack-embed: " + options.output, "", [&](Html& html) {
+    const auto main = html.element("main");
+    html.leaf("h1", "Captions in the pictures");
+    writeNumbers(html, options, result);
+    html.leaf("h2", "Captions");
+    writeCaptions(html, result);
+  });
+  return std::move(page).str();
 }
 
 }  // namespace
 
 std::string reportText(const EmbedOptions& options, const embed::EmbedResult& result) {
-  return options.reportFormat == ReportFormat::html ? htmlText(options, result)
+  return options.reportFormat == ReportFormat::html ? htmlPage(options, result)
                                                     : jsonText(options, result);
 }
 

@@ -136,17 +136,20 @@ TEST_F(Embed, LeavesAnOutputAsItWasWhenTheFilmIsRefused) {
   writeFile(output(), kOldOutput);
   writeFile(input(), MovieBuilder({videoTrack()}).build());
   expectFailure(run({"clip.mov", "clip.mp4"}), 1, "the movie has no caption track");
-  expectFailure(run({"nothing.mov", "clip.mp4"}), 1, "cannot read 'nothing.mov'");
+  expectFailure(run({"nothing.mov", "clip.mp4"}), 1,
+                "cannot read 'nothing.mov': No such file or directory.");
   EXPECT_TRUE(readFile(output()) == kOldOutput);
   EXPECT_EQ(filesInFolder(), (std::set<std::string>{"clip.mov", "clip.mp4"}));
 }
 
 TEST_F(Embed, LeavesAnOutputAsItWasWhenItCannotBeWritten) {
   writeFile(output(), kOldOutput);
-  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1, "cannot write 'clip.mp4'");
+  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1,
+                "cannot write 'clip.mp4': File too large.");
   EXPECT_TRUE(readFile(output()) == kOldOutput);
   fs::remove(output());
-  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1, "cannot write 'clip.mp4'");
+  expectFailure(runWithin("2", {"clip.mov", "clip.mp4"}), 1,
+                "cannot write 'clip.mp4': File too large.");
   EXPECT_EQ(filesInFolder(), (std::set<std::string>{"clip.mov"}));
 }
 
@@ -198,7 +201,7 @@ TEST_F(Embed, WritesReports) {
   EXPECT_EQ(run({"--report", "r.html", "clip.mov", "clip.mp4"}).status, 0);
   const Bytes html = readFile(folder() / "r.html");
   const std::string htmlText(html.begin(), html.end());
-  EXPECT_NE(htmlText.find("<td>CC1</td>"), std::string::npos) << htmlText;
+  EXPECT_NE(htmlText.find("<td data-label=\"Channel\">CC1</td>"), std::string::npos) << htmlText;
   EXPECT_EQ(run({"--report", "r.txt", "clip.mov", "clip.mp4"}).status, 2);
 }
 

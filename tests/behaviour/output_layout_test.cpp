@@ -36,7 +36,8 @@ TEST_F(OutputLayout, GivesTheMediaDataTheLargeHeaderAndFillsItWithSamples) {
   EXPECT_EQ(walk.at("mdat").headerSize, 16u);
   std::vector<WalkedSample> samples = walk.track(1).samples;
   samples.insert(samples.end(), walk.track(2).samples.begin(), walk.track(2).samples.end());
-  std::ranges::sort(samples, {}, &WalkedSample::offset);
+  std::sort(samples.begin(), samples.end(),
+            [](const WalkedSample& a, const WalkedSample& b) { return a.offset < b.offset; });
   Bytes data;
   for (const WalkedSample& sample : samples) append(data, sample.bytes);
   EXPECT_EQ(walk.payload("mdat"), data);

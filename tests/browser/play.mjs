@@ -6,14 +6,11 @@
 // MODULES is the folder of node_modules with playwright-core and hls.js.
 import fs from 'node:fs';
 import http from 'node:http';
-import os from 'node:os';
 import path from 'node:path';
-import {createRequire} from 'node:module';
+import {requireFrom, withChromium} from './chromium.mjs';
 
 const [modules, folder, name] = process.argv.slice(2);
-const require = createRequire(path.join(path.resolve(modules), 'from_here.js'));
-const {chromium} = require('playwright-core');
-const hlsScript = fs.readFileSync(require.resolve('hls.js/dist/hls.min.js'));
+const hlsScript = fs.readFileSync(requireFrom(modules).resolve('hls.js/dist/hls.min.js'));
 
 const page_text = `<!doctype html><video id="video" muted></video><script src="/hls.js"></script>`;
 const types = {'.mp4': 'video/mp4', '.m3u8': 'application/vnd.apple.mpegurl', '.ts': 'video/mp2t',
@@ -71,23 +68,15 @@ async function play({name, isHls}) {
           complaints, cues};
 }
 
-const profile = fs.mkdtempSync(path.join(os.tmpdir(), 'quarrypack_browser_'));
 await new Promise(done => server.listen(0, '127.0.0.1', done));
-const browser = await chromium.launchPersistentContext(profile, {
-  executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium',
-  headless: true,
-  args: ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-         '--disable-background-networking', '--disable-component-update', '--disable-sync',
-         '--autoplay-policy=no-user-gesture-required'],
-});
 try {
-  const page = await browser.newPage();
-  await page.goto(`http://127.0.0.1:${server.address().port}/`);
-  const seen = await page.evaluate(play, {name, isHls: name.endsWith('.m3u8')});
-  console.log(JSON.stringify(seen));
+  await withChromium(modules, async browser => {
+    const page = await browser.newPage();
+    await page.goto(`http://127.0.0.1:${server.address().port}/`);
+    const seen = await page.evaluate(play, {name, isHls: name.endsWith('.m3u8')});
+    console.log(JSON.stringify(seen));
+  });
 } finally {
-  await browser.close();
   server.close();
   server.closeAllConnections?.();
-  fs.rmSync(profile, {recursive: true, force: true});
 }

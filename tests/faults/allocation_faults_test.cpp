@@ -1,7 +1,6 @@
 // Memory that runs out at the k-th allocation, for every k, in the reader, the pass, the writer and
 // the whole program: an error and nothing lost, or the same bytes as with enough memory.
 
-#include <cstdlib>
 #include <new>
 #include <sstream>
 #include <string_view>
@@ -9,6 +8,7 @@
 #include "config/config_document.h"
 #include "src/entry_point.h"
 #include "tests/faults/fault_runs.h"
+#include "tests/faults/short_memory.h"
 #include "tests/support/expect_code.h"
 #include "tests/support/run_program.h"
 
@@ -17,59 +17,10 @@
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:boost::program_options"; }
 
-namespace {
-
-// 0 while every allocation succeeds, else the number of the allocation from now on that fails.
-std::size_t allocationsUntilFault = 0;
-bool faultWasMet = false;
-
-void* allocate(std::size_t size) noexcept {
-  if (allocationsUntilFault > 0 && --allocationsUntilFault == 0) {
-    faultWasMet = true;
-    return nullptr;
-  }
-  return std::malloc(size > 0 ? size : 1);
-}
-
-void* allocateOrThrow(std::size_t size) {
-  void* block = allocate(size);
-  if (block == nullptr) throw std::bad_alloc();
-  return block;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return allocateOrThrow(size); }
-void* operator new[](std::size_t size) { return allocateOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size);
-}
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete[](void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t /*size*/) noexcept { std::free(block); }
-void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept { std::free(block); }
-void operator delete[](void* block, const std::nothrow_t& /*tag*/) noexcept { std::free(block); }
-
 namespace quarrypack::test {
 namespace {
 
 namespace kav = norvik::kav;
-
-// Memory is short while it lives.
-class ShortMemory {
- public:
-  explicit ShortMemory(std::size_t k) {
-    faultWasMet = false;
-    allocationsUntilFault = k;
-  }
-  ~ShortMemory() { allocationsUntilFault = 0; }
-  ShortMemory(const ShortMemory&) = delete;
-  ShortMemory& operator=(const ShortMemory&) = delete;
-};
 
 TEST(AllocationFaults, EndTheReaderWithACode) {
   for (const NamedMovie& movie : faultMovies()) {
@@ -88,7 +39,7 @@ TEST(AllocationFaults, EndTheReaderWithACode) {
         EXPECT_EQ(code, kav::ErrorCode::outOfMemory) << k;
       }
       EXPECT_EQ(stream->references(), 1u) << "allocation " << k;
-      return faultWasMet;
+      return ShortMemory::faultWasMet();
     });
   }
 }
@@ -116,7 +67,7 @@ TEST(AllocationFaults, LeaveThePassAsTheFailureOfTheAllocation) {
       EXPECT_EQ(input->bytes(), movie.bytes) << "allocation " << k;
       EXPECT_EQ(input->references(), 1u) << "allocation " << k;
       EXPECT_EQ(output->references(), 1u) << "allocation " << k;
-      return faultWasMet;
+      return ShortMemory::faultWasMet();
     });
   }
 }
@@ -142,7 +93,7 @@ TEST(AllocationFaults, LeaveTheWriterAsAnException) {
         EXPECT_EQ(output->bytes(), reference->bytes()) << "allocation " << k;
       }
       EXPECT_EQ(output->references(), 1u) << "allocation " << k;
-      return faultWasMet;
+      return ShortMemory::faultWasMet();
     });
   }
 }
@@ -170,7 +121,7 @@ TEST(AllocationFaults, LeaveTheSettingsAsAnException) {
       }
     }
     EXPECT_TRUE(isWhole) << "allocation " << k;
-    return faultWasMet;
+    return ShortMemory::faultWasMet();
   });
 }
 
@@ -226,7 +177,7 @@ void failEachAllocationOfTheProgram(const std::string& what, const Bytes& movie,
       const ShortMemory shortMemory(k);
       status = run();
     }
-    if (!faultWasMet) break;
+    if (!ShortMemory::faultWasMet()) break;
     const std::string said = errText.str();
     const bool isWhole = status == wholeStatus && outputBytes() == expected;
     if (hasBegun) {

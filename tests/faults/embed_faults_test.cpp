@@ -1,19 +1,29 @@
-// Streams whose k-th call fails or stops half way while captions are embedded, for every k: no
-// fault may be swallowed. What does not throw has made the same bytes as without one.
+// Streams whose k-th call fails or stops half way while captions are embedded, and memory that runs
+// out at the k-th allocation, for every k: no fault may be swallowed. What does not throw has made
+// the same bytes as without one.
 
-#include <optional>
-#include <stdexcept>
+#include <new>
 
 #include "embed/embedding.h"
 #include "embed/refusal.h"
 #include "embed/verification.h"
 #include "tests/faults/fault_runs.h"
+#include "tests/faults/short_memory.h"
 
 namespace quarrypack::test {
 namespace {
 
 namespace kav = norvik::kav;
 using Fault = MemoryStream::Fault;
+
+// The last one takes several transfers.
+std::vector<NamedMovie> copiedMovies() {
+  std::vector<NamedMovie> movies = faultMovies();
+  Bytes longMovie = movies.front().bytes;
+  append(longMovie, box("free", Bytes(3u << 20, 0x5A)));
+  movies.push_back({"long", std::move(longMovie)});
+  return movies;
+}
 
 // The streams of one run: the film, the copy of it that is written from, the output, and the output
 // as verification reads it.
@@ -26,13 +36,24 @@ struct Streams {
   MemoryStreamPtr output = MemoryStream::create();
 };
 
-void write(Streams& streams) {
-  embed::Film film(streams.film);
-  embed::Embedding embedding(film, {});
+void write(Streams& streams, embed::Embedding& embedding) {
   streams.input->open();
   streams.output->open();
   embedding.write(*streams.input, *streams.output);
   streams.output->close();
+}
+
+void write(Streams& streams) {
+  embed::Film film(streams.film);
+  embed::Embedding embedding(film, {});
+  write(streams, embedding);
+}
+
+void writeAndVerify(Streams& streams) {
+  embed::Film film(streams.film);
+  embed::Embedding embedding(film, {});
+  write(streams, embedding);
+  embedding.verify(streams.output);
 }
 
 // Whether a run came through. Every failure must be one of those that the program knows.
@@ -52,7 +73,7 @@ bool comesThrough(Run run) {
 class EmbedFaultKinds : public testing::TestWithParam<Fault> {};
 
 TEST_P(EmbedFaultKinds, OfTheInputAreNotSwallowed) {
-  for (const NamedMovie& movie : faultMovies()) {
+  for (const NamedMovie& movie : copiedMovies()) {
     Streams reference(movie.bytes);
     write(reference);
     forEachFault("input of embedding, " + movie.name, [&](std::size_t k) {
@@ -67,7 +88,7 @@ TEST_P(EmbedFaultKinds, OfTheInputAreNotSwallowed) {
 }
 
 TEST_P(EmbedFaultKinds, OfTheOutputAreNotSwallowed) {
-  for (const NamedMovie& movie : faultMovies()) {
+  for (const NamedMovie& movie : copiedMovies()) {
     Streams reference(movie.bytes);
     write(reference);
     forEachFault("output of embedding, " + movie.name, [&](std::size_t k) {
@@ -81,13 +102,13 @@ TEST_P(EmbedFaultKinds, OfTheOutputAreNotSwallowed) {
   }
 }
 
-TEST(EmbedFaults, OfTheFilmAreNotSwallowed) {
-  for (const NamedMovie& movie : faultMovies()) {
+TEST_P(EmbedFaultKinds, OfTheFilmAreNotSwallowed) {
+  for (const NamedMovie& movie : copiedMovies()) {
     Streams reference(movie.bytes);
     write(reference);
     forEachFault("film of embedding, " + movie.name, [&](std::size_t k) {
       Streams streams(movie.bytes);
-      streams.film->injectFault(k, Fault::fails);
+      streams.film->injectFault(k, GetParam());
       if (comesThrough([&] { write(streams); })) {
         EXPECT_EQ(streams.output->bytes(), reference.output->bytes()) << "call " << k;
       }
@@ -119,6 +140,34 @@ TEST(EmbedFaults, OfTheWrittenFileEndVerification) {
         return written->faultWasMet();
       });
     }
+  }
+}
+
+TEST(EmbedFaults, OfMemoryLeaveAsTheFailureOfTheAllocation) {
+  for (const NamedMovie& movie : faultMovies()) {
+    Streams reference(movie.bytes);
+    write(reference);
+    const Bytes& whole = reference.output->bytes();
+    forEachFault("embedding and verification, " + movie.name + ", allocations", [&](std::size_t k) {
+      Streams streams(movie.bytes);
+      // The memory of the stream represents a disk, which is independent of ours.
+      streams.output->bytes().reserve(2 * whole.size());
+      bool isVerified = false;
+      {
+        const ShortMemory shortMemory(k);
+        try {
+          writeAndVerify(streams);
+          isVerified = true;
+        } catch (const std::bad_alloc&) {
+        }
+      }
+      if (isVerified) {
+        EXPECT_EQ(streams.output->bytes(), whole) << "allocation " << k;
+      }
+      EXPECT_EQ(streams.film->references(), 1u) << "allocation " << k;
+      EXPECT_EQ(streams.output->references(), 1u) << "allocation " << k;
+      return ShortMemory::faultWasMet();
+    });
   }
 }
 

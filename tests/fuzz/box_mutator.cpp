@@ -43,10 +43,11 @@ int fieldBytes(std::string_view type) {
     int bytes;
   };
   static constexpr std::array kContainers = {
-      Container{"moov", 0}, Container{"trak", 0}, Container{"edts", 0},  Container{"mdia", 0},
-      Container{"minf", 0}, Container{"dinf", 0}, Container{"stbl", 0},  Container{"mvex", 0},
-      Container{"moof", 0}, Container{"traf", 0}, Container{"mfra", 0},  Container{"tref", 0},
-      Container{"dref", 8}, Container{"stsd", 8}, Container{"avc1", 78}, Container{"mp4a", 28}};
+      Container{"moov", 0},  Container{"trak", 0}, Container{"edts", 0},  Container{"mdia", 0},
+      Container{"minf", 0},  Container{"dinf", 0}, Container{"stbl", 0},  Container{"mvex", 0},
+      Container{"moof", 0},  Container{"traf", 0}, Container{"mfra", 0},  Container{"tref", 0},
+      Container{"dref", 8},  Container{"stsd", 8}, Container{"avc1", 78}, Container{"mp4a", 28},
+      Container{"hvc1", 78}, Container{"udta", 0}, Container{"meta", 0}};
   for (const Container& container : kContainers) {
     if (container.type == type) return container.bytes;
   }

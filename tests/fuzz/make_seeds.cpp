@@ -2,6 +2,7 @@
 //
 //     make_seeds FOLDER      fills FOLDER/movies, captions, sei, avcc, xml, decoder608 and scc
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -101,6 +102,55 @@ void addMovies(const Seeds& seeds) {
   timed.fragmentsBeforeMoov = 1;
   timed.tracks[0].edits = {{50, 1001}};
   seeds.add("fragments_timed", timed);
+}
+
+// A pop-on caption in both fields and its erasure.
+MovieTrack decodableCaptions() {
+  const Bytes field1 = hex("9420 9470 c180 942f");
+  const Bytes field2 = hex("1520 15f0 c280 152f");
+  return captionTrack(CaptionTrackOptions{
+      .samples = {concat({cdat(field1), cdt2(field2)}), cdat(hex("942c"))}, .duration = 4004});
+}
+
+MovieTrack hevcVideo() {
+  MovieTrack video = shortVideo();
+  const Bytes arrays = hex("01 01 60000000 900000000000 5d f000 fc fd f8 f8 0000 0f 00");
+  video.entries = {videoEntry("hvc1", box("hvcC", arrays))};
+  for (MovieSample& sample : video.samples) {
+    sample.bytes = accessUnit({hex("460150"), hex("4e018101aa80"), hex("2601aabb")});
+  }
+  return video;
+}
+
+// What the rewriter of films changes.
+void addFilms(const Seeds& seeds) {
+  seeds.add("film_pop_on", MovieBuilder({shortVideo(2), shortSound(), decodableCaptions()}));
+  seeds.add("film_hevc", MovieBuilder({hevcVideo(), decodableCaptions()}));
+
+  MovieBuilder captioned({shortVideo(), shortCaptions()});
+  const Bytes message = hex("0411 b50031 47413934 03 c2ff fc9420 fd1525 ff");
+  for (MovieSample& sample : captioned.tracks[0].samples) {
+    append(sample.bytes, lengthPrefixed(concat({hex("06"), message, hex("80")})));
+    std::rotate(sample.bytes.begin(), sample.bytes.end() - 26, sample.bytes.end());
+  }
+  seeds.add("film_captioned", captioned);
+
+  MovieBuilder quickTime({shortVideo(), shortSound(), decodableCaptions()});
+  const Bytes sound = concat({zeros(6), u16(1), u16(1), zeros(6), u16(2), u16(16), zeros(4),
+                              u32(44100u << 16), zeros(16)});
+  quickTime.tracks[1].entries = {
+      box("mp4a", sound, box("wave", box("frma", text("mp4a")), elementaryStreamDescriptor()))};
+  quickTime.addInside("moov",
+                      box("udta", box("meta", box("hdlr", zeros(24)), box("ilst")), zeros(4)));
+  quickTime.addInside("moov/trak[1]", box("tref", box("clcp", u32(3))));
+  seeds.add("film_quicktime", quickTime);
+
+  MovieBuilder indexed = fragmented({.decodeTime = 5005});
+  indexed.randomAccess = true;
+  indexed.extras["sidx"] = fullBox("sidx", 0, 0, u32(1), u32(30000), u32(0), u32(0), u16(0), u16(1),
+                                   u32(0), u32(7007), u32(0x90000000));
+  indexed.order.push_back("sidx");
+  seeds.add("film_indexed", indexed);
 }
 
 void addCaptions(const Seeds& seeds) {
@@ -212,6 +262,7 @@ void addSccFiles(const Seeds& seeds) {
 
 void makeSeeds(const fs::path& folder) {
   addMovies(Seeds(folder / "movies"));
+  addFilms(Seeds(folder / "movies"));
   addCaptions(Seeds(folder / "captions"));
   addPictures(Seeds(folder / "sei"));
   addConfigurations(Seeds(folder / "avcc"));

@@ -24,6 +24,7 @@ ROWS = {
                           "kaf/", "kav/"],
     "companions/captions/": ["companions/", "sources/", "process/", "captions/",
                              "captions/formats/", "kaf/", "kav/"],
+    "companions/check/html/": ["companions/", "check/", "captions/"],
     "check/": ["sources/", "src/", "captions/", "kav/"],
     "embed/": ["sources/", "captions/", "kav/"],
     "sources/": ["captions/", "captions/formats/", "kav/"],

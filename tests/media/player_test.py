@@ -9,41 +9,22 @@ headless Chromium, alone and with hls.js (MODULES is the folder of node_modules)
 with --table writes it as Markdown. The status is 1 when a judge disagrees or a --document does not hold
 this very table, and 77 without ffmpeg."""
 import collections
-import concurrent.futures
 import json
-import os
-import pathlib
-import re
 import shutil
-import subprocess
 import sys
-import tempfile
 
 import caption_scripts
 import caption_track
+import judging
 import media_test
+from judging import Disagreement, NotAsked, expect, gstreamer_captions, play_in_browser
 from media_test import cues_of, output_of, packets_of, run, sample_bytes, streams_of
 
-HERE = pathlib.Path(__file__).resolve().parent
-SKIPPED = 77
 SECONDS = 8
 FIELD_NAMES = ("first", "second")
 CHANNELS = ("CC1", "CC3")
 STYLES = {"pop-on": caption_scripts.pop_on, "roll-up": caption_scripts.roll_up,
           "paint-on": caption_scripts.paint_on}
-
-
-class Disagreement(Exception):
-    pass
-
-
-class NotAsked(Exception):
-    pass
-
-
-def expect(found, expected, what):
-    if found != expected:
-        raise Disagreement(f"{what}: {found!r} in place of {expected!r}")
 
 
 # ---------------------------------------------------------------- inputs
@@ -292,31 +273,7 @@ def judge_mediainfo(conversion):
     return "EIA-608 " + ", ".join(wanted)
 
 
-def gstreamer_captions(path):
-    """(time in seconds, caption data) of every picture that GStreamer decodes."""
-    text = output_of(
-        "gst-launch-1.0", "-v", "filesrc", f"location={path}", "!", "qtdemux", "name=d",
-        "d.video_0", "!", "h264parse", "!", "avdec_h264", "!", "ccextractor", "name=c",
-        "c.src", "!", "queue", "!", "fakesink", "sync=false", "async=false",
-        "c.caption", "!", "queue", "!", "fakesink", "name=captions", "sync=false", "async=false",
-        "silent=false", "dump=true")
-    # The sink announces a buffer and dumps it, sixteen bytes to a line.
-    pattern = re.compile(r"captions: last-message = chain .*? pts: (\d+):(\d+):([\d.]+)"
-                         r"|^([0-9a-f]{8}) \(0x[0-9a-f]+\): ((?:[0-9a-f]{2} )+)", re.MULTILINE)
-    times, data = [], []
-    for hours, minutes, seconds, offset, hexadecimal in pattern.findall(text):
-        if hours:
-            times.append(int(hours) * 3600 + int(minutes) * 60 + float(seconds))
-        elif int(offset, 16) == 0:
-            data.append(bytes.fromhex(hexadecimal))
-        else:
-            data[-1] += bytes.fromhex(hexadecimal)
-    return list(zip(times, data))
-
-
 def judge_gstreamer(conversion):
-    if not shutil.which("gst-launch-1.0"):
-        raise NotAsked("gstreamer1.0-tools is not installed")
     found = gstreamer_captions(conversion.output)
     movie = conversion.movie
     lead = conversion.lead // movie.tick
@@ -328,15 +285,8 @@ def judge_gstreamer(conversion):
     return "equal, in their pictures" + not_shown(lead)
 
 
-def play_in_browser(conversion, folder, name):
-    if not conversion.modules:
-        raise NotAsked("only with --browser")
-    return json.loads(output_of("node", HERE.parent / "browser" / "play.mjs", conversion.modules,
-                                folder, name))
-
-
 def judge_chromium(conversion):
-    seen = play_in_browser(conversion, conversion.folder, conversion.output.name)
+    seen = play_in_browser(conversion.modules, conversion.folder, conversion.output.name)
     expect((seen["ended"], seen["complaints"], seen["corrupted"], seen["width"], seen["height"]),
            (True, [], 0, 320, 180), "Chromium")
     lead = conversion.lead // conversion.movie.tick
@@ -357,7 +307,7 @@ def judge_hls(conversion):
     output_of("ffmpeg", "-nostdin", "-v", "error", "-i", conversion.output, "-map", "0:v", "-map",
               "0:a", "-c", "copy", "-hls_time", "2", "-hls_list_size", "0", "-hls_playlist_type",
               "vod", folder / "movie.m3u8")
-    seen = play_in_browser(conversion, folder, "movie.m3u8")
+    seen = play_in_browser(conversion.modules, folder, "movie.m3u8")
     expect(seen["ended"], True, "hls.js plays to the end")
     # In the package sound and pictures have a common clock, which begins with the sound.
     begins = conversion.lead / conversion.movie.timescale
@@ -387,92 +337,12 @@ JUDGES = [
 ]
 
 
-# ---------------------------------------------------------------- table
-def judged(movie, folder, program, modules):
-    try:
-        movie.make(folder)
-        conversion = Conversion(movie, folder, program)
-        conversion.modules = modules
-    except NotAsked as reason:
-        return [f"skipped: {reason}"] * len(JUDGES)
-    except Disagreement as failure:
-        return [f"**no**: {failure}"] * len(JUDGES)
-    results = []
-    for _, judge in JUDGES:
-        try:
-            results.append(judge(conversion))
-        except NotAsked as reason:
-            results.append(f"skipped: {reason}")
-        except Disagreement as failure:
-            results.append(f"**no**: {failure}")
-        except (RuntimeError, subprocess.SubprocessError) as failure:
-            results.append(f"**no**: {str(failure).splitlines()[-1]}")
-    return results
-
-
-def markdown(rows):
-    lines = ["| input | " + " | ".join(name for name, _ in JUDGES) + " |",
-             "|---" * (len(JUDGES) + 1) + "|"]
-    for movie, results in rows:
-        lines.append("| " + " | ".join([movie.name] + [r.replace("|", "/") for r in results]) + " |")
-    return "\n".join(lines) + "\n"
-
-
-def versions(modules):
-    """Which programs judged, as they say it themselves."""
-    def of(command, pattern):
-        found = re.search(pattern, output_of(*command)) if shutil.which(command[0]) else None
-        return found and found.group(1)
-    found = [("ffmpeg", of(("ffmpeg", "-version"), r"version ([\d.]+)")),
-             ("mediainfo", of(("mediainfo", "--Version"), r"v([\d.]+)")),
-             ("GStreamer", of(("gst-launch-1.0", "--version"), r"GStreamer ([\d.]+)"))]
-    if modules:
-        hls = pathlib.Path(modules) / "node_modules" / "hls.js" / "package.json"
-        found += [("Chromium", of((os.environ.get("CHROMIUM", "chromium"), "--version"),
-                                  r"Chromium ([\d.]+)")),
-                  ("hls.js", json.loads(hls.read_text(encoding="utf-8"))["version"])]
-    return ", ".join(f"{name} {version}" for name, version in found if version)
-
-
-def option(arguments, name):
-    return arguments[arguments.index(name) + 1] if name in arguments else None
-
-
-def main(arguments):
-    if not arguments:
-        sys.exit(__doc__)
-    for tool in ("ffmpeg", "ffprobe"):
-        if not shutil.which(tool):
-            print(f"skipped: {tool} is not installed")
-            return SKIPPED
-    program = pathlib.Path(arguments[0]).resolve()
-    modules = option(arguments, "--browser")
-    with tempfile.TemporaryDirectory(prefix="quarrypack_players_") as folder:
-        def judge(number, movie):
-            own = pathlib.Path(folder) / str(number)
-            own.mkdir()
-            return judged(movie, own, program, modules)
-
-        # Browsers wait for their movies more than they compute.
-        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-            rows = []
-            for movie, results in zip(INPUTS, pool.map(judge, range(len(INPUTS)), INPUTS)):
-                rows.append((movie, results))
-                print(f"{movie.name}:")
-                for (name, _), result in zip(JUDGES, results):
-                    print(f"  {name}: {result}", flush=True)
-    table = markdown(rows)
-    judges = f"Judged by {versions(modules)}."
-    print(f"{judges}\n\n{table}")
-    if option(arguments, "--table"):
-        pathlib.Path(option(arguments, "--table")).write_text(f"{judges}\n\n{table}",
-                                                              encoding="utf-8")
-    document = option(arguments, "--document")
-    if document and table not in pathlib.Path(document).read_text(encoding="utf-8"):
-        print(f"player_test.py: {document} does not hold this table")
-        return 1
-    return 1 if "**no**" in table else 0
+def convert(movie, folder, program, modules):
+    movie.make(folder)
+    conversion = Conversion(movie, folder, program)
+    conversion.modules = modules
+    return conversion
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    sys.exit(judging.main(sys.argv[1:], __doc__, INPUTS, JUDGES, convert))

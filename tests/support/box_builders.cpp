@@ -25,7 +25,8 @@ Bytes versionAndFlags(unsigned version, std::uint32_t flags) {
 
 Uuid uuidOf(std::string_view type) {
   Uuid uuid = {0, 0, 0, 0, 0x00, 0x11, 0x00, 0x10, 0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
-  std::ranges::copy(typeBytes(type), uuid.begin());
+  const auto code = typeBytes(type);
+  std::copy(code.begin(), code.end(), uuid.begin());
   return uuid;
 }
 
@@ -65,7 +66,8 @@ Bytes patched(Bytes bytes, std::size_t position, const Bytes& replacement) {
   if (position + replacement.size() > bytes.size()) {
     throw std::out_of_range("a patch must lie inside the bytes");
   }
-  std::ranges::copy(replacement, bytes.begin() + static_cast<std::ptrdiff_t>(position));
+  std::copy(replacement.begin(), replacement.end(),
+            bytes.begin() + static_cast<std::ptrdiff_t>(position));
   return bytes;
 }
 

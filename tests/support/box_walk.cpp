@@ -361,7 +361,7 @@ class TrackReading {
   }
 
   void takeBytes(WalkedSample& sample, const std::string& path) {
-    const bool inside = std::ranges::any_of(boxes_, [&](const WalkedBox& box) {
+    const bool inside = std::any_of(boxes_.begin(), boxes_.end(), [&](const WalkedBox& box) {
       return box.type == "mdat" && sample.offset >= box.start + box.headerSize &&
              sample.offset <= box.end && sample.size <= box.end - sample.offset;
     });
@@ -417,7 +417,9 @@ class TrackReading {
                          std::vector<WalkedTrack>& tracks) {
     auto [in, version, flags] = openFull(child(traf, "tfhd"), "moof/traf/tfhd");
     const std::uint32_t id = in.n32();
-    const auto track = std::ranges::find(tracks, id, &WalkedTrack::id);
+    const auto track =
+        std::find_if(tracks.begin(), tracks.end(),
+                     [wanted = id](const WalkedTrack& one) { return one.id == wanted; });
     if (track == tracks.end() || !extends.contains(id)) {
       malformed("moof/traf", "track " + std::to_string(id) + " is unknown");
     }

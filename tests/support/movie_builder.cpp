@@ -152,7 +152,8 @@ class MovieLayout {
       }
     }
     if (movie_.interleaved) {
-      std::ranges::stable_sort(places, {}, &Place::time);
+      std::stable_sort(places.begin(), places.end(),
+                       [](const Place& a, const Place& b) { return a.time < b.time; });
     }
     Bytes bytes;
     for (const Place& place : places) {
@@ -298,8 +299,8 @@ class MovieLayout {
     };
     add("stsd", concat({u32(track.entries.size()), concat(track.entries)}));
     add("stts", runTable(runsOf(samples, [](const MovieSample& s) { return s.duration; })));
-    if (std::ranges::any_of(samples,
-                            [](const MovieSample& s) { return s.compositionOffset != 0; })) {
+    if (std::any_of(samples.begin(), samples.end(),
+                    [](const MovieSample& s) { return s.compositionOffset != 0; })) {
       add("ctts",
           runTable(runsOf(samples, [](const MovieSample& s) { return s.compositionOffset; })));
     }
@@ -440,7 +441,7 @@ MovieBuilder& MovieBuilder::moovFirst() {
 MovieBuilder& MovieBuilder::splitIntoFragments(const std::vector<std::size_t>& samplesPerFragment,
                                                const TrackFragment& like) {
   if (samplesPerFragment.size() != tracks.size() ||
-      std::ranges::count(samplesPerFragment, 0u) > 0) {
+      std::count(samplesPerFragment.begin(), samplesPerFragment.end(), 0u) > 0) {
     throw std::invalid_argument("every track needs its number of samples in a fragment");
   }
   order = {"ftyp", "moov"};

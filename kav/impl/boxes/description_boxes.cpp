@@ -28,7 +28,7 @@ void setCompressorName(FourCc codecType, std::span<std::uint8_t> entry) {
   if (codec == nullptr || codec->name.empty()) return;
   std::uint8_t* field = entry.data() + VideoEntryRecord::kCompressorName;
   *field = static_cast<std::uint8_t>(codec->name.size());
-  std::ranges::copy(codec->name, field + 1);
+  std::copy(codec->name.begin(), codec->name.end(), field + 1);
 }
 
 // The descriptor of an entry that is being read, still without its fields.
@@ -80,7 +80,7 @@ KavSampleEntry::KavSampleEntry(std::shared_ptr<SampleDescriptor> descriptor,
 
 void KavSampleEntry::writeHeader() {
   Box::writeHeader();
-  if (extendedType()) stream().write(extendedType()->data(), extendedType()->size());
+  if (extendedType()) stream().writeFully(extendedType()->data(), extendedType()->size());
 }
 
 void KavSampleEntry::readContent() {

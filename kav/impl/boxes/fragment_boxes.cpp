@@ -37,7 +37,8 @@ std::int32_t distance(std::uint64_t from, std::uint64_t to) {
   const bool isBefore = to < from;
   const std::uint64_t length = isBefore ? from - to : to - from;
   if (length > kFarthest + (isBefore ? 1 : 0)) throw Exception(ErrorCode::runTooLarge);
-  return static_cast<std::int32_t>(isBefore ? -static_cast<std::int64_t>(length) : length);
+  return static_cast<std::int32_t>(isBefore ? -static_cast<std::int64_t>(length)
+                                            : static_cast<std::int64_t>(length));
 }
 
 // Hostile runs are long enough for their sums to exceed 64 bits; the sum then saturates.
@@ -195,7 +196,9 @@ std::uint64_t TrunBox::Cursor::skip(std::uint64_t time) {
     return std::uint64_t{index_} * duration - from;
   }
   // From the last stride that begins before the target, only a short walk remains.
-  const auto behind = std::ranges::lower_bound(run_->strides_, target, {}, &Sums::duration);
+  const auto behind = std::lower_bound(
+      run_->strides_.begin(), run_->strides_.end(), target,
+      [](const Sums& sums, std::uint64_t sought) { return sums.duration < sought; });
   const auto strides = static_cast<std::uint32_t>(behind - run_->strides_.begin());
   if (strides > 1 && (strides - 1) * kStride > index_) moveTo((strides - 1) * kStride);
   std::uint64_t reached = run_->sumsBefore(index_).duration;
@@ -257,7 +260,8 @@ std::span<const std::uint8_t> TrafBox::dependencies() const {
 }
 
 std::optional<std::uint64_t> TrafBox::readDecodeTime() {
-  const auto tfdt = std::ranges::find(children(), fourCc("tfdt"), &Box::type);
+  const auto tfdt = std::find_if(children().begin(), children().end(),
+                                 [](const auto& child) { return child->type() == fourCc("tfdt"); });
   if (tfdt == children().end()) return std::nullopt;
   const std::uint64_t start = (*tfdt)->payloadStart();
   const std::uint64_t length = (*tfdt)->end() - start;
@@ -306,7 +310,7 @@ std::span<const ChildRule> MoofBox::getChildRules() const {
 void MoofBox::readChildren(RootBox& root, bool check) {
   Box::readChildren(root, check);
   partsByTrack_ = parts_;
-  std::ranges::stable_sort(partsByTrack_, belongsToLowerTrack);
+  std::stable_sort(partsByTrack_.begin(), partsByTrack_.end(), belongsToLowerTrack);
 }
 
 std::uint32_t MoofBox::sequenceNumber() const {
@@ -314,9 +318,12 @@ std::uint32_t MoofBox::sequenceNumber() const {
 }
 
 std::span<TrafBox* const> MoofBox::partsOf(std::uint32_t trackId) const {
-  const auto first = std::ranges::lower_bound(partsByTrack_, trackId, {}, &TrafBox::trackId);
-  const auto end =
-      std::ranges::upper_bound(first, partsByTrack_.end(), trackId, {}, &TrafBox::trackId);
+  const auto first =
+      std::partition_point(partsByTrack_.begin(), partsByTrack_.end(),
+                           [trackId](const TrafBox* part) { return part->trackId() < trackId; });
+  const auto end = std::find_if(first, partsByTrack_.end(), [trackId](const TrafBox* part) {
+    return part->trackId() != trackId;
+  });
   return {first, end};
 }
 

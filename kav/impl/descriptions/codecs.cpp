@@ -18,7 +18,8 @@ constexpr std::array kCodecs = {
 }  // namespace
 
 const Codec* findCodec(FourCc code) {
-  const auto* const found = std::ranges::find(kCodecs, code, &Codec::code);
+  const auto* const found = std::find_if(kCodecs.begin(), kCodecs.end(),
+                                         [code](const Codec& codec) { return codec.code == code; });
   return found == kCodecs.end() ? nullptr : found;
 }
 

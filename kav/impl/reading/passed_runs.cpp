@@ -12,7 +12,9 @@ void PassedRuns::note(const Place& place, std::uint64_t end) {
 }
 
 const PassedRuns::Place* PassedRuns::find(std::uint64_t time) const {
-  const auto reaching = std::ranges::lower_bound(rising_, time, {}, &Run::end);
+  const auto reaching =
+      std::lower_bound(rising_.begin(), rising_.end(), time,
+                       [](const Run& run, std::uint64_t sought) { return run.end < sought; });
   if (reaching != rising_.end()) return &reaching->place;
   return count_ == 0 ? nullptr : &last_;
 }

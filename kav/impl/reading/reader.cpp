@@ -213,7 +213,8 @@ void Reader::getMetadata(std::uint8_t* buffer) {
 }
 
 void Reader::getSampleDescription(const SampleDescription& description, std::uint8_t* buffer) {
-  std::ranges::copy(description.headerBytes(), buffer);
+  const auto bytes = description.headerBytes();
+  std::copy(bytes.begin(), bytes.end(), buffer);
 }
 
 std::vector<BoxPlace> Reader::topLevelBoxes() { return listTopLevelBoxes(document_.stream()); }

@@ -74,8 +74,9 @@ std::int32_t FragmentDirectory::findTime(std::uint32_t trackId, std::uint64_t ti
   if (track->second.isRising) {
     // Of the parts that begin before or at the time, the last one also ends last: it covers the
     // time, or none does.
-    end = std::ranges::upper_bound(parts, time, {},
-                                   [](const Part& part) { return part.box->startTime(); });
+    end = std::upper_bound(
+        parts.begin(), parts.end(), time,
+        [](std::uint64_t sought, const Part& part) { return sought < part.box->startTime(); });
     if (end == parts.begin()) return -1;
     return end[-1].box->coversTime(time) ? end[-1].boxIndex : -1;
   }

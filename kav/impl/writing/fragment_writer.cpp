@@ -50,7 +50,9 @@ bool needsDependencyByte(std::uint32_t flags) {
 }
 
 const TrackDraft* firstVideoTrack(const std::vector<TrackDraft>& tracks) {
-  const auto found = std::ranges::find(tracks, fourCc("vide"), &TrackDraft::handlerType);
+  const auto found = std::find_if(tracks.begin(), tracks.end(), [](const TrackDraft& track) {
+    return track.handlerType == fourCc("vide");
+  });
   return found == tracks.end() ? nullptr : &*found;
 }
 
@@ -203,7 +205,8 @@ TrunBox* FragmentWriter::addPart(MoofBox& fragment, std::size_t track) {
   TrunBox* run = samples.empty() ? nullptr : &addRun(*part, fragment, track);
   SdtpBox* dependencies = nullptr;
   if (movie_.tracks[track].hasSampleDependencies &&
-      std::ranges::any_of(samples, needsDependencyByte, &WaitingSample::flags)) {
+      std::any_of(samples.begin(), samples.end(),
+                  [](const WaitingSample& sample) { return needsDependencyByte(sample.flags); })) {
     dependencies = &addNewChild<SdtpBox>(*part, run->sampleCount(), stream);
   }
   fragment.addChild(std::move(part));

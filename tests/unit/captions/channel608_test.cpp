@@ -26,6 +26,26 @@ std::vector<CueRun> runs(const PairScript& script) { return rows(page(script)).a
 
 const std::string kFullRow = "abcdefghijklmnopqrstuvwxyzABCDEF";
 
+// The frames of what is lost: characters of full rows, and captions that are never shown.
+struct LossLog final : DisplayListener {
+  std::vector<std::int64_t> overflows;
+  std::vector<std::int64_t> discardedLoads;
+
+  void displayChanging(const DisplayChange&) override {}
+  void rowOverflowing(Channel, Time time) override { overflows.push_back(time / kPairTime); }
+  void loadDiscarded(Channel, Time time) override { discardedLoads.push_back(time / kPairTime); }
+};
+
+LossLog losses(const PairScript& script) {
+  LossLog log;
+  Decoder608 decoder(log);
+  decoder.decode(Field::one, script.pairs());
+  decoder.finish(kPairTime * 1000);
+  return log;
+}
+
+using FramesOf = std::vector<std::int64_t>;
+
 TEST(Channel608, PlacesRowsByPreambleAndTab) {
   const Decoded result = page(
       PairScript().code(0x11, 0x54).text("top").code(0x13, 0x5E).code(0x17, 0x22).text("right"));
@@ -315,6 +335,44 @@ TEST(Channel608, HasNothingToDoForReservedCodes) {
   EXPECT_EQ(
       pageText(PairScript().text("a").code(0x14, 0x22).code(0x14, 0x23).code(0x17, 0x25).text("b")),
       "ab");
+}
+
+TEST(Channel608, ReportsCharactersThatDoNotFitIntoTheirRow) {
+  for (PairScript mode : {PairScript().popOn(), PairScript().paintOn(), PairScript().rollUp(2)}) {
+    EXPECT_EQ(losses(mode.row15().text(kFullRow)).overflows, FramesOf{});
+    EXPECT_EQ(losses(mode.text("xyz")).overflows, FramesOf{18});
+    EXPECT_EQ(losses(mode.row15().text(kFullRow).text("x")).overflows, (FramesOf{18, 37}));
+  }
+}
+
+TEST(Channel608, ReportsACodeThatOverwritesTheLastCharacter) {
+  EXPECT_EQ(losses(PairScript().popOn().row15().text(kFullRow).code(0x11, 0x20)).overflows,
+            FramesOf{18});
+}
+
+TEST(Channel608, ReportsNoOverflowForAReplacedOrMovedCharacter) {
+  const PairScript full = PairScript().popOn().row15().text(kFullRow);
+  EXPECT_EQ(losses(PairScript(full).code(0x12, 0x20)).overflows, FramesOf{});
+  EXPECT_EQ(losses(PairScript(full).code(0x14, 0x21).text("x")).overflows, FramesOf{});
+  EXPECT_EQ(losses(PairScript(full).row15().text("x")).overflows, FramesOf{});
+}
+
+TEST(Channel608, ReportsALoadThatIsErasedUnseen) {
+  const PairScript load = PairScript().popOn().row15().text("  abc");
+  EXPECT_EQ(losses(PairScript(load).code(0x14, 0x2E)).discardedLoads, FramesOf{3});
+  EXPECT_EQ(losses(PairScript(load).rollUp(3)).discardedLoads, FramesOf{3});
+  EXPECT_EQ(losses(load).discardedLoads, FramesOf{3});
+}
+
+TEST(Channel608, ReportsNoLoadThatIsShown) {
+  const PairScript shown = PairScript().popOn().row15().text("abc").show();
+  EXPECT_EQ(losses(shown).discardedLoads, FramesOf{});
+  // What is erased here was on the screen before.
+  const PairScript next = PairScript(shown).popOn().row15().text("de").show().code(0x14, 0x2E);
+  EXPECT_EQ(losses(next).discardedLoads, FramesOf{});
+  EXPECT_EQ(losses(PairScript().popOn().row15().text("  ")).discardedLoads, FramesOf{});
+  EXPECT_EQ(losses(PairScript().popOn().row15().text("a").code(0x14, 0x21)).discardedLoads,
+            FramesOf{});
 }
 
 }  // namespace

@@ -218,5 +218,51 @@ TEST(Decoder608, EndsWhatIsNeverErasedAtTheEnd) {
   EXPECT_EQ(result.cues().front().end, kPairTime * 103);
 }
 
+struct PairLog final : PairListener {
+  std::vector<DecodedPair> pairs;
+
+  void pairDecoded(const DecodedPair& pair) override { pairs.push_back(pair); }
+};
+
+std::vector<DecodedPair> log(const PairScript& script, Field field = Field::one) {
+  CueBuilder builder;
+  PairLog log;
+  Decoder608(builder, &log).decode(field, script.pairs());
+  return log.pairs;
+}
+
+std::vector<PairKind> kinds(const PairScript& script, Field field = Field::one) {
+  std::vector<PairKind> result;
+  for (const DecodedPair& pair : log(script, field)) result.push_back(pair.kind);
+  return result;
+}
+
+TEST(Decoder608, TellsWhatItMakesOfEachPair) {
+  using enum PairKind;
+  EXPECT_EQ(kinds(PairScript().text("a").popOn().popOn().text("a").padding().raw(0, 0)),
+            (std::vector{characters, controlCode, repeatedCode, characters, padding, padding}));
+  EXPECT_EQ(kinds(PairScript().raw(0x94, 0xA0).code(0x15, 0x20).code(0x10, 0x60)),
+            (std::vector{damagedCode, wrongFieldCommand, unknownCode}));
+  EXPECT_EQ(kinds(PairScript().code(0x14, 0x2A).text("page").popOn().text("a")),
+            (std::vector{controlCode, textService, textService, controlCode, characters}));
+}
+
+TEST(Decoder608, TellsExtendedDataByField) {
+  using enum PairKind;
+  const PairScript script = PairScript().code(0x01, 0x03).text("AB").code(0x0F, 0x1D).text("a");
+  EXPECT_EQ(kinds(script, Field::two),
+            (std::vector{extendedData, extendedData, extendedData, characters}));
+  EXPECT_EQ(kinds(script),
+            (std::vector{extendedDataInField1, characters, extendedDataInField1, characters}));
+}
+
+TEST(Decoder608, TellsPairsAtTheTimesOfTheirEffect) {
+  const auto pairs = log(PairScript().at(9).raw(0x94, 0x20).at(5).raw(0x41, 0xC1), Field::two);
+  ASSERT_EQ(pairs.size(), 2u);
+  EXPECT_EQ(pairs[1].time, kPairTime * 9);
+  EXPECT_EQ(pairs[1].bytes, (BytePair{0x41, 0xC1}));
+  EXPECT_EQ(pairs[1].field, Field::two);
+}
+
 }  // namespace
 }  // namespace quarrypack::captions

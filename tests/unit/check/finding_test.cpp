@@ -29,6 +29,12 @@ TEST(Findings, KeepALimitedNumberOfPlaces) {
   EXPECT_EQ(findings.all()[0].places.size(), Finding::kMostPlaces);
 }
 
+TEST(Severities, HaveNames) {
+  EXPECT_EQ(severityName(Severity::info), "info");
+  EXPECT_EQ(severityName(Severity::warning), "warning");
+  EXPECT_EQ(severityName(Severity::error), "error");
+}
+
 TEST(Findings, KnowTheirWorstSeverity) {
   Findings findings;
   EXPECT_FALSE(findings.has(Severity::info));

@@ -74,7 +74,7 @@ TEST_F(OutputFileTest, LeavesEverythingAsItWasUnlessCommitted) {
 }
 
 TEST_F(OutputFileTest, HasThePermissionsOfTheFileThatItReplaces) {
-  for (const mode_t mode : {0600, 0640, 0666, 0755}) {
+  for (const mode_t mode : {0600u, 0640u, 0666u, 0755u}) {
     writeFile(path("film.mp4"), text("old"));
     ASSERT_EQ(chmod(path("film.mp4").c_str(), mode), 0);
     replaceWithNew(path("film.mp4"));

@@ -179,7 +179,7 @@ TEST(SampleTableEditor, OnceWideStaysWide) {
   const BoxView view = *BoxView::at(stbl);
   SampleTableEditor editor(view, Role::pictures, "track 1");
   const BoxView stco = view.children()[2];
-  for (const std::uint32_t inserted : {16, 0}) {
+  for (const std::uint32_t inserted : {16u, 0u}) {
     const OffsetMap map({{0, inserted, 0}});
     BoxPieces pieces;
     editor.append(stco, map, pieces);

@@ -1,5 +1,6 @@
 #include "kaf/kav_stream.h"
 
+#include "kaf/file_failure.h"
 #include "kaf/open_mode.h"
 #include "kav/error_code.h"
 #include "kav/impl/bytes/stream_adapters.h"
@@ -68,6 +69,20 @@ TEST_F(KavStreamTest, OpeningAnOutputInAFolderWithoutWritePermissionIsAccessDeni
   const KavStreamPtr stream(new KavStream(at("closed/o.mp4"), kOutput));
   const quarrypack::test::OrdinaryUser user;
   EXPECT_CODE(accessDenied, stream->open());
+}
+
+TEST_F(KavStreamTest, NamesTheFileAndTheReasonOfAFailure) {
+  const KavStreamPtr stream = opened("o.mp4", kOutput);
+  const Bytes bytes(64u << 10);
+  failSystemCall(SystemCall::write, 1, ENOSPC);
+  try {
+    stream->write(bytes.data(), bytes.size());
+    FAIL();
+  } catch (const FileFailure& failure) {
+    EXPECT_EQ(failure.code(), static_cast<std::uint32_t>(ErrorCode::ioFailed));
+    EXPECT_EQ(failure.fileName(), at("o.mp4"));
+    EXPECT_EQ(failure.reason(), "No space left on device");
+  }
 }
 
 TEST_F(KavStreamTest, TurnsSystemErrorsIntoTheLibrarysCodes) {

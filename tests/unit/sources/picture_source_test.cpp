@@ -29,7 +29,6 @@ using test::MovieBuilder;
 using test::MovieTrack;
 using test::videoTrack;
 
-constexpr Time kFrame = kPairTime;
 constexpr Time kQuarter = std::chrono::milliseconds(250);
 
 FilmFile filmOf(const MovieBuilder& movie) { return FilmFile(MemoryStream::create(movie.build())); }

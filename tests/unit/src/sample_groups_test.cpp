@@ -155,25 +155,32 @@ TEST(PendingSamples, KeepTheirOrderWhileTheListGrowsAndShrinks) {
 
 using Order = std::vector<std::uint32_t>;
 
+Order placesInOrder(const PendingSamples& pending, std::size_t count,
+                    const std::vector<std::uint32_t>& timescales) {
+  Order places;
+  for (const ShownSample& sample : presentationOrder(pending, count, timescales)) {
+    places.push_back(sample.place);
+  }
+  return places;
+}
+
 TEST(PresentationOrder, SortsByPresentationTime) {
   const PendingSamples pending{shownAt(0, kVideo, 100), shownAt(100, kVideo, 300),
                                shownAt(200, kVideo, 0), shownAt(300, kVideo, 0)};
-  EXPECT_EQ(presentationOrder(pending, 4, std::vector<std::uint32_t>{1000}), (Order{0, 2, 3, 1}));
-  EXPECT_EQ(presentationOrder(pending, 2, std::vector<std::uint32_t>{1000}), (Order{0, 1}));
-  EXPECT_EQ(presentationOrder(pending, 0, std::vector<std::uint32_t>{1000}), Order{});
+  EXPECT_EQ(placesInOrder(pending, 4, {1000}), (Order{0, 2, 3, 1}));
+  EXPECT_EQ(placesInOrder(pending, 2, {1000}), (Order{0, 1}));
+  EXPECT_EQ(placesInOrder(pending, 0, {1000}), Order{});
 }
 
 TEST(PresentationOrder, KeepsTheReadingOrderOfEqualTimes) {
   const PendingSamples pending{shownAt(5), shownAt(5), shownAt(10, kAudio), shownAt(4), shownAt(5)};
-  EXPECT_EQ(presentationOrder(pending, 5, std::vector<std::uint32_t>{1000, 2000}),
-            (Order{3, 0, 1, 2, 4}));
+  EXPECT_EQ(placesInOrder(pending, 5, {1000, 2000}), (Order{3, 0, 1, 2, 4}));
 }
 
 TEST(PresentationOrder, ComparesAcrossTimescales) {
   const PendingSamples pending{shownAt(48000, kAudio), shownAt(500), shownAt(1000),
                                shownAt(24000, kAudio)};
-  EXPECT_EQ(presentationOrder(pending, 4, std::vector<std::uint32_t>{1000, 48000}),
-            (Order{1, 3, 0, 2}));
+  EXPECT_EQ(placesInOrder(pending, 4, {1000, 48000}), (Order{1, 3, 0, 2}));
 }
 
 // The sort in its plain form, on separate lists.
@@ -238,7 +245,7 @@ TEST(PresentationOrder, EqualsThePlainSort) {
       }
       Order list(count);
       for (std::uint32_t i = 0; i < count; ++i) list[i] = i;
-      ASSERT_EQ(presentationOrder(pending, count, kind.timescales),
+      ASSERT_EQ(placesInOrder(pending, count, kind.timescales),
                 plainSort(pending, list, kind.timescales))
           << kind.name << ", round " << round;
     }
@@ -264,7 +271,7 @@ TEST(SortedGroup, FindsTheSampleThatALinearSearchFinds) {
       pending.push_back(shownAt(i * timescales[slot] / 10 + random() % 8, slot));
     }
     const std::size_t length = count - random() % (count / 4 + 1);
-    const Order order = presentationOrder(pending, length, timescales);
+    const Order order = placesInOrder(pending, length, timescales);
     SortedGroup group(pending, length, timescales, file);
     for (int search = 0; search < 50; ++search) {
       const std::uint32_t timescale = std::vector<std::uint32_t>{1000, 7, 0, 90000}[random() % 4];

@@ -342,6 +342,18 @@ TEST(StsdBox, CopiesAnEntryWithItsUuid) {
   }
 }
 
+TEST(StsdBox, FailsWhereTheHeaderOfAnEntryIsWrittenOnlyInPart) {
+  Film source(stsd(1, uuidBox(kSomeUuid, concat({zeros(6), u16(1)}))));
+  const OwnedBox<StsdBox> box = readStsd(source, kCaptions);
+  for (const std::size_t write : {1, 2}) {
+    Film file;
+    const auto entry = makeBox<KavSampleEntry>(box->descriptor(1)->clone(), file.stream);
+    file.memory->injectFault(write, MemoryStream::Fault::isShort);
+    EXPECT_CODE(ioFailed, entry->writeHeader()) << "write " << write;
+    EXPECT_TRUE(file.memory->faultWasMet());
+  }
+}
+
 TEST(StsdBox, TakesTheCodingOfAnEntryInUuidForm) {
   const Bytes entry = genericEntry("c608", {1, 2});
   EXPECT_EQ(copied(kCaptions, uuidForm(entry)), entry);

@@ -1,0 +1,42 @@
+#include "check/track_names.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace quarrypack::check {
+
+namespace kav = norvik::kav;
+using kav::fourCc;
+
+std::string textOf(kav::FourCc code) {
+  std::string text;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    const char c = static_cast<char>(code >> shift & 0xFF);
+    text += c < ' ' || c > '~' ? '?' : c;
+  }
+  return text;
+}
+
+std::string kindOf(const kav::Track& track) {
+  struct Kind {
+    kav::FourCc handler;
+    std::string_view name;
+  };
+  static constexpr std::array kKinds{
+      Kind{fourCc("vide"), "video"},     Kind{fourCc("soun"), "sound"},
+      Kind{fourCc("tmcd"), "time code"}, Kind{fourCc("text"), "text"},
+      Kind{fourCc("sbtl"), "subtitles"}, Kind{fourCc("subt"), "subtitles"},
+      Kind{fourCc("clcp"), "captions"},  Kind{fourCc("hint"), "hints"},
+  };
+  const auto* const kind = std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& one) {
+    return one.handler == track.handlerType;
+  });
+  return kind != kKinds.end() ? std::string(kind->name) : '\'' + textOf(track.handlerType) + '\'';
+}
+
+std::string nameOf(const kav::Track& track) {
+  return "track " + std::to_string(track.info.trackId) + " (" + kindOf(track) + ')';
+}
+
+}  // namespace quarrypack::check
