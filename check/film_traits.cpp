@@ -28,6 +28,7 @@ namespace rules = conversion_rules;
 using kav::BoxPlace;
 using kav::FourCc;
 using kav::fourCc;
+using kav::textOf;
 
 using Types = std::span<const FourCc>;
 
