@@ -4,11 +4,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iostream>
 #include <map>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
