@@ -52,6 +52,8 @@ class IOStreamException : public orx::OrxException {
 
   // Why it was refused.
   IOErrorKind kind() const { return kindOfSystemError(systemError_); }
+
+  // That number.
   int systemError() const { return systemError_; }
 
   // The path as it was given.

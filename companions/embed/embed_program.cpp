@@ -117,7 +117,7 @@ class Run {
     printFindings(kEmbedName, options_.input, embedding.result().findings);
     OutputFile output(options_.output);
     {
-      ProgressLine progress(ProgressTerminal::on(STDOUT_FILENO));
+      ProgressLine progress(ProgressTerminal::on(STDERR_FILENO));
       progress.expectSamples(film.movie().fileLength() * (options_.verify ? 2 : 1));
       progress.captionsPlaced(embedding.result().captions);
       explained("cannot write '" + options_.output + "'", options_.input,
