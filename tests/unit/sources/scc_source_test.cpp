@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
+#include "tests/support/memory_stream.h"
+
 namespace quarrypack::sources {
 namespace {
 
@@ -22,6 +26,24 @@ TEST(SccSource, GivesThePairsInTheFieldOfTheirCommands) {
 TEST(SccSource, EndsAfterItsLastCaption) {
   CaptionPairs pairs = readSccPairs("Scenarist_SCC V1.0\r\n\r\n00:00:01;00\t9420 9420\r\n");
   EXPECT_GT(pairs.end, pairs.of(Field::one).back().time);
+}
+
+TEST(SccSource, ReadsAnOpenFile) {
+  const std::string text = "Scenarist_SCC V1.0\r\n\r\n00:00:01;00\t9420 9420\r\n";
+  const auto file = test::MemoryStream::create({text.begin(), text.end()});
+  EXPECT_TRUE(isSccFile("film", *file));
+  CaptionPairs pairs = readSccPairs(*file);
+  EXPECT_EQ(pairs.of(Field::one).size(), 2u);
+}
+
+TEST(SccSource, RecognizesAFileByItsNameOrItsBeginning) {
+  const auto isScc = [](const char* path, const std::string& text) {
+    return isSccFile(path, *test::MemoryStream::create({text.begin(), text.end()}));
+  };
+  EXPECT_TRUE(isScc("film.SCC", "anything"));
+  EXPECT_TRUE(isScc("film.mov", "\xEF\xBB\xBFScenarist_SCC V1.0"));
+  EXPECT_FALSE(isScc("film.mov", "Scenarist"));
+  EXPECT_FALSE(isScc("film.mov", ""));
 }
 
 TEST(SccSource, TellsWhatIsUnusual) {
