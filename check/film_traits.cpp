@@ -27,6 +27,7 @@ namespace kav = norvik::kav;
 using kav::BoxPlace;
 using kav::FourCc;
 using kav::fourCc;
+using kav::textOf;
 
 using Types = std::span<const FourCc>;
 

@@ -4,19 +4,13 @@
 #include <array>
 #include <string_view>
 
+#include "kav/four_cc.h"
+
 namespace quarrypack::check {
 
 namespace kav = norvik::kav;
 using kav::fourCc;
-
-std::string textOf(kav::FourCc code) {
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    const char c = static_cast<char>(code >> shift & 0xFF);
-    text += c < ' ' || c > '~' ? '?' : c;
-  }
-  return text;
-}
+using kav::textOf;
 
 std::string kindOf(const kav::Track& track) {
   struct Kind {

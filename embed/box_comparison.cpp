@@ -1,7 +1,6 @@
 #include "embed/box_comparison.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <span>
@@ -13,11 +12,11 @@
 #include "embed/film_captions.h"
 #include "embed/film_duration.h"
 #include "embed/fragment_editor.h"
+#include "embed/kept_fields.h"
 #include "embed/movie_box_editor.h"
 #include "embed/portable_boxes.h"
 #include "embed/verification_error.h"
 #include "embed/wide_field.h"
-#include "kav/big_endian.h"
 #include "kav/four_cc.h"
 
 namespace quarrypack::embed {
@@ -26,100 +25,10 @@ using norvik::kav::BoxView;
 using norvik::kav::FourCc;
 using norvik::kav::fourCc;
 using norvik::kav::textOf;
-using norvik::kav::loadU32;
-using norvik::kav::Movie;
 
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
-
-bool areEqual(Bytes a, Bytes b) { return std::equal(a.begin(), a.end(), b.begin(), b.end()); }
-
-std::uint32_t u32At(const BoxView& box, std::size_t position) {
-  return box.payload().size() < position + 4 ? 0 : loadU32(box.payload().data() + position);
-}
-
-// Takes boxes off the front of some bytes: a hostile movie has too many for a list.
-class Boxes {
- public:
-  explicit Boxes(Bytes bytes) : rest_(bytes) {}
-
-  std::optional<BoxView> next() {
-    const std::optional<BoxView> box = BoxView::at(rest_);
-    if (box) rest_ = rest_.subspan(box->bytes().size());
-    return box;
-  }
-  Bytes rest() const { return rest_; }
-
- private:
-  Bytes rest_;
-};
-
-// What a run says of its samples, without where they lie and how large they are. Negative offsets
-// make it one of version 1.
-std::vector<std::uint8_t> withoutPlaces(const BoxView& trun, bool withoutSizes) {
-  constexpr std::uint32_t kDataOffset = 0x000001;
-  constexpr std::uint32_t kSizes = 0x000200;
-  constexpr std::uint32_t kOffsets = 0x000800;
-  constexpr std::array<std::uint32_t, 4> kFields{0x000100, kSizes, 0x000400, kOffsets};
-  constexpr std::uint8_t kSign = 0x80;
-  const Bytes payload = trun.payload();
-  const std::uint32_t flags = u32At(trun, 0);
-  std::vector<std::uint8_t> rest;
-  const auto take = [&](std::size_t position) {
-    if (position + 4 > payload.size()) return;
-    const Bytes field = payload.subspan(position, 4);
-    rest.insert(rest.end(), field.begin(), field.end());
-  };
-  BoxPieces head;
-  head.addU32(flags & ~(kDataOffset | (withoutSizes ? kSizes : 0)));
-  rest = head.joined();
-  take(4);  // the number of samples
-  std::size_t position = (flags & kDataOffset) != 0 ? 12 : 8;
-  if ((flags & 4) != 0) take(std::exchange(position, position + 4));
-  // A run without fields claims any number of samples in no bytes.
-  const bool hasFields = std::any_of(kFields.begin(), kFields.end(),
-                                     [flags](std::uint32_t field) { return (flags & field) != 0; });
-  const std::uint32_t count = hasFields ? u32At(trun, 4) : 0;
-  for (std::uint32_t i = 0; i < count && position < payload.size(); ++i) {
-    for (const std::uint32_t field : kFields) {
-      if ((flags & field) == 0) continue;
-      if (field != kSizes || !withoutSizes) take(position);
-      const bool isNegative = field == kOffsets && (rest[rest.size() - 4] & kSign) != 0;
-      if (isNegative && rest[0] == 0) rest[0] = 1;
-      position += 4;
-    }
-  }
-  return rest;
-}
-
-// What a header says, without where the places of its fragment count from.
-std::vector<std::uint8_t> withoutBase(const BoxView& tfhd) {
-  constexpr std::uint32_t kBase = 0x000001;
-  constexpr std::uint32_t kBaseIsMoof = 0x020000;
-  const std::size_t afterBase = (u32At(tfhd, 0) & kBase) != 0 ? 16 : 8;
-  BoxPieces pieces;
-  pieces.addU32(u32At(tfhd, 0) & ~(kBase | kBaseIsMoof));
-  pieces.addU32(u32At(tfhd, 4));
-  pieces.add(tfhd.payload().subspan(std::min(afterBase, tfhd.payload().size())));
-  return pieces.joined();
-}
-
-// An index without offsets and sizes.
-std::vector<std::uint8_t> withoutOffsets(const BoxView& sidx) {
-  constexpr std::size_t kEntry = 12;
-  const std::size_t width = !sidx.payload().empty() && sidx.payload()[0] != 0 ? 8 : 4;
-  const std::size_t offset = 12 + width;
-  std::vector<std::uint8_t> bytes(sidx.payload().begin(), sidx.payload().end());
-  const auto clear = [&bytes](std::size_t from, std::size_t count) {
-    for (std::size_t i = from; i < std::min(from + count, bytes.size()); ++i) bytes[i] = 0;
-  };
-  clear(offset, width);
-  for (std::size_t entry = offset + width + 4; entry < bytes.size(); entry += kEntry) {
-    clear(entry, 4);
-  }
-  return bytes;
-}
 
 class BoxComparison {
  public:
@@ -261,9 +170,9 @@ class BoxComparison {
       case fourCc("dinf"):
         return requirePortable(appendPortableDataInformation, old, copy, path);
       case fourCc("udta"):
-        return requirePortable(appendPortableUserData, old, copy, path);
+        return compareUserData(old, copy, path);
       case fourCc("meta"):
-        return requirePortable(appendPortableMetadata, old, copy, path);
+        return compareMetadata(old, copy, path);
       case fourCc("ctts"):
         return requirePortable(appendPortableCompositionOffsets, old, copy, path);
       case fourCc("stsd"):
@@ -284,10 +193,27 @@ class BoxComparison {
         return require(withoutOffsets(old) == withoutOffsets(copy), path);
       case fourCc("saio"):
         return require(old.type() == copy.type(), path);
+      case fourCc("subs"):
+        if (isPictures_) return require(old.type() == copy.type(), path);
+        break;
       default:
         break;
     }
     require(areEqual(old.bytes(), copy.bytes()), path);
+  }
+
+  void compareMetadata(const BoxView& old, const BoxView& copy, const std::string& path) const {
+    BoxPieces pieces;
+    appendPortableMetadata(old, pieces);
+    const auto expected = pieces.joined();
+    require(old.type() == copy.type() && areEqualMetadata(*BoxView::at(expected), copy), path);
+  }
+
+  void compareUserData(const BoxView& old, const BoxView& copy, const std::string& path) const {
+    BoxPieces pieces;
+    appendPortableUserData(old, pieces);
+    const auto expected = pieces.joined();
+    require(old.type() == copy.type() && areEqualUserData(*BoxView::at(expected), copy), path);
   }
 
   void enter(const BoxView& trak) {
@@ -419,6 +345,7 @@ class BoxComparison {
       case fourCc("mfra"):
         return;
       case fourCc("moof"):
+      case fourCc("meta"):
       case fourCc("sidx"): {
         const auto old = read(input_, box);
         const auto written = read(output_, copy);

@@ -64,6 +64,7 @@ Embedding::Embedding(Film& film, EmbedSettings settings)
     : film_(film), pictures_(readPictures(film)) {
   requireFreePictures(settings.replace);
   requireOwnIds(film_);
+  requireNoHints();
   // Refuses samples that are not in the file, before any is read.
   std::vector<Splice> unusedBytes = captionBytes(film_);
   plan_ = planCaptions(pictures_.screening(), takeCaptions(settings), {settings.pad});
@@ -112,6 +113,18 @@ void Embedding::requireFreePictures(bool replace) const {
   throw Refusal(film_.pictureTrack().label + ": " + std::to_string(pictures_.captioned.size()) +
                 " of its " + std::to_string(pictures_.sampleCount) +
                 " pictures hold captions already. Remove these with '--replace'");
+}
+
+// Hints name bytes of samples by their places in them.
+void Embedding::requireNoHints() const {
+  const std::uint32_t pictures = film_.pictureTrack().id();
+  for (const FilmTrack& track : film_.tracks()) {
+    const auto hinted = film_.movie().hintedTracks(*track.track);
+    if (std::find(hinted.begin(), hinted.end(), pictures) == hinted.end()) continue;
+    throw Refusal(track.label +
+                  ": it holds hints for streaming the pictures, which captions would make wrong. "
+                  "Make a copy of the movie without hint tracks first");
+  }
 }
 
 void Embedding::addCuts() {

@@ -71,6 +71,7 @@ class Embedding {
  private:
   void requireFreePictures(bool replace) const;
   std::array<captions::FieldPairs, kFields> takeCaptions(EmbedSettings& settings);
+  void requireNoHints() const;
   void addCuts();
   void fillResult();
 

@@ -1,25 +1,19 @@
 #include "embed/film_duration.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "captions/time.h"
-#include "embed/caption_plan.h"
-#include "embed/edit_list.h"
+#include "sources/edit_list.h"
 
 namespace quarrypack::embed {
 
+using captions::bounded;
 using captions::Time;
+using captions::timeOfCount;
 using norvik::kav::Sample;
+using sources::EditList;
 
 namespace {
-
-Time timeOf(std::uint64_t ticks, std::uint32_t timescale) {
-  constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
-  const Time time =
-      captions::timeOfUnits(static_cast<std::int64_t>(std::min(ticks, kMost)), timescale);
-  return std::min(time, kLatestPicture);
-}
 
 // Where the media of a track ends, on its own timeline.
 Time endOfMedia(Film& film, const FilmTrack& track) {
@@ -30,7 +24,8 @@ Time endOfMedia(Film& film, const FilmTrack& track) {
     if (time > last) duration = time - last;
     last = std::max(last, time);
   });
-  return timeOf(last, track.timescale()) + timeOf(duration, track.timescale());
+  return bounded(timeOfCount(last, track.timescale())) +
+         bounded(timeOfCount(duration, track.timescale()));
 }
 
 Time endOnTimeline(const EditList& edits, Time endOfMedia) {
@@ -54,10 +49,9 @@ std::uint64_t longestTrack(Film& film) {
   Time longest{0};
   for (const FilmTrack& track : film.tracks()) {
     if (track.isCaptions()) continue;
-    const EditList edits = EditList::of(track.box, film.timescale(), track.timescale());
-    longest = std::max(longest, endOnTimeline(edits, endOfMedia(film, track)));
+    longest = std::max(longest, endOnTimeline(track.facts->edits, endOfMedia(film, track)));
   }
-  return unitsOf(longest, film.timescale());
+  return unitsOf(longest, film.movie().info().timescale);
 }
 
 }  // namespace quarrypack::embed

@@ -2,6 +2,7 @@
 
 #include "embed/box_rebuild.h"
 #include "embed/refusal.h"
+#include "embed/sample_parts.h"
 #include "kav/big_endian.h"
 #include "kav/four_cc.h"
 
@@ -258,6 +259,9 @@ class Rewrite {
   }
 
   const TrackFragmentHeader& header() const { return header_; }
+  std::uint32_t defaultSize() const { return defaultSize_; }
+  bool isOfPictures() const { return header_.track == pictureTrack_; }
+  const OffsetMap& map() const { return cursor_.map(); }
 
  private:
   std::uint32_t placeInMoof(std::uint64_t newOffset) const {
@@ -303,8 +307,64 @@ void passRuns(const BoxView& traf, std::uint64_t moof, Rewrite& rewrite) {
   });
 }
 
+// Tells where the samples of a traf lie, asked for ascending numbers from 0.
+class FragmentPlaces {
+ public:
+  // rewrite has entered the traf and passed no run of it.
+  FragmentPlaces(const BoxView& traf, std::uint64_t moof, Rewrite rewrite)
+      : defaultSize_(rewrite.defaultSize()) {
+    forEachBox(traf.payload(), [&](const BoxView& child) {
+      if (child.type() != fourCc("trun")) return;
+      const Run run = readRun(child, moof);
+      runs_.push_back({rewrite.pass(run), run});
+    });
+    if (!runs_.empty()) offset_ = runs_.front().offset;
+  }
+
+  std::optional<std::uint64_t> offsetOf(std::uint32_t sample) {
+    while (current_ < runs_.size() && sample - first_ >= runs_[current_].run.sampleCount) {
+      first_ += runs_[current_].run.sampleCount;
+      inRun_ = 0;
+      if (++current_ < runs_.size()) offset_ = runs_[current_].offset;
+    }
+    if (current_ == runs_.size()) return std::nullopt;
+    return advance(sample - first_);
+  }
+
+ private:
+  struct PlacedRun {
+    std::uint64_t offset;
+    Run run;
+  };
+
+  std::uint64_t advance(std::uint32_t inRun) {
+    const Run& run = runs_[current_].run;
+    // A run of one size claims any number of samples in a few bytes.
+    if (!run.has(kSizes)) return offset_ + std::uint64_t{inRun} * defaultSize_;
+    while (inRun_ < inRun) offset_ += run.size(inRun_++, defaultSize_);
+    return offset_;
+  }
+
+  std::vector<PlacedRun> runs_;
+  std::uint32_t defaultSize_;
+  std::size_t current_ = 0;
+  std::uint32_t first_ = 0;  // sample of the current run
+  std::uint32_t inRun_ = 0;  // the one at offset_, in a run with sizes
+  std::uint64_t offset_ = 0;
+};
+
+void appendParts(const BoxView& subs, const BoxView& traf, std::uint64_t moof,
+                 const Rewrite& entered, BoxPieces& pieces) {
+  if (!entered.isOfPictures()) return pieces.keep(subs.bytes());
+  FragmentPlaces places(traf, moof, entered);
+  appendSampleParts(
+      subs, [&places](std::uint32_t sample) { return places.offsetOf(sample); }, PartSizes::wide,
+      entered.map(), pieces);
+}
+
 void appendTrackFragment(const BoxView& traf, std::uint64_t moof, Rewrite& rewrite,
                          BoxPieces& pieces) {
+  const Rewrite entered = rewrite;
   rebuildBox(traf, pieces, 0, [&](const BoxView& child) {
     switch (child.type()) {
       case fourCc("tfhd"):
@@ -313,6 +373,8 @@ void appendTrackFragment(const BoxView& traf, std::uint64_t moof, Rewrite& rewri
         return rewrite.appendRun(readRun(child, moof), pieces);
       case fourCc("saio"):
         return rewrite.appendAuxiliaryOffsets(child, pieces);
+      case fourCc("subs"):
+        return appendParts(child, traf, moof, entered, pieces);
       default:
         return pieces.keep(child.bytes());
     }

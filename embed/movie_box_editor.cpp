@@ -167,9 +167,9 @@ void MovieBoxEditor::appendChild(const BoxView& child, BoxPieces& pieces) {
     case fourCc("mvex"):
       return appendExtends(child, pieces);
     case fourCc("udta"):
-      return appendPortableUserData(child, pieces);
+      return appendMovedUserData(child, *map_, pieces);
     case fourCc("meta"):
-      return appendPortableMetadata(child, pieces);
+      return appendMovedMetadata(child, *map_, pieces);
     default:
       return pieces.keep(child.bytes());
   }
@@ -199,9 +199,9 @@ void MovieBoxEditor::appendTrack(const BoxView& trak, TrackParts& parts, BoxPiec
       case fourCc("mdia"):
         return appendMedia(child, parts, pieces);
       case fourCc("udta"):
-        return appendPortableUserData(child, pieces);
+        return appendMovedUserData(child, *map_, pieces);
       case fourCc("meta"):
-        return appendPortableMetadata(child, pieces);
+        return appendMovedMetadata(child, *map_, pieces);
       default:
         return pieces.keep(child.bytes());
     }
@@ -247,6 +247,7 @@ void MovieBoxEditor::appendSampleTable(const BoxView& stbl, TrackParts& parts, B
       case fourCc("stco"):
       case fourCc("co64"):
       case fourCc("saio"):
+      case fourCc("subs"):
         return parts.tables->append(child, *map_, pieces);
       default:
         return pieces.keep(child.bytes());

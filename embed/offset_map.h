@@ -54,6 +54,8 @@ class OffsetMap {
    public:
     explicit Cursor(const OffsetMap& map) : map_(&map) {}
 
+    const OffsetMap& map() const { return *map_; }
+
     std::uint64_t newOffset(std::uint64_t oldOffset);
 
     // The new length of a range. It differs from the old one exactly if splices change the number

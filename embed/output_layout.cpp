@@ -99,6 +99,9 @@ void OutputLayout::addBox(std::size_t index, std::span<const Splice> inside) {
     case fourCc("sidx"):
       addRewritten(index, Kind::segmentIndex);
       break;
+    case fourCc("meta"):
+      addRewritten(index, Kind::metadata);
+      break;
     case fourCc("mfra"):
       if (box.size > kLargestTable) throw Refusal("the box 'mfra' is too large");
       break;
@@ -149,6 +152,11 @@ BoxPieces OutputLayout::rewritten(const BoxSplice& box, const OffsetMap& map) {
       return fragmentEditor_.fragment(*view, place.start, map);
     case Kind::segmentIndex:
       return fragmentEditor_.segmentIndex(*view, place.start, map);
+    case Kind::metadata: {
+      BoxPieces pieces;
+      appendMovedMetadata(*view, map, pieces);
+      return pieces;
+    }
     default:
       return fragmentEditor_.randomAccess(*view, map);
   }

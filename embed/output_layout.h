@@ -60,7 +60,7 @@ class OutputLayout final : public SpliceContent {
   void append(std::size_t splice, OutputBuffer& output) override;
 
  private:
-  enum class Kind { front, removed, header, fragment, segmentIndex, randomAccess };
+  enum class Kind { front, removed, header, fragment, segmentIndex, randomAccess, metadata };
 
   struct BoxSplice {
     Splice splice;

@@ -1,6 +1,7 @@
 #include "embed/portable_boxes.h"
 
 #include "embed/box_rebuild.h"
+#include "embed/item_places.h"
 #include "kav/big_endian.h"
 #include "kav/four_cc.h"
 
@@ -194,7 +195,9 @@ void appendPortableHandler(const BoxView& hdlr, BoxPieces& pieces) {
   pieces.close(mark);
 }
 
-void appendPortableMetadata(const BoxView& meta, BoxPieces& pieces) {
+namespace {
+
+void appendMetadata(const BoxView& meta, const OffsetMap* map, BoxPieces& pieces) {
   const Bytes payload = meta.payload();
   const std::optional<BoxView> first = BoxView::at(payload);
   const bool isQuickTime = first && first->type() == fourCc("hdlr");
@@ -204,24 +207,45 @@ void appendPortableMetadata(const BoxView& meta, BoxPieces& pieces) {
   const BoxPieces::Mark mark = pieces.open(meta.type());
   if (isQuickTime) pieces.addU32(0);
   pieces.keep(payload.first(fieldsLength));
-  pieces.keep(forEachBox(payload.subspan(fieldsLength), [&pieces](const BoxView& child) {
+  pieces.keep(forEachBox(payload.subspan(fieldsLength), [&pieces, map](const BoxView& child) {
     if (child.type() == fourCc("hdlr")) return appendPortableHandler(child, pieces);
+    if (map != nullptr && child.type() == fourCc("iloc")) {
+      return appendItemPlaces(child, *map, pieces);
+    }
     pieces.keep(child.bytes());
   }));
   pieces.close(mark);
 }
 
-void appendPortableUserData(const BoxView& udta, BoxPieces& pieces) {
+void appendUserData(const BoxView& udta, const OffsetMap* map, BoxPieces& pieces) {
   constexpr std::array<std::uint8_t, 4> kTerminator{};
   const BoxPieces::Mark mark = pieces.open(udta.type());
-  const Bytes rest = forEachBox(udta.payload(), [&pieces](const BoxView& child) {
-    if (child.type() == fourCc("meta")) return appendPortableMetadata(child, pieces);
+  const Bytes rest = forEachBox(udta.payload(), [&pieces, map](const BoxView& child) {
+    if (child.type() == fourCc("meta")) return appendMetadata(child, map, pieces);
     pieces.keep(child.bytes());
   });
   if (!std::equal(rest.begin(), rest.end(), kTerminator.begin(), kTerminator.end())) {
     pieces.keep(rest);
   }
   pieces.close(mark);
+}
+
+}  // namespace
+
+void appendPortableMetadata(const BoxView& meta, BoxPieces& pieces) {
+  appendMetadata(meta, nullptr, pieces);
+}
+
+void appendMovedMetadata(const BoxView& meta, const OffsetMap& map, BoxPieces& pieces) {
+  appendMetadata(meta, &map, pieces);
+}
+
+void appendPortableUserData(const BoxView& udta, BoxPieces& pieces) {
+  appendUserData(udta, nullptr, pieces);
+}
+
+void appendMovedUserData(const BoxView& udta, const OffsetMap& map, BoxPieces& pieces) {
+  appendUserData(udta, &map, pieces);
 }
 
 void appendPortableDataInformation(const BoxView& dinf, BoxPieces& pieces) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "embed/box_pieces.h"
+#include "embed/offset_map.h"
 #include "kav/box_view.h"
 
 // Boxes of QuickTime in the forms of MP4. Without them players of .mp4 show a stray character
@@ -15,11 +16,15 @@ namespace quarrypack::embed {
 // hdlr: with a C string as its name, and 0 in the place of the component type.
 void appendPortableHandler(const norvik::kav::BoxView& hdlr, BoxPieces& pieces);
 
-// meta: as a full box, with a portable handler.
+// meta: as a full box, with a portable handler. The second function also moves the places of its
+// items: see item_places.h.
 void appendPortableMetadata(const norvik::kav::BoxView& meta, BoxPieces& pieces);
+void appendMovedMetadata(const norvik::kav::BoxView& meta, const OffsetMap& map, BoxPieces& pieces);
 
-// udta: without the zero that ends it in QuickTime, and with portable metadata.
+// udta: without the zero that ends it in QuickTime, and with portable metadata, whose items the
+// second function moves.
 void appendPortableUserData(const norvik::kav::BoxView& udta, BoxPieces& pieces);
+void appendMovedUserData(const norvik::kav::BoxView& udta, const OffsetMap& map, BoxPieces& pieces);
 
 // dinf: with references to the file itself as "url ".
 void appendPortableDataInformation(const norvik::kav::BoxView& dinf, BoxPieces& pieces);

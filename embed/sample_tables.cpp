@@ -2,6 +2,7 @@
 
 #include "embed/box_rebuild.h"
 #include "embed/refusal.h"
+#include "embed/sample_parts.h"
 #include "kav/big_endian.h"
 #include "kav/four_cc.h"
 
@@ -145,6 +146,25 @@ std::optional<Chunk> SampleTables::Chunks::next() {
   return chunk;
 }
 
+SamplePlaces::SamplePlaces(const SampleTables& tables)
+    : tables_(&tables), chunks_(tables.chunks()) {
+  nextChunk();
+}
+
+void SamplePlaces::nextChunk() {
+  chunk_ = chunks_.next();
+  if (!chunk_) return;
+  sample_ = chunk_->firstSample;
+  offset_ = chunk_->offset;
+}
+
+std::optional<std::uint64_t> SamplePlaces::offsetOf(std::uint32_t sample) {
+  while (chunk_ && sample - chunk_->firstSample >= chunk_->sampleCount) nextChunk();
+  if (!chunk_ || sample < sample_) return std::nullopt;
+  while (sample_ < sample) offset_ += tables_->size(sample_++);
+  return offset_;
+}
+
 SampleTableEditor::SampleTableEditor(const BoxView& stbl, Role role, std::string label)
     : tables_(stbl, label), role_(role), label_(std::move(label)) {}
 
@@ -208,6 +228,8 @@ void SampleTableEditor::append(const BoxView& box, const OffsetMap& map, BoxPiec
     case fourCc("stco"):
     case fourCc("co64"):
       return appendOffsets(box, map, pieces);
+    case fourCc("subs"):
+      return appendParts(box, map, pieces);
     default:
       return appendAuxiliaryOffsets(box, map, pieces);
   }
@@ -248,6 +270,15 @@ void SampleTableEditor::appendOffsets(const BoxView& box, const OffsetMap& map, 
   pieces.addU32(count);
   pieces.add(std::move(table));
   pieces.close(mark);
+}
+
+void SampleTableEditor::appendParts(const BoxView& subs, const OffsetMap& map,
+                                    BoxPieces& pieces) const {
+  if (role_ == Role::other) return pieces.keep(subs.bytes());
+  SamplePlaces places(tables_);
+  appendSampleParts(
+      subs, [&places](std::uint32_t sample) { return places.offsetOf(sample); },
+      PartSizes::asNeeded, map, pieces);
 }
 
 void appendAuxiliaryOffsets(const BoxView& saio, const OffsetMap& map, BoxPieces& pieces) {

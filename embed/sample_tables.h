@@ -61,6 +61,23 @@ class SampleTables {
   bool wideOffsets_ = false;
 };
 
+// Tells where samples lie, asked for ascending numbers from 0; none for one that is not there.
+class SamplePlaces {
+ public:
+  explicit SamplePlaces(const SampleTables& tables);
+
+  std::optional<std::uint64_t> offsetOf(std::uint32_t sample);
+
+ private:
+  void nextChunk();
+
+  const SampleTables* tables_;
+  SampleTables::Chunks chunks_;
+  std::optional<Chunk> chunk_;
+  std::uint32_t sample_ = 0;  // the one at offset_
+  std::uint64_t offset_ = 0;
+};
+
 // The sample tables of one track after splices.
 class SampleTableEditor {
  public:
@@ -74,9 +91,9 @@ class SampleTableEditor {
   // holds no pictures, for a sample of more than 4 GiB, and for pictures that are in no chunk.
   void measure(const OffsetMap& map);
 
-  // Appends the new form of one of the boxes stsz, stz2, stco, co64 and saio, with the same map. A
-  // table that has needed 64-bit offsets keeps them, so that the size of the movie box settles. The
-  // pieces refer to this editor and are valid until it measures again.
+  // Appends the new form of one of the boxes stsz, stz2, stco, co64, saio and subs, with the same
+  // map. A table that has needed 64-bit offsets keeps them, so that the size of the movie box
+  // settles. The pieces refer to this editor and are valid until it measures again.
   void append(const norvik::kav::BoxView& box, const OffsetMap& map, BoxPieces& pieces);
 
  private:
@@ -84,6 +101,7 @@ class SampleTableEditor {
   void writeOutSizes();
   void appendSizes(const norvik::kav::BoxView& box, BoxPieces& pieces) const;
   void appendOffsets(const norvik::kav::BoxView& box, const OffsetMap& map, BoxPieces& pieces);
+  void appendParts(const norvik::kav::BoxView& subs, const OffsetMap& map, BoxPieces& pieces) const;
 
   SampleTables tables_;
   Role role_;

@@ -2,6 +2,7 @@
 
 #include <boost/program_options.hpp>
 #include <sstream>
+#include <string_view>
 #include <vector>
 
 #include "companions/scc_options.h"
@@ -12,21 +13,29 @@ namespace po = boost::program_options;
 
 namespace {
 
+std::string formatNames(std::string_view separator) {
+  std::string names;
+  for (const captions::Format& format : captions::formats()) {
+    names.append(names.empty() ? "" : separator).append(format.name);
+  }
+  return names;
+}
+
 po::options_description shownOptions() {
   po::options_description options("Options");
   // clang-format off
   options.add_options()
     ("output-file", po::value<std::string>()->value_name("PATH"),
      "where to write (default: standard output, which '-' means too)")
-    ("format", po::value<std::string>()->value_name("scc|srt|vtt|json"),
-     "what to write (default: as the name of the output tells, else srt)")
+    ("format", po::value<std::string>()->value_name(formatNames("|")),
+     "what to write (default: by the extension of the output, or else srt)")
     ("channel", po::value<std::string>()->value_name("CC1|CC2|CC3|CC4|all"),
      "which captions (default: the first channel that has any); all writes a file for each channel, "
      "named by it, in JSON one document")
     ("source", po::value<std::string>()->value_name("auto|track|pictures"),
      "where in a movie to look (default: auto, the caption track where there is one)")
     ("rollup", po::value<std::string>()->value_name("once|screen"),
-     "how roll-up captions are told: every row once, or all rows on the screen (default: once)");
+     "how roll-up captions become cues: every row once, or all rows on the screen (default: once)");
   // clang-format on
   addSccOptions(options);
   addCommonOptions(options);
@@ -48,7 +57,7 @@ void takeOutput(const po::variables_map& values, CaptionOptions& options) {
   const std::string format = textOf(values, "format");
   if (!format.empty()) {
     options.format = captions::findFormat(format);
-    if (options.format == nullptr) failOnValue("format", format, "scc, srt, vtt or json");
+    if (options.format == nullptr) failOnValue("format", format, formatNames(", "));
     return;
   }
   options.format = captions::formatOfFile(options.output);

@@ -29,8 +29,8 @@ std::string readText(const std::string& path) {
   return text;
 }
 
-// Whether captions may be other than the file's author wanted. How the text is written is no
-// matter.
+// Whether captions may differ from what the author of the file wanted. Findings about the form of
+// the text are of no interest here.
 bool matters(const captions::SccFinding& finding) {
   using Kind = captions::SccFindingKind;
   switch (finding.kind) {

@@ -7,7 +7,7 @@
 
 namespace quarrypack::companions {
 
-// Does what the options ask for: OUTPUT is written, compared with the input and given its name.
+// Writes OUTPUT, compares it with the input and gives it its name, as the options say.
 // Prints findings about caption files on standard error. Throws UsageError where paths lead to the
 // same file, FileError, embed::Refusal, embed::VerificationError and std::bad_alloc; nothing is
 // left of the output then.

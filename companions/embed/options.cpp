@@ -25,11 +25,11 @@ po::options_description shownOptions() {
      "take the captions of field 1 from a file instead of the movie's caption tracks")
     ("captions-field2", po::value<std::string>()->value_name("FILE.scc"),
      "take the captions of field 2 from a file")
-    ("replace", "remove captions that the pictures hold already")
-    ("no-pad", "leave pictures without captions as they are")
+    ("replace", "remove captions that the pictures already hold")
+    ("no-pad", "leave pictures without captions unchanged")
     ("no-verify", "do not read the written file again")
     ("report", po::value<std::string>()->value_name("FILE.html|FILE.json"),
-     "write what was done to a file");
+     "write a report of what was done");
   // clang-format on
   addSccOptions(options);
   addCommonOptions(options);

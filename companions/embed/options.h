@@ -12,7 +12,7 @@ inline constexpr const char* kEmbedName = "quarrypack-embed";
 
 enum class ReportFormat { html, json };
 
-// What quarrypack-embed was asked for.
+// The options of one run of quarrypack-embed.
 struct EmbedOptions {
   Action action = Action::run;
 
@@ -20,12 +20,12 @@ struct EmbedOptions {
   std::string output;
 
   // Caption files of the two fields; empty for none. With either of them the caption tracks of the
-  // movie are not asked.
+  // movie are not read.
   std::string captionsField1;
   std::string captionsField2;
   captions::SccOptions scc;
 
-  bool replace = false;  // captions that the pictures hold already
+  bool replace = false;  // captions that the pictures already hold
   bool verify = true;
   bool pad = true;
 
@@ -35,8 +35,8 @@ struct EmbedOptions {
   bool hasCaptionFiles() const { return !captionsField1.empty() || !captionsField2.empty(); }
 };
 
-// Reads the words after the name of the program. Throws UsageError. Where help or the version is
-// asked for, nothing else need be there.
+// Reads the words after the name of the program. Throws UsageError. With help or the version
+// requested, nothing else is required.
 EmbedOptions parseEmbedOptions(Words words);
 
 // All options, for people, with a line end after each.

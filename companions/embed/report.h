@@ -7,8 +7,8 @@
 
 namespace quarrypack::companions {
 
-// What was done, in the format that the options ask for: the numbers, and each caption with the
-// times at which decoders show it. UTF-8; bytes of a path that are none are replaced.
+// The report of a run in the requested format: the numbers, and each caption with the times at
+// which decoders show it. UTF-8; bytes of a path that are none are replaced.
 std::string reportText(const EmbedOptions& options, const embed::EmbedResult& result);
 
 }  // namespace quarrypack::companions

@@ -54,7 +54,7 @@ class Case:
     def pictures(self):
         """Every picture of the output, in the order of their times, with the captions in it."""
         index = next(s["index"] for s in streams_of(self.output)
-                     if s["codec_name"] in VIDEO_CODECS)
+                     if s.get("codec_name") in VIDEO_CODECS)
         found = json.loads(output_of("ffprobe", "-v", "error", "-select_streams", index,
                                      "-show_packets", "-of", "json", self.output))["packets"]
         return [Picture(float(packet["pts_time"]),
@@ -334,7 +334,7 @@ def package(case, folder):
     It has the output's own fragments where these have no sound: hls.js shows no captions of fragments
     of pictures and sound. Others are made by ffmpeg, which lets no time be negative and begins with
     what an edit hides."""
-    sound = [s["codec_name"] for s in streams_of(case.output) if s["codec_type"] == "audio"]
+    sound = [s.get("codec_name") for s in streams_of(case.output) if s["codec_type"] == "audio"]
     playlist = fragment_playlist(case)
     if playlist and not sound:
         shutil.copyfile(case.output, folder / case.output.name)

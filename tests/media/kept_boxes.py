@@ -334,10 +334,12 @@ class Comparison:
                      "more than sizes and offsets")
 
     def targets_of(self, film, places, path):
-        """The numbers, of those that stay, of the top-level boxes that begin at these places."""
-        numbers = {box.start: number for number, box in enumerate(
-            box for box in film.boxes if box.kind not in (b"ftyp", b"moov", b"ssix"))}
-        numbers[film.boxes[-1].end] = None
+        """How many boxes that stay lie before each of these places, where a box begins."""
+        numbers, count = {}, 0
+        for box in film.boxes:
+            numbers[box.start] = count
+            count += box.kind not in (b"ftyp", b"moov", b"ssix")
+        numbers[film.boxes[-1].end] = count
         self.require(all(place in numbers for place in places), path,
                      "it refers to a place where no box begins")
         return [numbers[place] for place in places]

@@ -97,8 +97,8 @@ bool TrackIterator::walkToSample(std::uint32_t number) {
   return true;
 }
 
-void TrackIterator::advance() {
-  offset_ = wrappingAdd(offset_, sizes_->getSampleSize());
+void TrackIterator::advance(std::uint32_t size) {
+  offset_ = wrappingAdd(offset_, size);
   times_.advance();
   if (times_.isValid()) {
     sizes_->next();
@@ -157,7 +157,7 @@ bool TrackIterator::take(Sample& sample) {
     segment_ = segments_.size();
     return true;
   }
-  advance();
+  advance(sample.info.size);
   return true;
 }
 

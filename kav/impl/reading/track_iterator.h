@@ -39,7 +39,7 @@ class TrackIterator final : public SampleIterator {
   void openSegment();
   void position(std::uint64_t start, std::uint64_t end);
   bool walkToSample(std::uint32_t number);
-  void advance();
+  void advance(std::uint32_t size);  // of the current sample
   void fill(Sample& sample);
 
   const TrackRecord& track_;

@@ -1,6 +1,7 @@
 #include "kav/impl/writing/writer.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "kav/exception.h"
@@ -48,7 +49,15 @@ Writer::Writer(const boost::intrusive_ptr<NorvikIOStream>& stream, const MoviePa
   movie_->nextBox = moov.start() + moov.extent();
 }
 
-Writer::~Writer() = default;
+// A movie that is given up keeps every entry whose sample was added.
+Writer::~Writer() {
+  if (!open_ || !movie_) return;
+  try {
+    for (const TrackDraft& track : movie_->tracks) track.stbl->writeHeld();
+  } catch (const std::exception&) {
+    // What was thrown before is what the caller gets to know.
+  }
+}
 
 void Writer::requireOpen() const {
   if (!open_) throw Exception(ErrorCode::writerNotOpen);
@@ -138,6 +147,7 @@ void Writer::setXMPMetadata(std::span<const std::uint8_t> packet) {
 }
 
 void Writer::writeEarlyMetadata() {
+  if (earlyMetadata_.empty()) return;
   const std::vector<std::vector<std::uint8_t>> packets = std::exchange(earlyMetadata_, {});
   for (const std::vector<std::uint8_t>& packet : packets) writeMetadata(packet);
 }

@@ -211,6 +211,19 @@ TEST(Embedding, RefusesMediaThatIsNotInTheFile) {
   EXPECT_TRUE(contains(refusalOf(cut), "cut short: its box 'mdat'")) << refusalOf(cut);
 }
 
+TEST(Embedding, RefusesHintsForThePictures) {
+  MovieBuilder movie = captionedMovie();
+  movie.tracks.push_back(otherTrack("hint", box("rtp ", zeros(8))));
+  const auto refers = [](std::uint32_t track) { return box("tref", box("hint", u32(track))); };
+  MovieBuilder ofPictures = movie;
+  ofPictures.addInside("moov/trak[4]", refers(1));
+  const std::string refusal = refusalOf(ofPictures.build());
+  EXPECT_TRUE(contains(refusal, "track 4: it holds hints for streaming the pictures")) << refusal;
+  MovieBuilder ofSound = movie;
+  ofSound.addInside("moov/trak[4]", refers(2));
+  EXPECT_EQ(refusalOf(ofSound.build()), "not refused");
+}
+
 TEST(Embedding, RefusesSamplesBeyondTheEnd) {
   MovieBuilder movie = captionedMovie();
   movie.change("moov/trak[2]/mdia/minf/stbl/stco",

@@ -1,6 +1,7 @@
 #include "embed/fragment_editor.h"
 
 #include "embed/refusal.h"
+#include "kav/big_endian.h"
 #include "tests/support/box_builders.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@ namespace {
 
 using namespace quarrypack::test;
 using norvik::kav::BoxView;
+using norvik::kav::loadU32;
 
 constexpr std::uint32_t kVideo = 1;
 constexpr std::uint32_t kSound = 2;
@@ -207,6 +209,32 @@ TEST(FragmentEditor, MovesAuxiliaryInformation) {
             moof(1, concat({u64(200), u64(407)})));
   const Bytes inside = moof(0, concat({u32(20), u32(400)}));
   EXPECT_THROW(kEditor.fragment(*BoxView::at(inside), kMoof, map), Refusal);
+}
+
+TEST(FragmentEditor, ResizesThePartsOfPictures) {
+  const auto moof = [](std::uint32_t track, unsigned version, const Bytes& part,
+                       const Bytes& runs) {
+    return box("moof",
+               box("traf", header(track),
+                   fullBox("subs", version, 0, u32(1), u32(3), u16(1), part, zeros(6)), runs));
+  };
+  const auto runs = [](std::uint32_t offset, std::uint32_t size) {
+    return concat({sizedRun(offset, {10, 20}), sizedRun(offset + 100, {size, 40})});
+  };
+  const Bytes input = moof(kVideo, 0, u16(30), runs(500, 30));
+  const auto length = static_cast<std::uint32_t>(input.size());
+  const OffsetMap map = mapWith(length, length + 2, {{kMoof + 610, 7, 0}});
+  EXPECT_EQ(rewritten(input, map), moof(kVideo, 1, u32(37), runs(502, 37)));
+  // Sizes that are defaults.
+  const auto one = [](const Bytes& run) {
+    return box("moof", box("traf", header(kVideo, kBaseIsMoof | 0x10, u32(30)), run,
+                           fullBox("subs", 1, 0, u32(1), u32(2), u16(1), u32(30), zeros(6))));
+  };
+  const Bytes grown =
+      rewritten(one(fullBox("trun", 0, 1, u32(2), u32(500))), OffsetMap({{kMoof + 530, 4, 0}}));
+  EXPECT_EQ(loadU32(grown.data() + grown.size() - 10), 34u);
+  const Bytes sound = moof(kSound, 0, u16(30), runs(500, 30));
+  EXPECT_EQ(rewritten(sound, OffsetMap()), sound);
 }
 
 TEST(FragmentEditor, AnyByteMayBeWrong) {

@@ -80,6 +80,17 @@ TEST(MovieBoxEditor, RenewsSizesAndPlaces) {
   EXPECT_EQ(built(moov(100, 1000, 1100), kWithoutCaptions, map), moov(104, 1030, 1134));
 }
 
+TEST(MovieBoxEditor, ResizesThePartsOfPicturesAlone) {
+  const auto moov = [](std::uint32_t size, std::uint32_t part) {
+    const auto parts = [](std::uint32_t of) {
+      return fullBox("subs", 0, 0, u32(1), u32(1), u16(1), u16(of), zeros(6));
+    };
+    return box("moov", track({.table = sampleTable(size, 1000, parts(part))}),
+               track({.id = kSound, .handler = "soun", .table = sampleTable(70, 200, parts(60))}));
+  };
+  EXPECT_EQ(built(moov(100, 90), kWithoutCaptions, OffsetMap({{1010, 7, 0}})), moov(107, 97));
+}
+
 TEST(MovieBoxEditor, RefusesATrackThatSharesBytesWithPictures) {
   const Bytes moov = box("moov", track({.table = sampleTable(100, 1000)}),
                          track({.id = kSound, .handler = "soun", .table = sampleTable(70, 950)}));

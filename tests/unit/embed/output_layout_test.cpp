@@ -156,6 +156,25 @@ TEST(OutputLayout, RefusesSplicesOutsideTheContentOfBoxes) {
   }
 }
 
+TEST(OutputLayout, MovesTheItemsOfMetadata) {
+  // Those of a top-level box and of the movie lie after the media.
+  const auto items = [](std::uint32_t offset) {
+    return fullBox(
+        "meta", 0, 0,
+        fullBox("iloc", 0, 0, u16(0x4400), u16(1), u16(1), u16(0), u16(1), u32(offset), u32(4)));
+  };
+  const auto film = [&](const Bytes& media, std::uint32_t at, std::uint32_t item) {
+    const auto size = static_cast<std::uint32_t>(media.size() - 4);
+    const Bytes moov =
+        movie(concat({track(kVideo, size, at), items(item), box("udta", items(item))}));
+    return concat({fileType("mp42isom"), moov, items(item), box("mdat", media)});
+  };
+  const Bytes in = film(text("0123JPEG"), 0, 0);
+  const auto media = static_cast<std::uint32_t>(in.size() - 8);
+  EXPECT_EQ(rewritten(film(text("0123JPEG"), media, media + 4), {{media, 2, 0}}),
+            film(text("!!0123JPEG"), media, media + 6));
+}
+
 // ---- Fragments
 
 Bytes fragment(std::uint32_t offset, std::uint32_t size, bool withCaptions) {

@@ -206,6 +206,32 @@ TEST(SampleTableEditor, RefusesToWriteOutMoreSizesThanAnyFilmHas) {
   EXPECT_THROW(edited(stbl, OffsetMap({{1000, 16, 0}})), Refusal);
 }
 
+TEST(SampleTableEditor, ResizesThePartsOfPictures) {
+  // Two samples in one chunk, one in another.
+  const auto stbl = [](std::uint32_t size, std::uint32_t part) {
+    return box("stbl",
+               fullBox("stsc", 0, 0, u32(2), u32(1), u32(2), u32(1), u32(2), u32(1), u32(1)),
+               fullBox("stsz", 0, 0, u32(0), u32(3), u32(10), u32(20), u32(size)),
+               fullBox("stco", 0, 0, u32(2), u32(100), u32(200)),
+               fullBox("subs", 0, 0, u32(2), u32(2), u16(1), u16(20), u16(0), u32(0), u32(1),
+                       u16(2), u16(4), u16(0), u32(0), u16(part), u16(0), u32(0)));
+  };
+  const auto partsAfter = [&stbl](SampleTableEditor::Role role, const OffsetMap& map) {
+    const Bytes input = stbl(30, 26);
+    SampleTableEditor editor(*BoxView::at(input), role, "track 1");
+    editor.measure(map);
+    BoxPieces pieces;
+    editor.append(*BoxView::at(input)->find("subs"), map, pieces);
+    return pieces.joined();
+  };
+  const Bytes grown = stbl(37, 33);
+  EXPECT_EQ(partsAfter(SampleTableEditor::Role::pictures, OffsetMap({{0, 9, 0}, {204, 7, 0}})),
+            Bytes(grown.end() - 52, grown.end()));
+  const Bytes same = stbl(30, 26);
+  EXPECT_EQ(partsAfter(SampleTableEditor::Role::other, OffsetMap({{0, 9, 0}})),
+            Bytes(same.end() - 52, same.end()));
+}
+
 TEST(AuxiliaryOffsets, FollowTheMap) {
   const auto after = [](const Bytes& saio, const OffsetMap& map) {
     return piecesOf(saio, [&map](const BoxView& view, BoxPieces& pieces) {
