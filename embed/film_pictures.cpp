@@ -60,6 +60,11 @@ class PictureWalk {
   explicit PictureWalk(Film& film) : film_(film), track_(film.pictureTrack()), codings_(track_) {}
 
   FilmPictures read() {
+    // The number in a damaged film may be any.
+    constexpr std::uint32_t kMostReserved = 1u << 20;
+    const std::uint32_t expected = std::min(track_.facts->sampleCount, kMostReserved);
+    spans_.reserve(expected);
+    pictures_.reserve(expected);
     film_.forEachSample(track_, [this](const Sample& sample, std::uint32_t number) {
       result_.sampleCount = number + 1;
       take(sample, number);
@@ -100,14 +105,16 @@ class PictureWalk {
   }
 
   void arrange() {
-    std::stable_sort(
-        spans_.begin(), spans_.end(),
-        [](const sources::MediaSpan& a, const sources::MediaSpan& b) { return a.start < b.start; });
+    sources::sortByStart(spans_);
     for (std::size_t i = 0; i + 1 < spans_.size(); ++i) spans_[i].end = spans_[i + 1].start;
     if (!spans_.empty()) {
       spans_.back().end = spans_.back().start + lastLength(lastTimes_, track_.timescale());
     }
     const sources::Showings showings = sources::showPicturesOnce(track_.facts->edits, spans_);
+    std::vector<sources::MediaSpan>().swap(spans_);  // frees its memory
+    result_.shown.reserve(showings.pictures.size());
+    result_.samples.reserve(showings.pictures.size());
+    result_.starts.reserve(showings.pictures.size());
     for (const sources::Showing& showing : showings.pictures) {
       result_.shown.push_back(pictures_[showing.sample]);
       result_.samples.push_back(showing.sample);

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Measures the release build: makes movies, runs cp, ffmpeg and the converter on them in turn, and
 # prints each figure beside its target. Installs what it needs first. Takes 7 GB and some minutes.
-# usage: scripts/bench.sh [--pairs N] [--programs]     --programs runs those in bench/ too
+# usage: scripts/bench.sh [--pairs N] [--only converter|captions|embed] [--programs]
+# --programs runs those in bench/ too.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -12,6 +13,10 @@ while [ $# -gt 0 ]; do
     --pairs)
       [ $# -ge 2 ] || { echo "bench.sh: --pairs needs a number" >&2; exit 1; }
       measure+=(--pairs "$2")
+      shift ;;
+    --only)
+      [ $# -ge 2 ] || { echo "bench.sh: --only needs a program" >&2; exit 1; }
+      measure+=(--only "$2")
       shift ;;
     --programs) programs=yes ;;
     *)
@@ -31,7 +36,7 @@ fi
 
 echo "== build: release, in $build"
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DQUARRYPACK_BENCH=ON "${configure[@]}"
-cmake --build "$build" --parallel "$(nproc)" --target quarrypack quarrypack-captions bench
+cmake --build "$build" --parallel "$(nproc)" --target quarrypack quarrypack-captions quarrypack-embed bench
 
 echo "== machine: $(nproc) processors, $(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1)"
 python3 tools/measure_conversion.py "$build/quarrypack" "$build/movies" "${measure[@]}"

@@ -98,6 +98,11 @@ class PictureReader {
 class TrackPictures {
  public:
   TrackPictures(FilmFile& film, const FilmTrack& track) : reader_(film) {
+    // Captions usually come with every picture. The number in a damaged file may be any.
+    constexpr std::uint32_t kMostReserved = 1u << 20;
+    const std::uint32_t expected = std::min(track.sampleCount, kMostReserved);
+    spans_.reserve(expected);
+    ends_.reserve(expected);
     film.forEachSample(
         track, [&](const StoredSample& sample, bool isLast) { add(track, sample, isLast); });
   }
@@ -107,9 +112,9 @@ class TrackPictures {
   bool areAllDamaged() const { return pairs_.empty() && pictures_ > 0 && damaged_ == pictures_; }
 
   void show(const EditList& edits, CaptionPairs& result) {
-    std::stable_sort(spans_.begin(), spans_.end(),
-                     [](const auto& a, const auto& b) { return a.start < b.start; });
+    sortByStart(spans_);
     const Showings showings = showPictures(edits, spans_);
+    std::vector<MediaSpan>().swap(spans_);  // frees its memory
     reserve(result);
     for (const Showing& showing : showings.pictures) {
       const std::size_t begin = showing.sample == 0 ? 0 : ends_[showing.sample - 1];

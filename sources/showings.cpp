@@ -24,10 +24,11 @@ std::size_t firstStartingFrom(Spans spans, Time time) {
 }
 
 // A stable sort takes memory, which most lists do not need.
-void sort(std::vector<Showing>& showings) {
-  const auto isEarlier = [](const Showing& a, const Showing& b) { return a.start < b.start; };
-  if (std::is_sorted(showings.begin(), showings.end(), isEarlier)) return;
-  std::stable_sort(showings.begin(), showings.end(), isEarlier);
+template <class Timed>
+void sort(std::vector<Timed>& list) {
+  const auto isEarlier = [](const Timed& a, const Timed& b) { return a.start < b.start; };
+  if (std::is_sorted(list.begin(), list.end(), isEarlier)) return;
+  std::stable_sort(list.begin(), list.end(), isEarlier);
 }
 
 bool shows(const Edit& edit) { return edit.media.has_value(); }
@@ -97,6 +98,8 @@ Showings show(const EditList& edits, Spans pictures, Walk walk) {
 
 }  // namespace
 
+void sortByStart(std::vector<MediaSpan>& spans) { sort(spans); }
+
 Showings showPictures(const EditList& edits, Spans pictures) {
   return show(edits, pictures, EveryTime());
 }
@@ -110,6 +113,7 @@ std::vector<Showing> showCaptions(const EditList& edits, Spans samples) {
   const auto first = std::find_if(all.begin(), all.end(), shows);
   const auto last = std::find_if(all.rbegin(), all.rend(), shows);
   std::vector<Showing> result;
+  result.reserve(samples.size());
   EveryTime limit;
   for (const Edit& edit : all) {
     if (!shows(edit)) continue;

@@ -31,6 +31,9 @@ struct Showings {
   captions::Time end{0};          // of the last one
 };
 
+// Sorts by the starts. Takes memory only where that changes anything.
+void sortByStart(std::vector<MediaSpan>& spans);
+
 // All showings of pictures, which must be sorted by their starts. A picture that several edits show
 // is there for each. A picture inside which an edit begins or ends is shown. Throws SourceError for
 // more showings than any real movie has.

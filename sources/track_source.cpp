@@ -23,7 +23,7 @@ using captions::Time;
 // The pairs of one field of a track, sample by sample.
 struct SampledPairs {
   std::vector<BytePair> pairs;
-  std::vector<std::size_t> ends;  // of each sample, among the pairs
+  std::vector<std::uint32_t> ends;  // of each sample, among the pairs
 
   std::span<const BytePair> sample(std::size_t index) const {
     const std::size_t begin = index == 0 ? 0 : ends[index - 1];
@@ -35,6 +35,11 @@ struct SampledPairs {
 class TrackPairs {
  public:
   TrackPairs(FilmFile& film, const FilmTrack& track) {
+    // The number in a damaged file may be any.
+    constexpr std::uint32_t kMostReserved = 1u << 20;
+    const std::uint32_t expected = std::min(track.sampleCount, kMostReserved);
+    spans_.reserve(expected);
+    for (SampledPairs& field : sampled_) field.ends.reserve(expected);
     film.forEachSample(track, [&](const StoredSample& sample, bool) { add(film, sample); });
     show(track);
   }
@@ -50,7 +55,8 @@ class TrackPairs {
     bytes_.resize(sample.size);
     if (sample.size > 0) film.readAt(sample.offset, bytes_);
     for (const CaptionAtom& atom : CaptionAtoms(bytes_)) addAtom(atom);
-    for (SampledPairs& field : sampled_) field.ends.push_back(field.pairs.size());
+    for (SampledPairs& field : sampled_)
+      field.ends.push_back(static_cast<std::uint32_t>(field.pairs.size()));
     MediaSpan span = sample.span;
     span.sample = static_cast<std::uint32_t>(spans_.size());
     spans_.push_back(span);
@@ -71,12 +77,20 @@ class TrackPairs {
   }
 
   void show(const FilmTrack& track) {
-    const std::vector<MediaSpan> unsorted = spans_;
-    std::stable_sort(spans_.begin(), spans_.end(),
-                     [](const auto& a, const auto& b) { return a.start < b.start; });
-    for (const Showing& showing : showCaptions(track.edits, spans_)) {
-      const MediaSpan& span = unsorted[showing.sample];
-      const bool isLast = showing.sample + 1 == unsorted.size();
+    sortByStart(spans_);
+    const std::vector<Showing> showings = showCaptions(track.edits, spans_);
+    const auto isEarlier = [](const MediaSpan& a, const MediaSpan& b) {
+      return a.sample < b.sample;
+    };
+    if (!std::is_sorted(spans_.begin(), spans_.end(), isEarlier)) {
+      std::sort(spans_.begin(), spans_.end(), isEarlier);
+    }
+    for (const Field field : captions::kBothFields) {
+      fields_[indexOf(field)].reserve(sampled_[indexOf(field)].pairs.size());
+    }
+    for (const Showing& showing : showings) {
+      const MediaSpan& span = spans_[showing.sample];
+      const bool isLast = showing.sample + 1 == spans_.size();
       // The last sample lasts until the end of the media, if that is known.
       const Time end = isLast ? std::max(track.mediaDuration, span.start) : span.end;
       for (const Field field : captions::kBothFields) {

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """measure_conversion - the converter beside cp and ffmpeg, as whole processes.
 
-    measure_conversion.py QUARRYPACK FOLDER [--pairs N]
+    measure_conversion.py QUARRYPACK FOLDER [--pairs N] [--only PROGRAM]
 
 Makes its inputs in FOLDER with make_bench_movie.py, unless they exist. Runs cp, ffmpeg with
 -movflags +faststart, and the converter in turn, N times (5 by default) after a round that is not
@@ -9,8 +9,10 @@ counted, and prints a table: ratios are taken run by run, and the median is prin
 is removed before each run, because overwriting an existing file hides every difference. The figures
 are not judged, only printed beside the targets. FOLDER takes 8 GB while it runs.
 
-quarrypack-captions, if it is in the folder of QUARRYPACK, reads the captions of the converted film, in
-turn with cat."""
+quarrypack-captions and quarrypack-embed are in the folder of QUARRYPACK. The first reads the captions of
+the converted film in turn with cat. The second runs in turn with cp and quarrypack.
+
+--only picks the rows of one program."""
 import argparse
 import collections
 import math
@@ -51,8 +53,9 @@ class Bench:
     def source(self, name):
         return self.folder / f"{name}.mov"
 
-    def make_inputs(self):
-        for name, (kind, seconds) in INPUTS.items():
+    def make_inputs(self, names):
+        for name in names:
+            kind, seconds = INPUTS[name]
             count = self.folder / f"{name}.samples"
             if not count.exists():
                 print(f"== input: {name}", file=sys.stderr)
@@ -63,7 +66,7 @@ class Bench:
             self.samples[name] = int(count.read_text())
 
     def make_captioned(self):
-        if not self.captioned.exists():
+        if self.source("feature").exists() and not self.captioned.exists():
             subprocess.run([self.program, "--input-file", self.source("feature"), "--output-file",
                             self.captioned], check=True, stdout=subprocess.DEVNULL)
 
@@ -73,6 +76,9 @@ class Bench:
         if tool == "captions":
             return [self.program.with_name("quarrypack-captions"), "--source", "pictures",
                     "--output-file", self.output, self.captioned]
+        if tool in ("embed", "embed-unverified"):
+            plain = ["--no-verify"] if tool == "embed-unverified" else []
+            return [self.program.with_name("quarrypack-embed"), *plain, self.source(name), self.output]
         if tool == "cp":
             return ["cp", self.source(name), self.output]
         if tool == "ffmpeg":
@@ -123,10 +129,8 @@ def print_row(subject, figure, value, must, aim):
     print(f"{subject:14} {figure:44} {value:>10} {must:>10} {aim:>10}", flush=True)
 
 
-def measure(bench):
+def measure_converter(bench):
     mib, samples = 2**20, bench.samples
-    print_row("input", "figure", "measured", "must", "aim")
-
     cp, ffmpeg, own = bench.in_turn(("cp", "bulk"), ("ffmpeg", "bulk"), ("quarrypack", "bulk"))
     print_row("bulk", "processor time against cp", f"{ratio(own, cp, 'cpu'):.2f}", "1.8", "1.4")
     print_row("bulk", "wall time against ffmpeg", f"{ratio(own, ffmpeg, 'wall'):.2f}", "0.7", "0.45")
@@ -159,6 +163,11 @@ def measure(bench):
     for name in ("many", "nosync"):
         above = max(bench.peak(name) - 16 * mib, 0) / samples[name]
         print_row(name, "peak memory above 16 MiB, bytes a sample", f"{above:.1f}", "96", "32")
+    print_row("many", "read, write and seek calls, 1000 samples",
+              f"{bench.calls('many') * 1000 / samples['many']:.2f}", "100", "5")
+
+
+def measure_captions(bench):
     cat, own = bench.in_turn(("cat", "feature"), ("captions", "feature"))
     # Starting, opening and writing take a time of their own, which the target allows.
     beyond = statistics.median(max(a.wall - 0.3, 0) / b.wall for a, b in zip(own, cat))
@@ -167,9 +176,32 @@ def measure(bench):
     print_row("captioned", "captions read: processor time against cat",
               f"{ratio(own, cat, 'cpu'):.2f}", "-", "-")
     print_row("captioned", "captions read: peak resident memory, MiB",
-              f"{bench.peak('feature', 'captions') / mib:.1f}", "32", "32")
-    print_row("many", "read, write and seek calls, 1000 samples",
-              f"{bench.calls('many') * 1000 / samples['many']:.2f}", "100", "5")
+              f"{bench.peak('feature', 'captions') / 2**20:.1f}", "32", "32")
+
+
+def measure_embed(bench):
+    cp, plain, verified = bench.in_turn(("cp", "bulk"), ("embed-unverified", "bulk"), ("embed", "bulk"))
+    print_row("bulk", "embedding without verification: wall time against cp",
+              f"{ratio(plain, cp, 'wall'):.2f}", "1.15", "1.0")
+    print_row("bulk", "embedding: wall time against cp", f"{ratio(verified, cp, 'wall'):.2f}", "2.2",
+              "1.8")
+    for name in ("feature", "many"):
+        converter, plain, verified = bench.in_turn(
+            ("quarrypack", name), ("embed-unverified", name), ("embed", name))
+        print_row(name, "embedding without verification against quarrypack",
+                  f"{ratio(plain, converter, 'wall'):.2f}", "1.0", "0.8")
+        print_row(name, "embedding: wall time against quarrypack",
+                  f"{ratio(verified, converter, 'wall'):.2f}", "-", "-")
+    for name in ("bulk", "feature", "many"):
+        above = max(bench.peak(name, "embed") - 32 * 2**20, 0) / bench.samples[name]
+        print_row(name, "embedding: peak memory above 32 MiB, bytes a sample", f"{above:.1f}", "24",
+                  "12")
+
+
+# For each program its measure and the inputs of that.
+MEASURES = {"converter": (measure_converter, tuple(INPUTS)),
+            "captions": (measure_captions, ("feature",)),
+            "embed": (measure_embed, ("bulk", "feature", "many"))}
 
 
 def main():
@@ -178,12 +210,16 @@ def main():
     parser.add_argument("program", type=pathlib.Path)
     parser.add_argument("folder", type=pathlib.Path)
     parser.add_argument("--pairs", type=int, default=5)
+    parser.add_argument("--only", choices=MEASURES, help="the rows of one program")
     arguments = parser.parse_args()
     arguments.folder.mkdir(parents=True, exist_ok=True)
     bench = Bench(arguments.program.resolve(), arguments.folder.resolve(), arguments.pairs)
-    bench.make_inputs()
+    chosen = [MEASURES[name] for name in MEASURES if arguments.only in (None, name)]
+    bench.make_inputs(dict.fromkeys(name for _, inputs in chosen for name in inputs))
     bench.make_captioned()
-    measure(bench)
+    print_row("input", "figure", "measured", "must", "aim")
+    for measure, _ in chosen:
+        measure(bench)
 
 
 if __name__ == "__main__":
