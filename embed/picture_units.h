@@ -33,7 +33,8 @@ struct PictureUnits {
 };
 
 // Looks at the units of pictures. It reads no more than it needs: the beginning of a sample up to
-// its first slice. Memory and buffers are used again for the next picture.
+// its first slice, then the headers of the units that follow, because some films have captions
+// there. Memory and buffers are used again for the next picture.
 class PictureReader {
  public:
   // Copies bytes of the sample at hand, which lie inside it, to a buffer.
@@ -46,9 +47,11 @@ class PictureReader {
  private:
   enum class Step { done, needsBytes };
   Step walk(std::uint32_t sampleSize, PictureCoding coding, std::uint64_t& wanted);
+  void walkOn(std::uint32_t sampleSize, PictureCoding coding, const Read& read);
   void takeSei(const captions::NalUnit& unit, PictureCoding coding);
 
   std::vector<std::uint8_t> head_;
+  std::uint64_t firstSliceEnd_ = 0;  // in the sample
   PictureUnits units_;
 };
 
