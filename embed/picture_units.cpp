@@ -18,6 +18,9 @@ constexpr std::uint64_t kFirstLook = 256;
 // No coder writes more than this before the first slice.
 constexpr std::uint64_t kMostAhead = 1 << 20;
 
+// No picture has more slices and other units.
+constexpr int kMostUnits = 1 << 12;
+
 }  // namespace
 
 const PictureUnits& PictureReader::look(std::uint32_t sampleSize, PictureCoding coding,
@@ -28,7 +31,10 @@ const PictureUnits& PictureReader::look(std::uint32_t sampleSize, PictureCoding 
     const std::size_t known = head_.size();
     head_.resize(static_cast<std::size_t>(wanted));
     read(known, std::span(head_).subspan(known));
-    if (walk(sampleSize, coding, wanted) == Step::done) return units_;
+    if (walk(sampleSize, coding, wanted) == Step::done) {
+      if (units_.takesCaptions) walkOn(sampleSize, coding, read);
+      return units_;
+    }
     const std::uint64_t limit = std::min<std::uint64_t>(sampleSize, kMostAhead);
     if (head_.size() >= limit) break;
     wanted = std::min(std::max<std::uint64_t>(wanted, head_.size() * 2), limit);
@@ -60,6 +66,7 @@ PictureReader::Step PictureReader::walk(std::uint32_t sampleSize, PictureCoding 
       if (place.state != CaptionPlace::State::known) return Step::done;
       units_.place = static_cast<std::uint32_t>(place.offset);
       units_.takesCaptions = true;
+      firstSliceEnd_ = unit->end();
       return Step::done;
     }
     if (type != rules.seiType) continue;
@@ -69,6 +76,27 @@ PictureReader::Step PictureReader::walk(std::uint32_t sampleSize, PictureCoding 
   }
   wanted = units.position() + coding.nalLengthSize + rules.headerSize;
   return units.stop() == NalWalk::Stop::needsBytes ? Step::needsBytes : Step::done;
+}
+
+void PictureReader::walkOn(std::uint32_t sampleSize, PictureCoding coding, const Read& read) {
+  const std::uint64_t headerSize = coding.nalLengthSize + coding.rules->headerSize;
+  std::uint64_t position = firstSliceEnd_;
+  for (int count = 0; count < kMostUnits && sampleSize - position > headerSize; ++count) {
+    const auto unitAt = [&](std::uint64_t length) {
+      head_.resize(static_cast<std::size_t>(length));
+      read(position, head_);
+      return NalWalk(head_, sampleSize - position, coding.nalLengthSize).next();
+    };
+    std::optional<NalUnit> unit = unitAt(headerSize);
+    if (!unit || unit->size < coding.rules->headerSize) return;
+    const std::uint64_t length = unit->end();
+    if (coding.rules->type(unit->bytes) == coding.rules->seiType && length <= kMostAhead) {
+      unit = unitAt(length);
+      unit->offset += position;
+      takeSei(*unit, coding);
+    }
+    position += length;
+  }
 }
 
 void PictureReader::takeSei(const NalUnit& unit, PictureCoding coding) {

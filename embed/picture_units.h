@@ -30,8 +30,9 @@ struct PictureUnits {
   std::vector<CaptionCut> cuts;  // at ascending offsets
 };
 
-// Examines the units of pictures. It reads no more than it needs: the beginning of a sample, up to
-// its first slice. Its memory is reused for the next picture.
+// Examines the units of pictures. It reads no more than it needs: the beginning of a sample up to
+// its first slice, then the headers of the units that follow, because some films have captions
+// there. Its memory is reused for the next picture.
 class PictureReader {
  public:
   // Copies bytes of the current sample to a buffer; they lie inside the sample.
@@ -44,9 +45,11 @@ class PictureReader {
  private:
   enum class Step { done, needsBytes };
   Step walk(std::uint32_t sampleSize, PictureCoding coding, std::uint64_t& wanted);
+  void walkOn(std::uint32_t sampleSize, PictureCoding coding, const Read& read);
   void takeSei(const captions::NalUnit& unit, PictureCoding coding);
 
   std::vector<std::uint8_t> head_;
+  std::uint64_t firstSliceEnd_ = 0;  // in the sample
   PictureUnits units_;
 };
 

@@ -80,6 +80,25 @@ TEST(PictureUnits, AreFoundInASampleThatIsALittleLongerThanTheFirstLook) {
   EXPECT_EQ(units.place, parameters.size());
 }
 
+TEST(PictureUnits, OfEarlierCaptionsMayFollowTheSlices) {
+  // The first bit of the importance of a unit is set in some films.
+  Bytes marked = captionUnit();
+  marked[4] = 0x66;
+  const Bytes sample = concat({kDelimiter, kSlice, marked, kSlice, kTiming, captionUnit()});
+  const Look found = look(sample);
+  EXPECT_TRUE(found.units.takesCaptions);
+  EXPECT_EQ(found.units.place, kDelimiter.size());
+  ASSERT_EQ(found.units.cuts.size(), 2u);
+  EXPECT_EQ(found.units.cuts[0].offset, kDelimiter.size() + kSlice.size());
+  EXPECT_EQ(found.units.cuts[0].length, marked.size());
+  EXPECT_EQ(found.units.cuts[1].offset, sample.size() - marked.size());
+  EXPECT_LT(found.bytesRead, 400u);
+  // What follows damaged bytes cannot be told.
+  const Bytes damaged = concat({kSlice, u32(0xFFFF), captionUnit()});
+  EXPECT_TRUE(look(damaged).units.takesCaptions);
+  EXPECT_TRUE(look(damaged).units.cuts.empty());
+}
+
 TEST(PictureUnits, OfEveryLengthSizeAreRead) {
   for (const unsigned size : {1u, 2u, 3u, 4u}) {
     const Bytes sample = concat({unit({0x09, 0xF0}, size), unit({0x41, 1, 2, 3}, size)});
