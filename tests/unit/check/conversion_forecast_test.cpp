@@ -4,11 +4,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iostream>
 #include <map>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,6 +15,7 @@
 #include "src/conversion_pass.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
+#include "tests/support/console.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
@@ -64,14 +63,12 @@ Foretold foretell(const MovieBuilder& movie) { return foretell(movie.build()); }
 
 // The conversion itself. Nothing is printed.
 BoxWalk converted(const MovieBuilder& movie) {
-  std::ostringstream console;
-  std::streambuf* const out = std::cout.rdbuf(console.rdbuf());
+  const CapturedConsole console;
   nalLengthSize = 4;
   const MemoryStreamPtr input = MemoryStream::create(movie.build());
   const MemoryStreamPtr output = MemoryStream::create();
   EXPECT_TRUE(convertMovie(*input, *output, ""));
   nalLengthSize = 4;
-  std::cout.rdbuf(out);
   return BoxWalk(output->bytes());
 }
 
