@@ -21,6 +21,8 @@ def children(data, start, end):
         size, kind = struct.unpack_from(">I4s", data, position)
         if size == 1:
             size = struct.unpack_from(">Q", data, position + 8)[0]
+        if size < 8:
+            raise ValueError(f"a box of {size} bytes at {position}")
         yield kind, position, position + size
         position += size
 

@@ -198,6 +198,8 @@ class Comparison:
             self.require(new.payload == b"".join(struct.pack(">I", one)
                                                  for one in self.kept_ids(old)), path, "other ids")
         elif old.kind in CONTAINERS:
+            self.require([box.end for box in new.children()][-1:] == [new.end], path,
+                         "its boxes do not fill it")
             self.compare_lists([child for child in old.children() if self.stays(child)],
                                new.children(), path)
         else:
@@ -229,13 +231,16 @@ class Comparison:
                      all(brand in more for brand in rest), "ftyp", f"other brands: {found}")
 
     def compare_offsets(self, old, new, path):
-        self.require(new.kind in (b"stco", b"co64") and old.u32(4) == new.u32(4), path,
+        width = 4 if new.kind == b"stco" else 8
+        self.require(new.kind in (b"stco", b"co64") and old.u32(4) == new.u32(4) and
+                     new.u32(0) == 0 and len(new.payload) == 8 + width * new.u32(4), path,
                      "another number of chunks")
 
     def compare_sizes(self, old, new, path):
         if not self.in_pictures:
             return self.compare(old, new, path)
-        self.require(new.kind == b"stsz" and old.u32(8) == new.u32(8), path,
+        self.require(new.kind == b"stsz" and old.u32(8) == new.u32(8) and new.u32(0) == 0 and
+                     new.u32(4) == 0 and len(new.payload) == 12 + 4 * new.u32(8), path,
                      "another number of samples")
         return None
 
@@ -272,15 +277,21 @@ class Comparison:
 
     def rule_meta(self, old, new, path):
         is_full = old.payload[4:8] != b"hdlr"
+        self.require(new.payload[:4] == (old.payload[:4] if is_full else bytes(4)) and
+                     new.children(4)[-1].end == new.end, path, "it is not whole")
         self.compare_lists(old.children(4 if is_full else 0), new.children(4), path)
 
     def rule_udta(self, old, new, path):
+        self.require([box.end for box in new.children()][-1:] in ([new.end], []), path,
+                     "its boxes do not fill it")
         self.compare_lists(old.children(), new.children(), path)
         rest = old.payload[sum(child.end - child.start for child in old.children()):]
         self.require(rest in (b"", bytes(4)), path, "bytes after its boxes were lost")
 
     def rule_stsd(self, old, new, path):
         self.require(self.in_sound and old.payload[:8] == new.payload[:8], path, "it was changed")
+        self.require([box.kind for box in old.children(8)] ==
+                     [box.kind for box in new.children(8)], path, "other codings")
         for a, b in zip(old.children(8), new.children(8)):
             if a.payload != b.payload:
                 self.plain_sound(a, b, f"{path}/{a.kind.decode('latin-1')}")
