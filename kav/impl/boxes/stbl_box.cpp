@@ -94,12 +94,6 @@ void StblBox::writeChunk(const ChunkTableBuilder::Chunk& chunk) {
   co64_->addChunkOffset(chunk.offset);
 }
 
-void StblBox::writeHeld() {
-  for (const BoxPtr& child : children()) {
-    if (auto* const table = childAs<TableBox>(*child)) table->writeHeld();
-  }
-}
-
 void StblBox::updateContent() {
   if (const auto chunk = chunks_.finish()) writeChunk(*chunk);
 }

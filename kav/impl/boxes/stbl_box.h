@@ -34,9 +34,6 @@ class StblBox final : public Box {
   // for more samples than were announced.
   void addSample(const Sample& sample);
 
-  // Writes the entries that its tables still hold in memory, for a movie that is given up.
-  void writeHeld();
-
   // The children, null if absent.
   StsdBox* stsd() const { return stsd_; }
   SttsBox* stts() const { return stts_; }

@@ -23,15 +23,12 @@ void TableBox::takeBackFinal() {
   finalCount_ = 0;
 }
 
-void TableBox::writeHeld() {
-  if (heldLength_ == 0) return;
-  writeAt(start() + ownLength() - heldLength_, std::span(held_).first(heldLength_));
-  heldLength_ = 0;
-}
-
-void TableBox::writeEntryCount(std::uint32_t offset) {
-  writeFixedNumber(offset, entryCount());
-  writeHeld();
+void TableBox::appendToFile(std::span<const std::uint8_t> bytes) {
+  const std::uint64_t filled = ownLength();
+  if (extent() - filled < bytes.size()) throw Exception(ErrorCode::sampleTableFull);
+  writeAt(start() + filled, bytes);
+  setOwnLength(filled + bytes.size());
+  ++entryCount_;
 }
 
 void TableBox::writeFixedNumber(std::uint32_t offset, std::uint32_t value) {

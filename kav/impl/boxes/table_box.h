@@ -24,9 +24,8 @@ struct TableShape {
 //
 // Built: construct it with room reserved for a number of entries and place it; then append entries
 // in order, and at the end complete the table. extent is the room, ownLength the filled part. An
-// entry is written past the filled part, and never past the room. The table holds only the latest
-// few entries in memory, to make one call of the stream for them: gathering small writes into large
-// ones is the stream's task. Completing the table writes them.
+// entry is written past the filled part as soon as it is appended, and never past the room. The
+// table holds no entry in memory: gathering small writes into large ones is the stream's task.
 //
 // Completing may add provisional final entries. They are withdrawn when the table is completed
 // again or another entry is appended, so that a table can be brought up to date any number of
@@ -35,9 +34,6 @@ class TableBox : public FullBox {
  public:
   // The number of entries in the table.
   std::uint32_t entryCount() const { return entryCount_; }
-
-  // Writes the entries that are still held in memory.
-  void writeHeld();
 
  protected:
   // A table to be read.
@@ -63,10 +59,6 @@ class TableBox : public FullBox {
   }
   void takeBackFinal();
 
-  // Writes the number of entries among the fixed bytes, and the entries that are still held. To
-  // complete a table, call it last; a table that does not state its number calls writeHeld.
-  void writeEntryCount(std::uint32_t offset);
-
   // Writes a number among the fixed bytes.
   void writeFixedNumber(std::uint32_t offset, std::uint32_t value);
 
@@ -89,28 +81,22 @@ class TableBox : public FullBox {
 
  private:
   static constexpr std::size_t kReadLength = std::size_t{1} << 20;
-  static constexpr std::size_t kMostHeld = 96;
 
   template <class Entry>
   void appendBytes(const Entry& entry) {
-    constexpr std::size_t kLength = recordSize<Entry>(kVersion0);
-    static_assert(kLength <= kMostHeld);
-    if (extent() - ownLength() < kLength) throw Exception(ErrorCode::sampleTableFull);
-    if (heldLength_ + kLength > kMostHeld) writeHeld();
-    FieldWriter writer({held_.data() + heldLength_, kLength}, kVersion0);
+    std::array<std::uint8_t, recordSize<Entry>(kVersion0)> bytes;
+    FieldWriter writer(bytes, kVersion0);
     Entry::layout(writer, entry);
-    heldLength_ += kLength;
-    setOwnLength(ownLength() + kLength);
-    ++entryCount_;
+    appendToFile(bytes);
   }
+
+  void appendToFile(std::span<const std::uint8_t> bytes);
 
   std::uint64_t bytesToRead(std::uint64_t wanted) const;
 
   std::uint32_t entryLength_ = 0;
   std::uint32_t entryCount_ = 0;
   std::uint32_t finalCount_ = 0;
-  std::uint32_t heldLength_ = 0;                // bytes of the latest entries
-  std::array<std::uint8_t, kMostHeld> held_{};  // not in the file yet
 };
 
 // No real file has more entries in a table or needs more to be written.

@@ -40,7 +40,7 @@ void SttsBox::readContent() {
   state_ = std::move(loader).finish();
 }
 
-void SttsBox::writeContent() { writeEntryCount(0); }
+void SttsBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void SttsBox::updateContent() {
   takeBackFinal();
@@ -65,7 +65,7 @@ void CttsBox::readContent() {
   state_ = std::move(loader).finish();
 }
 
-void CttsBox::writeContent() { writeEntryCount(0); }
+void CttsBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void CttsBox::updateContent() {
   takeBackFinal();
@@ -93,7 +93,7 @@ void StscBox::readEntries(std::uint32_t count) {
   table_ = std::move(loader).finish();
 }
 
-void StscBox::writeContent() { writeEntryCount(0); }
+void StscBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void StscBox::updateContent() { writeContent(); }
 
@@ -135,7 +135,7 @@ void StszBox::writeContent() {
   updateContent();
 }
 
-void StszBox::updateContent() { writeEntryCount(4); }
+void StszBox::updateContent() { writeFixedNumber(4, entryCount()); }
 
 void StszBox::addSampleSize(std::uint32_t size) { append(NumberEntry{size}); }
 
@@ -152,7 +152,7 @@ Co64Box::Co64Box(std::uint32_t capacity, NorvikKavStream& stream)
     : ChunkOffsetBoxOf(fourCc("co64"), stream, kWideOffsetTable,
                        plausibleCapacity(capacity, ErrorCode::implausibleSampleCount)) {}
 
-void Co64Box::writeContent() { writeEntryCount(0); }
+void Co64Box::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void Co64Box::updateContent() { writeContent(); }
 
@@ -175,7 +175,7 @@ void StssBox::readContent() {
   table_ = SyncTable(std::move(numbers));
 }
 
-void StssBox::writeContent() { writeEntryCount(0); }
+void StssBox::writeContent() { writeFixedNumber(0, entryCount()); }
 
 void StssBox::updateContent() { writeContent(); }
 
@@ -198,10 +198,6 @@ void SdtpBox::readContent() {
   bytes_.resize(count);
   bytes_.resize(stream().read(bytes_.data(), count));
 }
-
-void SdtpBox::writeContent() { writeHeld(); }
-
-void SdtpBox::updateContent() { writeHeld(); }
 
 void SdtpBox::addSampleDependencies(std::uint8_t dependencies) {
   append(DependencyEntry{dependencies});

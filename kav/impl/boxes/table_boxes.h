@@ -243,8 +243,6 @@ class SdtpBox final : public TableBox {
   SdtpBox(std::uint32_t capacity, NorvikKavStream& stream);
 
   void readContent() override;
-  void writeContent() override;
-  void updateContent() override;
 
   // The number of bytes to read. Throws implausibleSampleCount for one that no real file has.
   void setSampleCount(std::uint32_t count);

@@ -25,14 +25,6 @@ bool SampleReadCache::serve(Block& block, Request& request) {
   return holds;
 }
 
-bool SampleReadCache::serveFromBlocks(Request& request) {
-  for (std::size_t probed = 0; probed < blocks_.size(); ++probed) {
-    if (serve(blocks_[nextProbed_], request)) return true;
-    if (++nextProbed_ == blocks_.size()) nextProbed_ = 0;
-  }
-  return false;
-}
-
 SampleReadCache::Block& SampleReadCache::blockToFill() {
   if (blocks_.size() < maximumBlocks_) {
     Block& block = blocks_.emplace_back();
@@ -58,8 +50,9 @@ std::size_t SampleReadCache::read(void* destination, std::size_t length, std::ui
     readDirectly(request);
     return length - request.length;
   }
-  while (request.length > 0 && serveFromBlocks(request)) {
-    // A sample may begin in one block and end in another, which may be there already.
+  for (std::size_t probed = 0; probed < blocks_.size() && request.length > 0; ++probed) {
+    if (serve(blocks_[nextProbed_], request)) break;
+    nextProbed_ = (nextProbed_ + 1) % blocks_.size();
   }
   if (request.length > 0) {
     Block& block = blockToFill();

@@ -36,7 +36,6 @@ class SampleReadCache {
   // Serves the part of a request that the block holds and advances the request; true if it served
   // any.
   static bool serve(Block& block, Request& request);
-  bool serveFromBlocks(Request& request);
   Block& blockToFill();
   void readDirectly(Request& request);
 

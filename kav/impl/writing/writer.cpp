@@ -1,7 +1,6 @@
 #include "kav/impl/writing/writer.h"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 #include "kav/exception.h"
@@ -49,15 +48,7 @@ Writer::Writer(const boost::intrusive_ptr<NorvikIOStream>& stream, const MoviePa
   movie_->nextBox = moov.start() + moov.extent();
 }
 
-// A movie that is given up keeps every entry whose sample was added.
-Writer::~Writer() {
-  if (!open_ || !movie_) return;
-  try {
-    for (const TrackDraft& track : movie_->tracks) track.stbl->writeHeld();
-  } catch (const std::exception&) {
-    // What was thrown before is what the caller gets to know.
-  }
-}
+Writer::~Writer() = default;
 
 void Writer::requireOpen() const {
   if (!open_) throw Exception(ErrorCode::writerNotOpen);

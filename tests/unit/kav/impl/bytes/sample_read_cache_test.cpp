@@ -67,14 +67,6 @@ TEST(SampleReadCache, ReadsWhatTheBlockDoesNotHoldFromTheFile) {
   EXPECT_EQ(file.reads, 0u);
 }
 
-TEST(SampleReadCache, ServesARequestFromTwoBlocks) {
-  CachedFile file(64);
-  file.read(8, 1);
-  file.read(0, 1);
-  EXPECT_EQ(file.read(6, 6), (Bytes{6, 7, 8, 9, 10, 11}));
-  EXPECT_EQ(file.reads, 0u);
-}
-
 TEST(SampleReadCache, TakesBlocksInUseAgainInTurn) {
   CachedFile file(64);
   file.read(0, 1);

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -212,34 +211,6 @@ TEST(Writer, PutsSamplesIntoOneLargeMediaDataBoxBehindTheMovie) {
   EXPECT_EQ(second.sampleBytes(), (std::vector<Bytes>{text("three")}));
   EXPECT_EQ(second.samples[0].compositionOffset, 7u);
   EXPECT_EQ(second.syncNumbers, (std::vector<std::uint32_t>{1}));
-}
-
-// The counts of the tables are written at the finish, but the sizes of the samples are in the file.
-TEST(Writer, LeavesTheEntriesOfAMovieThatIsGivenUp) {
-  MemoryStreamPtr memory;
-  {
-    WrittenMovie movie;
-    memory = movie.memory;
-    movie.addTrack(trackOf(600));
-    movie.addSample(1, 0, text("one"));
-    movie.addSample(1, 10, text("three"));
-  }
-  const Bytes sizes = fullBox("stsz", 0, 0, u32(0), u32(0), u32(3), u32(5));
-  const Bytes& file = memory->bytes();
-  EXPECT_NE(std::search(file.begin(), file.end(), sizes.begin() + 4, sizes.end()), file.end());
-}
-
-TEST(Writer, IsDestroyedThoughItsStreamFails) {
-  Film source(WrittenMovie::sourceMovie());
-  const SampleDescriptor& description = source.reader().tracks()[0].descriptions[0].descriptor();
-  const MemoryStreamPtr stream = MemoryStream::create();
-  {
-    Writer writer(stream, movieOf(600));
-    writer.addSampleDescription(writer.addTrack(trackOf(600)), description);
-    writer.addSample(sampleOf(1, 0, text("sample")));
-    stream->injectFault(stream->calls().all() + 1, MemoryStream::Fault::fails);
-  }
-  EXPECT_EQ(stream->references(), 1u);
 }
 
 TEST(Writer, RecordsOnlySamplesOfKindOneAsSync) {
