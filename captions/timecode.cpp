@@ -38,7 +38,9 @@ bool takeMark(std::string_view& text, std::size_t field, TimeCode& code) {
 }
 
 std::string twoDigits(int number) {
-  return number < 10 ? "0" + std::to_string(number) : std::to_string(number);
+  std::string text = std::to_string(number);
+  if (number < 10) text.insert(text.begin(), '0');
+  return text;
 }
 
 // Drop-frame codes leave numbers out in every minute but each tenth.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <csignal>
+#include <cstdint>
 #include <functional>
 #include <ostream>
 #include <stdexcept>
@@ -46,6 +47,11 @@ class OutputFile {
   const std::string& temporaryPath() const { return temporary_; }
   int descriptor() const { return descriptor_; }  // of the same file
 
+  // Lets the system begin to write to the disk what the file holds up to a position, so that
+  // commit() has less to wait for. Waits for nothing and reports nothing: it is only a hint. Call
+  // it with rising positions.
+  void writtenUpTo(std::uint64_t position);
+
   // Synchronizes the written bytes to the disk and gives the file its name. Even after a power
   // failure the name refers to the old file or to the new one. Throws FileError; the old file is
   // then unchanged. Call it once, when no stream holds back any bytes.
@@ -62,6 +68,7 @@ class OutputFile {
   std::string target_;  // without links
   std::string temporary_;
   int descriptor_ = -1;
+  std::uint64_t handedOver_ = 0;  // position up to which the system writes already
   struct sigaction before_[3]{};
   bool isPending_ = false;
 };

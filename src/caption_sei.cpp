@@ -89,8 +89,8 @@ class SampleHead {
 
 // Where the next unit is inserted, and whether every later unit is inserted there too.
 struct InsertionPoint {
-  std::uint64_t position;
-  NalSearchStart nextSearch;
+  std::uint64_t position = 0;
+  NalSearchStart nextSearch = {};
 
   // The next search begins at the unit inserted now, and stops there because it is an SEI unit.
   bool holdsFromNowOn() const { return nextSearch.position == position; }
@@ -154,12 +154,13 @@ class UnitPile {
 
   void add(const CaptionAtom& piece) {
     // The place is determined first, to keep the order of the messages.
-    if (!point_ || !point_->holdsFromNowOn()) point_ = findInsertionPoint(sample_, listener_);
+    if (!isFound_ || !point_.holdsFromNowOn()) point_ = findInsertionPoint(sample_, listener_);
+    isFound_ = true;
     UnitPairs pairs;
     pairs.add(piece, listener_);
     const Bytes unit = pairs.build();
-    if (!point_->holdsFromNowOn()) {
-      insertUnits(sample_, *point_, unit);
+    if (!point_.holdsFromNowOn()) {
+      insertUnits(sample_, point_, unit);
       return;
     }
     lengths_.push_back(static_cast<std::uint16_t>(unit.size()));
@@ -167,7 +168,7 @@ class UnitPile {
   }
 
   void insert() {
-    if (!point_ || units_.empty()) return;
+    if (units_.empty()) return;
     // Reversed as a whole and then one by one, the units are in order from last to first.
     std::reverse(units_.begin(), units_.end());
     std::reverse(lengths_.begin(), lengths_.end());
@@ -176,13 +177,14 @@ class UnitPile {
       std::reverse(unit, unit + length);
       unit += length;
     }
-    insertUnits(sample_, *point_, units_);
+    insertUnits(sample_, point_, units_);
   }
 
  private:
   SampleBytes& sample_;
   ConversionListener& listener_;
-  std::optional<InsertionPoint> point_;
+  InsertionPoint point_;
+  bool isFound_ = false;  // whether point_ is that of the latest unit
   std::vector<std::uint8_t> units_;
   std::vector<std::uint16_t> lengths_;
 };

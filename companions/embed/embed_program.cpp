@@ -120,8 +120,12 @@ class Run {
       ProgressLine progress(ProgressTerminal::on(STDERR_FILENO));
       progress.expectSamples(film.movie().fileLength() * (options_.verify ? 2 : 1));
       progress.captionsPlaced(embedding.result().captions);
+      const auto written = [&output, steps = Steps(progress)](std::uint64_t done) mutable {
+        steps(done);
+        output.writtenUpTo(done);
+      };
       explained("cannot write '" + options_.output + "'", options_.input,
-                [&] { write(embedding, output.temporaryPath(), Steps(progress)); });
+                [&] { write(embedding, output.temporaryPath(), written); });
       if (options_.verify) {
         explained("cannot read '" + options_.output + "' again", options_.input,
                   [&] { verify(embedding, output.temporaryPath(), Steps(progress)); });
@@ -133,17 +137,18 @@ class Run {
     return result;
   }
 
-  void write(embed::Embedding& embedding, const std::string& path, Steps steps) const {
+  void write(embed::Embedding& embedding, const std::string& path,
+             const embed::Embedding::Report& report) const {
     // A stream of its own: the film reads tables meanwhile, and each reader keeps its position.
     const StreamPtr input = openStream(options_.input, OpenMode::kReadOnly);
     const StreamPtr output = openStream(path, OpenMode::kReadWrite);
-    embedding.write(*input, *output, [&steps](std::uint64_t done) { steps(done); });
+    embedding.write(*input, *output, report);
     output->close();
   }
 
-  static void verify(embed::Embedding& embedding, const std::string& path, Steps steps) {
-    embedding.verify(openStream(path, OpenMode::kReadOnly),
-                     [&steps](std::uint64_t done) { steps(done); });
+  static void verify(embed::Embedding& embedding, const std::string& path,
+                     const embed::Embedding::Report& report) {
+    embedding.verify(openStream(path, OpenMode::kReadOnly), report);
   }
 
   const EmbedOptions& options_;
