@@ -82,11 +82,11 @@ void BM_CaptionsOfOneGroup(benchmark::State& state) {
     PendingSamples pending;
     CaptionQueue captions(captionFile);
     for (std::uint64_t i = 0; i < samples / 2; ++i) {
-      pending.push_back({.decodingTime = i * 1001,
-                         .size = static_cast<std::uint32_t>(kPicture.size()),
-                         .compositionOffset = i % 3 == 1 ? 3003U : 0U,
-                         .slot = kVideo});
-      pending.push_back({.decodingTime = i * 1600 + 1, .size = 1, .slot = kSound});
+      pending.append({.decodingTime = i * 1001,
+                      .size = static_cast<std::uint32_t>(kPicture.size()),
+                      .compositionOffset = i % 3 == 1 ? 3003U : 0U,
+                      .slot = kVideo});
+      pending.append({.decodingTime = i * 1600 + 1, .size = 1, .slot = kSound});
       if (i % 2 != 0) continue;
       captions.push({.size = static_cast<std::uint32_t>(caption.size()),
                      .decodingTime = i * 1001,

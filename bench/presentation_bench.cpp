@@ -20,10 +20,10 @@ class NoBytes final : public ByteSource {
 PendingSamples samplesOf(std::int64_t count, bool isReordered) {
   PendingSamples pending;
   for (std::uint64_t i = 0; i < static_cast<std::uint64_t>(count) / 2; ++i) {
-    pending.push_back({.decodingTime = i * 1000,
-                       .compositionOffset = isReordered && i % 3 == 1 ? 3000U : 0U,
-                       .slot = 0});
-    pending.push_back({.decodingTime = i * 1600, .slot = 1});
+    pending.append({.decodingTime = i * 1000,
+                    .compositionOffset = isReordered && i % 3 == 1 ? 3000U : 0U,
+                    .slot = 0});
+    pending.append({.decodingTime = i * 1600, .slot = 1});
   }
   return pending;
 }

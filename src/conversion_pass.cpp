@@ -357,12 +357,12 @@ void ConversionPass::copySample(const kav::Sample& sample, Route& route, bool is
     route.descriptionIndex = descriptionIndex;
     route.slot = slots_.find({route.outputTrack, descriptionIndex}, info.timescale);
   }
-  pending_.push_back({.fileOffset = sample.fileOffset,
-                      .decodingTime = info.decodingTime,
-                      .size = info.size,
-                      .compositionOffset = info.compositionOffset,
-                      .slot = route.slot,
-                      .flags = info.flags});
+  pending_.append({.fileOffset = sample.fileOffset,
+                   .decodingTime = info.decodingTime,
+                   .size = info.size,
+                   .compositionOffset = info.compositionOffset,
+                   .slot = route.slot,
+                   .flags = info.flags});
 }
 
 void ConversionPass::flush(std::size_t groupLength) {

@@ -5,7 +5,7 @@
 namespace quarrypack {
 
 PendingSamples::PendingSamples(std::initializer_list<PendingSample> samples) {
-  for (const PendingSample& sample : samples) push_back(sample);
+  for (const PendingSample& sample : samples) append(sample);
 }
 
 void PendingSamples::addBlock() {

@@ -39,7 +39,7 @@ class PendingSamples {
     return const_cast<PendingSamples&>(*this)[place];
   }
 
-  void push_back(const PendingSample& sample) {
+  void append(const PendingSample& sample) {
     if (skipped_ + size_ == blocks_.size() * kBlockLength) addBlock();
     ++size_;
     (*this)[size_ - 1] = sample;

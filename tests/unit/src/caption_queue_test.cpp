@@ -50,7 +50,7 @@ PendingSamples samplesAt(const std::vector<std::uint64_t>& times) {
     PendingSample sample;
     sample.decodingTime = time;
     sample.size = static_cast<std::uint32_t>(kSlice.size());
-    samples.push_back(sample);
+    samples.append(sample);
   }
   return samples;
 }

@@ -510,7 +510,7 @@ class AttachCaptionSample : public ::testing::Test {
       PendingSample sample;
       sample.decodingTime = i * 1000;
       sample.size = static_cast<std::uint32_t>(kSlice.size());
-      pending_.push_back(sample);
+      pending_.append(sample);
     }
   }
 
@@ -588,7 +588,7 @@ TEST_F(AttachCaptionSample, DoesNotAskForTheTrack) {
   audio.decodingTime = 720;  // shown at 450 units of the video
   audio.slot = 2;
   audio.size = 4;
-  pending_.push_back(audio);
+  pending_.append(audio);
   SortedGroup group(pending_, 5, timescales_, file_);
   auto due = caption(10, 30000, hex("8081"));
   attachCaptionSample(group, due);

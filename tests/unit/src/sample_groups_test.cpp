@@ -126,7 +126,7 @@ TEST(PendingSamples, AreTakenFromTheFront) {
   for (std::uint64_t i = 0; i < 1000; ++i) {
     PendingSample sample;
     sample.decodingTime = i;
-    pending.push_back(sample);
+    pending.append(sample);
   }
   pending.dropFront(0);
   EXPECT_EQ(pending.size(), 1000u);
@@ -142,7 +142,7 @@ TEST(PendingSamples, KeepTheirOrderWhileTheListGrowsAndShrinks) {
   std::uint64_t added = 0;
   std::uint64_t dropped = 0;
   for (std::size_t round = 0; round < 60; ++round) {
-    for (std::size_t i = 0; i < 1 + round * 37; ++i) pending.push_back(shownAt(added++));
+    for (std::size_t i = 0; i < 1 + round * 37; ++i) pending.append(shownAt(added++));
     const std::size_t drop = std::min(pending.size(), round * 83);
     pending.dropFront(drop);
     dropped += drop;
@@ -241,7 +241,7 @@ TEST(PresentationOrder, EqualsThePlainSort) {
         time += kind.step;
         std::uint64_t shown = time + random() % kind.jitter;
         shown = convertTime(shown, kind.timescales[0], kind.timescales[slot]);
-        pending.push_back(shownAt(shown, slot));
+        pending.append(shownAt(shown, slot));
       }
       Order list(count);
       for (std::uint32_t i = 0; i < count; ++i) list[i] = i;
@@ -268,7 +268,7 @@ TEST(SortedGroup, FindsTheSampleThatALinearSearchFinds) {
     PendingSamples pending;
     for (std::size_t i = 0; i < count; ++i) {
       const auto slot = static_cast<std::uint32_t>(random() % timescales.size());
-      pending.push_back(shownAt(i * timescales[slot] / 10 + random() % 8, slot));
+      pending.append(shownAt(i * timescales[slot] / 10 + random() % 8, slot));
     }
     const std::size_t length = count - random() % (count / 4 + 1);
     const Order order = placesInOrder(pending, length, timescales);
@@ -335,8 +335,8 @@ TEST(SortedGroup, SearchesAMillionSamplesAndQuarterOfAMillionCaptions) {
   constexpr std::uint64_t kFrames = 500000;
   for (std::uint64_t i = 0; i < kFrames; ++i) {
     const std::uint32_t offset = i % 3 == 0 ? 3000 : 0;
-    pending.push_back(shownAt(i * 1000, kVideo, offset));
-    pending.push_back(shownAt(i * 1600, kAudio));
+    pending.append(shownAt(i * 1000, kVideo, offset));
+    pending.append(shownAt(i * 1600, kAudio));
   }
   SortedGroup group(pending, pending.size(), timescales, file);
   for (std::uint64_t i = 0; i < kFrames / 2; ++i) {
