@@ -48,6 +48,16 @@ std::vector<std::string> operandsOf(const po::variables_map& values) {
   return values[kOperands].as<std::vector<std::string>>();
 }
 
+std::string fileOf(const po::variables_map& values, const std::string& verb) {
+  const std::vector<std::string> paths = operandsOf(values);
+  if (paths.size() != 1) {
+    throw UsageError("one file is " + verb + ", and " + std::to_string(paths.size()) +
+                     " are named");
+  }
+  if (paths.front().empty()) throw UsageError("the name of the file is empty");
+  return paths.front();
+}
+
 std::string textOf(const po::variables_map& values, const char* name) {
   if (values.count(name) == 0) return {};
   const auto& text = values[name].as<std::string>();

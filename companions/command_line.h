@@ -36,6 +36,10 @@ Action actionOf(const boost::program_options::variables_map& values);
 // The words that are not options, in their order.
 std::vector<std::string> operandsOf(const boost::program_options::variables_map& values);
 
+// The only operand, the name of a file. verb: what is done to it, "read". Throws UsageError for
+// more operands or fewer, and for an empty name.
+std::string fileOf(const boost::program_options::variables_map& values, const std::string& verb);
+
 // The value of an option that has a text; empty without the option. Throws UsageError for an empty
 // text.
 std::string textOf(const boost::program_options::variables_map& values, const char* name);

@@ -42,15 +42,6 @@ po::options_description shownOptions() {
   return options;
 }
 
-std::string takeInput(const po::variables_map& values) {
-  const std::vector<std::string> paths = operandsOf(values);
-  if (paths.size() != 1) {
-    throw UsageError("one file is read, and " + std::to_string(paths.size()) + " are named");
-  }
-  if (paths.front().empty()) throw UsageError("the name of the file is empty");
-  return paths.front();
-}
-
 void takeOutput(const po::variables_map& values, CaptionOptions& options) {
   options.output = textOf(values, "output-file");
   if (options.output == "-") options.output.clear();
@@ -100,7 +91,7 @@ CaptionOptions parseCaptionOptions(Words words) {
   CaptionOptions options;
   options.action = actionOf(values);
   if (options.action != Action::run) return options;
-  options.input = takeInput(values);
+  options.input = fileOf(values, "read");
   takeOutput(values, options);
   takeChannel(values, options);
   options.source = takeSource(values);

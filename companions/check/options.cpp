@@ -27,15 +27,6 @@ po::options_description shownOptions() {
   return options;
 }
 
-std::string takeInput(const po::variables_map& values) {
-  const std::vector<std::string> paths = operandsOf(values);
-  if (paths.size() != 1) {
-    throw UsageError("one file is checked, and " + std::to_string(paths.size()) + " are named");
-  }
-  if (paths.front().empty()) throw UsageError("the name of the file is empty");
-  return paths.front();
-}
-
 check::Severity takeFailOn(const po::variables_map& values) {
   const std::string severity = textOf(values, "fail-on");
   if (severity.empty() || severity == "warning") return check::Severity::warning;
@@ -50,7 +41,7 @@ CheckOptions parseCheckOptions(Words words) {
   CheckOptions options;
   options.action = actionOf(values);
   if (options.action != Action::run) return options;
-  options.input = takeInput(values);
+  options.input = fileOf(values, "checked");
   options.json = values.count("json") > 0;
   options.html = textOf(values, "html");
   options.failOn = takeFailOn(values);
