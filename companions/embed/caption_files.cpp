@@ -12,7 +12,7 @@ namespace quarrypack::companions {
 
 namespace {
 
-// A hundred hours of captions take less.
+// A hundred hours of captions need less.
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 
 std::string readText(const std::string& path) {
@@ -30,7 +30,7 @@ std::string readText(const std::string& path) {
 }
 
 // Whether captions may differ from what the author of the file wanted. Findings about the form of
-// the text are of no interest here.
+// the text are left out here.
 bool matters(const captions::SccFinding& finding) {
   using Kind = captions::SccFindingKind;
   switch (finding.kind) {
