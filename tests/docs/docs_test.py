@@ -359,6 +359,17 @@ class Links(unittest.TestCase):
                     found += 1
         self.assertGreater(found, 10)
 
+    def test_completions_offer_the_rates_of_time_codes(self):
+        rates = re.findall(r'{"([\d.]+)", \d+, Time', (ROOT / "captions/timecode.cpp").read_text())
+        self.assertGreater(len(rates), 5)
+        found = 0
+        for completion in (ROOT / "completion").iterdir():
+            for offered in re.findall(r"23\.976[\d. ]*", completion.read_text()):
+                with self.subTest(completion=completion.name):
+                    self.assertEqual(offered.split(), rates)
+                found += 1
+        self.assertEqual(found, 9, "three programs in three shells")
+
     def test_one_version_everywhere(self):
         version = re.search(r"project\(quarrypack VERSION ([\d.]+)",
                             (ROOT / "CMakeLists.txt").read_text()).group(1)
