@@ -51,7 +51,7 @@ ROWS = {
     "kav/impl/bytes/": ["kav/"],
 }
 
-# What the sources of a folder may include besides that, but not its headers.
+# What the sources of a folder, but not its headers, may include besides that.
 SOURCE_ROWS = {
     "kav/": ["kav/impl/reading/", "kav/impl/writing/", "kav/impl/tree/", "kav/impl/boxes/",
              "kav/impl/model/", "kav/impl/descriptions/", "kav/impl/bytes/"],

@@ -42,7 +42,7 @@ def gstreamer_captions(path, coding="h264"):
         "c.src", "!", "queue", "!", "fakesink", "sync=false", "async=false",
         "c.caption", "!", "queue", "!", "fakesink", "name=captions", "sync=false", "async=false",
         "silent=false", "dump=true")
-    # The sink announces a buffer and dumps it, sixteen bytes to a line.
+    # The sink announces a buffer and dumps it, sixteen bytes per line.
     pattern = re.compile(r"captions: last-message = chain .*? pts: (\d+):(\d+):([\d.]+)"
                          r"|^([0-9a-f]{8}) \(0x[0-9a-f]+\): ((?:[0-9a-f]{2} )+)", re.MULTILINE)
     times, data = [], []
@@ -57,7 +57,7 @@ def gstreamer_captions(path, coding="h264"):
 
 
 def play_in_browser(modules, folder, name):
-    """What headless Chromium tells of a movie, or of an HLS package that hls.js plays in it."""
+    """What headless Chromium reports of a movie, or of an HLS package that hls.js plays in it."""
     if not modules:
         raise NotAsked("only with --browser")
     return json.loads(output_of("node", HERE.parent / "browser" / "play.mjs", modules, folder,
@@ -65,7 +65,7 @@ def play_in_browser(modules, folder, name):
 
 
 def versions(modules):
-    """Which programs judged, as they say it themselves."""
+    """The programs that judged, with their versions as they print them."""
     def of(command, pattern):
         found = re.search(pattern, output_of(*command)) if shutil.which(command[0]) else None
         return found and found.group(1)
@@ -112,7 +112,7 @@ def _markdown(first_column, judges, rows):
 
 
 def main(arguments, doc, inputs, judges, make_case, first_column="input"):
-    """The status of a program that judges inputs, each of which has a name.
+    """Returns the exit status of a program that judges inputs, each of which has a name.
 
     make_case(input, folder, program, modules) prepares one in an empty folder of its own."""
     parser = argparse.ArgumentParser(description=doc,
