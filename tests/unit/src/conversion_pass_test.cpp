@@ -102,7 +102,7 @@ TEST_F(ConversionPassTest, LetsFailuresOut) {
   EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
-TEST_F(ConversionPassTest, LetsOutAMissingInputAndAnOutputThatCannotBe) {
+TEST_F(ConversionPassTest, ReportsAMissingInputAndAnOutputThatCannotBeMade) {
   const CapturedConsole console;
   EXPECT_CODE(fileNotFound, runConversion("tool", {folder.path() / "none.mov", paths.outputPath}));
   writeFile(paths.inputPath, smallMovie().build());
