@@ -49,7 +49,7 @@ captions::FieldPairs readOne(const std::string& path, const captions::SccOptions
                              std::vector<std::string>& findings) {
   captions::SccFile file = captions::readScc(readText(path), options);
   if (!file.isDecodable()) {
-    throw FileError("'" + path + "' holds no captions in the form of SCC");
+    throw FileError("'" + path + "' has no captions in the form of SCC");
   }
   for (const captions::SccFinding& finding : file.findings) {
     if (matters(finding)) findings.push_back("'" + path + "': " + captions::describe(finding));

@@ -126,7 +126,8 @@ TEST_F(Embed, TakesCaptionsFromAFile) {
 
 TEST_F(Embed, RefusesAFileWithoutCaptions) {
   writeFile(folder() / "clip.scc", text("no captions here\n"));
-  expectFailure(run({"--captions", "clip.scc", "clip.mov", "clip.mp4"}), 1, "'clip.scc' holds no");
+  expectFailure(run({"--captions", "clip.scc", "clip.mov", "clip.mp4"}), 1,
+                "'clip.scc' has no captions");
   expectFailure(run({"--captions", "none.scc", "clip.mov", "clip.mp4"}), 1, "'none.scc'");
   EXPECT_FALSE(fs::exists(output()));
 }
