@@ -16,8 +16,8 @@ void judgeCues(const captions::ChannelCues& channel, Findings& findings);
 void judgeDuration(captions::Channel channel, captions::Time start, captions::Time duration,
                    Findings& findings);
 
-// Checks whether viewers can read so many characters, which are on the screen for `duration` from
-// `start`.
+// Checks whether viewers can read this number of characters, which are on the screen from `start`
+// for `duration`.
 void judgeReadingSpeed(captions::Channel channel, captions::Time start, captions::Time duration,
                        std::size_t characters, Findings& findings);
 

@@ -137,7 +137,7 @@ def roll_up(pictures, field=FIELD_1, name="first"):
 
 
 def rolling(rows):
-    """Roll-up captions with so many rows on the screen at a time."""
+    """Roll-up captions with this number of rows on the screen at a time."""
     def script(pictures, field=FIELD_1, name="first"):
         result = Script(pictures, field)
         for number in range(rows + 2):

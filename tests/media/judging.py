@@ -1,7 +1,7 @@
-"""What the tests share that let players judge movies: a table of judges by movies, and the players.
+"""Code of the tests in which players and tools judge movies: a table of judges by movies, and the players.
 
-A judge is a function of a case. It returns what it found, or raises Disagreement, or NotAsked where
-its program is missing. A case is whatever `run` makes of an input; it has a `modules`."""
+A judge is a function of a case. It returns what it found, raises Disagreement, or raises NotAsked if its
+program is missing. A case is the result of `make_case` for an input; it has a member `modules`."""
 import argparse
 import concurrent.futures
 import json
@@ -120,7 +120,7 @@ def main(arguments, doc, inputs, judges, make_case, first_column="input"):
     parser.add_argument("program", type=lambda text: pathlib.Path(text).resolve())
     parser.add_argument("--browser", metavar="MODULES", help="the folder of node_modules")
     parser.add_argument("--table", type=pathlib.Path, help="where to write the table as Markdown")
-    parser.add_argument("--document", type=pathlib.Path, help="must hold this very table")
+    parser.add_argument("--document", type=pathlib.Path, help="must contain exactly this table")
     parser.add_argument("--only", metavar="PATTERN", help="the inputs whose names match")
     parser.add_argument("--keep", type=pathlib.Path, help="a folder for the movies, which stay")
     asked = parser.parse_args(arguments)

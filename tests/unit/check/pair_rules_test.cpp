@@ -160,7 +160,7 @@ TEST(PairRules, FindUnknownCodes) {
 
 constexpr Time kSecond = std::chrono::seconds(1);
 
-// So many pairs in each of ten consecutive pictures.
+// This number of pairs in each of ten consecutive pictures.
 Checked pictures(Time duration, int pairsInEach, bool isDurationKnown = true) {
   sources::CaptionPairs pairs{"pictures", {}, duration * 100, {}};
   for (int picture = 0; picture < 10; ++picture) {
