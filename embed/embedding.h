@@ -23,7 +23,7 @@ namespace quarrypack::embed {
 struct EmbedSettings {
   // The captions; none: those of the film's caption tracks.
   std::optional<std::array<captions::FieldPairs, kFields>> captions = std::nullopt;
-  bool replace = false;  // remove captions that the pictures already have
+  bool replace = false;  // remove captions that the pictures already hold
   bool pad = true;       // see PlanOptions
 };
 
@@ -35,7 +35,7 @@ struct EmbedResult {
   std::size_t lostPairs = 0;                     // that found none
   std::size_t pictures = 0;                      // that the movie shows
   std::size_t captionedPictures = 0;             // that got a unit
-  std::size_t replacedPictures = 0;              // that had captions before
+  std::size_t replacedPictures = 0;              // that held captions before
   // What is unusual about the caption tracks, as sentences without a full stop.
   std::vector<std::string> findings = {};
 };

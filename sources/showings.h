@@ -43,10 +43,9 @@ Showings showPictures(const EditList& edits, std::span<const MediaSpan> pictures
 // pictures, and by a logarithm for each edit.
 Showings showPicturesOnce(const EditList& edits, std::span<const MediaSpan> pictures);
 
-// All showings of samples of captions, which must be sorted by their starts. A sample that begins
-// before the first edit gets a time before it, because its caption may still be on the screen when
-// the edit begins. The last edit has no end: writers take it from the pictures. Throws like
-// showPictures.
+// All showings of samples of captions, which must be sorted by their starts. One that begins before
+// the first edit gets a time before it, because its caption may still be on the screen then. The
+// last edit has no end: writers take it from the pictures. Throws like showPictures.
 std::vector<Showing> showCaptions(const EditList& edits, std::span<const MediaSpan> samples);
 
 }  // namespace quarrypack::sources

@@ -35,7 +35,7 @@ struct SampledPairs {
 class TrackPairs {
  public:
   TrackPairs(FilmFile& film, const FilmTrack& track) {
-    // The count in a damaged file may be any number.
+    // The number in a damaged file may be any.
     constexpr std::uint32_t kMostReserved = 1u << 20;
     const std::uint32_t expected = std::min(track.sampleCount, kMostReserved);
     spans_.reserve(expected);
