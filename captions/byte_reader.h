@@ -6,9 +6,9 @@
 
 namespace quarrypack::captions {
 
-// Takes big-endian numbers and bytes from the front of a record and never reads past its end. The
-// first refusal is final: every later result is zero or empty, and failed() returns true. So a
-// parser checks once, when it has finished.
+// Takes big-endian numbers and bytes from the front of a record and never reads past its end. After
+// the first failure every result is zero or empty, and failed() returns true. So a parser checks
+// once, when it has finished.
 class ByteReader {
  public:
   explicit ByteReader(std::span<const std::uint8_t> bytes) : rest_(bytes) {}

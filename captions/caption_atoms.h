@@ -8,7 +8,7 @@
 
 #include "captions/cea608.h"
 
-// A sample of a caption track is a row of atoms, each with the pairs of one field:
+// A sample of a caption track is a sequence of atoms, each with the pairs of one field:
 //
 //     size (4 bytes, these 8 included) | "cdat" field 1, "cdt2" field 2 | pairs
 namespace quarrypack::captions {
@@ -44,8 +44,8 @@ struct CaptionAtom {
 };
 
 // The atoms of a caption sample, for a range-for. An atom that states a size smaller than its own
-// header ends the row. One that states more bytes than the sample has is cut to the sample. The
-// atoms refer to the sample, which must outlive them.
+// header ends the sequence. One that states more bytes than the sample has is cut off at the end of
+// the sample. The atoms refer to the sample, which must outlive them.
 class CaptionAtoms {
  public:
   explicit CaptionAtoms(std::span<const std::uint8_t> captionSample) : sample_(captionSample) {}

@@ -90,7 +90,7 @@ class ChannelMemory {
 
   void eraseDisplayed() {
     displayed_ = kNone;
-    // What is written from now on needs only the current line.
+    // From here on only the current line is needed.
     lines_.fill(kNone);
   }
 

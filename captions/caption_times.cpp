@@ -17,8 +17,8 @@ Time share(Time duration, std::size_t index, std::size_t count) {
   return Time{static_cast<std::int64_t>(part)};
 }
 
-// Whether a sample has at least 0.95 of the time that its pairs need. Films at 30 frames a second
-// have a thousandth less than they need and mean a frame for each pair.
+// Whether a sample has at least 0.95 of the time that its pairs need. The samples of films at 30
+// frames a second are a thousandth too short, although each frame has its pair.
 bool isLongEnough(const CaptionSpan& sample, std::size_t count) {
   if (sample.isLast && sample.duration == Time{0}) return true;
   return sample.duration / 19 >= kPairTime * static_cast<std::int64_t>(count) / 20;

@@ -5,7 +5,7 @@
 #include "captions/cea608.h"
 #include "captions/time.h"
 
-// When the pairs of caption samples are due. A sample gives one time to a group of pairs; by
+// When the pairs of caption samples are due. A sample has one time for a group of pairs, but by
 // CEA-608 each pair takes a frame of its own.
 namespace quarrypack::captions {
 
@@ -17,9 +17,9 @@ struct CaptionSpan {
 };
 
 // Appends the pairs of one field of a sample. If the sample is about as long as its pairs need, or
-// longer, they follow each other from its start, evenly if they just fill it. A shorter one can
-// only state when its effect is due: its first end-of-caption comes at its start, and the other
-// pairs before and after that. A last sample without a duration is as long as needed.
+// longer, they follow each other from its start, evenly if they just fill it. The start of a
+// shorter sample is the time at which its caption is due: its first end-of-caption comes then, and
+// the other pairs before and after that. A last sample without a duration is as long as needed.
 void appendSamplePairs(FieldPairs& field, std::span<const BytePair> pairs,
                        const CaptionSpan& sample);
 

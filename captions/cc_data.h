@@ -42,8 +42,8 @@ inline constexpr std::size_t kMostTriplets = 31;
 // The size in bytes of caption data with this number of triplets.
 constexpr std::size_t ccDataSize(std::size_t tripletCount) { return 3 * tripletCount + 3; }
 
-// Writes caption data with all triplets and with the stated count, on which readers rely. Both
-// numbers are at most kMostTriplets, and bytes has the size of the data.
+// Writes caption data with all triplets and with the stated count, on which readers rely. Requires
+// that neither number exceeds kMostTriplets, and that bytes has the size of the data.
 void writeCcData(std::span<std::uint8_t> bytes, std::span<const CcTriplet> triplets,
                  std::size_t statedCount);
 
@@ -60,8 +60,8 @@ struct CcData {
   bool whole() const { return triplets.size() == statedCount; }
 };
 
-// Reads caption data, beginning with its flags. Ignores bytes after the stated count, including the
-// marker bits, because writers differ in them. For data that ends early, whole() is false and the
+// Reads caption data, beginning with its flags. Ignores bytes after the stated triplets, including
+// the marker bits, in which writers differ. For data that ends early, whole() is false and the
 // triplets are those that were read.
 CcData parseCcData(std::span<const std::uint8_t> bytes);
 

@@ -72,7 +72,7 @@ struct Style {
 inline constexpr int kRows = 15;     // numbered from 1
 inline constexpr int kColumns = 32;  // numbered from 0
 
-// ---- The meanings of control codes. None of these names its channel.
+// ---- The meanings of control codes, without their channel.
 
 // Preamble address code: the place and the style of the next characters.
 struct Preamble {

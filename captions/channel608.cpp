@@ -5,7 +5,8 @@
 namespace quarrypack::captions {
 namespace {
 
-// What a code that takes a cell leaves there. Underline and italics belong to the words beside it.
+// The cell that a code leaves where it takes one. Underline and italics belong to the words beside
+// it.
 Cell spaceOf(const Style& style) { return {u' ', {style.color, false, false}}; }
 
 }  // namespace
@@ -103,8 +104,8 @@ void Channel608::enter(CaptionMode mode) {
   inText_ = false;
 }
 
-// A roll-up caption that continues keeps its text. One that follows another style begins on an
-// empty screen, at the bottom until a preamble says otherwise.
+// A roll-up caption that continues keeps its text. One that follows another mode begins on an empty
+// screen, at the bottom unless a preamble sets another row.
 void Channel608::enterRollUp(int depth) {
   const bool goesOn = mode_ == CaptionMode::rollUp;
   if (!goesOn) eraseBoth();

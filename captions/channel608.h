@@ -6,8 +6,9 @@
 
 namespace quarrypack::captions {
 
-// One caption channel: its two screens, the cursor and the mode. Its caller passes the meaning of
-// each pair, without repeated codes. It reports to the listener what happens on the visible screen.
+// One caption channel: its two screens, the cursor and the mode. The caller passes the meaning of
+// each pair, without repeated codes. The channel reports to the listener what happens on the
+// visible screen.
 class Channel608 {
  public:
   // The listener must outlive the channel.
@@ -18,7 +19,7 @@ class Channel608 {
   // Removes what is displayed from the screen.
   void finish(Time time);
 
-  // Characters are for the text service, which shows pages beside the picture.
+  // Whether characters are for the text service, which shows pages instead of captions.
   bool isInText() const { return inText_; }
 
  private:

@@ -5,7 +5,7 @@
 namespace quarrypack::captions {
 namespace {
 
-// Sixteen characters a line, so that the last digit of a code is the position in its line.
+// Sixteen characters a line, so the last digit of a code is the position in its line.
 constexpr std::u16string_view kStandard =
     u" !\"#$%&’()á+,-./"
     u"0123456789:;<=>?"

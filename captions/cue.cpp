@@ -24,8 +24,8 @@ bool hasStyle(const CueRun& run, const Style& style) {
   return run.color == style.color && run.italic == style.italic && run.underline == style.underline;
 }
 
-// A blank between two characters shows neither colour nor italics. It is plain if either of them
-// is, so that styled runs hold words without the spaces around them.
+// A blank between two characters shows neither colour nor italics. It is plain if either neighbour
+// is, so styled runs do not include the spaces around their words.
 Style blankStyle(const Style& before, const Style& after) {
   if (before == after) return before;
   if (before == Style{} || after == Style{}) return {};

@@ -9,17 +9,17 @@
 
 namespace quarrypack::captions {
 
-// How the rows of a roll-up caption become cues. In both cases a cue begins with its lowest row,
-// and ends when the next row begins or the screen is erased.
+// How the rows of a roll-up caption become cues. In both cases a cue begins when its lowest row
+// begins, and ends when the next row begins or the screen is erased.
 enum class RollUpCues : std::uint8_t {
-  once,    // only the lowest row, so that every row occurs in one cue
+  once,    // only the lowest row, so every row occurs in one cue
   screen,  // all rows that are on the screen then
 };
 
 // Builds cues from the display changes that decoders report. A pop-on caption is a cue from its
 // display to its end. A paint-on caption is one cue that begins with its first character and has
-// all the text that it holds at its end. A new one begins with the next resume-direct command, or
-// with text that follows a pause of a second.
+// all the text that is on the screen at its end. A new one begins with the next resume-direct
+// command, or with text that follows a pause of a second.
 class CueBuilder final : public DisplayListener {
  public:
   // The limit for the bytes of text in all cues together: fifty hours of constant speech. Only
@@ -30,19 +30,19 @@ class CueBuilder final : public DisplayListener {
 
   void displayChanging(const DisplayChange& change) override;
 
-  // Complete after the decoder has finished.
+  // The cues so far; complete after the decoder has finished.
   const std::vector<Cue>& cues(Channel channel) const { return states_.at(indexOf(channel)).cues; }
 
   // The channels that have cues, in channel order. The builder is left without cues.
   std::vector<ChannelCues> takeCues();
 
-  // There was more text than kMostText, so later cues are missing.
+  // Whether there was more text than kMostText. Later cues are then missing.
   bool isFull() const { return isFull_; }
 
  private:
   struct State {
     std::vector<Cue> cues;
-    std::optional<Time> start;  // when the content of the screen that no cue has yet appeared
+    std::optional<Time> start;  // when the text that is in no cue yet appeared
     CaptionMode mode = CaptionMode::none;
     Time lastWrite{0};
     bool beginsPaintOn = false;

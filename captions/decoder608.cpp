@@ -5,8 +5,8 @@
 namespace quarrypack::captions {
 namespace {
 
-// A copy of a control code follows in the next frame, or later with few pictures a second. After an
-// eighth of a second without any pair it counts as a code of its own.
+// A copy of a control code follows in the next frame, or later if there are few pictures a second.
+// After an eighth of a second without any pair, the same code counts as a new one.
 constexpr Time kCopyReach = Time{Time::period::den / 8};
 
 BytePair withoutParity(BytePair pair) {

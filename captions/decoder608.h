@@ -8,7 +8,7 @@
 
 namespace quarrypack::captions {
 
-// What a decoder has found besides captions.
+// What a decoder has counted besides captions.
 struct DecoderReport {
   std::uint64_t pairs = 0;                 // all, padding included
   std::uint64_t padding = 0;               // 80 80
@@ -23,7 +23,7 @@ struct DecoderReport {
   bool hasExtendedData() const { return extendedDataPairs > 0; }
 };
 
-// What the decoder makes of a pair.
+// How the decoder understood a pair.
 enum class PairKind : std::uint8_t {
   padding,               // 80 80 or 00 00
   characters,            // of captions; ignored before a code names their channel
@@ -32,7 +32,7 @@ enum class PairKind : std::uint8_t {
   repeatedCode,          // the second copy of a control code
   damagedCode,           // a control code whose second byte lacks odd parity
   wrongFieldCommand,     // a command in the form of the other field
-  unknownCode,           // a control code without a meaning
+  unknownCode,           // a control code that is not defined
   extendedData,          // XDS in field 2
   extendedDataInField1,  // a first byte 01 to 0F in field 1, where it means nothing
 };
@@ -52,7 +52,7 @@ class PairListener {
 };
 
 // Decodes the captions of both fields, CC1 to CC4, at once. Skips extended data (XDS) and the text
-// service. Takes a fixed amount of memory.
+// service. Uses a fixed amount of memory.
 //
 // Call decode() once for each pair of a field, in presentation order; pairs of different fields may
 // come in any order. After the last pair call finish().

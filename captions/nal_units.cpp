@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint8_t kEscape = 0x03;
 
-// Finds the bytes to escape, by looking at each byte in turn.
+// Finds the bytes to escape, one byte after the other.
 class EscapeRule {
  public:
   EscapeRule(std::uint8_t lastEscaped, unsigned zerosAfterEscapedZero)

@@ -73,7 +73,7 @@ inline constexpr std::array<std::uint32_t, 4> kHevcLeading{0, 1, 129, 130};
 }  // namespace detail
 
 // Parameter sets 7 and 8, their extension 13, access unit delimiter 9. A prefix unit (14) and a
-// slice of an extension (20) belong to the slices 1 to 5. The buffering period is the first of all
+// slice of an extension (20) belong to the slices 1 to 5. The buffering period precedes all other
 // messages.
 inline constexpr NalRules kH264Rules{.headerSize = 1,
                                      .typeShift = 0,
@@ -103,7 +103,7 @@ struct NalUnit {
   bool whole() const { return bytes.size() == size; }
 };
 
-// Walks the NAL units of a sample. Only the first bytes of the sample need to be in memory: the
+// Walks the NAL units of a sample. Only the first bytes of the sample must be in memory: the
 // beginning of a unit identifies it, and the large units come last.
 class NalWalk {
  public:
@@ -112,7 +112,7 @@ class NalWalk {
   NalWalk(std::span<const std::uint8_t> head, std::uint64_t sampleSize, std::uint8_t lengthSize)
       : head_(head), sampleSize_(sampleSize), lengthSize_(lengthSize) {}
 
-  // For a sample that is in memory completely.
+  // For a sample that is completely in memory.
   NalWalk(std::span<const std::uint8_t> sample, std::uint8_t lengthSize)
       : NalWalk(sample, sample.size(), lengthSize) {}
 
@@ -139,12 +139,14 @@ class NalWalk {
   Stop stop_ = Stop::none;
 };
 
-// Inserts the length of the buffer before it. Bits that do not fit into lengthSize bytes are lost.
+// Inserts the length of the buffer at its beginning, big-endian. Bits that do not fit into
+// lengthSize bytes are lost.
 void prependNalLength(std::vector<std::uint8_t>& buffer, std::uint8_t lengthSize);
 
 // Escapes bytes 0, 1 and 2 after two zeros, in the form in which caption units have always been
 // written: a byte 3 there is not escaped, and an escaped zero does not count towards the next two.
-// Both are wrong for general content. Use it only where two zeros and a byte below 4 never meet.
+// Both are wrong for general content. Use it only for content without two zeros before a byte below
+// 4.
 void applyEmulationPrevention(std::vector<std::uint8_t>& buffer);
 
 // Escapes any content so that a reader can restore it and finds no start code in it.

@@ -75,8 +75,8 @@ std::size_t captionUnitSize(const CaptionUnitForm& form, std::size_t tripletCoun
   return form.nalLengthSize + nalUnitSize(form, captionPayloadSize(tripletCount));
 }
 
-// Nothing in the unit needs escaping: its head has one zero, a triplet at most two in a row, and
-// each triplet begins with a large byte. The size is known and fits into one byte.
+// Nothing in the unit needs escaping: its head has one zero, a triplet has at most two in a row,
+// and each triplet begins with a large byte. The size is known and fits into one byte.
 void writeCaptionUnit(std::span<std::uint8_t> unit, const CaptionUnitForm& form,
                       std::span<const CcTriplet> triplets, std::size_t statedCount) {
   const std::size_t payloadSize = captionPayloadSize(triplets.size());
@@ -134,7 +134,8 @@ std::optional<std::uint64_t> firstPayloadType(std::span<const std::uint8_t> unit
                                               const NalRules& rules) {
   ByteReader reader(unit);
   reader.take(rules.headerSize);
-  // No emulation prevention occurs in what is read: a type has at most one zero, its last byte.
+  // The bytes that are read contain no emulation prevention: a type has at most one zero, its last
+  // byte.
   const std::uint64_t type = takeNumber(reader);
   if (reader.failed()) return std::nullopt;
   return type;

@@ -29,7 +29,7 @@ struct CaptionUnitForm {
 // The size in bytes of an SEI unit with one message of captions, length field included.
 std::size_t captionUnitSize(const CaptionUnitForm& form, std::size_t tripletCount);
 
-// No unit of captions is larger, in any form.
+// The size in bytes of the largest unit of captions, in any form.
 inline constexpr std::size_t kLargestCaptionUnit = 128;
 
 // Writes such a unit into bytes of that size. Readers rely on statedCount. It and the number of
@@ -37,7 +37,7 @@ inline constexpr std::size_t kLargestCaptionUnit = 128;
 void writeCaptionUnit(std::span<std::uint8_t> unit, const CaptionUnitForm& form,
                       std::span<const CcTriplet> triplets, std::size_t statedCount);
 
-// Replaces the content of unit by what writeCaptionUnit writes; the buffer's memory is reused.
+// Replaces the content of the buffer with what writeCaptionUnit writes; its memory is reused.
 void buildCaptionUnit(std::vector<std::uint8_t>& unit, const CaptionUnitForm& form,
                       std::span<const CcTriplet> triplets, std::size_t statedCount);
 
@@ -67,8 +67,8 @@ struct SeiUnit {
   // The unit without emulation prevention, its header included.
   std::vector<std::uint8_t> content;
   std::vector<SeiMessage> messages;
-  // Whether the messages fill the unit. If false, the unit ends early or holds something other than
-  // messages.
+  // Whether the messages fill the unit. If false, the unit ends early or contains something other
+  // than messages.
   bool whole = false;
 
   std::span<const std::uint8_t> payload(const SeiMessage& message) const {
@@ -90,8 +90,8 @@ bool holdsCaptions(const SeiUnit& unit, const SeiMessage& message);
 // The caption data of a message; nothing for any other message.
 std::optional<CcData> captionData(const SeiUnit& unit, const SeiMessage& message);
 
-// Whether a unit holds nothing but captions, so that it can be removed as a whole. False for a unit
-// that is not whole, which may hold anything.
+// Whether a unit contains only captions, so that it can be removed as a whole. False for a unit
+// that is not whole, which may contain anything.
 bool holdsOnlyCaptions(const SeiUnit& unit);
 
 // The unit without its messages of captions, escaped again and without a length field. All other
@@ -101,8 +101,8 @@ std::vector<std::uint8_t> withoutCaptions(const SeiUnit& unit, const NalRules& r
 // ---- The place of captions in a picture.
 
 // Where an SEI unit of captions is inserted in a sample: after the units that open an access unit
-// and after SEI units that begin with a leading message, before all other units. In a sample of
-// only such units it is the end of the sample.
+// and after SEI units that begin with a leading message, before all other units. In a sample that
+// has only such units, the place is its end.
 struct CaptionPlace {
   // known, or why the walk over the units ended early.
   enum class State { known, needsBytes, damaged };

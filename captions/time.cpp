@@ -27,8 +27,8 @@ Time timeOfUnits(std::int64_t units, std::uint32_t unitsPerSecond) {
   constexpr std::int64_t kMost = kLatestTime.count() / kTicksPerSecond;
   if (seconds >= kMost) return kLatestTime;
   if (seconds <= -kMost) return -kLatestTime;
-  // The rest is below 2^32 and a second below 2^30, so that the product fits. The units of the
-  // seconds themselves need not fit.
+  // The rest is below 2^32 and a second is below 2^30 ticks, so the product fits. The product of
+  // all units might not.
   const std::int64_t rest = (units % scale + scale) % scale;
   return Time{seconds * kTicksPerSecond + (rest * kTicksPerSecond + scale / 2) / scale};
 }

@@ -8,7 +8,7 @@
 
 namespace quarrypack::captions {
 
-// A presentation time or a duration. One tick is 1/705,600,000 s: the frames and fields of all film
+// A presentation time or a duration. One tick is 1/705,600,000 s. The frames and fields of all film
 // and television rates, and the samples of the usual sound rates, last whole numbers of ticks.
 using Time = std::chrono::duration<std::int64_t, std::ratio<1, 705'600'000>>;
 

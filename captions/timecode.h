@@ -13,7 +13,7 @@ namespace quarrypack::captions {
 // A rate at which time codes count frames.
 struct FrameRate {
   std::string_view name;  // as users type it: "29.97"
-  int framesPerSecond;    // what a time code counts to: 30 at 29.97
+  int framesPerSecond;    // frame numbers in a second of time code: 30 at 29.97
   Time frameTime;         // how long a frame really lasts
   int droppedPerMinute;   // frame numbers that drop-frame codes leave out; 0 for none
 };

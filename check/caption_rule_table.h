@@ -5,7 +5,7 @@
 #include "check/finding.h"
 
 // The rules for captions. doc/checks.md describes each of them under its id, with its threshold and
-// its source; a test compares the two.
+// its source. A test compares the two lists.
 namespace quarrypack::check {
 
 // ---- The byte pairs
@@ -20,7 +20,7 @@ inline constexpr Rule kParityError{
     "parity-error", Severity::error,
     "A byte lacks odd parity, so decoders take it for damaged: a solid block replaces the "
     "character, or a control code is lost.",
-    "Deliver the captions again from their source, because the damaged bytes cannot be told."};
+    "Deliver the captions again from their source, because the damaged bytes cannot be restored."};
 
 inline constexpr Rule kPaddingWithoutParity{
     "padding-without-parity", Severity::info,
@@ -54,7 +54,7 @@ inline constexpr Rule kWrongFieldCode{
 
 inline constexpr Rule kUnknownCode{
     "unknown-code", Severity::warning,
-    "A control code has no meaning. Decoders ignore it, so what it should do does not happen.",
+    "A control code is undefined. Decoders ignore it, so its intended effect is missing.",
     "Look at the caption at this time in the program that made it."};
 
 inline constexpr Rule kTooManyPairs{
@@ -66,12 +66,12 @@ inline constexpr Rule kTooManyPairs{
 
 inline constexpr Rule kPairBeforeFirstPicture{
     "pair-before-first-picture", Severity::warning,
-    "Captions come before the first picture, which has no place for them: they are lost.",
+    "Captions come before the first picture. No picture can carry them, so they are lost.",
     "Move the captions to the start of the pictures, or give the pictures an earlier start."};
 
 inline constexpr Rule kPairAfterLastPicture{
     "pair-after-last-picture", Severity::warning,
-    "Captions come after the last picture, which is the last place for them: they are lost.",
+    "Captions come after the last picture. No picture can carry them, so they are lost.",
     "Shift the captions if all of them are late; otherwise shorten them to the pictures."};
 
 inline constexpr Rule kExtendedData{
@@ -91,7 +91,8 @@ inline constexpr Rule kExtendedDataChecksum{
 
 inline constexpr Rule kTextService{
     "text-service", Severity::info,
-    "There is text for the text service, pages beside the captions. Most players do not show it.",
+    "There is text for the text service, which shows pages instead of captions. Most players do "
+    "not show it.",
     "Make sure that it is intended."};
 
 // ---- The captions on the screen

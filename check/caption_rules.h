@@ -15,9 +15,9 @@ struct CheckedCaptions {
   Coverage coverage;
 };
 
-// Decodes the captions of a film and applies all rules for captions, whose list is in
-// check/caption_rule_table.h. Adds what it finds to the findings; the detail of a finding names its
-// field or its channel. Throws sources::SourceError if there is more text than any film has.
+// Decodes the captions of a film, applies all rules of check/caption_rule_table.h, and adds what it
+// finds to the findings. The detail of a finding names its field or its channel. Throws
+// sources::SourceError if there is more text than any film has.
 CheckedCaptions checkCaptions(const sources::CaptionPairs& pairs, const PictureFacts& pictures,
                               Findings& findings);
 

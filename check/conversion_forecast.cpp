@@ -111,7 +111,8 @@ class Forecaster {
     noteMany(kNegativeOffsets, video.negativeOffsets(), name);
   }
 
-  // The duration of a last sample is lost. Half a second at the end of a film does not show.
+  // The duration of a last sample is lost. Viewers do not notice half a second at the end of a
+  // film.
   void noteLastSample(const RehearsedTrack& track) {
     constexpr Time kLongest{captions::Time::period::den / 2};
     const kav::Track& read = track.track();

@@ -66,7 +66,7 @@ inline constexpr Rule kCaptionsInsideAlready{
 
 inline constexpr Rule kPicturesUnreadable{
     "pictures-unreadable", Severity::warning,
-    "The pictures cannot be read, so that it is not known whether they have captions already.",
+    "The pictures cannot be read, so it is not known whether they have captions already.",
     "Repair the movie, or export it again."};
 
 // ---- Pictures

@@ -7,7 +7,7 @@
 
 namespace quarrypack::check {
 
-// How much of a film has captions of any channel.
+// Returns how much of a film has captions of any channel on the screen.
 Coverage coverageOf(const std::vector<captions::ChannelCues>& channels, Stretch film);
 
 }  // namespace quarrypack::check

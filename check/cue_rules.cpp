@@ -48,7 +48,7 @@ void judgeRows(Channel channel, const Cue& cue, Findings& findings) {
 }
 
 // Follows the rows of captions that do not roll up through consecutive cues. Painted captions grow
-// or change row by row, so that a row stays longer than the cue in which it appears.
+// or change row by row, so a row stays longer than the cue in which it appears.
 class Pages {
  public:
   Pages(Channel channel, Findings& findings) : channel_(channel), findings_(findings) {}
@@ -62,7 +62,7 @@ class Pages {
     end_ = cue.end;
   }
 
-  // Nothing of the latest cue stays.
+  // No row of the latest cue stays.
   void clear() {
     leave({});
     begin(end_);
@@ -112,7 +112,7 @@ class Pages {
     characters_ = 0;
   }
 
-  // What stays was counted before, except for the text by which it has grown.
+  // Rows that stay were counted before, except for the text by which they have grown.
   void appear(const Cue& cue, std::vector<Row> staying) {
     for (const Row& row : rows_) {
       if (contains(staying, row.text->row)) characters_ -= readCharacters(*row.text);

@@ -8,18 +8,21 @@
 // Whether captions can be read: how long they are on the screen, and how much text they have.
 namespace quarrypack::check {
 
-// Judges the cues of a channel, in which each row of a roll-up caption is a cue of its own.
+// Applies the rules to the cues of a channel, in which each row of a roll-up caption is a cue of
+// its own.
 void judgeCues(const captions::ChannelCues& channel, Findings& findings);
 
-// Text that appears at `start` and disappears after `duration`.
+// Checks the time on the screen of text that appears at `start` and disappears after `duration`.
 void judgeDuration(captions::Channel channel, captions::Time start, captions::Time duration,
                    Findings& findings);
 
-// So many characters, read between `start` and the end of `duration`.
+// Checks whether viewers can read this number of characters, which are on the screen from `start`
+// for `duration`.
 void judgeReadingSpeed(captions::Channel channel, captions::Time start, captions::Time duration,
                        std::size_t characters, Findings& findings);
 
-// The characters of a row, in which consecutive spaces count once: wide gaps divide speakers.
+// The number of characters in a row. Consecutive spaces count once, because wide gaps separate
+// speakers.
 std::size_t readCharacters(const captions::CueRow& row);
 
 }  // namespace quarrypack::check

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint8_t kEnd = 0x0F;
 
-// Odd codes begin a packet, each a class of its own; the next even code resumes that class.
+// Each odd code begins a packet of a class of its own; the next even code resumes that class.
 constexpr bool begins(std::uint8_t code) { return code % 2 == 1; }
 
 }  // namespace

@@ -10,16 +10,16 @@
 
 namespace quarrypack::check {
 
-// Judges the packets of extended data (XDS) in field 2. A packet may be interrupted by captions and
-// by other packets, and go on later. Its checksum covers what begins, fills and ends it, but not
-// what resumes it.
+// Checks the packets of extended data (XDS) in field 2. A packet may be interrupted by captions and
+// by other packets, and continue later. Its checksum covers the pairs that begin, fill and end it,
+// but not those that resume it.
 class ExtendedDataRules {
  public:
   explicit ExtendedDataRules(Findings& findings) : findings_(findings) {}
 
-  // Takes all pairs of field 2.
+  // Call it for all pairs of field 2, in order.
   void judge(const captions::DecodedPair& pair);
-  // After the last pair.
+  // Call it after the last pair.
   void finish();
 
  private:

@@ -13,7 +13,7 @@ struct FilmPictures {
 };
 
 // The pictures that captions are for: those of the picture track, or else of the first video track.
-// Takes a fixed amount of memory. Throws what walking the track throws.
+// Uses a fixed amount of memory. Throws what walking the track throws.
 FilmPictures picturesOf(sources::FilmFile& film);
 
 }  // namespace quarrypack::check

@@ -33,8 +33,8 @@ using Types = std::span<const FourCc>;
 
 constexpr std::array kPadding{fourCc("free"), fourCc("skip"), fourCc("wide")};
 
-// What a conversion writes, or notes in a finding of its own. The second handler of a QuickTime
-// track only says where its media is.
+// The boxes that a conversion writes, and those with a finding of their own. The second handler of
+// a QuickTime track only states where its media is.
 constexpr std::array kOfTrack{fourCc("tkhd"), fourCc("edts"), fourCc("mdia"),
                               fourCc("tref"), fourCc("udta"), fourCc("meta")};
 constexpr std::array kOfMedia{fourCc("mdhd"), fourCc("hdlr"), fourCc("minf")};
@@ -49,7 +49,7 @@ bool contains(Types types, FourCc type) {
   return std::find(types.begin(), types.end(), type) != types.end();
 }
 
-// A list of texts with commas, each once.
+// A list of texts, each once, joined by commas.
 class TextList {
  public:
   void add(const std::string& text) {
@@ -239,7 +239,7 @@ class Traits {
     }
   }
 
-  // A hint track keeps its references, and those to the captions go with them.
+  // A hint track keeps its references. References to captions are lost with their track.
   void noteReferences(const BoxPlace& tref, const kav::Track& track) {
     if (track.handlerType == fourCc("hint")) return;
     TextList types;
@@ -256,7 +256,7 @@ class Traits {
     }
   }
 
-  // Of the track that captions are meant for.
+  // For the track that captions are meant for.
   void notePictures() {
     const std::vector<sources::FilmTrack>& tracks = film_.tracks();
     const auto video = std::find_if(

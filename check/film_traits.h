@@ -5,8 +5,8 @@
 
 namespace quarrypack::check {
 
-// Notes what the tables of a movie say that a conversion does not keep or cannot use. Reads no
-// samples. Throws what reading the movie throws.
+// Notes what a conversion would not keep of a movie, or could not use, as far as its boxes show
+// that. Reads no samples. Throws what reading the movie throws.
 void noteTraits(sources::FilmFile& film, Findings& findings);
 
 }  // namespace quarrypack::check

@@ -9,12 +9,12 @@
 
 #include "captions/time.h"
 
-// What a check of a film finds, before anything is printed.
+// The findings of a check of a film, before anything is printed.
 namespace quarrypack::check {
 
 enum class Severity : std::uint8_t { info, warning, error };
 
-// As reports write it: "info", "warning", "error".
+// The name as reports write it: "info", "warning", "error".
 std::string_view severityName(Severity severity);
 
 // Something that a check looks for. The texts are for people: one or two sentences without a line

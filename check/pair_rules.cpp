@@ -16,12 +16,12 @@ using captions::Time;
 
 namespace {
 
-// The time of a pair. Films of exactly 30 pictures a second carry a pair in each of them, a
-// thousandth more than television does.
+// The time that each pair takes. Films of exactly 30 pictures a second carry a pair in each
+// picture, which is a thousandth more than the rate of television.
 constexpr Time kSlot{Time::period::den / 30};
 
-// A picture that lasts longer than a slot now and then carries one pair more than others. Half a
-// slot is for times that a coarse timescale rounds.
+// Where pictures last longer than a slot, some carry one pair more than others. Half a slot allows
+// for times that a coarse timescale rounds.
 Time slackOf(Time picture) {
   const Time most = std::chrono::seconds(1);
   const auto pairs = (std::clamp(picture, Time{0}, most) + kSlot * 9 / 10) / kSlot;
@@ -37,7 +37,7 @@ bool isSame(const DecodedPair& a, const DecodedPair& b) {
   return withoutParity(a.bytes) == withoutParity(b.bytes);
 }
 
-// Bit 7 is parity and nothing else, so a field in which it is never set has none.
+// Bit 7 carries only parity, so a field in which it is never set has no parity.
 const Rule& parityRuleOf(const FieldPairs& field) {
   const bool hasParity = std::any_of(field.begin(), field.end(), [](const auto& pair) {
     return !pair.bytes.isPadding() && ((pair.bytes.first | pair.bytes.second) & 0x80) != 0;
@@ -130,8 +130,8 @@ void PairRules::judgeMeaning(const DecodedPair& pair) {
   if (isCharacters(pair) && endsWithControl) note(kSplitControlCode, pair);
 }
 
-// Pairs take the next free frame, one each. One that would have to wait is too many and takes none,
-// so that it does not make others late.
+// Each pair takes the next free frame. A pair that would have to wait too long is noted and takes
+// none, so it does not delay others.
 void PairRules::judgeRate(const DecodedPair& pair) {
   FieldState& state = stateOf(pair.field);
   if (state.free - pair.time > slack_) return note(kTooManyPairs, pair);

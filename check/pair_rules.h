@@ -12,7 +12,7 @@
 
 namespace quarrypack::check {
 
-// Judges the byte pairs of a film as a decoder reads them. Give it to the decoder of the film, and
+// Applies the rules for byte pairs as a decoder reads them. Pass it to the decoder of the film, and
 // call finish() after the last pair.
 class PairRules final : public captions::PairListener {
  public:

@@ -7,7 +7,7 @@
 
 namespace quarrypack::check {
 
-// What the rules for captions need to know of the pictures.
+// The facts about the pictures that the rules for captions need.
 struct PictureFacts {
   // From the first picture to the end of the last one; none for a caption file, which has no
   // pictures.

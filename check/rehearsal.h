@@ -17,7 +17,7 @@
 
 namespace quarrypack::check {
 
-// The samples that a conversion writes into one track.
+// The samples that a conversion would write into one track.
 class RehearsedTrack {
  public:
   RehearsedTrack(const norvik::kav::Movie& movie, const norvik::kav::Track& track);
@@ -30,13 +30,14 @@ class RehearsedTrack {
   std::uint64_t samplesBeforeSync() const { return samplesBeforeSync_; }
   std::uint64_t negativeOffsets() const { return negativeOffsets_; }
 
-  // How long the track shows nothing at the beginning of the movie; none if it begins at once.
+  // How long the track shows nothing at the beginning of the movie; none if it shows something at
+  // once.
   std::optional<captions::Time> firstGap() const;
 
   // How many samples are shown after the end of the written edit list.
   std::uint64_t samplesAfterEnd() const;
 
-  // Whether more edits are needed than an edit list can be written with.
+  // Whether the track needs more edits than an edit list is written with.
   bool hasTooManyEdits() const;
 
   // How long the last sample lasts in the output.
@@ -74,14 +75,14 @@ class RehearsedTrack {
   std::size_t lateLimit_ = kSmallestLate;
 };
 
-// A conversion that is only tried, and what it would do to captions and samples.
+// A dry run of a conversion, and what it would do to captions and samples.
 class Rehearsal final : public PassOutput, public ConversionListener {
  public:
   // The movie must outlive the rehearsal.
   explicit Rehearsal(norvik::kav::Movie& movie);
 
-  // Runs the pass. Throws what the conversion would throw, except for its output file. Returns
-  // false if the movie has no caption track or no video.
+  // Runs the pass. Throws what the conversion would throw, except failures of its output file.
+  // Returns false if the movie has no caption track or no video.
   bool run();
 
   std::span<const RehearsedTrack> tracks() const { return tracks_; }
@@ -129,7 +130,7 @@ class Rehearsal final : public PassOutput, public ConversionListener {
   void captionDropped(const CaptionSample& caption) override;
 
  private:
-  // How many units with text or commands a caption gives, by field.
+  // How many units with text or commands a caption becomes, by field.
   using Units = std::array<std::uint32_t, 2>;
 
   struct Attached {
@@ -149,7 +150,7 @@ class Rehearsal final : public PassOutput, public ConversionListener {
   std::vector<Occasions> hits_;
   std::vector<Attached> attached_;  // in the current group
   captions::Time attaching_{0};     // the latest caption
-  captions::Time captionShift_{0};  // how much later than in the input captions are due
+  captions::Time captionShift_{0};  // how much later captions are due than in the input
   CaptionEvents events_;
 };
 

@@ -24,8 +24,7 @@ struct Coverage {
   double share = 0;                    // 0 to 1, of the duration of the film
 };
 
-// The samples of a track that captions would be put into although it does not carry them. A
-// conversion damages them.
+// The samples of a track into which a conversion would put captions by mistake, which damages them.
 struct HitSamples {
   std::uint32_t trackId = 0;
   std::string kind;  // "sound", "time code", or a handler in quotes
@@ -33,7 +32,7 @@ struct HitSamples {
   std::vector<captions::Time> times;  // of the first Finding::kMostPlaces samples
 };
 
-// Everything that a check of a film has to say. Writers of reports take it as it is.
+// The result of a check of a film. The writers of reports only format it.
 struct CheckReport {
   std::string file;            // as given on the command line
   std::string source;          // of the captions: "track", "pictures", "scc"; empty for none

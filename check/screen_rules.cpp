@@ -14,7 +14,7 @@ using captions::Time;
 void ScreenRules::displayChanging(const DisplayChange& change) {
   builder_.displayChanging(change);
   State& state = states_.at(indexOf(change.channel));
-  // A smaller depth is seen only after the change that brought it.
+  // A smaller depth shows only after the change that set it.
   leave(state, change.channel, state.latest, change.depth);
   state.latest = change.time;
   switch (change.event) {

@@ -10,9 +10,9 @@
 
 namespace quarrypack::check {
 
-// Judges what the cues of a film do not tell: text that is lost, that is on the screen for no time
-// or to the end of the film, and how long the rows of roll-up captions stay. Passes all changes of
-// the display on to the builder of the cues.
+// Applies the rules for what the cues of a film do not show: text that is lost, shown for no time,
+// or left on the screen at the end of the film, and how long the rows of roll-up captions stay.
+// Passes all changes of the display on to the builder of the cues.
 class ScreenRules final : public captions::DisplayListener {
  public:
   // The builder and the findings must outlive the rules.
@@ -23,7 +23,7 @@ class ScreenRules final : public captions::DisplayListener {
   void rowOverflowing(captions::Channel channel, captions::Time time) override;
   void loadDiscarded(captions::Channel channel, captions::Time time) override;
 
-  // What is erased from now on was never erased by a code. Call it before the decoder finishes.
+  // Call it before the decoder finishes: no code has erased the text that is on the screen now.
   void filmEnds() { filmEnded_ = true; }
 
  private:

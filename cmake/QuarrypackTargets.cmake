@@ -48,7 +48,7 @@ if(QUARRYPACK_HARDEN)
     -Wl,-z,relro,-z,now $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie>)
 endif()
 
-# quarrypack_add_library(NAME SOURCES a.cpp b.cpp [LINK other ...]): one room as a static library,
+# quarrypack_add_library(NAME SOURCES a.cpp b.cpp [LINK other ...]): one folder as a static library,
 # with the alias quarrypack::NAME.
 function(quarrypack_add_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})

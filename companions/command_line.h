@@ -25,7 +25,7 @@ enum class Action { run, showHelp, showVersion };
 // Adds the options "help" and "version".
 void addCommonOptions(boost::program_options::options_description& options);
 
-// Reads the words after the name of the program. Options must be written in full: an abbreviation
+// Parses the words after the name of the program. Options must be written in full: an abbreviation
 // that is unique today might be ambiguous tomorrow. Throws UsageError.
 boost::program_options::variables_map readCommandLine(
     Words words, const boost::program_options::options_description& options);
@@ -36,16 +36,16 @@ Action actionOf(const boost::program_options::variables_map& values);
 // The words that are not options, in their order.
 std::vector<std::string> operandsOf(const boost::program_options::variables_map& values);
 
-// The only operand, the name of a file. verb: what is done to it, "read". Throws UsageError for
-// more operands or fewer, and for an empty name.
+// Returns the only operand, the name of a file. verb is for the message: what is done to the file,
+// "read". Throws UsageError for more operands or fewer, and for an empty name.
 std::string fileOf(const boost::program_options::variables_map& values, const std::string& verb);
 
-// The value of an option that has a text; empty without the option. Throws UsageError for an empty
-// text.
+// Returns the value of an option whose value is a text; empty without the option. Throws UsageError
+// for an empty value.
 std::string textOf(const boost::program_options::variables_map& values, const char* name);
 
-// Throws UsageError for a value that an option does not have. choices: those that it has, "a, b or
-// c".
+// Throws UsageError for a value that an option does not accept. choices lists those that it
+// accepts, "a, b or c".
 [[noreturn]] void failOnValue(const char* option, const std::string& value,
                               const std::string& choices);
 

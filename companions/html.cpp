@@ -15,7 +15,7 @@ bool isContinuation(std::string_view text, std::size_t at, unsigned low, unsigne
 }
 
 // The length of the UTF-8 character at the beginning of a text that is not empty; 0 if there is
-// none. Overlong forms, surrogates and code points over U+10FFFF are none.
+// none. Overlong forms, surrogates and code points over U+10FFFF are not characters.
 std::size_t characterLength(std::string_view text) {
   constexpr unsigned kLow = 0x80;
   constexpr unsigned kHigh = 0xBF;
@@ -32,8 +32,8 @@ std::size_t characterLength(std::string_view text) {
   return length;
 }
 
-// Controls that a page must not hold, and those that write text backwards: they let the name of a
-// file look like another one.
+// Control characters that a page must not contain, and those that reverse text: they can make the
+// name of a file look like another one.
 bool isUnwanted(std::string_view character) {
   constexpr char kDelete = 0x7F;
   constexpr std::string_view kFirstPrintable = " ";

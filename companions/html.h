@@ -11,8 +11,8 @@
 namespace quarrypack::companions {
 
 // Text as the content of an element or the value of a quoted attribute. U+FFFD replaces each byte
-// that is not UTF-8, each control character but the line feed, and those that change the direction
-// of text.
+// that is not UTF-8, each control character but the line feed, and each character that changes the
+// direction of text.
 std::string htmlText(std::string_view text);
 
 // An attribute; its value is escaped when it is written. Both texts must live until then.
@@ -23,7 +23,7 @@ struct HtmlAttribute {
 using HtmlAttributes = std::initializer_list<HtmlAttribute>;
 
 // Writes HTML straight to a stream, which must outlive it. All text is escaped and every element
-// gets its end tag, so nothing that a page shows can break the page:
+// gets its end tag, so no content can break the page:
 //
 //     const auto list = html.element("ul", {{"class", "files"}});
 //     html.leaf("li", file);
@@ -48,7 +48,7 @@ class Html {
 
   // Begins an element. The name must live as long as the element.
   [[nodiscard]] Element element(std::string_view name, HtmlAttributes attributes = {});
-  // A whole element that holds only text.
+  // A complete element that contains only text.
   void leaf(std::string_view name, std::string_view text, HtmlAttributes attributes = {});
   // An element without content, such as a line break or a shape.
   void empty(std::string_view name, HtmlAttributes attributes = {});
@@ -86,9 +86,9 @@ class HtmlTable {
   Html::Element body_;
 };
 
-// Writes a complete page. It loads nothing from elsewhere and runs no script, and tells browsers to
-// allow neither. It is legible on paper, on narrow screens, in light and in dark. The style sheet
-// is added to the common one and must not contain "</style".
+// Writes a complete page. It loads nothing from elsewhere, runs no script, and forbids browsers
+// both. It is legible on paper and on narrow screens, in light and dark colour schemes. The style
+// sheet is added to the common one and must not contain "</style".
 void writeHtmlPage(std::ostream& out, std::string_view title, std::string_view style,
                    const std::function<void(Html&)>& body);
 

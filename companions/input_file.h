@@ -7,8 +7,8 @@
 
 namespace quarrypack::companions {
 
-// Opens a file and passes its stream on. Whatever goes wrong with the file, there or here, is
-// thrown as sources::SourceError that names it.
+// Opens a file and passes its stream to read. Throws sources::SourceError, which names the file,
+// for any failure of opening or reading it.
 void readInputFile(const std::string& path,
                    const std::function<void(const norvik::kav::IStreamPtr& stream)>& read);
 

@@ -39,8 +39,8 @@ int uninterrupted(Call call) {
 
 bool isMissing(int error) { return error == ENOENT || error == ENOTDIR; }
 
-// Nothing for a file that does not exist. One that cannot be examined is not taken for missing: it
-// may be the input.
+// Nothing for a file that does not exist. A file that cannot be examined does not count as missing,
+// because it may be the input.
 std::optional<struct stat> statusOf(const std::string& path) {
   struct stat status {};
   if (uninterrupted([&] { return stat(path.c_str(), &status); }) == 0) return status;
@@ -168,7 +168,7 @@ void OutputFile::giveSignalsBack() {
 }
 
 void OutputFile::writtenUpTo(std::uint64_t position) {
-  // Long runs, which the disk takes best.
+  // Long runs, which a disk writes fastest.
   constexpr std::uint64_t kRun = std::uint64_t{8} << 20;
   if (position < handedOver_ + kRun) return;
 #ifdef __linux__
@@ -206,7 +206,7 @@ OutputFile::~OutputFile() {
 
 namespace {
 
-// Hands the text of a stream to a descriptor. A failure leaves the stream as a FileError.
+// Writes the text of a stream to a descriptor. Throws FileError through the stream.
 class DescriptorBuffer final : public std::streambuf {
  public:
   DescriptorBuffer(int descriptor, std::string name)
@@ -242,7 +242,7 @@ class DescriptorBuffer final : public std::streambuf {
 void writeText(int descriptor, const std::string& name, const WriteText& write) {
   DescriptorBuffer buffer(descriptor, name);
   std::ostream out(&buffer);
-  // Lets what the buffer throws pass.
+  // Lets the stream pass on what its buffer throws.
   out.exceptions(std::ios::badbit);
   try {
     write(out);

@@ -15,7 +15,7 @@ class FileError : public std::runtime_error {
   explicit FileError(const std::string& text) : std::runtime_error(text) {}
 };
 
-// Whether two paths refer to the same file, by whatever names; false if one refers to none. Throws
+// Whether two paths refer to the same file; false if one of them refers to no file. Throws
 // FileError for a file that cannot be examined.
 bool areSameFile(const std::string& first, const std::string& second);
 
@@ -25,15 +25,15 @@ bool areSameFile(const std::string& first, const std::string& second);
 //     write(file.temporaryPath());
 //     file.commit();
 //
-// It is written under a temporary name in its future folder. The temporary file is created
+// The file is written under a temporary name in its future folder. The temporary file is created
 // exclusively, with the permissions of the file that it replaces, or else with those of a new one.
 // A name that is a link stays one: its target is replaced. Unless the file was committed, the
 // destructor removes the temporary file. So do SIGINT, SIGTERM and SIGHUP before they end the
 // process; they erase the progress line too. A signal that the program was started to ignore stays
 // ignored. At most one object at a time.
 //
-// A process that is killed, or a power failure, leaves the temporary file: a hidden one with the
-// name ".NAME.PROCESS.NUMBER.tmp", beginning with that of the output.
+// A process that is killed, or a power failure, leaves the temporary file. Its name is
+// ".NAME.PROCESS.NUMBER.tmp", with the name of the output, so it is hidden.
 class OutputFile {
  public:
   // Throws FileError if no file can be created in the folder, and for a path that refers to
@@ -43,18 +43,18 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // Where to write. The file exists already and is empty.
+  // The path to write to. The file exists already and is empty.
   const std::string& temporaryPath() const { return temporary_; }
   int descriptor() const { return descriptor_; }  // of the same file
 
-  // Lets the system begin to write to the disk what the file holds up to a position, so that
-  // commit() has less to wait for. Waits for nothing and reports nothing: it is only a hint. Call
-  // it with rising positions.
+  // Hints to the system to begin writing the file to the disk, up to a position in bytes, so that
+  // commit() has less to wait for. Returns at once and reports no failure. Call it with rising
+  // positions.
   void writtenUpTo(std::uint64_t position);
 
   // Synchronizes the written bytes to the disk and gives the file its name. Even after a power
   // failure the name refers to the old file or to the new one. Throws FileError; the old file is
-  // then unchanged. Call it once, when no stream holds back any bytes.
+  // then unchanged. Call it once, after all streams to the file are flushed.
   void commit();
 
  private:

@@ -30,7 +30,8 @@ struct Program {
 // on standard error, "NAME: TEXT.", and the matching status.
 int runReporting(std::string_view name, const std::function<int()>& work);
 
-// Prints what is unusual about a file on standard error, a line for each: "NAME: 'FILE': TEXT."
+// Prints what is unusual about a file on standard error, one line for each finding: "NAME: 'FILE':
+// TEXT."
 void printFindings(std::string_view name, const std::string& file,
                    const std::vector<std::string>& findings);
 

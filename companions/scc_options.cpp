@@ -31,8 +31,7 @@ void addSccOptions(po::options_description& options) {
      "the time code of an SCC file that is time 0 (default: 00:00:00:00); auto: the whole hours of "
      "its first line")
     (kRate, po::value<std::string>()->value_name("RATE"),
-     "frames a second that its time codes count (default: 29.97); ';' before the frames means drop "
-     "frame");
+     "the frame rate of its time codes (default: 29.97); ';' before the frames means drop frame");
   // clang-format on
 }
 

@@ -11,7 +11,7 @@ namespace quarrypack::companions {
 // Adds the options "scc-offset" and "scc-rate".
 void addSccOptions(boost::program_options::options_description& options);
 
-// Whether any of them is there.
+// Whether the command line has any of them.
 bool hasSccOptions(const boost::program_options::variables_map& values);
 
 // Their values, or the defaults. Throws UsageError.

@@ -4,7 +4,7 @@ _quarrypack_captions() {
   cur=${COMP_WORDS[COMP_CWORD]}
   prev=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
-  # Of --format=srt bash makes three words.
+  # bash splits --format=srt into three words.
   if [[ $cur == = ]]; then
     cur=
   elif [[ $prev == = ]]; then

@@ -4,7 +4,7 @@ _quarrypack_check() {
   cur=${COMP_WORDS[COMP_CWORD]}
   prev=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
-  # Of --fail-on=error bash makes three words.
+  # bash splits --fail-on=error into three words.
   if [[ $cur == = ]]; then
     cur=
   elif [[ $prev == = ]]; then

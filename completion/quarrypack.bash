@@ -53,7 +53,7 @@ _quarrypack_embed() {
   case $prev in
     --scc-offset) mapfile -t names < <(compgen -W 'auto' -- "$cur") ;;
     --scc-rate)
-      mapfile -t names < <(compgen -W '23.976 24 25 29.97 30 50 59.94 60' -- "$cur") ;;
+      mapfile -t names < <(compgen -W '23.976 24 25 29.97 30 50 59.94' -- "$cur") ;;
     *)
       if [[ $cur == -* ]]; then
         mapfile -t names < <(compgen -W '--captions --captions-field2 --scc-offset --scc-rate

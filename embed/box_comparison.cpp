@@ -57,7 +57,7 @@ class BoxComparison {
     if (!isSo) fail(path, "is not that of the input");
   }
 
-  // ---- the front
+  // ---- ftyp and the order of the first boxes
 
   std::vector<std::uint8_t> read(Film& film, const TopLevelBox& box) const {
     constexpr std::uint64_t kLargest = std::uint64_t{1} << 30;
@@ -81,7 +81,7 @@ class BoxComparison {
   void compareFront() {
     const std::vector<TopLevelBox>& boxes = output_.boxes();
     if (boxes.size() < 2 || boxes[0].type != fourCc("ftyp") || boxes[1].type != fourCc("moov")) {
-      fail("moov", "is not in front");
+      fail("moov", "does not come directly after ftyp");
     }
     const TopLevelBox* const ftyp = first(input_, fourCc("ftyp"));
     const auto old = ftyp == nullptr ? std::vector<std::uint8_t>() : read(input_, *ftyp);

@@ -112,10 +112,10 @@ void Embedding::requireFreePictures(bool replace) const {
   if (replace || pictures_.captioned.empty()) return;
   throw Refusal(film_.pictureTrack().label + ": " + std::to_string(pictures_.captioned.size()) +
                 " of its " + std::to_string(pictures_.sampleCount) +
-                " pictures hold captions already. Remove these with '--replace'");
+                " pictures already have captions. Remove these with '--replace'");
 }
 
-// Hints name bytes of samples by their places in them.
+// Hints refer to bytes of samples by their positions.
 void Embedding::requireNoHints() const {
   const std::uint32_t pictures = film_.pictureTrack().id();
   for (const FilmTrack& track : film_.tracks()) {

@@ -46,7 +46,7 @@ BoxHeader headerOf(norvik::kav::Movie& movie, const BoxPlace& box) {
   return {loadU64(header.data() + 8), header.size()};
 }
 
-// Whether an entry of dref says that the media lies in another file.
+// Whether an entry of dref states that the media lies in another file.
 bool isExternal(const BoxView& reference) {
   constexpr std::uint32_t kSameFile = 1;
   const Bytes payload = reference.payload();

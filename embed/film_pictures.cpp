@@ -60,7 +60,7 @@ class PictureWalk {
   explicit PictureWalk(Film& film) : film_(film), track_(film.pictureTrack()), codings_(track_) {}
 
   FilmPictures read() {
-    // The number in a damaged film may be any.
+    // The count in a damaged film may be any number.
     constexpr std::uint32_t kMostReserved = 1u << 20;
     const std::uint32_t expected = std::min(track_.facts->sampleCount, kMostReserved);
     spans_.reserve(expected);

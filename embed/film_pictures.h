@@ -9,7 +9,7 @@
 
 namespace quarrypack::embed {
 
-// The pictures of a film and what they hold.
+// The pictures of a film and the captions that they already have.
 struct FilmPictures {
   std::vector<PictureCoding> codings;
 
@@ -20,7 +20,7 @@ struct FilmPictures {
   std::vector<bool> closed;  // whether each must stay unchanged
   captions::Time end{0};
 
-  // All pictures, shown or not, that hold captions already, in the order of decoding.
+  // All pictures, shown or not, that already have captions, in the order of decoding.
   struct Captioned {
     std::uint64_t sampleOffset = 0;
     std::vector<CaptionCut> cuts;

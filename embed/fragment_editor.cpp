@@ -307,7 +307,7 @@ void passRuns(const BoxView& traf, std::uint64_t moof, Rewrite& rewrite) {
   });
 }
 
-// Tells where the samples of a traf lie, asked for ascending numbers from 0.
+// The offsets of the samples of a traf, requested by ascending numbers from 0.
 class FragmentPlaces {
  public:
   // rewrite has entered the traf and passed no run of it.

@@ -27,8 +27,8 @@ struct FragmentChanges {
 std::vector<FragmentChanges::Defaults> fragmentDefaults(const norvik::kav::BoxView& moov);
 
 // Rewrites the boxes around the samples of fragments, and the indexes of fragments, for an output
-// whose bytes lie where an OffsetMap says. A moof, sidx or mfra is itself a splice of that map that
-// replaces all of the box.
+// whose bytes lie where an OffsetMap states. A moof, sidx or mfra is itself a splice of that map
+// that replaces all of the box.
 //
 // The length of a new moof or sidx does not depend on the map, so it may be measured with any map
 // before the final one exists. New boxes refer to the bytes of the old ones.

@@ -9,7 +9,7 @@
 #include "kav/big_endian.h"
 #include "kav/box_view.h"
 
-// What of a box stays when samples move and grow: tools to compare boxes by.
+// The parts of boxes that stay the same when samples move and grow, for comparing boxes.
 namespace quarrypack::embed {
 
 // Takes boxes off the front of some bytes: a hostile movie has too many for a list.
@@ -37,7 +37,7 @@ std::uint32_t u32At(const norvik::kav::BoxView& box, std::size_t position);
 // make it one of version 1.
 std::vector<std::uint8_t> withoutPlaces(const norvik::kav::BoxView& trun, bool withoutSizes);
 
-// What a tfhd says, without where the places of its fragment count from.
+// The content of a tfhd, without the base of the places in its fragment.
 std::vector<std::uint8_t> withoutBase(const norvik::kav::BoxView& tfhd);
 
 // A sidx without offsets and sizes.

@@ -21,7 +21,7 @@ struct MovieBoxChanges {
   std::optional<std::uint64_t> fragmentedDuration = std::nullopt;
 };
 
-// Rewrites a moov box for an output whose bytes lie where an OffsetMap says. Sizes and places of
+// Rewrites a moov box for an output whose bytes lie where an OffsetMap states. Sizes and places of
 // samples follow the map. Removed tracks are left out, with everything that names them. Durations
 // are lowered to the longest track that is left. Forms of QuickTime become portable (see
 // portable_boxes.h). All other bytes are kept, unknown boxes included.

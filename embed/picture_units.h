@@ -14,14 +14,14 @@ namespace quarrypack::embed {
 using sources::PictureCoding;
 using sources::pictureCodingOf;
 
-// A caption unit that a picture already holds.
+// A caption unit that a picture already has.
 struct CaptionCut {
   std::uint32_t offset = 0;             // of its length field, in the sample
   std::uint32_t length = 0;             // with its length field
   std::vector<std::uint8_t> rest = {};  // what stays of it, with a length field; mostly empty
 };
 
-// What the beginning of a picture holds.
+// The units at the beginning of a picture.
 struct PictureUnits {
   // False for a sample that is damaged or holds no part of a picture: it must stay unchanged.
   bool takesCaptions = false;

@@ -18,7 +18,7 @@ using SampleOffset = std::function<std::optional<std::uint64_t>(std::uint32_t sa
 // box does not depend on the map.
 enum class PartSizes { asNeeded, wide };
 
-// Appends a subs, which tells the sizes of the parts of samples, such as slices. A part grows by
+// Appends a subs, which states the sizes of the parts of samples, such as slices. A part grows by
 // what is inserted at its first byte or inside it. Throws Refusal for a box that is cut short or
 // names a sample that is not there.
 void appendSampleParts(const norvik::kav::BoxView& subs, const SampleOffset& offsetOf,

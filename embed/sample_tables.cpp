@@ -183,7 +183,7 @@ void SampleTableEditor::measure(const OffsetMap& map) {
     }
     resizeChunk(*chunk, cursor);
   }
-  // Readers place the others where they like.
+  // Readers do not agree where the others are.
   if (role_ == Role::pictures && placed < tables_.sampleCount()) {
     throw Refusal(label_ + ": its chunks hold " + std::to_string(placed) + " of its " +
                   std::to_string(tables_.sampleCount()) +

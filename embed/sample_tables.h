@@ -19,7 +19,7 @@ struct Chunk {
   std::uint32_t sampleCount = 0;
 };
 
-// The tables of a stbl that state where samples lie, read in place. A table that claims more
+// The tables of a stbl that state where samples lie, read in place. A table that states more
 // entries than it has bytes for is refused.
 class SampleTables {
  public:
@@ -61,7 +61,8 @@ class SampleTables {
   bool wideOffsets_ = false;
 };
 
-// Tells where samples lie, asked for ascending numbers from 0; none for one that is not there.
+// The offsets of samples, requested by ascending numbers from 0; none for a sample that is not
+// there.
 class SamplePlaces {
  public:
   explicit SamplePlaces(const SampleTables& tables);

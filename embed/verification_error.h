@@ -5,8 +5,8 @@
 
 namespace quarrypack::embed {
 
-// What was written is not what was meant: a defect of this program, or of the disk. The text is for
-// people and says where the difference is.
+// The written film differs from the planned one: a defect of this program, or of the disk. The text
+// is for people and states where the difference is.
 class VerificationError : public std::runtime_error {
  public:
   explicit VerificationError(const std::string& text) : std::runtime_error(text) {}

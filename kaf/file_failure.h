@@ -12,7 +12,7 @@ namespace quell::kafpkgutil {
 // names the file and the system's reason.
 class FileFailure final : public norvik::kav::Exception {
  public:
-  // code: what the library makes of the refusal; systemError: an errno.
+  // code: the library's code for the refusal; systemError: an errno.
   FileFailure(norvik::kav::ErrorCode code, std::string fileName, int systemError)
       : Exception(code), fileName_(std::move(fileName)), systemError_(systemError) {}
 

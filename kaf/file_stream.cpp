@@ -54,7 +54,7 @@ int openFlags(std::uint32_t mode) {
   return flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 }
 
-// The system refuses an existing file only when asked to create it as well. As there, a symbolic
+// The system refuses an existing file only together with its creation. As in the system, a symbolic
 // link counts as a file, wherever it points.
 void refuseExistingFile(const std::string& path) {
   struct stat status {};
@@ -91,7 +91,7 @@ FileStream::~FileStream() {
   try {
     close();
   } catch (const std::exception&) {
-    // A destructor cannot report; a caller who needs to know calls close first.
+    // A destructor cannot report a failure; a caller that must know of it calls close first.
   }
 }
 

@@ -58,7 +58,7 @@ class FileStream final : public IOStream {
   // Sets the length of the file in bytes; the position does not move.
   void setSize(std::uint64_t size) override;
 
-  // Whether both streams, which must be open, refer to the same file, by whatever names.
+  // Whether both streams, which must be open, refer to the same file, even under different names.
   bool isSameFile(const FileStream& other) const;
 
   // Removes the path if it still refers to the file that this stream opened and changed. Of a

@@ -53,7 +53,7 @@ class IOStreamException : public orx::OrxException {
   // Why it was refused.
   IOErrorKind kind() const { return kindOfSystemError(systemError_); }
 
-  // That number.
+  // The number that the constructor received.
   int systemError() const { return systemError_; }
 
   // The path as it was given.

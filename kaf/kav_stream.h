@@ -34,7 +34,7 @@ class KavStream final : public norvik::kav::NorvikIOStream {
   std::size_t write(const void* buffer, std::size_t count) override;
   void setSize(std::uint64_t size) override;
 
-  // Whether both open streams refer to the same file, by whatever names.
+  // Whether both open streams refer to the same file, even under different names.
   bool sameFileAs(const KavStream& other) const;
 
   // See FileStream::removeIfOpenedHere.

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-// What all tools of the family share.
+// Types that all tools of the family share.
 namespace orx {
 
 // A failure with a message for the user.

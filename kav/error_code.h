@@ -5,8 +5,7 @@
 namespace norvik::kav {
 
 // Every way in which the container library can fail. The numbers are part of the library's
-// contract: they reach callers through Exception::code() and through the results of the reader's
-// functions.
+// contract: callers get them from Exception::code() and as the results of the reader's functions.
 enum class ErrorCode : std::uint32_t {
   success = 0,           // no failure
   ioFailed = 1,          // the operating system refused a file operation
@@ -49,7 +48,8 @@ enum class ErrorCode : std::uint32_t {
   metadataAfterFinish = 2053,    // kept for its number: a finished writer is not open (48)
 };
 
-// Irregularities that a reader can tolerate. They are put to the problem handler and are no errors.
+// Irregularities that a reader can tolerate. The problem handler decides about them; they are not
+// errors.
 enum class Problem : std::uint32_t {
   trailingBytes = 3073,     // too few bytes for a box header, or brands that are no whole words
   mediaDataPastEnd = 3074,  // an mdat box runs past the end of the file

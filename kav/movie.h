@@ -80,7 +80,7 @@ class SampleRange {
   // A range that was moved from may only be destroyed or assigned to.
   SampleRange(SampleRange&&) noexcept;
 
-  // The walk that was going on here ends.
+  // Ends the walk that this range had begun.
   SampleRange& operator=(SampleRange&&) noexcept;
   ~SampleRange();
 
@@ -112,14 +112,14 @@ class Movie {
   // box. Throws missingArgument for a null stream, noMovie, and the errors of boxes that are
   // refused.
   explicit Movie(IStreamPtr stream, const MovieOptions& options = {});
-  // Tracks and ranges that were taken from the other movie go on with this one.
+  // Tracks and ranges that were taken from the other movie belong to this one from here on.
   Movie(Movie&&) noexcept;
 
   // Tracks and ranges that were taken from this movie before become invalid.
   Movie& operator=(Movie&&) noexcept;
   ~Movie();
 
-  // What the header of the movie says.
+  // The fields of the movie's header.
   const MovieInfo& info() const;
   std::span<const Track> tracks() const;  // in file order
 
@@ -135,7 +135,7 @@ class Movie {
   // bytes lie past the end of the file, ends that track's count and is not reported here.
   std::vector<TrackTotals> countSamples(std::uint64_t costLimit, const SampleOptions& options = {});
 
-  // How much later the samples of a track are delivered than its edit list says, in ticks of the
+  // How much later the samples of a track are delivered than its edit list states, in ticks of the
   // track. Edit lists count in presentation times, but samples are selected by decoding time. So
   // the composition offset of the first sample is subtracted from the first media time, at most
   // down to 0. Otherwise the leading key picture of a track with reordered pictures would be lost.
@@ -160,7 +160,7 @@ class Movie {
   std::uint64_t fileLength() const;  // bytes
 
   // The top-level boxes of the whole file, in file order. Reads only their headers. The list ends
-  // at a box whose size leads nowhere, and before bytes too few for a header.
+  // at a box with an impossible size, and before bytes too few for a header.
   std::vector<BoxPlace> topLevelBoxes();
 
   // The bytes of a box, header included. Throws implausibleCount for more than limit bytes,

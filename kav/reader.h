@@ -155,7 +155,7 @@ std::uint32_t getHintedTrackCount(NorvikKavReader* reader, std::uint32_t trackIn
 std::uint32_t getHintedTracks(NorvikKavReader* reader, std::uint32_t trackIndex,
                               std::uint32_t* trackIds) noexcept;
 
-// How much later the samples of a track are delivered than its edit list says, in ticks of the
+// How much later the samples of a track are delivered than its edit list states, in ticks of the
 // track. Edit lists count in presentation times, but samples are selected by decoding time. So the
 // composition offset of the first sample is subtracted from the first media time, at most down to
 // 0. Otherwise the leading key picture of a track with reordered pictures would be lost. The result

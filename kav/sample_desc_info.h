@@ -8,7 +8,7 @@ namespace norvik::kav {
 // The fields of a sample description, apart from its header bytes. Those are the bytes after the
 // fixed fields of the entry, mostly the configuration of the decoder. handlerType determines the
 // record that this is the base of: vide, soun and hint have a record of their own, other handlers
-// none. structSize says whether the rest of that record is present.
+// none. structSize states whether the rest of that record is present.
 //
 // A float cannot hold every 16.16 number, so a record with a float carries the stored number too.
 // The stored number is written, unless the float was set to a different value.

@@ -59,14 +59,14 @@ class SampleDescription {
   // The content of pasp; nothing if there is none.
   std::optional<PixelAspect> pixelAspect() const;
 
-  // The form in which the library itself uses it.
+  // The form that the library uses internally.
   const impl::SampleDescriptor& descriptor() const { return *descriptor_; }
 
  private:
   std::shared_ptr<const impl::SampleDescriptor> descriptor_;
 };
 
-// What a plain handle of a description holds; see kav/reader.h.
+// The content of a plain handle of a description; see kav/reader.h.
 struct NorvikKavSampleDescription {
   SampleDescription description;  // shares its content with all copies
 };

@@ -53,7 +53,7 @@ class NorvikIOStream : public NorvikIStream {
 // The hook through which boost::intrusive_ptr takes a share of a stream.
 inline void intrusive_ptr_add_ref(NorvikIStream* stream) { stream->addRef(); }
 
-// The counterpart, which returns the share of a pointer.
+// The hook through which it returns the share.
 inline void intrusive_ptr_release(NorvikIStream* stream) { stream->release(); }
 
 }  // namespace norvik::kav

@@ -7,9 +7,9 @@
 
 namespace quarrypack::process {
 
-// While it lives, SIGINT and SIGTERM remove the file that is being written before they end the
-// process as they always do. So a stopped conversion leaves neither half a movie that looks like a
-// whole one nor a progress line on the terminal. The parent process still sees which signal it was.
+// While an object lives, SIGINT and SIGTERM remove the file that is being written before they end
+// the process as usual. So a stopped conversion leaves neither half a movie that looks complete nor
+// a progress line on the terminal. The parent process still sees which signal it was.
 //
 // A signal that the program was started to ignore stays ignored. At most one object at a time.
 class RemovalOnInterruption {

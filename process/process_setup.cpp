@@ -12,7 +12,7 @@ namespace {
 
 // The program may be started with some of its three standard streams closed. The next file opened
 // would then get the free number, and a message could be written into the movie. So the gaps are
-// filled first, with the root folder where there is no null device.
+// filled first, with the null device or else the root folder.
 void fillStandardDescriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
@@ -20,8 +20,8 @@ void fillStandardDescriptors() {
   }
 }
 
-// A console whose reader has gone and a limit on file sizes are failed writes like any other. They
-// must not end the process in the middle of a file.
+// A write to a console whose reader has gone, or past a limit on file sizes, fails like any other.
+// It must not end the process in the middle of a file.
 void ignoreSignalsOfFailedWrites(LostReader lostReader) {
   if (lostReader == LostReader::failsWrites) std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);

@@ -5,7 +5,7 @@ namespace quarrypack::process {
 // What happens when the reader of a pipe that the program writes to has gone.
 enum class LostReader {
   failsWrites,  // the write fails like any other
-  endsProcess,  // SIGPIPE acts as the program's parent left it, as is usual for a filter
+  endsProcess,  // SIGPIPE acts as the parent process left it, as is usual for a filter
 };
 
 // Makes it safe to write files in this process, however it was started: no file takes the place of

@@ -43,7 +43,7 @@ std::string_view environment(const char* name) {
 }
 
 std::string timeText(double seconds) {
-  // Days help no reader; an estimate that long means a stalled disk.
+  // An estimate of days means a stalled disk and helps no user.
   const auto whole = static_cast<unsigned>(std::min(std::ceil(seconds), 359999.0));
   char text[32];
   if (whole >= 3600) {
@@ -105,7 +105,7 @@ void ProgressTerminal::erase() const {
   shownOn = kNowhere;
 }
 
-// A terminal that has gone takes nothing; the conversion continues without a viewer.
+// A write to a terminal that has gone fails; the conversion continues without a progress line.
 void ProgressTerminal::send(const std::string& text) const {
   std::string_view rest = text;
   while (!rest.empty()) {
@@ -118,7 +118,7 @@ void ProgressTerminal::send(const std::string& text) const {
 
 void eraseProgressFromHandler() {
   if (shownOn == kNowhere) return;
-  // The process ends either way, so a terminal that takes nothing is ignored.
+  // The process ends either way, so a failed write is ignored.
   [[maybe_unused]] const ssize_t sent = ::write(shownOn, kEraseLine.data(), kEraseLine.size());
 }
 

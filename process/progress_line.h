@@ -18,8 +18,8 @@ struct Progress {
   std::uint64_t captionsPlaced = 0;
 };
 
-// The line shown for it, cut to this number of columns: " 42 %  118.3 MB/s  0:07 left  214 captions
-// placed".
+// The line that shows the progress, cut to this number of columns: " 42 % 118.3 MB/s 0:07 left 214
+// captions placed".
 std::string progressText(const Progress& progress, std::chrono::duration<double> elapsed,
                          std::size_t columns);
 

@@ -2,10 +2,10 @@
 # From a bare Debian 12 machine to captions read back from a converted movie: installs what is needed,
 # builds the converter, makes a movie with a caption track, converts it, lets ffmpeg recover the
 # captions from the pictures of the result, and compares them with those put in.
-# Then the same with quarrypack-embed and a film that the converter would hurt: 25 pictures a second with
-# B-frames, PCM sound, and captions that are due between pictures.
-# usage: scripts/demo.sh      QUARRYPACK=PROGRAM converts with a program that is built already, and with
-#                             the quarrypack-embed beside it
+# Then it does the same with quarrypack-embed and a film that the converter would damage: 25 pictures a
+# second with B-frames, PCM sound, and captions that are due between pictures.
+# usage: scripts/demo.sh      QUARRYPACK=PROGRAM uses a program that is already built, and the
+#                             quarrypack-embed beside it
 set -euo pipefail
 program=${QUARRYPACK:+$(realpath "$QUARRYPACK")}
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -52,10 +52,10 @@ ffprobe -v error -show_entries stream=index,codec_type,codec_name -of csv=p=0 \
 # Reads the captions of a movie in the work folder with ffmpeg and compares them with those put in.
 check_captions() {
   (cd "$work" && ffmpeg -nostdin -v error -f lavfi -i "movie=$1.mp4[out+subcc]" -map 0:s "$1.srt")
-  # Of the subtitle file the texts: no numbers, no times, no tags.
+  # The texts of the subtitle file, without numbers, times and tags.
   sed -E 's/\r$//; s/<[^>]*>//g; s/\{[^}]*\}//g' "$work/$1.srt" | tee "$work/shown.txt"
   grep -vE '^[0-9]*$|-->' "$work/shown.txt" >"$work/found.txt" || true
-  # Of the list of captions the rows, without their times.
+  # The rows of the list of captions, without their times.
   grep -vE '^(#|$)' demo/captions.txt | cut -d ' ' -f 3- | tr '|' '\n' >"$work/put_in.txt"
   if ! diff -u "$work/put_in.txt" "$work/found.txt"; then
     echo "demo.sh: the captions found are not those put in" >&2

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs every fuzz target for some seconds, two at a time, from the seeds and the stored corpus, and
-# prints the executions and the coverage of each. Status 1 when a failure was found; its input is then
-# in build/fuzz/found. Newly found coverage is kept in build/fuzz/learned for the next run.
+# prints the executions and the coverage of each. Status 1 if a failure was found; its input is then in
+# build/fuzz/found. Newly found coverage is kept in build/fuzz/learned for the next run.
 # usage: scripts/fuzz.sh SECONDS [TARGET...]
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

@@ -2,8 +2,8 @@
 # Builds everything with warnings as errors and runs all tests. Installs what it needs first.
 # usage: scripts/test.sh [--preset NAME] [--browser] [--films]
 #   --preset NAME   a preset of CMakePresets.json, "dev" unless given
-#   --browser       judges the movies with headless Chromium and hls.js too, and compares the tables of
-#                   all judges with those in doc/player-matrix.md; opens reports in Chromium
+#   --browser       also plays the movies in headless Chromium and hls.js, and compares the tables of
+#                   all tools with those in doc/player-matrix.md; opens reports in Chromium
 #   --films         the same for the films of quarrypack-embed, which play for eight minutes
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -37,7 +37,7 @@ esac
 
 if [ -n "$browser" ]; then
   groups+=(browser)
-  # An npm that does not come from Debian serves as well, and often conflicts with Debian's.
+  # An npm from elsewhere works too, and often conflicts with that of Debian.
   command -v npm >/dev/null || groups+=(npm)
 fi
 
@@ -53,7 +53,7 @@ cmake --preset "$preset" "${configure[@]}"
 echo "== build"
 cmake --build --preset "$preset" --parallel "$(nproc)"
 echo "== test"
-# What the browser judges too is judged once, with all judges. Reports need the packages of npm.
+# Tests that include the browser run once, below, with all tools. Reports need the packages of npm.
 elsewhere='^$'
 [ -z "$browser" ] || elsewhere='^(Media\.PlayersShow|Browser\.ReportsShowTheirCues$)'
 [ -z "$films" ] || elsewhere+='|^Media\.EmbeddedFilms'
@@ -64,12 +64,12 @@ if [ -n "$browser" ]; then
   modules=build/browser
   mkdir -p "$modules"
   cp tests/browser/package.json tests/browser/package-lock.json "$modules"
-  # Without its packages the browser cannot judge, but the other judges still can.
+  # Without its packages the browser is left out, and the other tools still run.
   judges=()
   if (cd "$modules" && npm ci --no-audit --no-fund); then
     judges+=(--browser "$modules" --document doc/player-matrix.md)
   else
-    echo "== skipped: Chromium and hls.js as judges, because npm did not get its packages"
+    echo "== skipped: Chromium and hls.js, because npm did not get its packages"
   fi
   ctest --preset "$preset" --tests-regex '^Browser\.ReportsShowTheirCues$'
   python3 tests/media/player_test.py "build/$preset/quarrypack" \

@@ -70,7 +70,7 @@ EditList EditList::of(const BoxView& edts, std::uint32_t movieTimescale,
     const bool isOpen = entry.length == 0 && i + 1 == count;
     edit.length = isOpen ? kOpenEnd : end - edit.start;
     if (entry.media != kNothing) {
-      // No real time is so early; that of the most negative number could not be worked out.
+      // No real time is so early, and the arithmetic for the most negative number would overflow.
       constexpr std::int64_t kEarliest = std::numeric_limits<std::int64_t>::min() / 2;
       edit.media = withinBound(timeOfUnits(std::max(entry.media, kEarliest), mediaTimescale));
     }

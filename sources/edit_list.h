@@ -15,7 +15,7 @@ class EditList {
  public:
   struct Edit {
     captions::Time start{0};              // on the timeline of the movie
-    captions::Time length{0};             // kOpenEnd: to the end of the track
+    captions::Time length{0};             // kOpenEnd: until the end of the track
     std::optional<captions::Time> media;  // where it begins in the track; none: shows nothing
     bool isStill = false;                 // shows one picture all the time
 
@@ -23,7 +23,7 @@ class EditList {
   };
   static constexpr captions::Time kOpenEnd{std::numeric_limits<std::int64_t>::max()};
 
-  // Without edits a track is shown whole, from the start of the movie.
+  // Without edits the whole track is shown, from the start of the movie.
   EditList() : EditList(std::vector<Edit>{}) {}
   explicit EditList(std::vector<Edit> edits);
 

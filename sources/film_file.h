@@ -42,7 +42,7 @@ struct StoredSample {
 // library pass through as kav::Exception.
 class FilmFile {
  public:
-  // Opens the movie of an open stream.
+  // Reads the movie in an open stream, of which it keeps a share.
   explicit FilmFile(norvik::kav::IStreamPtr stream);
 
   const std::vector<FilmTrack>& tracks() const { return tracks_; }
@@ -55,7 +55,7 @@ class FilmFile {
   // if none is enabled. Null if there is none.
   const FilmTrack* pictureTrack() const;
 
-  // Calls visit with the samples of a track in decoding order, and whether it is the last one.
+  // Calls visit with each sample of a track in decoding order, and with whether it is the last one.
   // Throws SourceError once the samples come to more than any real movie has.
   using Visit = std::function<void(const StoredSample& sample, bool isLast)>;
   void forEachSample(const FilmTrack& track, const Visit& visit);

@@ -98,7 +98,7 @@ class PictureReader {
 class TrackPictures {
  public:
   TrackPictures(FilmFile& film, const FilmTrack& track) : reader_(film) {
-    // Captions usually come with every picture. The number in a damaged file may be any.
+    // Captions usually come with every picture. The count in a damaged file may be any number.
     constexpr std::uint32_t kMostReserved = 1u << 20;
     const std::uint32_t expected = std::min(track.sampleCount, kMostReserved);
     spans_.reserve(expected);
@@ -126,7 +126,7 @@ class TrackPictures {
   }
 
  private:
-  // Keeps the pictures with captions, and the last one, which ends the film.
+  // Keeps the pictures with captions, and the last picture, which ends the film.
   void add(const FilmTrack& track, const StoredSample& sample, bool isLast) {
     const std::size_t index = sample.description - std::size_t{1};
     if (index < track.codings.size() && track.codings[index]) {

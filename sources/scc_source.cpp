@@ -26,7 +26,7 @@ std::string readBeginning(kav::NorvikIStream& stream, std::size_t count) {
 
 CaptionPairs readSccPairs(std::string_view text, const captions::SccOptions& options) {
   captions::SccFile file = captions::readScc(text, options);
-  if (!file.isDecodable()) throw SourceError("no line of it holds captions of an SCC file");
+  if (!file.isDecodable()) throw SourceError("no line of it has captions in the form of SCC");
   CaptionPairs result;
   result.source = "scc";
   result.end = captions::sccEnd(file.pairs);

@@ -12,7 +12,7 @@ namespace quarrypack::sources {
 // in which no word is more than padding.
 CaptionPairs readSccPairs(std::string_view text, const captions::SccOptions& options = {});
 
-// The same for an open file. Throws SourceError for more than 64 MiB, which are three days of
+// The same for an open file. Throws SourceError for more than 64 MiB, which is three days of
 // captions.
 CaptionPairs readSccPairs(norvik::kav::NorvikIStream& stream,
                           const captions::SccOptions& options = {});

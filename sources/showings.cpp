@@ -23,7 +23,7 @@ std::size_t firstStartingFrom(Spans spans, Time time) {
       spans.begin());
 }
 
-// A stable sort takes memory, which most lists do not need.
+// A stable sort allocates memory, which most lists do not need.
 template <class Timed>
 void sort(std::vector<Timed>& list) {
   const auto isEarlier = [](const Timed& a, const Timed& b) { return a.start < b.start; };
@@ -53,7 +53,7 @@ class EveryTime {
   std::size_t count_ = 0;
 };
 
-// Walks over the pictures that were not shown yet, and passes those over that were, at once.
+// Walks over the pictures that were not shown yet, and skips the others in one step.
 class Once {
  public:
   explicit Once(std::size_t count) : next_(count + 1) {

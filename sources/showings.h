@@ -31,16 +31,16 @@ struct Showings {
   captions::Time end{0};          // of the last one
 };
 
-// Sorts by the starts. Takes memory only where that changes anything.
+// Sorts by the starts. Allocates memory only if they are not sorted yet.
 void sortByStart(std::vector<MediaSpan>& spans);
 
 // All showings of pictures, which must be sorted by their starts. A picture that several edits show
-// is there for each. A picture inside which an edit begins or ends is shown. Throws SourceError for
-// more showings than any real movie has.
+// is listed for each of them. A picture inside which an edit begins or ends is shown. Throws
+// SourceError for more showings than any real movie has.
 Showings showPictures(const EditList& edits, std::span<const MediaSpan> pictures);
 
-// The same, with each picture once, when it is first shown. Takes time in proportion to the
-// pictures and, but for a logarithm, the edits.
+// The same, with each picture once, when it is first shown. The time it takes grows with the
+// pictures, and by a logarithm for each edit.
 Showings showPicturesOnce(const EditList& edits, std::span<const MediaSpan> pictures);
 
 // All showings of samples of captions, which must be sorted by their starts. One that begins before

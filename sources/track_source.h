@@ -11,7 +11,7 @@ bool hasCaptionTrack(const FilmFile& film);
 // The pairs of the caption tracks of a movie, with the times at which the movie shows them. Each
 // field comes from the first track that has pairs of it; enabled tracks come before others. The
 // pairs of a sample follow each other frame by frame from its start. If the sample is too short for
-// that, its first end-of-caption comes at its start, and the pairs before that earlier.
+// that, its first end-of-caption comes at its start, and the pairs before it come earlier.
 CaptionPairs readTrackPairs(FilmFile& film);
 
 }  // namespace quarrypack::sources

@@ -6,7 +6,7 @@
 
 namespace quarrypack {
 
-// How much later the samples of a track come than its edit list says.
+// How much later the samples of a track come than its edit list states.
 struct EditShift {
   std::uint64_t ticks = 0;      // units of 1/timescale seconds
   std::uint32_t timescale = 0;  // of the track

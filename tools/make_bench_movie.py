@@ -3,8 +3,8 @@
 
     make_bench_movie.py KIND OUTPUT [--seconds S]
 
-The movies hold H.264 pictures, sound and one caption track. Pictures and sound are only plausible:
-headers that a remuxer understands, and filler. Prints the number of samples.
+The movies have H.264 pictures, sound and one caption track. Pictures and sound cannot be decoded: they
+have headers that a remuxer understands, and filler. Prints the number of samples.
 
   bulk      big pictures, 50 Mbit/s, 30 a second, a caption for each
   many      tiny samples, 220 a second, a caption for each picture
@@ -60,7 +60,7 @@ def numbers(values, code="I"):
 
 
 def runs(values):
-    """Pairs of a run length and the value that all of the run have in turn."""
+    """Pairs of a run length and the value that all entries of the run share."""
     pairs = []
     for value in values:
         if pairs and pairs[-1] == value:
@@ -95,7 +95,7 @@ class Video:
         return self.pictures[i % self.gop]
 
     def offset(self, i):
-        """A picture that others refer to is shown after the two that come next."""
+        """A picture that others refer to is shown after the next two in decoding order."""
         place = i % self.gop
         return 1000 if place == 0 else 3000 if place % 3 == 1 else 0
 

@@ -36,7 +36,7 @@ LAST_ROW = 15
 MAX_ROWS = len(ROW_CODES)
 COLUMNS = 32
 
-# The places where the CEA-608 character set is not ASCII.
+# The codes at which the CEA-608 character set differs from ASCII.
 NOT_ASCII = set("*\\^_`{|}~")
 
 

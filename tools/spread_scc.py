@@ -3,7 +3,7 @@
 
     spread_scc.py captions.scc > spread.scc
 
-A line of an SCC file holds all pairs of a caption, under the time code of the first. Converted
+A line of an SCC file has all pairs of a caption, with the time code of the first. Converted
 unchanged, a whole line becomes one caption message, and of several messages on one picture the last
 comes first. Here every pair gets a line and a time code of its own. A line that begins before the
 previous line has been sent waits for it."""

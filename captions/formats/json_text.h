@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-// JSON as text, put together from the values to the document. A tree of values would allocate
-// memory while it is freed, which ends the process when memory runs out.
+// JSON as text, built from the values up. A tree of values would allocate memory while it is freed,
+// which would end the process when memory runs out.
 namespace quarrypack::captions {
 
 // Values. Bytes of a text that are not UTF-8 become U+FFFD.
@@ -19,7 +19,7 @@ template <std::integral Number>
 std::string jsonOf(Number number) {
   return std::to_string(number);
 }
-// Without it a literal would become a bool.
+// Without this overload a literal would become a bool.
 inline std::string jsonOf(const char* text) { return jsonOf(std::string_view(text)); }
 
 // The characters around the members of an object.

@@ -11,8 +11,8 @@
 #include "captions/cea608.h"
 #include "captions/timecode.h"
 
-// Scenarist closed captions, the text form of the pairs of one field. A line is a time code and
-// words of four hexadecimal digits; each word is the pair of one frame of 1001/30000 s.
+// Scenarist closed captions: the pairs of one field as text. A line is a time code and words of
+// four hexadecimal digits; each word is the pair of one frame of 1001/30000 s.
 namespace quarrypack::captions {
 
 // The time code of the first picture.
@@ -29,7 +29,7 @@ struct SccOptions {
   SccOffset offset;
 };
 
-// What is unusual about a file and how it was read nevertheless.
+// What is unusual about a file; describe() says how it was read nevertheless.
 enum class SccFindingKind : std::uint8_t {
   byteOrderMark,
   noHeader,
@@ -70,7 +70,7 @@ struct SccFile {
   Field field = Field::one;
   std::vector<SccFinding> findings;  // at most one of a kind, sorted by their first lines
 
-  // Whether any word is more than padding. If not, the text is no SCC file.
+  // Whether any word is more than padding. If none is, the text is no SCC file.
   bool isDecodable() const;
 };
 
@@ -85,7 +85,7 @@ Time sccEnd(const FieldPairs& pairs);
 
 // Writes the pairs with drop-frame codes, in lines that end with CR LF. Padding inside a line is
 // kept. A line ends before a time without pairs, and where padding lasts for a second. Pairs closer
-// together than 1001/30000 s are spread over the next frames; times below 0 count as 0.
+// together than 1001/30000 s are spread over the next frames; times before 0 count as 0.
 void writeScc(const FieldPairs& pairs, std::ostream& out);
 
 }  // namespace quarrypack::captions

@@ -38,10 +38,10 @@ std::vector<std::string> findingsOf(const captions::DecoderReport& report) {
                                " commands belong to the other field and do nothing"));
   }
   if (report.hasExtendedData()) {
-    findings.emplace_back("field 2 carries extended data (XDS), which is passed over");
+    findings.emplace_back("field 2 carries extended data (XDS), which is skipped");
   }
   if (report.textPairs > 0) {
-    findings.emplace_back("there is text for the text service, which is passed over");
+    findings.emplace_back("there is text for the text service, which is skipped");
   }
   return findings;
 }

@@ -12,7 +12,7 @@ namespace quarrypack::companions {
 
 // A file to be written.
 struct NamedDocument {
-  std::optional<captions::Channel> channel;  // in its name; none for the only document
+  std::optional<captions::Channel> channel;  // part of its name; none for the only document
   captions::CaptionDocument document;
 };
 
@@ -22,8 +22,8 @@ struct CaptionDocuments {
   std::vector<std::string> findings;     // of the decoder, as sentences without a full stop
 };
 
-// Decodes pairs and selects the requested channels. A format of pairs takes the field of a channel
-// unchanged, and so has one document for both channels of a field, named by the first that has
+// Decodes pairs and selects the requested channels. A format of pairs stores a whole field
+// unchanged. So it has one document for both channels of the field, named after the first that has
 // captions. Throws sources::SourceError for more text than any film has.
 CaptionDocuments makeDocuments(sources::CaptionPairs pairs, const CaptionOptions& options);
 

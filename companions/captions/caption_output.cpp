@@ -17,7 +17,7 @@ std::string pathOf(const NamedDocument& document, const CaptionOptions& options)
 std::string pathOfChannel(const std::string& path, captions::Channel channel) {
   const std::size_t name = path.rfind('/') == std::string::npos ? 0 : path.rfind('/') + 1;
   const std::size_t dot = path.rfind('.');
-  // A dot at the beginning of a name hides the file and begins no extension.
+  // A dot at the beginning of a name hides the file and does not begin an extension.
   const bool hasExtension = dot != std::string::npos && dot > name;
   const std::size_t end = hasExtension ? dot : path.size();
   return path.substr(0, end) + '.' + std::string(captions::channelName(channel)) + path.substr(end);

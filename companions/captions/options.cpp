@@ -26,12 +26,12 @@ po::options_description shownOptions() {
   // clang-format off
   options.add_options()
     ("output-file", po::value<std::string>()->value_name("PATH"),
-     "where to write (default: standard output, which '-' means too)")
+     "the file to write (default, and with '-': standard output)")
     ("format", po::value<std::string>()->value_name(formatNames("|")),
-     "what to write (default: by the extension of the output, or else srt)")
+     "the format to write (default: by the extension of the output, or else srt)")
     ("channel", po::value<std::string>()->value_name("CC1|CC2|CC3|CC4|all"),
-     "which captions (default: the first channel that has any); all writes a file for each channel, "
-     "named by it, in JSON one document")
+     "the channel to write (default: the first that has captions); all writes a file for each "
+     "channel, named after it, or one JSON document")
     ("source", po::value<std::string>()->value_name("auto|track|pictures"),
      "where in a movie to look (default: auto, the caption track where there is one)")
     ("rollup", po::value<std::string>()->value_name("once|screen"),

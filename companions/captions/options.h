@@ -26,7 +26,7 @@ struct CaptionOptions {
   std::optional<captions::Channel> channel;  // none: the first that has captions
 
   captions::RollUpCues rollUp = captions::RollUpCues::once;
-  captions::SccOptions scc;  // of an input that is an SCC file
+  captions::SccOptions scc;  // for an input that is an SCC file
 };
 
 // Reads the words after the name of the program. Throws UsageError. With help or the version

@@ -4,10 +4,10 @@
 
 namespace quarrypack::companions {
 
-// Some findings are as severe as --fail-on says.
+// The status if there are findings as severe as --fail-on states.
 inline constexpr int kHasFindings = 3;
 
-// Checks a file, writes the reports that the options request, and returns the status. Throws
+// Checks a file, writes the reports that the options request, and returns the exit status. Throws
 // UsageError if a report would replace the file, sources::SourceError for a file that cannot be
 // read, and FileError.
 int checkFile(const CheckOptions& options);

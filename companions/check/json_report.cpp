@@ -72,7 +72,7 @@ std::string findingJson(const check::Finding& finding) {
                      {"detail", jsonOf(finding.detail)}});
 }
 
-// One value to a line.
+// One value per line.
 template <class Values, class ToJson>
 void writeList(const char* name, const Values& values, ToJson toJson, std::ostream& out) {
   out << '"' << name << "\":[";

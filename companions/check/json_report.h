@@ -14,8 +14,8 @@ namespace quarrypack::companions {
 //      "findings": [{"id", "severity", "count", "first", "times", "meaning", "remedy", "detail"}],
 //      "channels": as quarrypack-captions writes them}
 //
-// Times are seconds with at most three decimals; what is not there is null. The caller checks the
-// stream for write errors.
+// Times are seconds with at most three decimals; a value that is not there is null. The caller
+// checks the stream for write errors.
 void writeJson(const check::CheckReport& report, std::ostream& out);
 
 }  // namespace quarrypack::companions

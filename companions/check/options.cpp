@@ -20,7 +20,7 @@ po::options_description shownOptions() {
     ("html", po::value<std::string>()->value_name("REPORT.html"),
      "also write it as a page for browsers")
     ("fail-on", po::value<std::string>()->value_name("error|warning"),
-     "which findings give status 3 (default: warning, errors included)");
+     "the lowest severity that gives status 3 (default: warning)");
   // clang-format on
   addSccOptions(options);
   addCommonOptions(options);
@@ -52,7 +52,7 @@ CheckOptions parseCheckOptions(Words words) {
 std::string checkUsage() {
   std::ostringstream text;
   text << "Usage: quarrypack-check [options] FILE\n\n"
-          "Checks the CEA-608 captions of a movie or an SCC file, and foretells what quarrypack\n"
+          "Checks the CEA-608 captions of a movie or an SCC file, and predicts what quarrypack\n"
           "would do to the movie.\n\n"
        << shownOptions()
        << "\nStatus: 0 nothing worse than information, 3 warnings or errors, 1 unreadable,\n"

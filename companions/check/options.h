@@ -17,7 +17,7 @@ struct CheckOptions {
   std::string html;   // path; empty for none
   check::Severity failOn = check::Severity::warning;
 
-  captions::SccOptions scc;  // of an input that is an SCC file
+  captions::SccOptions scc;  // for an input that is an SCC file
 };
 
 // Reads the words after the name of the program. Throws UsageError. With help or the version

@@ -35,7 +35,7 @@ std::string_view colourOf(Severity severity) {
   return "\033[36m";
 }
 
-// Control characters become question marks, also those of two bytes in UTF-8.
+// Control characters become question marks, including those of two bytes in UTF-8.
 std::string printable(std::string_view text) {
   std::string result;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -48,7 +48,7 @@ std::string printable(std::string_view text) {
   return result;
 }
 
-// The columns that a text in UTF-8 takes, for characters of one column.
+// The number of columns of a text in UTF-8, if each of its characters takes one column.
 std::size_t widthOf(std::string_view text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
     return (static_cast<unsigned char>(c) & 0xC0) != 0x80;

@@ -13,11 +13,11 @@ struct TextStyle {
   bool isColourful = false;
 };
 
-// The style for a descriptor: that of its terminal, else plain.
+// The style for a descriptor: that of its terminal, or plain text without one.
 TextStyle styleFor(int descriptor);
 
-// Writes a report for people: what the file is, what was found, and how much of it. Nothing that a
-// file contains can control the terminal. The caller checks the stream for write errors.
+// Writes a report for people: what the file is, what was found, and how much of it. No text from a
+// file can control the terminal. The caller checks the stream for write errors.
 void writeText(const check::CheckReport& report, const TextStyle& style, std::ostream& out);
 
 }  // namespace quarrypack::companions

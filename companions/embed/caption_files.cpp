@@ -12,7 +12,7 @@ namespace quarrypack::companions {
 
 namespace {
 
-// A hundred hours of captions take less.
+// A hundred hours of captions need less.
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 
 std::string readText(const std::string& path) {
@@ -30,7 +30,7 @@ std::string readText(const std::string& path) {
 }
 
 // Whether captions may differ from what the author of the file wanted. Findings about the form of
-// the text are of no interest here.
+// the text are left out here.
 bool matters(const captions::SccFinding& finding) {
   using Kind = captions::SccFindingKind;
   switch (finding.kind) {
@@ -49,7 +49,7 @@ captions::FieldPairs readOne(const std::string& path, const captions::SccOptions
                              std::vector<std::string>& findings) {
   captions::SccFile file = captions::readScc(readText(path), options);
   if (!file.isDecodable()) {
-    throw FileError("'" + path + "' holds no captions in the form of SCC");
+    throw FileError("'" + path + "' has no captions in the form of SCC");
   }
   for (const captions::SccFinding& finding : file.findings) {
     if (matters(finding)) findings.push_back("'" + path + "': " + captions::describe(finding));

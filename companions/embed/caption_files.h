@@ -16,7 +16,7 @@ struct CaptionFiles {
 };
 
 // Reads the caption files of the options. Throws FileError for a file that cannot be read, or that
-// holds no captions.
+// has no captions.
 CaptionFiles readCaptionFiles(const EmbedOptions& options);
 
 }  // namespace quarrypack::companions

@@ -38,8 +38,8 @@ StreamPtr openStream(const std::string& path, std::uint32_t mode) {
   return stream;
 }
 
-// Runs a step and gives its failures of files and of the library a text. Those of the other file
-// pass.
+// Runs a step and turns failures of its file and of the library into messages. Failures of the
+// other file pass unchanged.
 template <class Step>
 auto explained(const std::string& what, const std::string& otherFile, Step step) {
   try {
@@ -131,7 +131,7 @@ class Run {
                   [&] { verify(embedding, output.temporaryPath(), Steps(progress)); });
       }
     }
-    // Once the file has its name nothing may fail.
+    // Nothing may fail once the file has its name.
     embed::EmbedResult result = embedding.result();
     output.commit();
     return result;
@@ -139,7 +139,8 @@ class Run {
 
   void write(embed::Embedding& embedding, const std::string& path,
              const embed::Embedding::Report& report) const {
-    // A stream of its own: the film reads tables meanwhile, and each reader keeps its position.
+    // The copy needs a stream of its own: the film reads tables meanwhile, and each reader has its
+    // own position.
     const StreamPtr input = openStream(options_.input, OpenMode::kReadOnly);
     const StreamPtr output = openStream(path, OpenMode::kReadWrite);
     embedding.write(*input, *output, report);

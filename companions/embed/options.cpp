@@ -25,7 +25,7 @@ po::options_description shownOptions() {
      "take the captions of field 1 from a file instead of the movie's caption tracks")
     ("captions-field2", po::value<std::string>()->value_name("FILE.scc"),
      "take the captions of field 2 from a file")
-    ("replace", "remove captions that the pictures already hold")
+    ("replace", "remove captions that the pictures already have")
     ("no-pad", "leave pictures without captions unchanged")
     ("no-verify", "do not read the written file again")
     ("report", po::value<std::string>()->value_name("FILE.html|FILE.json"),

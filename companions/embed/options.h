@@ -19,13 +19,13 @@ struct EmbedOptions {
   std::string input;
   std::string output;
 
-  // Caption files of the two fields; empty for none. With either of them the caption tracks of the
-  // movie are not read.
+  // Paths of the caption files of the two fields; empty for none. If either is given, the caption
+  // tracks of the movie are not read.
   std::string captionsField1;
   std::string captionsField2;
   captions::SccOptions scc;
 
-  bool replace = false;  // captions that the pictures already hold
+  bool replace = false;  // captions that the pictures already have
   bool verify = true;
   bool pad = true;
 

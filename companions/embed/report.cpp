@@ -59,7 +59,7 @@ void writeNumbers(Html& html, const EmbedOptions& options, const embed::EmbedRes
       {"Pairs lost", std::to_string(result.lostPairs)},
       {"Pictures", std::to_string(result.pictures)},
       {"Pictures that got a unit", std::to_string(result.captionedPictures)},
-      {"Pictures that held captions before", std::to_string(result.replacedPictures)}};
+      {"Pictures that had captions before", std::to_string(result.replacedPictures)}};
   HtmlTable table(html);
   for (const auto& [name, value] : rows) {
     const auto row = table.row();

@@ -50,14 +50,14 @@ class Batch(unittest.TestCase):
         self.environment = dict(os.environ, QUARRYPACK=str(program))
 
     def slow_program(self, seconds):
-        """A converter on a slow disk: it has begun to write, and then takes its time."""
+        """A converter on a slow disk: it begins to write, and then waits."""
         script = self.folder / "slow_quarrypack"
         script.write_text(f'#!/bin/sh\n: >"$4"\nsleep {seconds}\nexec "{program}" "$@"\n')
         script.chmod(0o755)
         self.environment["QUARRYPACK"] = str(script)
 
     def start(self, *arguments):
-        # As from a terminal, where an interruption is not ignored.
+        # As if from a terminal, where an interruption is not ignored.
         return subprocess.Popen([BATCH, *arguments], cwd=self.folder, env=self.environment,
                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE, text=True, start_new_session=True)
@@ -137,7 +137,7 @@ class Batch(unittest.TestCase):
         self.assertEqual(set(self.outputs()), {"movie 01.mp4"})
 
     def test_counts_processors_where_little_is_known_of_them(self):
-        """In a container there may be no /sys, of which lscpu complains."""
+        """lscpu complains if there is no /sys, as in some containers."""
         lscpu = self.folder / "lscpu"
         lscpu.write_text('#!/bin/sh\necho "lscpu: failed to determine number of CPUs" >&2\nexit 1\n')
         lscpu.chmod(0o755)
@@ -195,7 +195,7 @@ class Batch(unittest.TestCase):
         self.assertEqual(sum(1 for line in log if "\t:\t" in line), MOVIES + 2)
 
     def remote_shell(self, command):
-        """A way to other machines that runs the command here instead."""
+        """A replacement for ssh that runs the command on this machine."""
         shell = self.folder / "ssh"
         shell.write_text('#!/bin/sh\necho "$1" >>"%s/machines"\nshift\n[ "$1" != -- ] || shift\n'
                          '%s\n' % (self.folder, command))
@@ -203,7 +203,7 @@ class Batch(unittest.TestCase):
         return shell
 
     def test_runs_on_other_machines(self):
-        # A real login tells the user's shell, which GNU parallel runs its jobs with.
+        # A real login sets SHELL, the shell in which GNU parallel runs its jobs.
         shell = self.remote_shell('SHELL=/bin/sh exec sh -c "$*"')
         self.environment["PATH"] = f"{BATCH.parent}:{self.folder}:{self.environment['PATH']}"
         (self.folder / "quarrypack").symlink_to(program)
@@ -215,7 +215,7 @@ class Batch(unittest.TestCase):
         self.assertEqual(set((self.folder / "machines").read_text().split()), {"one", "two"})
 
     def test_believes_a_machine_only_what_is_there(self):
-        """A machine may say that all went well and have done nothing."""
+        """A machine may report success without having done anything."""
         shell = self.remote_shell("exit 0")
         run = self.run_batch("--sshlogin", f"2/{shell} idle", "--output-dir", "out",
                              "in/movie 01.mov")

@@ -1,5 +1,5 @@
-// Files that are no movies, broken movies, and things that are no files: the right text and status,
-// no crash, no hang, and an unchanged input.
+// Files that are not movies, broken movies, and paths that are not files: the right text and
+// status, no crash, no hang, and an unchanged input.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -52,7 +52,7 @@ TEST_F(BadInput, MayBeAFolder) {
   EXPECT_TRUE(fs::is_directory(folder() / "folder.mov"));
 }
 
-TEST_F(BadInput, MayBeAPipeThatNobodyWritesTo) {
+TEST_F(BadInput, MayBeAPipeWithoutAWriter) {
   const fs::path pipe = folder() / "pipe.mov";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   expectFailure(run(pipe.string()));
@@ -235,7 +235,7 @@ INSTANTIATE_TEST_SUITE_P(
                     fullBox("stsz", 0, 0, u32(0), u32(4), u32List({0xFFFFFFFF, 1, 1, 1}))}),
     [](const auto& param) { return param.param.name; });
 
-TEST_F(BadInput, MayEndAnywhereInFrontOfItsMovieBoxesEnd) {
+TEST_F(BadInput, MayEndAnywhereBeforeTheEndOfItsMovieBox) {
   const Bytes movie = usualMovie().build();
   for (std::size_t length = 0; length < movie.size(); length += 13) {
     SCOPED_TRACE(length);

@@ -1,4 +1,4 @@
-// quarrypack-captions as a user runs it: what it reads, writes, says and ends with.
+// quarrypack-captions as a user runs it: what it reads, writes and prints, and its exit statuses.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -309,7 +309,7 @@ TEST_F(Captions, NeverReplaceTheirInput) {
 
 // ---- Statuses
 
-TEST_F(Captions, HaveAProgramThatTellsItsOptionsAndVersion) {
+TEST_F(Captions, HaveAProgramThatShowsItsOptionsAndVersion) {
   const ProgramResult help = run({"--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_EQ(help.err, "");

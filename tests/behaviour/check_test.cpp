@@ -1,4 +1,4 @@
-// quarrypack-check as a user runs it: what it reads, writes, says and ends with.
+// quarrypack-check as a user runs it: what it reads, writes and prints, and its exit statuses.
 
 #include <gtest/gtest.h>
 

@@ -227,7 +227,7 @@ TEST_F(CommandLine, RunsWithAnyOfItsStandardDescriptorsClosed) {
   expectEnd(run({"--help"}, options), 0, "", "");
 }
 
-TEST_F(CommandLine, KeepsItsStatusWhenNobodyReadsOrTheDeviceIsFull) {
+TEST_F(CommandLine, KeepsItsStatusWithoutAReaderAndOnAFullDevice) {
   expectEnd(runShell("\"$0\" --help > /dev/full"), 0, "", "");
   runShell("{ sleep 0.1; \"$0\" --help; echo $? > status; } | true");
   EXPECT_EQ(read("status"), "0\n");

@@ -15,14 +15,14 @@ inline const std::string kFailed = "quarrypack failed! \n";
 inline const std::string kExceptionLines =
     "quarrypack::Caught an unknown exception while reading file\n" + kNoValidData;
 
-// What one run of the program made of one input.
+// The result of one run of the program on one input.
 struct Conversion {
   ProgramResult program;
   std::optional<Bytes> output;  // none when there is no such file
 };
 
-// Runs the program as a user does, in a folder of the test's own. Whatever becomes of a conversion,
-// its input must stay as it was, so that is expected of every run.
+// Runs the program as a user does, in a folder of the test's own. A conversion must never change
+// its input, so every run expects that.
 class ConversionTest : public testing::Test {
  protected:
   Conversion convert(const Bytes& movie, const ProgramOptions& options = {}) {
@@ -37,7 +37,7 @@ class ConversionTest : public testing::Test {
   }
   Conversion convert(const MovieBuilder& movie) { return convert(movie.build()); }
 
-  // The output of a run that must succeed and say nothing but its progress line.
+  // The output of a run that must succeed and print nothing but its progress line.
   Bytes converted(const MovieBuilder& movie) { return converted(movie, ""); }
   Bytes converted(const MovieBuilder& movie, const std::string& linesBefore,
                   const std::string& linesAfter = "") {

@@ -75,7 +75,7 @@ class CaptionPlacement : public ConversionTest {
   }
 };
 
-TEST_F(CaptionPlacement, WritesTheUnitByteForByteInFrontOfThePicture) {
+TEST_F(CaptionPlacement, WritesTheUnitByteForByteBeforeThePicture) {
   MovieTrack video = videoTrack({.count = 1});
   video.samples[0].bytes = accessUnit({accessUnitDelimiter(), sequenceParameters(),
                                        pictureParameters(), nal(kKeySlice, {0xAA, 0xBB})});
@@ -126,7 +126,7 @@ TEST_F(CaptionPlacement, OffersACaptionAgainUntilItsPictureIsRead) {
   expectVideo(movie, expected);
 }
 
-TEST_F(CaptionPlacement, LosesACaptionBehindTheLastPicture) {
+TEST_F(CaptionPlacement, LosesACaptionAfterTheLastPicture) {
   const MovieBuilder movie({tenPictures(), captionsAt({0, 901})});
   Samples expected = movie.tracks[0].sampleBytes();
   expected[0] = inserted(expected[0], 26, captionUnit(pairsOf(movie.tracks[1], 0)));

@@ -98,7 +98,7 @@ TEST_F(Embed, MayLeaveOutVerification) {
   EXPECT_EQ(result.out, "1 caption, 5 pairs in 20 of 20 pictures, no pairs lost, not verified\n");
 }
 
-TEST_F(Embed, TellsUsageAndVersion) {
+TEST_F(Embed, ShowsUsageAndVersion) {
   const ProgramResult help = run({"--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_TRUE(help.out.starts_with("Usage: quarrypack-embed [options] INPUT OUTPUT\n"));
@@ -126,7 +126,8 @@ TEST_F(Embed, TakesCaptionsFromAFile) {
 
 TEST_F(Embed, RefusesAFileWithoutCaptions) {
   writeFile(folder() / "clip.scc", text("no captions here\n"));
-  expectFailure(run({"--captions", "clip.scc", "clip.mov", "clip.mp4"}), 1, "'clip.scc' holds no");
+  expectFailure(run({"--captions", "clip.scc", "clip.mov", "clip.mp4"}), 1,
+                "'clip.scc' has no captions");
   expectFailure(run({"--captions", "none.scc", "clip.mov", "clip.mp4"}), 1, "'none.scc'");
   EXPECT_FALSE(fs::exists(output()));
 }
@@ -206,7 +207,7 @@ TEST_F(Embed, WritesReports) {
 
 class LongEmbedding : public Embed {
  protected:
-  // A gigabyte of nothing takes long enough to be stopped in the middle.
+  // Copying a hole of a gigabyte takes long enough to be stopped in the middle.
   void SetUp() override {
     writeFile(output(), kOldOutput);
     Bytes movie = captionedMovie().build();

@@ -20,7 +20,7 @@ Bytes unityMatrix() { return u32List({0x10000, 0, 0, 0, 0x10000, 0, 0, 0, 0x4000
 
 class OutputLayout : public ConversionTest {};
 
-TEST_F(OutputLayout, PutsTheMovieBoxBehindTheFileTypeAndInFrontOfTheData) {
+TEST_F(OutputLayout, PutsTheMovieBoxAfterTheFileTypeAndBeforeTheData) {
   const BoxWalk walk(converted(usualMovie()));
   EXPECT_EQ(walk.topLevelTypes(), (Types{"ftyp", "moov", "free", "mdat"}));
 }

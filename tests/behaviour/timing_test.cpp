@@ -272,7 +272,7 @@ TEST_F(Timing, ReadsCaptionsBeforeTheGroupOfTheirPictureIsWritten) {
   }
 }
 
-TEST_F(Timing, TakesTheShiftOfTheCaptionsThemselvesOffTheirDelay) {
+TEST_F(Timing, SubtractsTheShiftOfTheCaptionsFromTheirDelay) {
   MovieBuilder movie = reorderedFragments();
   MovieTrack& captions = movie.tracks[2];
   for (MovieSample& sample : captions.samples) sample.compositionOffset = 100;

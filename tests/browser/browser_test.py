@@ -4,7 +4,7 @@
     browser_test.py REMUX
 
 Makes a movie of H.264 and AAC with ffmpeg, has REMUX write it in fragments, and lets headless
-Chromium play it in a <video> element. The page tells the server what became of it. Without
+Chromium play it in a <video> element. The page reports the result to the server. Without
 chromium or ffmpeg the status is 77 (skipped), with the reason."""
 import functools
 import http.server
@@ -101,7 +101,7 @@ def main():
         print(f"browser_test: {result or 'the page told nothing'}")
         told = re.fullmatch(r"ended width=320 duration=([\d.]+) time=[\d.]+ frames=(\d+)",
                             result or "")
-        # A player that is short of time drops pictures, and counts them too.
+        # A player that is short of time drops pictures, and counts those too.
         return 0 if told and 7.9 < float(told.group(1)) < 8.2 and int(told.group(2)) > 100 else 1
 
 

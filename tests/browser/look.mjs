@@ -18,7 +18,7 @@ const axeScript = fs.readFileSync(requireFrom(modules).resolve('axe-core/axe.min
 const desk = {width: 1280, height: 900};
 const telephone = {width: 390, height: 844};
 
-// Runs in the page: the cues that it lists, in the shape of a caption document.
+// Runs in the page: the cues that it lists, in the form of a caption document.
 function cuesOfPage() {
   const runOf = element => ({
     text: element.textContent,
@@ -41,7 +41,7 @@ function cuesOfPage() {
   }));
 }
 
-// Runs in the page: what reaches beyond its right edge or would have to be scrolled sideways.
+// Runs in the page: the elements that extend past its right edge or would need sideways scrolling.
 function elementsTooWide() {
   const right = document.documentElement.clientWidth;
   const isTooWide = element => element.getBoundingClientRect().right > right + 0.5 ||

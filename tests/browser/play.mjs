@@ -35,7 +35,7 @@ const server = http.createServer((request, response) => {
   return response.end(bytes.subarray(first, last + 1));
 });
 
-// Runs in the page: plays to the end, four times as fast as life.
+// Runs in the page: plays to the end at four times the normal speed.
 async function play({name, isHls}) {
   const video = document.getElementById('video');
   const complaints = [];

@@ -4,10 +4,11 @@
     report_test.py WRITE_REPORTS MODULES [--programs CHECK CAPTIONS] [--pictures FOLDER]
 
 Opens reports in headless Chromium: one with everything that a page can show, an empty one, and one of a
-long film. With the programs quarrypack-check and quarrypack-captions also the report of an SCC file and,
-where there is ffmpeg, of a movie with a caption track. The cues that it finds in each page must be those
-of the caption document beside it. A page must cause no message on the console and no request, must not be wider than a telephone, and must break
-no rule of WCAG 2.1 AA, in light and in dark. A page that breaks all of this must be found out.
+long film. With the programs quarrypack-check and quarrypack-captions it also opens the report of an SCC
+file and, if ffmpeg is installed, of a movie with a caption track. The cues in each page must be those of
+the caption document beside it. A page must cause no message on the console and no request. It must not be
+wider than the screen of a telephone, and must break no rule of WCAG 2.1 AA, in light and dark colour
+schemes. The test must also detect a page that breaks all of this.
 
 MODULES is the folder of node_modules with playwright-core and axe-core. The pictures of the pages are
 kept in FOLDER. Without a browser or its packages the status is 77 (skipped), with the reason."""
@@ -53,7 +54,7 @@ def look(modules, pictures, reports):
 
 
 def cues_of(document):
-    """The cues of a caption document in the shape in which the browser finds them."""
+    """The cues of a caption document, in the form in which the browser reports them."""
     return [{"channel": channel["channel"], "start": cue["start"], "end": cue["end"],
              "mode": cue["mode"], "rows": cue["rows"],
              "text": "\n".join("".join(run["text"] for run in row["runs"])

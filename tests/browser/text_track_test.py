@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""text_track_test - a browser reads the WebVTT of quarrypack-captions as it was meant.
+"""text_track_test - a browser reads the WebVTT of quarrypack-captions as intended.
 
     text_track_test.py QUARRYPACK_CAPTIONS
 
-Writes captions as WebVTT and lets headless Chromium load them in a <track> element. The page tells the
-server which cues its parser found: their times, places, and texts without styles. They must be those of
---format json. Without chromium the status is 77 (skipped), with the reason."""
+Writes captions as WebVTT and lets headless Chromium load them in a <track> element. The page reports
+to the server which cues its parser found: their times, positions, and texts without styles. They must
+be those of --format json. Without chromium the status is 77 (skipped), with the reason."""
 import json
 import pathlib
 import shutil
@@ -40,7 +40,7 @@ element.track.mode = "hidden";
 
 
 def expected_cues(document):
-    """Of cues whose rows do not share a WebVTT cue, in order of time and row."""
+    """The expected cues, if no rows share a WebVTT cue, in order of time and row."""
     for cue in document["channels"][0]["cues"]:
         for row in cue["rows"]:
             yield (cue["start"], cue["end"], round(10 + 5.33 * (row["row"] - 1), 2),

@@ -4,7 +4,7 @@
     docs_test.py PROGRAM [--quick]
 
 Runs the ```sh blocks in their order in a copy of the sources. --quick leaves out the blocks that build.
-Nothing on the machine is changed: what follows `sudo` installs into a folder of its own, and packages
+Nothing on the machine is changed: commands after `sudo` install into a separate folder, and packages
 are only looked up. ./scripts/test.sh is left to tests/package/bare_machine_test.sh, which runs it on a
 bare machine. Status 77 (skipped) with the reason without ffmpeg or GNU parallel."""
 import os
@@ -56,7 +56,7 @@ def texts_in(path):
 
 def roll_up(lines):
     """An SCC file with each line rolled up at the bottom of the screen, two seconds apart. ffmpeg
-    does not tell the last of them, which nothing rolls away."""
+    does not report the last of them, because no later line rolls it away."""
     def with_parity(byte):
         return byte if bin(byte).count("1") % 2 else byte | 0x80
 
@@ -71,7 +71,7 @@ def roll_up(lines):
 
 
 def make_movies(folder):
-    """The movies that the README speaks of, each with the trait that it is about."""
+    """The movies that the README mentions, each with the trait that the README describes."""
     def make(name, b_frames=0, sound="aac", extra=()):
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=160x90:rate=30000/1001:duration=8",
                "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000:duration=8",
@@ -86,7 +86,7 @@ def make_movies(folder):
            "-metadata:s:v", "rotate=90", *ALIGNED, folder / "rotated.mov")
     ffmpeg("-i", folder / "upright_source.mov", "-itsoffset", "0.5", "-i", folder / "upright_source.mov",
            "-map", "0:v", "-map", "1:a", "-map", "0:s", "-c", "copy", *ALIGNED, folder / "late.mov")
-    # One caption in a single line that is longer than a caption message may be.
+    # One caption in a single line that is longer than a caption message can be.
     short = (ROOT / "demo" / "captions.scc").read_text(encoding="ascii")
     long = short.replace("\n\n00:00:03:27\t", " ")
     assert long != short
@@ -101,7 +101,7 @@ def write_script(path, text):
 
 
 class Commands(unittest.TestCase):
-    """All blocks, run once in order; the tests look at what they left."""
+    """All blocks, run once in order; the tests examine the results."""
 
     @classmethod
     def setUpClass(cls):
@@ -144,7 +144,7 @@ class Commands(unittest.TestCase):
         if done.returncode:
             raise AssertionError(f"status {done.returncode} of\n{block}\n{done.stdout}")
 
-    def test_readme_speaks_of_commands(self):
+    def test_readme_has_commands(self):
         self.assertGreaterEqual(len(blocks("README.md", "sh")), 12)
 
     def test_captions_come_through(self):
@@ -153,7 +153,7 @@ class Commands(unittest.TestCase):
             with self.subTest(movie=name):
                 self.assertEqual(texts_in(self.folder / f"{name}.mp4"), TEXTS)
 
-    def test_what_is_warned_of_does_happen(self):
+    def test_the_traits_that_the_readme_warns_of_occur(self):
         for name in ("delivery", "pcm", "long"):
             output = self.folder / f"unprepared_{name}.mp4"
             subprocess.run([program, "--input-file", self.folder / f"{name}.mov", "--output-file",
@@ -246,7 +246,7 @@ class Commands(unittest.TestCase):
         self.assertTrue(written.startswith(shown[0]))
         self.assertIn(shown[1], written)
 
-    def test_boxes_written_are_those_told(self):
+    def test_boxes_written_are_those_documented(self):
         def kinds(data, start, end):
             for kind, first, last in caption_track.children(data, start, end):
                 name = kind.decode().strip()
@@ -359,6 +359,17 @@ class Links(unittest.TestCase):
                     found += 1
         self.assertGreater(found, 10)
 
+    def test_completions_offer_the_rates_of_time_codes(self):
+        rates = re.findall(r'{"([\d.]+)", \d+, Time', (ROOT / "captions/timecode.cpp").read_text())
+        self.assertGreater(len(rates), 5)
+        found = 0
+        for completion in (ROOT / "completion").iterdir():
+            for offered in re.findall(r"23\.976[\d. ]*", completion.read_text()):
+                with self.subTest(completion=completion.name):
+                    self.assertEqual(offered.split(), rates)
+                found += 1
+        self.assertEqual(found, 9, "three programs in three shells")
+
     def test_one_version_everywhere(self):
         version = re.search(r"project\(quarrypack VERSION ([\d.]+)",
                             (ROOT / "CMakeLists.txt").read_text()).group(1)
@@ -376,7 +387,7 @@ def main(arguments):
             print(f"skipped: {tool} is not installed")
             return SKIPPED
     if not (ROOT / ".git").exists():
-        print("skipped: the sources are no clone, and git tells which files belong to them")
+        print("skipped: the sources are not a clone, so git cannot list the files that belong to them")
         return SKIPPED
     program = pathlib.Path(arguments[0]).resolve()
     quick = "--quick" in arguments

@@ -12,8 +12,8 @@
 #include "tests/support/expect_code.h"
 #include "tests/support/run_program.h"
 
-// The option library hands its values over as plain pointers, and loses one when the memory for its
-// holder is what fails.
+// The option library passes its values as plain pointers, and leaks one if the allocation of its
+// holder fails.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:boost::program_options"; }
 
@@ -125,17 +125,17 @@ TEST(AllocationFaults, LeaveTheSettingsAsAnException) {
   });
 }
 
-// How the program ends when memory runs out before a conversion: the settings answer with their one
-// code, and what follows them has no name for it.
+// How the program ends when memory runs out before a conversion: the settings return their only
+// code, and later steps have no name for the failure.
 const std::string kEndsBefore[] = {
     "Configuration Error. ErrorCode 5210:The settings could not be parsed or loaded\n",
     "quarrypack::Caught an unknown exception while reading file\n"
     "Error: No valid clcp data found in the file...\n"};
 
-// And during one.
+// How it ends during a conversion.
 const std::string kEndDuring = "Caught an error : There is not enough memory\n";
 
-// Lets every allocation of a run of the program fail in turn. Expects the status and the output of
+// Makes every allocation of a run of the program fail in turn. Expects the status and the output of
 // a run with enough memory, or a true message about the lack of memory.
 void failEachAllocationOfTheProgram(const std::string& what, const Bytes& movie, int wholeStatus) {
   const TemporaryFolder folder;

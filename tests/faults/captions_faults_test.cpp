@@ -1,6 +1,6 @@
 // Streams whose k-th call fails or stops half way while captions are read out of a movie, outputs
 // whose k-th write fails, and memory that runs out at the k-th allocation, for every k: no fault
-// may be swallowed. What does not throw has made the same caption files as without one.
+// may be swallowed. A run that does not throw has made the same caption files as without a fault.
 
 #include <new>
 #include <sstream>
@@ -108,7 +108,7 @@ TEST_P(CaptionFaultKinds, OfTheMovieAreNotSwallowed) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, CaptionFaultKinds, testing::Values(Fault::fails, Fault::isShort));
 
-// Throws away what it gets, and fails at the k-th call.
+// Discards its input, and fails at the k-th call.
 class FailingBuffer final : public std::streambuf {
  public:
   explicit FailingBuffer(std::size_t k) : callsUntilFault_(k) {}

@@ -1,6 +1,6 @@
 // Streams whose k-th call fails or stops half way while captions are embedded, and memory that runs
-// out at the k-th allocation, for every k: no fault may be swallowed. What does not throw has made
-// the same bytes as without one.
+// out at the k-th allocation, for every k: no fault may be swallowed. A run that does not throw has
+// made the same bytes as without a fault.
 
 #include <new>
 
@@ -56,7 +56,7 @@ void writeAndVerify(Streams& streams) {
   embedding.verify(streams.output);
 }
 
-// Whether a run came through. Every failure must be one of those that the program knows.
+// Whether a run succeeded. Every failure must be of a type that the program handles.
 template <class Run>
 bool comesThrough(Run run) {
   try {

@@ -1,6 +1,6 @@
-// File calls that fail, are interrupted or meet their end at the k-th of them while
-// quarrypack-embed works, for every k; and memory that runs out. Whatever happens, OUTPUT is the
-// old file or the new one and nothing else is left, and a failure says what the system said.
+// File calls that fail, are interrupted or are killed at the k-th of them while quarrypack-embed
+// works, for every k; and memory that runs out. In every case OUTPUT is the old file or the new
+// one, nothing else is left, and a failure reports the error of the system.
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -70,7 +70,7 @@ class EmbedProgramFaults : public testing::TestWithParam<Before> {
 
   void run() const { companions::embedCaptions(options_); }
 
-  // The text of the failure of a run; none for one that succeeds.
+  // The text of the failure of a run; none if the run succeeds.
   std::optional<std::string> failureOfRun() const {
     try {
       run();
@@ -240,7 +240,7 @@ TEST_P(EmbedProgramFaults, OfMemoryLeaveTheOldOutput) {
   });
 }
 
-// Runs the program in a process of its own, which a call of its may kill.
+// Runs the program in a process of its own, which one of its calls may kill.
 bool isKilled(const std::function<void()>& run) {
   const pid_t child = fork();
   if (child == 0) {

@@ -23,8 +23,8 @@
 
 namespace quarrypack::test {
 
-// Calls attempt(k) for k = 1, 2, 3 and so on, until a run ends without reaching its fault.
-// attempt returns whether the fault was reached, and has checked its result by then.
+// Calls attempt(k) for k = 1, 2, 3 and so on, until a run ends without reaching its fault. attempt
+// checks its result and returns whether the fault was reached.
 template <class Attempt>
 void forEachFault(const std::string& what, Attempt attempt) {
   constexpr std::size_t kEnough = 200'000;

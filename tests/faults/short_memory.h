@@ -4,8 +4,8 @@
 
 namespace quarrypack::test {
 
-// Lets one allocation of the process fail while it lives: the k-th from its construction on,
-// counted from 1. Programs that link its source have all their operators new replaced. At most one
+// Makes one allocation of the process fail while it lives: the k-th from its construction on,
+// counted from 1. Its source replaces all operators new of a program that links it. At most one
 // object at a time.
 class ShortMemory {
  public:

@@ -1,6 +1,6 @@
 // Streams whose k-th call fails or stops half way, for every k. No fault may be swallowed: a run
 // that does not throw has made the same bytes as one without a fault. The entries of a sample table
-// are the one exception: a stream that ends among them leaves a table of fewer entries.
+// are the only exception: a stream that ends among them leaves a table of fewer entries.
 
 #include <map>
 #include <set>

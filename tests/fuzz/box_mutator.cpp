@@ -1,6 +1,6 @@
-// Mutations that know boxes. Random changes of bytes seldom get past the headers of a movie: a byte
-// inserted anywhere makes every box around it wrong. Here the boxes around a change get their new
-// size, unless the change is to their size.
+// Mutations that respect boxes. Random changes of bytes seldom get past the headers of a movie: a
+// byte inserted anywhere makes the size of every box around it wrong. Here these boxes get their
+// new size, unless the change is to a size.
 
 #include <algorithm>
 #include <array>
@@ -72,7 +72,7 @@ void findBoxes(const Bytes& bytes, std::size_t position, std::size_t end,
   }
 }
 
-// Replaces some bytes, and gives the boxes around them their new size.
+// Replaces some bytes, and adjusts the sizes of the boxes around them.
 void replace(Bytes& bytes, const std::vector<std::size_t>& around, std::size_t start,
              std::size_t end, const Bytes& by) {
   const auto at = [&](std::size_t i) { return bytes.begin() + static_cast<std::ptrdiff_t>(i); };

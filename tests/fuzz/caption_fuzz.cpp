@@ -1,5 +1,5 @@
-// Captions of any atoms, inserted into a sample of any bytes: into one in memory and into one that
-// stays in its file. Both results must be equal.
+// Captions of any atoms, inserted into a sample of any bytes, once in memory and once in a sample
+// that stays in its file. Both results must be equal.
 //
 // The input: a byte with the size of the NAL lengths, two bytes with the length of the sample, the
 // sample, and then captions, each after two bytes with its length.

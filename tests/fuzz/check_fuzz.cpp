@@ -1,4 +1,4 @@
-// Pairs of both fields, judged by all rules for captions.
+// Pairs of both fields, checked by all rules for captions.
 
 #include <algorithm>
 #include <optional>

@@ -1,4 +1,4 @@
-// Pairs of both fields, decoded at once and given to every writer of a caption file.
+// Pairs of both fields, decoded together and passed to every writer of a caption file.
 
 #include <algorithm>
 #include <sstream>
@@ -76,7 +76,8 @@ void withoutPadding(FieldPairs& pairs) {
   std::erase_if(pairs, [](const TimedPair& pair) { return pair.bytes.isPadding(); });
 }
 
-// What is written of a field is read again, but for its times where pairs crowd a frame.
+// The written pairs of a field are read again unchanged, except for their times where several fall
+// into one frame.
 void checkScc(FieldPairs pairs, const std::string& text) {
   SccFile file = readScc(text);
   withoutPadding(pairs);

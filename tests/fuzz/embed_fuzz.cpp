@@ -1,5 +1,5 @@
-// Captions put into the pictures of any movie, and the result verified. Its own captions go in, and
-// then others in their place.
+// Captions embedded into the pictures of any movie, and the result verified: first the movie's own
+// captions, then others in their place.
 
 #include <algorithm>
 #include <array>
@@ -23,8 +23,8 @@ using quarrypack::test::MemoryStreamPtr;
 
 namespace {
 
-// Tables with an entry for each sample may replace some that have one for all. Neither the samples
-// of a track nor the entries of its tables are more than its file could hold one by one.
+// Tables with an entry for each sample may replace tables with one entry for all. Neither the
+// samples of a track nor the entries of its tables are more than fit into its file one by one.
 std::size_t mostOutput(std::size_t input, const embed::EmbedResult& result) {
   constexpr std::size_t kMostOfUnit = 256;
   constexpr std::size_t kTables = 4;

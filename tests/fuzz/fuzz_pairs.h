@@ -11,8 +11,8 @@ namespace quarrypack::test {
 // Of field 1 and of field 2.
 using BothFields = std::array<captions::FieldPairs, 2>;
 
-// Two bytes for each pair, after one byte that tells its field in bit 0 and, in the others, how
-// many quarters of a frame pass before it.
+// Each pair is two bytes after one byte. Bit 0 of that byte selects the field, and the other bits
+// count the quarters of a frame that pass before the pair.
 inline BothFields pairsOf(InputBytes input) {
   BothFields fields;
   captions::Time time{0};

@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace quarrypack::test {
 
-// Ends the process with a message: for a property that does not hold.
+// Ends the process with a message about a property that does not hold.
 [[noreturn]] inline void fail(std::string_view property) {
   std::cerr << "violated: " << property << std::endl;
   __builtin_trap();
@@ -37,7 +37,7 @@ class SilencedConsole {
   std::streambuf* out_;
 };
 
-// Takes numbers and bytes from the front of an input; zeros and no bytes once it is used up.
+// Takes numbers and bytes from the front of an input. Returns zeros and no bytes at its end.
 class InputBytes {
  public:
   explicit InputBytes(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}

@@ -122,7 +122,7 @@ MovieTrack hevcVideo() {
   return video;
 }
 
-// What the rewriter of films changes.
+// Films with the boxes that embedding changes.
 void addFilms(const Seeds& seeds) {
   seeds.add("film_pop_on", MovieBuilder({shortVideo(2), shortSound(), decodableCaptions()}));
   seeds.add("film_hevc", MovieBuilder({hevcVideo(), decodableCaptions()}));

@@ -27,13 +27,13 @@ using quarrypack::test::MemoryStreamPtr;
 
 namespace {
 
-// A few bytes can claim endless samples.
+// A few bytes can state any number of samples.
 constexpr int kMostSamples = 20000;
 constexpr std::size_t kMostBytes = 1u << 20;
 
 int refuse(void* /*context*/, kav::Problem /*problem*/) { return 0; }
 
-// By every way that the functions offer.
+// Copies a description with each of the functions for it.
 void copyDescription(const kav::NorvikKavSampleDescription* description,
                      const kav::NorvikKavSampleDescInfo& base,
                      const std::vector<std::uint8_t>& bytes) {
@@ -127,7 +127,7 @@ void walk(impl::SampleIterator& samples) {
   }
 }
 
-// One track in segments that no edit list of a file produces in this way.
+// Walks one track in segments that no edit list of a file produces.
 void walkSegments(const impl::TrackRecord& track) {
   try {
     std::vector<impl::EditSegment> segments = {

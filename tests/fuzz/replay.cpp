@@ -36,7 +36,7 @@ int main(int argc, char** argv) {
       return 1;
     }
     for (const auto& file : files) {
-      // Named before it is tried, so that a crash can be attributed.
+      // The name is printed first, so that a crash can be attributed to the file.
       std::cout << file.string() << std::endl;
       try {
         const auto bytes = quarrypack::test::readFile(file);

@@ -1,6 +1,6 @@
 // An SCC file, from any bytes: read at some rate, decoded, written and read again.
 //
-// The first byte selects the rate and the offset; what follows is the text.
+// The first byte selects the rate and the offset; the rest is the text.
 
 #include <array>
 #include <sstream>

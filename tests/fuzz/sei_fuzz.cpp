@@ -1,8 +1,8 @@
 // Pictures and decoder configurations of any bytes: NAL units, SEI messages, captions inside them,
 // avcC and hvcC records.
 //
-// The input: a byte with the codec and the size of the NAL lengths, a byte that says how much of
-// the sample is in memory, and the sample, which serves as a record too.
+// The input: a byte with the codec and the size of the NAL lengths, a byte that states how much of
+// the sample is in memory, and the sample, which also serves as a record.
 
 #include <algorithm>
 #include <vector>
@@ -31,7 +31,7 @@ bool lieInOrder(const SeiUnit& sei) {
   return end <= sei.content.size();
 }
 
-// A unit built from captions holds these captions and nothing else.
+// A unit built from captions must contain only these captions.
 void checkBuilding(const CcData& data, const NalRules& rules, std::uint8_t lengthSize) {
   std::vector<std::uint8_t> unit;
   buildCaptionUnit(unit, {.rules = &rules, .nalLengthSize = lengthSize}, data.triplets);

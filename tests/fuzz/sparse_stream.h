@@ -10,9 +10,9 @@
 
 namespace quarrypack::test {
 
-// A file in memory that keeps only the pages that were written, as a disk does: hostile movies have
-// room reserved for millions of entries that never come. A disk of its own size, too: beyond the
-// limit of written pages a write fails. Always held in an intrusive pointer.
+// A file in memory that keeps only the pages that were written, like a sparse file: hostile movies
+// make the writer reserve room for millions of entries that never come. Like a full disk, it fails
+// a write beyond its limit of pages. Always hold it in an intrusive pointer.
 class SparseStream final : public norvik::kav::NorvikIOStream {
  public:
   static boost::intrusive_ptr<SparseStream> create(std::size_t mostPages) {

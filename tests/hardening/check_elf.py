@@ -4,8 +4,8 @@
     check_elf.py PROGRAM [--fortified]  ends with status 1 and names what is missing
     check_elf.py --self-test            proves that a program without protections is caught
 
-A protection that was asked for on the command line of the compiler can still be lost on the way to
-the program, so the program itself is looked at."""
+A protection that was requested on the command line of the compiler can be missing from the program,
+so the program itself is examined."""
 import pathlib
 import shutil
 import struct
@@ -21,7 +21,7 @@ DF_BIND_NOW, DF_1_NOW, DF_1_PIE = 8, 1, 0x08000000
 
 
 class Elf:
-    """What a 64-bit little-endian ELF file says about itself."""
+    """The headers of a 64-bit little-endian ELF file."""
 
     def __init__(self, data):
         if data[:6] != b"\x7fELF\x02\x01":
@@ -54,7 +54,7 @@ class Elf:
 
 
 def missing(elf, fortified=False):
-    """Names the protections that a program does without."""
+    """Returns the names of the protections that a program lacks."""
     found = []
     flags = elf.dynamic.get(DT_FLAGS, 0)
     flags1 = elf.dynamic.get(DT_FLAGS_1, 0)
@@ -68,7 +68,7 @@ def missing(elf, fortified=False):
         found.append("stack without execution")
     if "__stack_chk_fail" not in elf.names:
         found.append("stack protector")
-    # Which checked calls are left depends on what the compiler could prove; some always are.
+    # Which checked calls remain depends on what the compiler could prove; some always do.
     if fortified and not any(name.startswith("__") and name.endswith("_chk")
                              for name in elf.names):
         found.append("checked calls of the C library")

@@ -4,11 +4,10 @@
     check_includes.py ROOT         ends with status 1 and names every forbidden line and circle
     check_includes.py --self-test  proves that forbidden lines are caught and good ones pass
 
-The picture is the one of ARCHITECTURE.md, one row a folder. A folder that needs a new neighbour gets
-it here, in the same change that alters the picture.
+ROWS states the arrows of ARCHITECTURE.md, one row for each folder. Change both together.
 
 A unit is a header with the source of the same name. Units must not include each other in a circle,
-directly or through others. So the implementation cannot include the part of the public face that is
+directly or through others. So the implementation cannot include the part of the public API that is
 built on it, although both lie under kav/."""
 import pathlib
 import re
@@ -52,7 +51,7 @@ ROWS = {
     "kav/impl/bytes/": ["kav/"],
 }
 
-# What the sources of a folder may include besides that, but not its headers.
+# What the sources of a folder, but not its headers, may include besides that.
 SOURCE_ROWS = {
     "kav/": ["kav/impl/reading/", "kav/impl/writing/", "kav/impl/tree/", "kav/impl/boxes/",
              "kav/impl/model/", "kav/impl/descriptions/", "kav/impl/bytes/"],
@@ -152,7 +151,7 @@ def read_tree(root):
     return Tree(lines)
 
 
-# A small house with the same folders. Each case adds one include line to it.
+# A small tree with the same folders. Each case adds one include line to it.
 HOUSE = {
     "kav/streams.h": [],
     "kav/date_time.h": [],

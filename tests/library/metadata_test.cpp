@@ -45,14 +45,14 @@ TEST(Metadata, IsFoundBeforeTheMovieBox) {
   EXPECT_EQ(metadataOf(movie.build()).bytes, text("<x:xmpmeta/>"));
 }
 
-TEST(Metadata, IsFoundBehindTheMovieBoxAndTheMediaData) {
+TEST(Metadata, IsFoundAfterTheMovieBoxAndTheMediaData) {
   MovieBuilder movie({videoTrack(), soundTrack()});
   movie.extras["xmp"] = xmp(text("<x:xmpmeta/>"));
   movie.order = {"ftyp", "moov", "mdat", "xmp"};
   EXPECT_EQ(metadataOf(movie.build()).bytes, text("<x:xmpmeta/>"));
 }
 
-TEST(Metadata, IsFoundBehindFragments) {
+TEST(Metadata, IsFoundAfterFragments) {
   MovieBuilder movie({videoTrack()});
   movie.moovFirst().splitIntoFragments({6});
   movie.tail = xmp(text("<x:xmpmeta/>"));

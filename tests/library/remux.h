@@ -8,11 +8,12 @@
 #include "kav/writer.h"
 #include "tests/support/bytes.h"
 
-// What a user of the library does most: reads the samples of a movie, and writes them into another.
+// The most frequent use of the library: reading the samples of a movie and writing them into
+// another one.
 
 namespace quarrypack::test {
 
-// A sample with all that a movie says about it.
+// A sample with all its fields.
 struct LibrarySample {
   std::uint64_t decodingTime = 0;
   std::uint32_t compositionOffset = 0;

@@ -9,7 +9,7 @@
 #include "tests/library/remux.h"
 
 // remux INPUT OUTPUT regular | fragmented DURATION [random-access]: writes the samples of a movie
-// into another one, for the judges that want a file. DURATION counts in the movie's timescale.
+// into another one, for tests with other programs. DURATION counts in the movie's timescale.
 int main(int argc, char** argv) {
   using quell::kaf::OpenMode;
   using quell::kafpkgutil::KavStream;

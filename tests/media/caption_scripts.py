@@ -28,9 +28,9 @@ class Script:
         self.field = field
         self.next = first
         self.lines = []  # what can be read, in order
-        # For each line the picture with which a player shows it that shows whole lines only.
+        # For each line the picture at which a player that shows only whole lines shows it.
         self.shown_from = {}
-        # Lines that look otherwise where mid-row codes take no column.
+        # Lines that look different in players where mid-row codes take no column.
         self.without_mid_rows = {}
 
     def _send(self, pairs):
@@ -42,7 +42,7 @@ class Script:
         self._send(make_scc.control((self.field, code)))
 
     def _text(self, text):
-        """Characters of all sets; pairs of basic ones go together, all others alone."""
+        """Encodes characters of all sets: two basic ones to a pair, all others alone."""
         basic = ""
         for character in text:
             if character in SPECIAL or character in EXTENDED:
@@ -65,7 +65,7 @@ class Script:
         return text
 
     def pop_on_styled(self, *rows):
-        """Each row a number and its pieces."""
+        """Each row is a number and its pieces."""
         self._control(make_scc.RESUME_LOADING[1])
         self._control(make_scc.ERASE_HIDDEN[1])
         texts = [self.styled(*row) for row in rows]
@@ -137,7 +137,7 @@ def roll_up(pictures, field=FIELD_1, name="first"):
 
 
 def rolling(rows):
-    """Roll-up captions with so many rows on the screen at a time."""
+    """Roll-up captions with this number of rows on the screen at a time."""
     def script(pictures, field=FIELD_1, name="first"):
         result = Script(pictures, field)
         for number in range(rows + 2):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""captions_test - what quarrypack-captions reads is what other programs read.
+"""captions_test - quarrypack-captions reads the same captions as other programs.
 
     captions_test.py QUARRYPACK_CAPTIONS QUARRYPACK [-v]
 
@@ -15,7 +15,7 @@ import sys
 import tempfile
 import unittest
 
-# Where Debian puts the modules of its packages, which another Python does not look.
+# Where Debian installs Python modules; a Python from elsewhere does not search there.
 sys.path.append("/usr/lib/python3/dist-packages")
 try:
     import srt
@@ -55,7 +55,7 @@ class Captions(unittest.TestCase):
         cls.scc.write_text(spread_scc.spread((ROOT / "demo" / "captions.scc").read_text()))
         cls.movies = {name: folder / f"{name}.mp4" for name in ("plain", "frames", "fragments")}
         cls.track = folder / "track.mov"
-        # No reordered pictures: of their delay ffmpeg takes off what no edit list says.
+        # No reordered pictures, because ffmpeg subtracts their delay even without an edit list.
         ffmpeg("-f", "lavfi", "-i", "testsrc2=size=64x48:rate=30000/1001:duration=10", "-i", cls.scc,
                "-map", "0:v", "-map", "1:s", "-c:v", "libx264", "-bf", "0", "-c:s", "copy",
                "-video_track_timescale", "30000", "-movie_timescale", "30000", "-bsf:s",

@@ -25,7 +25,7 @@ def ffmpeg(*words):
 
 # ---------------------------------------------------------------- captions
 def demo_script():
-    """The captions of the demonstration: the pairs of its file, and what its text says."""
+    """The captions of the demonstration: the pairs of its SCC file, and the cues of its text file."""
     script = caption_scripts.Script(PAIRS, FIELD_1)
     for line in DEMO.read_text(encoding="ascii").splitlines()[1:]:
         if line:
@@ -47,7 +47,7 @@ STYLES = {"pop-on": caption_scripts.pop_on, "roll-up": caption_scripts.roll_up,
 
 
 def scripts_of(styles):
-    """For each field what is sent in it, one pair for each 1001/30000 s; none for no captions."""
+    """The pairs of each field, one for each 1001/30000 s; none for a field without captions."""
     return [demo_script() if style == "demo" else style and STYLES[style](PAIRS, field, name)
             for style, field, name in zip(styles, (FIELD_1, FIELD_2), ("first", "second"))]
 
@@ -83,7 +83,7 @@ class Film:
         self.is_reordered = is_reordered  # by edits
         # Seconds: the largest negative composition offset, by which ffmpeg delays fragments.
         self.late_in_ffmpeg = late_in_ffmpeg
-        self.limits = limits or {}  # what a judge cannot do with such a film, captions or not
+        self.limits = limits or {}  # what a judge cannot do with the film, captioned or not
 
     def arguments(self, folder):
         if self.files is None:
@@ -134,7 +134,7 @@ def carried(rate, *words, coder=tuple(X264), sound=("-c:a", "aac"), inputs=()):
 
 
 def patched(make, change):
-    """A film whose bytes are changed once it is made."""
+    """A maker of a film whose bytes are changed afterwards."""
     def make_patched(film, folder):
         path = make(film, folder)
         path.write_bytes(change(path.read_bytes()))
@@ -143,14 +143,14 @@ def patched(make, change):
 
 
 def turned(data):
-    """By a quarter, as telephones write it."""
+    """Rotated by 90 degrees, as telephones write it."""
     quarter = struct.pack(">9i", 0, 1 << 16, 0, -1 << 16, 0, 0, 180 << 16, 0, 1 << 30)
     matrix = data.index(b"tkhd") + 4 + 40
     return data[:matrix] + quarter + data[matrix + 36:]
 
 
 def live(seconds):
-    """Fragments cut out of a transmission that began so many seconds ago."""
+    """Fragments cut out of a transmission that began this number of seconds before."""
     def change(data):
         data = bytearray(data)
         timescales = {}
@@ -212,7 +212,7 @@ def edited(*edits):
 
 
 def cut_by_copy(film, folder):
-    """ffmpeg begins with the key picture before, and hides all up to 0.3 s with an edit."""
+    """ffmpeg begins with the previous key picture, and hides everything before 0.3 s with an edit."""
     whole = made("25", "-bf", "2", name="whole.mov")(film, folder)
     ffmpeg("-ss", "0.3", "-i", whole, "-map", "0:v", "-map", "0:a", "-c", "copy",
            folder / "film.mov")
@@ -242,7 +242,7 @@ def with_chapters(film, folder):
 
 
 def variable(film, folder):
-    """Between a picture and three are shown in each 60 ms."""
+    """A variable rate: one to three pictures in each 60 ms."""
     path = folder / "film.mov"
     ffmpeg(*pictures("50", ",select='not(mod(n\\,3))+gt(random(1)\\,0.6)'"), *SINE, "-i", DEMO,
            "-map", "0:v", "-map", "1:a", "-map", "2:s", "-c:s", "copy", *X264, "-bf", "2",
@@ -256,7 +256,7 @@ def without_sound(film, folder):
 
 
 def captioned_before(film, folder):
-    """By quarrypack-embed itself, with captions of other text."""
+    """With captions of other text, which quarrypack-embed itself has embedded."""
     bare = made("25", "-bf", "2", name="bare.mp4")(film, folder)
     other = folder / "other.scc"
     other.write_text(scc_of(scripts_of(("roll-up 4", None))[0]), encoding="ascii")
@@ -269,7 +269,7 @@ def captioned_before(film, folder):
 
 
 def captioned_by_coder(film, folder):
-    """By x264, which codes captions that it gets with the pictures."""
+    """With captions by x264, which encodes those that it gets with the pictures."""
     first = captioned_before(film, folder)
     path = folder / "coded.mp4"
     ffmpeg("-i", first, *X264, "-bf", "2", "-a53cc", "1", "-c:a", "copy", path)
@@ -337,7 +337,7 @@ FILMS = [
              "log-level=none:bframes=3:keyint=50:open-gop=1:aud=1:repeat-headers=1:hrd=1:"
              "vbv-maxrate=2000:vbv-bufsize=2000:info=1"))),
          59.94, ("roll-up 2", "pop-on"), coding="h265", limits=NONE_OF_HEVC),
-    # What else is in a film.
+    # Other content of a film.
     Film("30, rotation, place, tags", patched(
         carried("30", *B_FRAMES, "-metadata", "location=+48.2082+016.3738/", "-metadata",
                 "title=A title", "-metadata", "creation_time=2024-05-01T10:00:00Z"), turned), 30),

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""embed_test - what players do with films that quarrypack-embed put captions into, as a table.
+"""embed_test - what players do with the films of quarrypack-embed, as a table.
 
     embed_test.py QUARRYPACK_EMBED [--browser MODULES] [--table FILE] [--document FILE]
 
-Makes films of all kinds with captions of known text, embeds these, and lets every judge look at each:
+Makes films of all kinds with captions of known text, embeds these, and lets every judge examine each:
 the boxes and samples themselves, ffmpeg, mediainfo, GStreamer, and with --browser headless Chromium,
-alone and with hls.js (MODULES is the folder of node_modules). What is not captions must be as it was in
-the film: boxes, samples, decoded pictures and sound, times, rotation, tags and chapters. The status is
-1 when a judge disagrees or a --document does not hold this very table, and 77 without ffmpeg."""
+alone and with hls.js (MODULES is the folder of node_modules). Everything but captions must be unchanged:
+boxes, samples, decoded pictures and sound, times, rotation, tags and chapters. The status is 1 if a judge
+disagrees or a --document does not contain exactly this table, and 77 without ffmpeg."""
 import collections
 import functools
 import json
@@ -71,7 +71,7 @@ class Case:
 
     @property
     def begins(self):
-        """Where ffmpeg has the time 0 of the captions, in seconds."""
+        """The time in seconds that the captions' time 0 has in ffmpeg."""
         return self.film.begins + self.film.late_in_ffmpeg
 
     def limit(self, judge):
@@ -95,7 +95,7 @@ def seconds(clock):
 
 
 class References:
-    """What ffmpeg reads of the captions themselves, from a caption track, where each has its time."""
+    """The captions as ffmpeg reads them from a caption track, where each has its own time."""
 
     lock = threading.Lock()
     bare = None
@@ -127,7 +127,7 @@ def require_near(found, expected, tolerance, what):
 
 
 def caption_units(data):
-    """Where the units of captions lie in the pictures of a film: [(start, end)]."""
+    """The positions of the caption units in the pictures of a film: [(start, end)]."""
     units = []
     film = kept_boxes.Film(data)
     for place, end in kept_boxes.samples_of(film, film.pictures):
@@ -162,11 +162,11 @@ def media_data(data, left_out):
 
 # ---------------------------------------------------------------- judges
 def judge_boxes(case):
-    """All that no rule names is as it was, and so is all media but captions, unused bytes included."""
+    """No box changes unless a rule names it, and no media but captions, unused bytes included."""
     kept_boxes.compare(case.before, case.after)
     old = media_data(case.before, caption_samples(case.before) + caption_units(case.before))
     new = media_data(case.after, caption_units(case.after))
-    # A fragment of captions alone leaves nothing.
+    # Nothing is left of a fragment that has only captions.
     if [one for one in old if one] != [one for one in new if one]:
         raise Disagreement("media other than captions was changed")
     return "as they were"
@@ -202,7 +202,7 @@ def hashes(path, kind):
 
 
 def properties(path):
-    """What players go by, without what must differ: sizes, rates, the caption track."""
+    """What players use, except what must differ: sizes, rates, the caption track."""
     found = json.loads(output_of("ffprobe", "-v", "error", "-show_streams", "-show_format",
                                  "-show_chapters", "-of", "json", path))
     kept = ["codec_name", "codec_type", "codec_tag_string", "width", "height", "sample_rate",
@@ -219,8 +219,9 @@ def properties(path):
     brands = ("major_brand", "minor_version", "compatible_brands")
     tags = {name: value for name, value in found["format"].get("tags", {}).items()
             if name not in brands}
-    # ffmpeg takes the number of a stream for the id of its track. Where the caption track is gone, it
-    # so fails to see that the time code belongs to the pictures, and tells it of the whole film too.
+    # ffmpeg takes the number of a stream for the id of its track. If the caption track is gone, it
+    # therefore does not see that the time code belongs to the pictures, and reports it for the
+    # whole film too.
     if any(stream["tags"].get("timecode") == tags.get("timecode") for stream in streams):
         tags.pop("timecode", None)
     # The length of the film is that of its streams: the caption track may have been the longest.
@@ -276,7 +277,7 @@ def judge_mediainfo(case):
 
 def judge_gstreamer(case):
     found = gstreamer_captions(case.output, case.film.coding)
-    # A picture that the first edit begins in is one of those that ffmpeg does not show.
+    # ffmpeg does not show a picture inside which the first edit begins.
     shown_or_next = zip(case.pictures, case.pictures[1:] + case.pictures[-1:])
     first = len(found) - sum(bool(picture.triplets) for picture in case.shown)
     expected = case.shown if first == 0 else [
@@ -286,8 +287,8 @@ def judge_gstreamer(case):
     expect(len(found), len(expected), "pictures with captions in GStreamer")
     for number, ((time, data), picture) in enumerate(zip(found, expected)):
         expect(data, b"".join(picture.triplets), f"picture {number} in GStreamer")
-        # With several edits each has times of its own, and the picture that an edit begins in has
-        # that of the edit.
+        # With several edits each has times of its own, and a picture inside which an edit begins
+        # has the time of the edit.
         if picture.is_shown and not case.film.is_reordered:
             require_near(time - found[-1][0], picture.time - expected[-1].time, 0.002,
                          f"picture {number} in GStreamer")
@@ -331,9 +332,9 @@ def fragment_playlist(case):
 def package(case, folder):
     """Makes an HLS package of the output, and returns by how much its times are later.
 
-    It has the output's own fragments where these have no sound: hls.js shows no captions of fragments
-    of pictures and sound. Others are made by ffmpeg, which lets no time be negative and begins with
-    what an edit hides."""
+    It has the output's own fragments if these have no sound: hls.js shows no captions of fragments of
+    pictures and sound. Other packages are made by ffmpeg, which allows no negative times and begins
+    with the part that an edit hides."""
     sound = [s.get("codec_name") for s in streams_of(case.output) if s["codec_type"] == "audio"]
     playlist = fragment_playlist(case)
     if playlist and not sound:
@@ -368,7 +369,7 @@ def judge_hls(case):
 
 def judge_cues_of_hls(found, script, tolerance, what):
     lines = script.lines if script else []
-    # It gives mid-row codes no column.
+    # hls.js gives mid-row codes no column.
     wanted = {line: script.without_mid_rows.get(line, line) for line in lines}
     expect(sorted(set(lines_of(found))), sorted(set(wanted.values())), what)
     for line in lines:

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""fragments_test - tools of others judge a fragmented movie that the library has written.
+"""fragments_test - other programs check a fragmented movie that the library has written.
 
     fragments_test.py REMUX [-v]
 
 REMUX writes a movie made by ffmpeg (H.264 with B-frames, two AAC tracks, 20 seconds) in 20 fragments
-with random access, and back into a regular one. The judges are ffmpeg, ffprobe and mediainfo, and
+with random access, and back into a regular one. The programs are ffmpeg, ffprobe and mediainfo, and
 for the random access boxes the positions of the moof boxes. Without ffmpeg the status is 77."""
 import collections
 import json
@@ -29,7 +29,7 @@ def output_of(*command):
 
 
 def packets_of(path, stream):
-    """What ffprobe finds of every packet, but for durations, which it guesses where none is told."""
+    """What ffprobe reports of every packet, except durations, which it guesses if none is stated."""
     found = json.loads(output_of("ffprobe", "-v", "error", "-ignore_editlist", "1", "-select_streams",
                                  stream, "-show_packets", "-show_data_hash", "MD5", "-of", "json",
                                  path))["packets"]

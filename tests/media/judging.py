@@ -1,7 +1,7 @@
-"""What the tests share that let players judge movies: a table of judges by movies, and the players.
+"""Code of the tests in which players and tools judge movies: a table of judges by movies, and the players.
 
-A judge is a function of a case. It returns what it found, or raises Disagreement, or NotAsked where
-its program is missing. A case is whatever `run` makes of an input; it has a `modules`."""
+A judge is a function of a case. It returns what it found, raises Disagreement, or raises NotAsked if its
+program is missing. A case is the result of `make_case` for an input; it has a member `modules`."""
 import argparse
 import concurrent.futures
 import json
@@ -42,7 +42,7 @@ def gstreamer_captions(path, coding="h264"):
         "c.src", "!", "queue", "!", "fakesink", "sync=false", "async=false",
         "c.caption", "!", "queue", "!", "fakesink", "name=captions", "sync=false", "async=false",
         "silent=false", "dump=true")
-    # The sink announces a buffer and dumps it, sixteen bytes to a line.
+    # The sink announces a buffer and dumps it, sixteen bytes per line.
     pattern = re.compile(r"captions: last-message = chain .*? pts: (\d+):(\d+):([\d.]+)"
                          r"|^([0-9a-f]{8}) \(0x[0-9a-f]+\): ((?:[0-9a-f]{2} )+)", re.MULTILINE)
     times, data = [], []
@@ -57,7 +57,7 @@ def gstreamer_captions(path, coding="h264"):
 
 
 def play_in_browser(modules, folder, name):
-    """What headless Chromium tells of a movie, or of an HLS package that hls.js plays in it."""
+    """What headless Chromium reports of a movie, or of an HLS package that hls.js plays in it."""
     if not modules:
         raise NotAsked("only with --browser")
     return json.loads(output_of("node", HERE.parent / "browser" / "play.mjs", modules, folder,
@@ -65,7 +65,7 @@ def play_in_browser(modules, folder, name):
 
 
 def versions(modules):
-    """Which programs judged, as they say it themselves."""
+    """The programs that judged, with their versions as they print them."""
     def of(command, pattern):
         found = re.search(pattern, output_of(*command)) if shutil.which(command[0]) else None
         return found and found.group(1)
@@ -112,7 +112,7 @@ def _markdown(first_column, judges, rows):
 
 
 def main(arguments, doc, inputs, judges, make_case, first_column="input"):
-    """The status of a program that judges inputs, each of which has a name.
+    """Returns the exit status of a program that judges inputs, each of which has a name.
 
     make_case(input, folder, program, modules) prepares one in an empty folder of its own."""
     parser = argparse.ArgumentParser(description=doc,
@@ -120,7 +120,7 @@ def main(arguments, doc, inputs, judges, make_case, first_column="input"):
     parser.add_argument("program", type=lambda text: pathlib.Path(text).resolve())
     parser.add_argument("--browser", metavar="MODULES", help="the folder of node_modules")
     parser.add_argument("--table", type=pathlib.Path, help="where to write the table as Markdown")
-    parser.add_argument("--document", type=pathlib.Path, help="must hold this very table")
+    parser.add_argument("--document", type=pathlib.Path, help="must contain exactly this table")
     parser.add_argument("--only", metavar="PATTERN", help="the inputs whose names match")
     parser.add_argument("--keep", type=pathlib.Path, help="a folder for the movies, which stay")
     asked = parser.parse_args(arguments)

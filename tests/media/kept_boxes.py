@@ -73,7 +73,7 @@ def numbers(box, first, count, width=4):
 
 
 def samples_of(film, track):
-    """Where the samples of a track lie: [(start, end)], those of moov and those of fragments."""
+    """The positions of the samples of a track: [(start, end)], those of moov and those of fragments."""
     trak = next(box for box in film.moov.children()
                 if box.kind == b"trak" and track_id(box) == track)
     return samples_of_tables(trak.find(b"mdia", b"minf", b"stbl")) + [
@@ -97,7 +97,7 @@ def samples_of_tables(stbl):
 
 
 def samples_of_fragment(moof, track):
-    """Of fragments that state where their data are, and the sizes, as those of ffmpeg do."""
+    """The same for fragments that state data offsets and sizes, as those of ffmpeg do."""
     samples = []
     for traf in moof.children():
         if traf.kind != b"traf" or traf.find(b"tfhd").u32(4) != track:
@@ -148,9 +148,9 @@ class Comparison:
         self.brands()
         self.compare_lists([self.old.moov] + kept, self.new.boxes[1:], "")
 
-    # ---- what goes
+    # ---- what is removed
     def stays(self, box):
-        """Whether a box with all that is in it is still there, in some form."""
+        """Whether a box with all its content is still there, in some form."""
         if box.kind == b"trak":
             return track_id(box) not in self.old.removed
         if box.kind in (b"trex", b"trep", b"tfra"):
@@ -187,7 +187,7 @@ class Comparison:
             self.in_sound = handler_of(old) == b"soun"
         if old.kind == b"traf":
             self.in_pictures = old.find(b"tfhd").u32(4) == self.old.pictures
-        # Samples are not looked at. An index may be wrong because it stayed as it was.
+        # Samples are not examined. An index may be wrong because it was not changed.
         if old.kind == b"mdat" or (old.payload == new.payload and
                                    old.kind not in (b"sidx", b"tfra")):
             return
@@ -245,7 +245,7 @@ class Comparison:
         return None
 
     def lowered(self, old, new, path, places):
-        """Equal but for a number that is smaller."""
+        """Equal except for one number, which is smaller."""
         wide = old.payload[0] == 1
         place, width = (places[1], 8) if wide else (places[0], 4)
         a, b = bytearray(old.payload), bytearray(new.payload)
@@ -321,7 +321,7 @@ class Comparison:
                      "more than where its data are counted from")
 
     def run_of(self, trun):
-        """Its flags and, for each sample, all that is said of it but its size."""
+        """The flags of a run and, for each sample, all its fields but the size."""
         flags = trun.u32(0)
         count = trun.u32(4)
         place = 8 + (4 if flags & 1 else 0)
@@ -345,7 +345,7 @@ class Comparison:
                      "more than sizes and offsets")
 
     def targets_of(self, film, places, path):
-        """How many boxes that stay lie before each of these places, where a box begins."""
+        """How many remaining boxes lie before each of these positions, at which a box begins."""
         numbers, count = {}, 0
         for box in film.boxes:
             numbers[box.start] = count
@@ -403,5 +403,5 @@ class Comparison:
 
 
 def compare(old, new):
-    """Raises Disagreement at the first box that is not as the rules say."""
+    """Raises Disagreement at the first box that breaks a rule."""
     Comparison(old, new).run()

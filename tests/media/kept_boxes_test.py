@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""kept_boxes_test - the walk over the boxes of a film finds what was changed.
+"""kept_boxes_test - the walk over the boxes of a film finds every change.
 
 Changes each byte outside the media of a film's copy, one at a time, and lets the walk compare it with
-the film. Entries of the tables that tell where samples lie, and how large pictures are, may be changed:
-those are proved by the samples. Without ffmpeg the status is 77."""
+the film. The walk need not notice changes in the tables of sample positions and picture sizes, because
+the comparison of the samples proves those. Without ffmpeg the status is 77."""
 import pathlib
 import shutil
 import struct
@@ -16,7 +16,7 @@ import kept_boxes
 
 
 def portable(film):
-    """The film as it may be written without captions: moov first, all chunks further by its length."""
+    """The film as it may be written without captions: moov first, its length added to chunk offsets."""
     boxes = kept_boxes.top_level(film)
     moov = next(box for box in boxes if box.kind == b"moov")
     brands = b"mp42" + bytes(4) + b"mp42isomiso2avc1mp41"
@@ -41,7 +41,7 @@ def is_free(data, place, box=None):
 def is_found(old, new):
     try:
         kept_boxes.compare(old, new)
-    except Exception:  # of any kind: a box that leads nowhere
+    except Exception:  # of any kind: a box whose size leads nowhere
         return True
     return False
 
@@ -54,7 +54,7 @@ def main():
         make = embed_films.made("5", "-bf", "0", "-metadata", "title=A title", name="film.mp4")
         old = make(None, pathlib.Path(folder)).read_bytes()
     new = bytearray(portable(old))
-    assert not is_found(old, bytes(new)), "the copy is as it should be"
+    assert not is_found(old, bytes(new)), "the copy is correct"
     missed = []
     places = [place for place in range(len(new)) if not is_free(new, place)]
     for place in places:

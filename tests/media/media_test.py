@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""media_test - converts movies made on the spot and lets independent tools judge the results.
+"""media_test - converts movies made for the test and checks the results with independent tools.
 
-    media_test.py PROGRAM [-v]     makes movies, converts them, judges the outputs
-    media_test.py --inputs-only    makes the movies and judges the making alone
+    media_test.py PROGRAM [-v]     makes movies, converts them, checks the outputs
+    media_test.py --inputs-only    makes the movies and checks only these
 
-The judges are ffmpeg, ffprobe and mediainfo, and for the bytes of samples the file itself, read at
-the positions that ffprobe names. Without ffmpeg the status is 77 (skipped), with the reason."""
+The tools are ffmpeg, ffprobe and mediainfo. The bytes of samples are read from the file itself, at the
+positions that ffprobe reports. Without ffmpeg the status is 77 (skipped), with the reason."""
 import collections
 import hashlib
 import json
@@ -61,7 +61,7 @@ def packets_of(path, index, *options):
 
 
 def complaints_of(path):
-    """What ffmpeg says while it decodes every stream that it can, without addresses."""
+    """The messages of ffmpeg while it decodes every stream that it can, without addresses."""
     result = run("ffmpeg", "-nostdin", "-v", "error", "-i", path, "-map", "0:v", "-map", "0:a",
                  "-f", "null", "-")
     text = re.sub(r" @ 0x[0-9a-f]+", "", result.stderr.decode())
@@ -212,7 +212,7 @@ class SpreadCaptions(unittest.TestCase):
 
 
 class InputJudges:
-    """Mixed into a test case that names its `movie`: the movie is what it was meant to be."""
+    """Mixed into a test case that names its `movie`: the movie has the intended properties."""
 
     movie = None
 
@@ -226,7 +226,7 @@ class InputJudges:
         cls.expected_texts = ["\n".join(rows) for _, _, rows in MadeOnce.captions()]
 
     def sent_messages(self):
-        """What the caption track holds, less the empty samples."""
+        """The content of the caption track, without the empty samples."""
         messages = [Message(packet.pts, caption_sample_pairs(self.source_data, packet))
                     for packet in packets_of(self.source, self.caption_index) if packet.size]
         return [message for message in messages if message.pairs]
@@ -253,7 +253,7 @@ class InputJudges:
 
 
 class OutputJudges(InputJudges):
-    """The conversion of the movie, judged."""
+    """Checks of the conversion of the movie."""
 
     @classmethod
     def setUpClass(cls):
@@ -272,7 +272,7 @@ class OutputJudges(InputJudges):
         return [s["index"] for s in self.source_streams if s["index"] != self.caption_index]
 
     def shown_packets(self, index):
-        """The packets of an input stream that its edit list shows: a sound encoder's run-in lies
+        """The packets of an input stream that its edit list shows: the priming of a sound encoder lies
         before the start. Pictures before the start are decoded ahead and belong to the movie."""
         packets = packets_of(self.source, index)
         if self.source_streams[index]["codec_type"] == "video":
@@ -316,7 +316,7 @@ class OutputJudges(InputJudges):
                          [kind(self.source_streams[index]) for index in self.source_indices()])
 
     def test_players_start_every_stream_at_zero(self):
-        """Of an edit that begins before the first picture ffmpeg takes off what is missing."""
+        """From an edit that begins before the first picture, ffmpeg subtracts the missing part."""
         for stream in streams_of(self.output):
             with self.subTest(stream=stream["index"]):
                 self.assertEqual(stream["start_pts"], 0)
@@ -363,7 +363,7 @@ class OutputJudges(InputJudges):
 
     @unittest.skipUnless(shutil.which("mediainfo"), "mediainfo is not installed")
     def test_mediainfo_reports_the_captions(self):
-        # At its usual speed it reads the first pictures only, and no caption is sent that early.
+        # By default mediainfo reads only the first pictures, and no caption is sent that early.
         report = output_of("mediainfo", "--ParseSpeed=1", "--Output=JSON", self.output)
         texts = [track for track in json.loads(report)["media"]["track"]
                  if track["@type"] == "Text"]

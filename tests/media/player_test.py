@@ -4,10 +4,10 @@
     player_test.py PROGRAM [--browser MODULES] [--table FILE] [--document FILE]
 
 Makes movies with captions of known text in both fields and all three styles, converts them, and lets
-every judge look at each: the samples themselves, ffmpeg, mediainfo, GStreamer, and with --browser
+every judge examine each: the samples themselves, ffmpeg, mediainfo, GStreamer, and with --browser
 headless Chromium, alone and with hls.js (MODULES is the folder of node_modules). Prints the table, and
-with --table writes it as Markdown. The status is 1 when a judge disagrees or a --document does not hold
-this very table, and 77 without ffmpeg."""
+with --table writes it as Markdown. The status is 1 if a judge disagrees or a --document does not contain
+exactly this table, and 77 without ffmpeg."""
 import collections
 import json
 import shutil
@@ -29,7 +29,7 @@ STYLES = {"pop-on": caption_scripts.pop_on, "roll-up": caption_scripts.roll_up,
 
 # ---------------------------------------------------------------- inputs
 class Input:
-    """A movie of eight seconds; `fields` tells the style of captions in field 1 and in field 2."""
+    """A movie of eight seconds; `fields` has the styles of the captions in field 1 and in field 2."""
 
     def __init__(self, name, rate, tick, fields, b_frames=0, sound_rate=48000, time_code=None,
                  sound_version=1, maker="ffmpeg"):
@@ -74,7 +74,7 @@ class Input:
         return caption_track.with_caption_track(bare, self.timescale, self.tick, samples)
 
     def make_by_gstreamer(self, folder):
-        """GStreamer encodes, multiplexes, and writes the caption track with its own hands."""
+        """GStreamer encodes, multiplexes, and writes the caption track itself."""
         if not shutil.which("gst-launch-1.0"):
             raise NotAsked("gstreamer1.0-tools is not installed")
         given = self.file(folder, "_given.mov")
@@ -93,7 +93,7 @@ class Input:
             f"location={self.file(folder, '.mov')}")
 
     def reference_cues(self, folder, field):
-        """What ffmpeg reads of the script itself, before it has been in any picture."""
+        """What ffmpeg reads from the script itself, before any picture has it."""
         path = self.file(folder, f"_{FIELD_NAMES[field]}.mov")
         if not path.exists():
             bare = self.file(folder, "_bare.mov")
@@ -155,7 +155,7 @@ class Conversion:
 
 
 def triplets_of(sample):
-    """(the sample without its caption units, what these carry: marker and pair, one by one)."""
+    """(the sample without its caption units, the markers and pairs of these units, one by one)."""
     rest, triplets, position = b"", [], 0
     while position < len(sample):
         end = position + 4 + int.from_bytes(sample[position:position + 4], "big")
@@ -177,7 +177,7 @@ def expected_triplets(movie, picture):
 
 
 def lines_of(cues):
-    """The lines of all cues in the order in which they first come; a line stays while others roll."""
+    """The lines of all cues in the order of their first appearance; a line stays while others roll."""
     lines = []
     for cue in cues:
         for line in cue.text.split("\n"):
@@ -194,13 +194,13 @@ def expect_on_time(found, expected, picture, what):
 
 
 def not_shown(lead):
-    """What is said of a movie whose edit ends when the media would have ended without the delay."""
+    """The remark on a movie whose edit ends when the media would have ended without the delay."""
     return f"; the last {lead} pictures are not shown" if lead else ""
 
 
 # ---------------------------------------------------------------- judges
 def judge_samples(conversion):
-    """Every sample is the input's but for the caption units, and each pair is in its picture."""
+    """Every sample is that of the input but for caption units, and each pair is in its picture."""
     before, after = conversion.source.read_bytes(), conversion.output.read_bytes()
     copied = [stream for stream in streams_of(conversion.source)
               if stream.get("codec_name") != "eia_608"]
@@ -297,7 +297,7 @@ def judge_hls(conversion):
               "vod", folder / "movie.m3u8")
     seen = play_in_browser(conversion.modules, folder, "movie.m3u8")
     expect(seen["ended"], True, "hls.js plays to the end")
-    # In the package sound and pictures have a common clock, which begins with the sound.
+    # In the package, sound and pictures have a common clock, which begins with the sound.
     begins = conversion.lead / conversion.movie.timescale
     for field, script in enumerate(conversion.movie.scripts):
         label = ("English", "Unknown CC")[field]  # of textTrack1 and textTrack3

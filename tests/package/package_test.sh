@@ -131,12 +131,12 @@ while zpty -r -t shell part; do text+=$part; done
 print -r -- "$text"
 zpty -d shell
 ZSH
-# Terminals of the root's own.
+# The root gets its own terminals.
 mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
 ln -sf pts/ptmx "$root/dev/ptmx"
 completed=$(inside timeout 20 zsh -f /complete.zsh || true)
 umount --lazy "$root/dev/pts"
-# Less what makes it bold, and what is written over.
+# Without escape sequences and characters that a backspace removes.
 expect "$(sed -E 's/\x1b\[[0-9;?]*[A-Za-z]//g; s/.\x08//g' <<<"$completed")" --input-file=/movies/
 
 step "a program builds with it, by find_package and by pkg-config"

@@ -6,8 +6,8 @@
 
 #include "tests/support/bytes.h"
 
-// Builders of boxes for tests. `box` and `fullBox` are right; the functions below them take a
-// finished box and give it another form, or a lie, so that any box can be had in any form:
+// Builders of boxes for tests. `box` and `fullBox` build correct boxes. The functions below them
+// change the form of a finished box, or make it state something false:
 //
 //     box("moov", fullBox("mvhd", 0, 0, u32(1), …), box("trak", …))
 //     largeForm(box("mdat", samples))           claimingSize(7, box("free"))
@@ -43,7 +43,7 @@ Bytes uuidBox(const Uuid& uuid, const Parts&... parts) {
   return boxAround("uuid", concat({Bytes(uuid.begin(), uuid.end()), parts...}));
 }
 
-// Each takes a box with the ordinary 8-byte header and keeps its payload.
+// Each takes a box with an 8-byte header and keeps its payload.
 Bytes largeForm(const Bytes& ordinary);     // 64-bit size, 16-byte header
 Bytes uuidForm(const Bytes& ordinary);      // its code written as an extended type
 Bytes runningToEnd(const Bytes& ordinary);  // size 0: to the end of the file
@@ -54,7 +54,7 @@ Bytes claimingLargeSize(std::uint64_t size, const Bytes& ordinary);
 Bytes payloadOf(const Bytes& ordinary);
 std::string_view typeOf(const Bytes& ordinary);
 
-// `bytes` with the number at `position` replaced by a number of the same width.
+// Returns `bytes` with the number at `position` replaced by a number of the same width.
 Bytes patched(Bytes bytes, std::size_t position, const Bytes& replacement);
 
 }  // namespace quarrypack::test

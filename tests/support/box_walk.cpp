@@ -47,7 +47,7 @@ class Reading {
   void expectEnd() const {
     if (left() != 0) malformed(where_, std::to_string(left()) + " bytes too many");
   }
-  // A count is accepted only if the bytes of all its entries are there.
+  // A count is accepted only if the bytes of all entries are present.
   std::uint32_t countOfEntries(unsigned entrySize) {
     const std::uint32_t count = n32();
     if (std::uint64_t{count} * entrySize != left()) {

@@ -57,7 +57,7 @@ struct WalkedChunkRun {
   bool operator==(const WalkedChunkRun&) const = default;
 };
 
-// How a failed expectation shows them.
+// Prints them in a failed expectation.
 void PrintTo(const WalkedEdit& edit, std::ostream* out);
 void PrintTo(const WalkedChunkRun& run, std::ostream* out);
 
@@ -77,7 +77,7 @@ struct WalkedTrack {
   std::uint64_t mediaDuration = 0;
   std::uint16_t language = 0;
   std::string handler;
-  std::string name;  // every byte of it, a zero at the end included
+  std::string name;  // all bytes, a final zero included
   std::vector<WalkedEdit> edits;
   std::vector<Bytes> entries;  // whole sample entries
   RunTable timeRuns;
@@ -102,20 +102,20 @@ struct WalkedMovie {
   std::uint32_t nextTrackId = 0;
 };
 
-// A strict reader with which tests examine files. It shares nothing with the product, so that it
-// does not repeat the product's mistakes: every box must fit its parent to the byte,
-// every table must fill its box, the tables of a track must agree, and every sample must lie inside
-// a media data box. Anything else raises MalformedFile at construction.
+// A strict reader with which tests examine files. It shares no code with the product, so it does
+// not repeat the product's mistakes. Every box must fit its parent to the byte, every table must
+// fill its box, the tables of a track must agree, and every sample must lie inside a media data
+// box. The constructor throws MalformedFile for anything else.
 class BoxWalk {
  public:
   explicit BoxWalk(Bytes file);
 
   const std::vector<WalkedBox>& boxes() const { return boxes_; }
   std::vector<std::string> topLevelTypes() const;
-  // A box by its path from the top, "moov/trak[2]/mdia"; [n] counts boxes of the type from 1, and
-  // is 1 where it is left out. Null if there is none.
+  // A box by its path from the top, "moov/trak[2]/mdia"; [n] counts boxes of the type from 1;
+  // without it, n is 1. Null if there is none.
   const WalkedBox* find(std::string_view path) const;
-  // As find, but a missing box is a MalformedFile.
+  // Like find, but throws MalformedFile for a missing box.
   const WalkedBox& at(std::string_view path) const;
   Bytes payload(const WalkedBox& box) const;
   Bytes payload(std::string_view path) const { return payload(at(path)); }

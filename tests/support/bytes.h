@@ -27,7 +27,7 @@ inline Bytes u32(std::uint64_t value) { return bigEndian(value, 4); }
 inline Bytes u64(std::uint64_t value) { return bigEndian(value, 8); }
 inline Bytes zeros(std::size_t count) { return Bytes(count); }
 
-// Only the characters: no length before them and no zero after them.
+// The characters alone, without a length before them or a zero after them.
 inline Bytes text(std::string_view characters) {
   return Bytes(characters.begin(), characters.end());
 }

@@ -64,7 +64,7 @@ inline captions::FieldPairs inTurn(const std::string& hex, captions::Time start)
   return field;
 }
 
-// The codes of these tests, once each: resume loading, erase unseen, text, erase screen, show.
+// The codes of these tests: resume loading, erase the hidden screen, text, erase the screen, show.
 inline const std::string kLoad = "9420";
 inline const std::string kShow = "942f";
 inline const std::string kErase = "942c";

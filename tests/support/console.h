@@ -10,7 +10,7 @@
 
 namespace quarrypack::test {
 
-// Takes what is written to the two console streams while it lives.
+// Captures what is written to the two console streams while it lives.
 class CapturedConsole {
  public:
   CapturedConsole()

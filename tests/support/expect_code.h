@@ -24,7 +24,8 @@ void PrintTo(ErrorCode code, std::ostream* out);
 
 namespace quarrypack::test {
 
-// The code that the call throws, or success when it throws nothing. Exceptions of other kinds pass.
+// The code that the call throws, or success if it throws nothing. Passes on exceptions of other
+// types.
 template <class Call>
 norvik::kav::ErrorCode thrownCode(Call&& call) {
   using norvik::kav::ErrorCode;

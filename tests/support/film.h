@@ -59,8 +59,8 @@ class Film {
     return *next;
   }
 
-  // The box at the start of the film as a T, whatever its type says, with no tree around it. Its
-  // content is not read, and the stream is where the content begins.
+  // The box at the start of the film as a T, whatever type it states, without a tree around it. Its
+  // content is not read, and the stream is at the beginning of the content.
   template <class T>
   norvik::kav::impl::OwnedBox<T> unread() {
     stream.seekTo(0);
@@ -76,12 +76,12 @@ class Film {
     return box;
   }
 
-  // The movie as users of the library have it. It may outlive the film.
+  // The movie, as users of the library get it. It may outlive the film.
   norvik::kav::Movie movie(const norvik::kav::MovieOptions& options = {}) const {
     return norvik::kav::Movie(memory, options);
   }
 
-  // The reader below it, opened at the first call where the constructor did not do it.
+  // The reader below the movie, opened at the first call if the constructor did not open it.
   norvik::kav::impl::Reader& reader() {
     if (!reader_) reader_.emplace(memory, norvik::kav::impl::ReaderOptions{});
     return *reader_;
@@ -119,7 +119,7 @@ class Film {
   // The part of a written box that is filled.
   Bytes filled(const Box& box) const { return bytes(box.start(), box.start() + box.getSize()); }
 
-  // A table as the end of a movie leaves it: completed, without the room that was not used.
+  // A table as it is at the end of a movie: completed, without unused room.
   Bytes completed(Box& box) const {
     box.updateContent();
     box.releaseReserve();

@@ -9,7 +9,7 @@
 namespace quarrypack::test {
 namespace {
 
-// Pictures and parameter sets that others refer to carry a reference mark beside their type.
+// Units that others refer to have a reference mark beside their type.
 std::uint8_t nalHeader(unsigned type) {
   switch (type) {
     case kKeySlice:

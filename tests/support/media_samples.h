@@ -32,8 +32,8 @@ Bytes lengthPrefixed(const Bytes& nalUnit, unsigned nalLengthSize = 4);
 Bytes accessUnit(std::initializer_list<Bytes> nalUnits, unsigned nalLengthSize = 4);
 Bytes accessUnit(const std::vector<Bytes>& nalUnits, unsigned nalLengthSize = 4);
 
-// `count` bytes that identify their sample: "V#0003" and then a pattern of their own without
-// zeros, so that a sample found in the wrong place can be recognised in a dump.
+// `count` bytes that identify their sample: "V#0003" and then a pattern of their own without zeros.
+// So a sample in the wrong place can be recognised in a dump.
 Bytes recognisable(std::string_view tag, std::size_t number, std::size_t count);
 
 // A caption atom: its size, its type, and the unchanged byte pairs.
@@ -51,7 +51,7 @@ Bytes elementaryStreamDescriptor();  // the esds box of AAC
 Bytes mp4aEntry(unsigned sampleRate = 44100, unsigned channels = 2);
 Bytes soundEntry(std::string_view codec, const Bytes& configuration, unsigned sampleRate = 44100,
                  unsigned channels = 2);
-// The prefix that every entry has, and raw bytes after it.
+// The prefix that every entry has, followed by raw bytes.
 Bytes genericEntry(std::string_view codec, const Bytes& rest = {});
 
 }  // namespace quarrypack::test

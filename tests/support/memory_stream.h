@@ -12,12 +12,13 @@ namespace quarrypack::test {
 
 // A file in memory: the container's stream over a vector of bytes, for tests of everything above
 // it. It counts its calls and can be made to fail or to stop short at one of them. Always hold it
-// in a MemoryStreamPtr: like every shared stream it destroys itself with its last share.
+// in a MemoryStreamPtr: like every shared stream, it destroys itself when the last share is
+// released.
 class MemoryStream final : public norvik::kav::NorvikIOStream {
  public:
   enum class Fault {
     fails,    // the call throws norvik::kav::Exception with ErrorCode::ioFailed and does nothing
-    isShort,  // a read or write moves half of its bytes; every other call works as usual
+    isShort,  // a read or write transfers half of its bytes; every other call works as usual
   };
 
   struct Calls {
@@ -35,7 +36,7 @@ class MemoryStream final : public norvik::kav::NorvikIOStream {
   static boost::intrusive_ptr<MemoryStream> create(std::vector<std::uint8_t> bytes = {});
 
   // The k-th call from now on, counted from 1 over all operations but addRef and release, gets the
-  // fault. With 0 nothing is injected.
+  // fault. 0 injects no fault.
   void injectFault(std::size_t k, Fault fault);
   bool faultWasMet() const { return faultWasMet_; }
   std::uint64_t faultPosition() const { return faultPosition_; }  // of the stream, before that call
@@ -47,7 +48,7 @@ class MemoryStream final : public norvik::kav::NorvikIOStream {
   std::uint32_t references() const { return references_; }
   bool isOpen() const { return isOpen_; }
 
-  // Set, while the caller lives, to true by the destructor.
+  // The destructor sets `destroyed` to true. The variable must outlive the stream.
   void reportDestruction(bool& destroyed) { destroyed_ = &destroyed; }
 
   void addRef() override;

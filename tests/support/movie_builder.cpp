@@ -133,7 +133,7 @@ class MovieLayout {
     return box;
   }
 
-  // Fills the offsets in counting from the first sample byte, and gives the bytes in file order.
+  // Fills in the offsets from the first sample byte on, and returns the bytes in file order.
   Bytes placeSamples(const std::vector<std::vector<Chunk>>& chunks, std::vector<Offsets>& offsets) {
     struct Place {
       std::size_t track;
@@ -404,7 +404,7 @@ class MovieLayout {
     return fullBox("trun", part.trunVersion, part.trunFlags, payload);
   }
 
-  // One entry for each fragment that holds something of the track; numbers of one byte each.
+  // One entry for each fragment with samples of the track; its numbers have one byte each.
   Bytes mfra() {
     Bytes children;
     for (std::size_t t = 0; t < movie_.tracks.size(); ++t) {

@@ -13,9 +13,8 @@
 
 namespace quarrypack::test {
 
-// A stretch of one track's samples in one fragment. The flags of tfhd and trun decide which fields
-// are written; a field takes the sample's own value, or the first sample's where it is a default
-// for all.
+// Samples of one track in one fragment. The flags of tfhd and trun decide which fields are written;
+// a field takes the sample's own value, or the first sample's where it is a default for all.
 struct TrackFragment {
   std::size_t track = 0;  // index into the movie's tracks
   std::size_t first = 0;
@@ -38,9 +37,9 @@ using MovieFragment = std::vector<TrackFragment>;
 //     const Bytes file = movie.build();
 //
 // Every box can be changed, replaced or dropped by its path; trak, moof, traf and trun carry their
-// number in it, counted from 1. Changes run from the inside out, each on the box as its own
-// children left it, and the boxes around it count its new size. A change must not depend on the
-// chunk offsets for its length.
+// number in it, counted from 1. Changes run from the inside out: each gets the box with its changed
+// children, and the boxes around it count its new size. A change must not depend on the chunk
+// offsets for its length.
 class MovieBuilder {
  public:
   using Change = std::function<Bytes(const Bytes&)>;
@@ -64,7 +63,7 @@ class MovieBuilder {
   Bytes chunkGap;           // bytes of no sample before every chunk
   Bytes tail;               // bytes after the last box
 
-  // A movie with fragments holds no samples in its moov. They come after the other boxes.
+  // The fragments come after the other boxes. A movie with fragments has no samples in its moov.
   std::vector<MovieFragment> fragments;
   bool randomAccess = false;  // an mfra at the end
   std::size_t fragmentsBeforeMoov = 0;

@@ -65,7 +65,7 @@ MovieTrack videoTrack(const VideoTrackOptions& options) {
     sample.duration = options.duration;
     sample.dependency = sample.sync ? 0x20 : 0x10;
     if (options.betweenAnchors > 0) {
-      // Everything is shown one picture late, so that no picture is due before it is decoded.
+      // All pictures are shown one picture late, so that none is due before it is decoded.
       sample.compositionOffset =
           static_cast<std::uint32_t>((places[i] + 1 - i) * std::size_t{options.duration});
     }

@@ -6,7 +6,7 @@
 
 namespace quarrypack::test {
 
-// A problem handler that gives one answer to every question and keeps what it was asked.
+// A problem handler that gives one answer to every question and records the questions.
 struct ProblemAnswers {
   int answer = 1;  // 0 stops the reading
   std::vector<norvik::kav::Problem> asked = {};

@@ -72,7 +72,7 @@ constexpr int kCouldNotStart = 127;
   ::_exit(kCouldNotStart);
 }
 
-// Takes the available bytes; at the end of the stream it closes the pipe, which is then not read.
+// Reads the available bytes. Closes the pipe at the end of the stream; it is then not read again.
 void takeOutput(Pipe& from, std::string& to) {
   std::array<char, 65536> block;
   const ssize_t count = ::read(from.readEnd(), block.data(), block.size());
@@ -88,8 +88,8 @@ int millisecondsUntil(Clock::time_point end) {
   return left > 0 ? static_cast<int>(left) : 0;
 }
 
-// Reads both streams side by side, since a program blocks once an unread pipe is full.
-// Returns false if the time is over first.
+// Reads both streams side by side, because a program blocks once an unread pipe is full. Returns
+// false if the time runs out first.
 bool collectOutput(Pipe& out, Pipe& err, ProgramResult& result, Clock::time_point end) {
   while (out.readEnd() >= 0 || err.readEnd() >= 0) {
     std::array<pollfd, 2> waiting{pollfd{out.readEnd(), POLLIN, 0},
@@ -104,7 +104,7 @@ bool collectOutput(Pipe& out, Pipe& err, ProgramResult& result, Clock::time_poin
   return true;
 }
 
-// The program may close both streams and go on running, so the end of the streams is not its end.
+// The program may close both streams and continue, so the end of the streams is not its end.
 bool waitForEnd(pid_t child, int& state, Clock::time_point end) {
   while (true) {
     const pid_t ended = ::waitpid(child, &state, WNOHANG);
@@ -141,7 +141,7 @@ ProgramResult runProgram(const std::vector<std::string>& args, const ProgramOpti
   }
   out.closeWriteEnd();
   err.closeWriteEnd();
-  // Both sides set the group: whichever comes second changes nothing, and no kill comes too early.
+  // Both processes set the group: the second call changes nothing, and no kill comes too early.
   ::setpgid(child, child);
 
   ProgramResult result;

@@ -11,7 +11,7 @@
 
 namespace quarrypack::test {
 
-// How a run ended: the exit status, or 128 + n when signal n ended it, and all that was printed.
+// How a run ended: the exit status, or 128 + n if signal n ended it, and all its output.
 struct ProgramResult {
   int status = -1;
   bool timedOut = false;
@@ -33,8 +33,8 @@ struct ProgramOptions {
 };
 
 // Runs the program to its end with an empty standard input. A run that outlives the timeout is
-// killed and reported as ended by that signal, so that a hang is a failed expectation and not a
-// hanging test.
+// killed and reported as ended by that signal, so a hang is a failed expectation and not a hanging
+// test.
 ProgramResult runProgram(const std::vector<std::string>& args, const ProgramOptions& options = {});
 
 // A folder of the test's own, removed with everything in it at the end of the scope.

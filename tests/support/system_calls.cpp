@@ -129,7 +129,7 @@ int __wrap_open(const char* path, int flags, ...) {
   return descriptor;
 }
 
-// A failing close has closed all the same.
+// A close that fails has closed the descriptor all the same.
 int __wrap_close(int descriptor) {
   const bool fails = judge(SystemCall::close, descriptor) != Verdict::pass;
   const int errorNumber = errno;
@@ -175,7 +175,7 @@ int __wrap_ftruncate(int descriptor, off_t length) {
   return __real_ftruncate(descriptor, length);
 }
 
-// The files of tests need not reach the disk, which takes long.
+// The files of tests need not reach the disk, and waiting for it takes long.
 int __wrap_fsync(int descriptor) {
   return judge(SystemCall::synchronize, descriptor) == Verdict::pass ? 0 : -1;
 }

@@ -5,8 +5,8 @@
 #include <vector>
 
 // The file calls of the program under test, counted, recorded and made to fail on demand. The
-// linker replaces the calls of the C library by these wrappers in the whole test program; those
-// that other shared libraries make are not seen.
+// linker replaces the calls of the C library by these wrappers in the whole test program. Calls
+// from other shared libraries are not counted.
 namespace quarrypack::test {
 
 enum class SystemCall {
@@ -33,7 +33,7 @@ struct RecordedCall {
   std::string path;  // as it was given; of a descriptor, the path with which it was opened
 };
 
-// Records all calls until the next reset, which takes memory.
+// Records all calls until the next reset. Recording allocates memory.
 void recordSystemCalls();
 
 // The recorded calls in their order.

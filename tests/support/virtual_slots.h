@@ -11,7 +11,7 @@ namespace quarrypack::test {
 
 // The position of a virtual function in the table of its class, read from a pointer to the member.
 // The tests' compilers follow the Itanium C++ ABI: such a pointer holds an offset into the table,
-// and a bit that tells it from an address. A virtual destructor has two entries there.
+// and a bit that distinguishes it from an address. A virtual destructor has two entries there.
 template <class Member>
 std::size_t tableIndexOf(Member member) {
   static_assert(std::is_member_function_pointer_v<Member>);
@@ -38,7 +38,7 @@ std::vector<std::size_t> slotsOf(Members... members) {
   return {tableIndexOf(members) - 1 ...};
 }
 
-// As many slots in a row.
+// `count` consecutive slots.
 inline std::vector<std::size_t> slotsFrom(std::size_t first, std::size_t count) {
   std::vector<std::size_t> slots(count);
   std::iota(slots.begin(), slots.end(), first);

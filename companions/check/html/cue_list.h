@@ -16,8 +16,8 @@ inline constexpr std::size_t kMostCueElements = 200'000;
 // The style of the list.
 std::string cueListStyle();
 
-// Lists the cues of each channel, each with a drawing of the screen that it fills. Groups of cues
-// are closed, apart from the first of each channel. Cues beyond kMostCueElements are only counted.
+// Lists the cues of each channel, each with a drawing of the screen that it fills. All groups of
+// cues but the first of each channel are collapsed. Cues beyond kMostCueElements are only counted.
 //
 // A cue is an element of the class "cue", with the attributes data-channel, data-start and data-end
 // (in seconds, with three decimals), data-mode and data-text. Its rows are elements of the class

@@ -8,7 +8,7 @@
 namespace quarrypack::companions {
 
 // The shapes of findings: a cross for errors, a triangle for warnings, a ring for the rest. Colours
-// repeat what they say. They are defined once on a page and referred to everywhere else.
+// repeat what the shapes show. A page defines each shape once and refers to it everywhere else.
 void defineMarks(Html& html);
 
 // "#mark-error"; the shape is 12 units wide and high, its centre at 0, 0.

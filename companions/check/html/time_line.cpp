@@ -46,7 +46,7 @@ constexpr int kBarTop = 20;  // within a lane, below its label
 constexpr int kBarHeight = 14;
 constexpr int kAxisHeight = 24;
 
-// The end of the film, or of what lies after it.
+// The end of the film, or the latest time in the report if that is later.
 Time endOf(const CheckReport& report) {
   Time end = report.duration;
   for (const ChannelCues& channel : report.channels) {

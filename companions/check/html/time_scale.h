@@ -24,10 +24,11 @@ class TimeScale {
  public:
   explicit TimeScale(captions::Time end) : end_(end) {}
 
-  // Times beyond the ends are at the ends.
+  // Times beyond an end are placed at that end.
   int placeOf(captions::Time time) const;
 
-  // The times on the axis, at most seven from 0 on. Their distance is a unit of a clock.
+  // The times on the axis, at most seven from 0 on. The distance between them is a round number of
+  // a unit of time.
   std::vector<captions::Time> ticks() const;
   // The time of a tick, without decimals if no tick has any.
   std::string tickText(captions::Time tick) const;

@@ -11,7 +11,7 @@
 
 // The boxes at the top level of a file, besides the movie:
 //
-//   ftyp                 what the file is
+//   ftyp                 the brands of the file
 //   moov                 the movie (movie_boxes.h)
 //   free or skip         unused room
 //   mdat                 the bytes of the samples
@@ -66,7 +66,7 @@ class SampleData {
   SampleDataRelease release_;
 };
 
-// The bytes of the samples. One that was read is only a header: sample tables and fragments say
+// The bytes of the samples. One that was read is only a header: sample tables and fragments state
 // where each sample lies.
 //
 // A built one always has the 64-bit size, so that its length can be patched after all samples have

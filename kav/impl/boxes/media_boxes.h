@@ -236,7 +236,8 @@ class NmhdBox final : public FullBox {
   explicit NmhdBox(NorvikKavStream& stream);
 };
 
-// The location of the samples' bytes. A built one says, through its dref child: in this file.
+// The location of the samples' bytes. A built one states, in its dref child, that they are in this
+// file.
 class DinfBox final : public Box {
  public:
   DinfBox(BoxHeader header, NorvikKavStream& stream);

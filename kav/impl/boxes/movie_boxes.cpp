@@ -79,7 +79,7 @@ MvexBox::MvexBox(std::uint64_t fragmentDuration, NorvikKavStream& stream)
 
 void MvexBox::addChild(BoxPtr child) {
   remember(mehd_, *child);
-  // One that comes from a file does not know its track before it is read.
+  // The track of a box from a file is unknown before the box is read.
   if (!child->isFromFile()) indexTrex(*child);
   Box::addChild(std::move(child));
 }

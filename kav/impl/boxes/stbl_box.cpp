@@ -19,7 +19,7 @@ constexpr std::array kRules = {
     ChildRule{0, ChildRule::Kind::exactlyOneOf, kSampleSizeTypes},
 };
 
-// Whether the flags of a sample say that it is a sync sample and nothing else.
+// Whether the flags of a sample mark it as a sync sample and nothing else.
 bool isSync(std::uint32_t flags) { return (flags & 0xFF) == 1; }
 
 std::uint8_t dependenciesOf(std::uint32_t flags) {

@@ -16,7 +16,7 @@
 //       hint             the tracks that it gives hints for
 //     mdia               the media (media_boxes.h)
 //     edts
-//       elst             when which part of the media is shown
+//       elst             which parts of the media are shown, and when
 
 namespace norvik::kav::impl {
 
@@ -96,7 +96,7 @@ class TkhdBox final : public RecordBox<TkhdRecord, Full<1>> {
   void setDuration(std::uint64_t duration) { record().duration = duration; }
 };
 
-// The tracks that a hint track gives hints for. It holds only their ids, to the end of the box.
+// The tracks that a hint track gives hints for. It contains only their ids, to the end of the box.
 class HintBox final : public Box {
  public:
   HintBox(BoxHeader header, NorvikKavStream& stream) : Box(std::move(header), stream) {}

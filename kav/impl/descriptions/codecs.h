@@ -6,7 +6,7 @@
 
 namespace norvik::kav::impl {
 
-// The library's knowledge of a coding. A coding without a row is copied like any other.
+// The facts about a coding that the library uses. A coding without a row is copied like any other.
 struct Codec {
   FourCc code = 0;           // of its sample entries
   FourCc handler = 0;        // of its tracks

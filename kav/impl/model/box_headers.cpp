@@ -27,7 +27,7 @@ bool roomForHeader(NorvikKavStream& stream, std::uint64_t position) {
   return false;
 }
 
-// Decodes size and type at the stream's position. Nothing for sizes that lead nowhere.
+// Decodes size and type at the stream's position. Nothing for impossible sizes.
 std::optional<BoxHeader> decodeSizeAndType(NorvikKavStream& stream) {
   BoxHeader header;
   header.start = stream.tell();

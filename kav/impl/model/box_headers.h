@@ -9,8 +9,8 @@
 
 namespace norvik::kav::impl {
 
-// Puts an irregularity to the problem handler of the stream; throws stoppedByHandler if it is
-// refused.
+// Asks the problem handler of the stream about an irregularity; throws stoppedByHandler if the
+// handler refuses it.
 void askHandler(NorvikKavStream& stream, Problem problem);
 
 // Reads the header of the box at the stream's position and leaves the stream past it. Returns
@@ -27,7 +27,7 @@ std::optional<BoxHeader> readBoxHeader(NorvikKavStream& stream, const Box* paren
 std::optional<BoxHeader> findTopLevelBox(NorvikKavStream& stream, FourCc type);
 
 // The top-level boxes of the whole stream, found by their sizes and types only. The list ends at a
-// box whose size leads nowhere, and before bytes too few for a header. A box cut off by the end of
+// box with an impossible size, and before bytes too few for a header. A box cut off by the end of
 // the stream ends there. Throws shortRead for a 64-bit size that is cut off.
 std::vector<BoxPlace> listTopLevelBoxes(NorvikKavStream& stream);
 

@@ -42,7 +42,7 @@ TEST(CaptionOpening, KeepsWhatIsLoading) {
   EXPECT_EQ(keptOf("9420 c1c1 942f 9420 c2c2"), "9420 c1c1 942f 9420 c2c2");
   // The screen is erased while the next caption loads.
   EXPECT_EQ(keptOf("9420 c1c1 942f 9420 c2c2 942c c4c4"), "9420 c2c2 942c c4c4");
-  // Nothing is loaded yet, or not any more, and what follows will be: without the code it is lost.
+  // Nothing is loaded, but later text will be: without the code it would be lost.
   EXPECT_EQ(keptOf("9420"), "9420");
   EXPECT_EQ(keptOf("9420 c1c1 942f 942c 9420 94ae"), "9420");
   EXPECT_EQ(keptOf("9420 c2c2 94ae"), "9420");
@@ -58,7 +58,7 @@ TEST(CaptionOpening, KeepsAnOlderCaptionThatWasNeverErasedOutOfSight) {
 TEST(CaptionOpening, CountsDoubledCodesOnce) {
   // Shown once, not twice: else the caption would be out of sight again.
   EXPECT_EQ(keptOf("9420 9420 c1c1 942f 942f 94ae 94ae"), "9420 9420 c1c1 942f 942f 94ae 94ae");
-  // Twice in earnest: what is shown goes out of sight, and is erased there.
+  // Two codes, not a copy: the shown text goes out of sight and is erased there.
   EXPECT_EQ(keptOf("9420 9420 c1c1 942f 942f 942f 94ae 94ae"), "");
   EXPECT_EQ(keptOf("9420 c1c1 942f 8080 942f 94ae"), "");
 }

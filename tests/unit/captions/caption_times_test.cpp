@@ -74,7 +74,7 @@ TEST(SamplePairs, OfASampleWithoutAnyAreNone) {
 }
 
 TEST(SamplePairs, KeepTheirTimesExactOverTwoHours) {
-  // A sample of so many pairs that just fill it, at 30 a second.
+  // A sample of this number of pairs, which just fill it, at 30 a second.
   constexpr std::int64_t kCount = 2 * 3600 * 30;
   const Time frame{23'520'000};
   FieldPairs field;

@@ -44,7 +44,7 @@ TEST(ParseCcData, ReadsWhatWasWritten) {
   EXPECT_EQ(data.triplets, (std::vector<CcTriplet>{kLoad, kRollUp}));
 }
 
-TEST(ParseCcData, TellsInvalidTripletsAndThoseOfPackets) {
+TEST(ParseCcData, ReportsInvalidTripletsAndThoseOfPackets) {
   const CcData data = parseCcData(hex("c3ff f80000 fe0102 ff0304 ff"));
   ASSERT_EQ(data.triplets.size(), 3u);
   EXPECT_FALSE(data.triplets[0].valid);

@@ -20,7 +20,7 @@ Frames framesOf(const Decoded& result) {
   return frames;
 }
 
-TEST(CueBuilder, TellsEveryRolledRowOnceFromItsAppearance) {
+TEST(CueBuilder, HasEveryRolledRowOnceFromItsAppearance) {
   const Decoded result = decoded(PairScript()
                                      .rollUp(3)
                                      .carriageReturn()
@@ -66,7 +66,7 @@ TEST(CueBuilder, EndsRolledRowsWithTheScreen) {
   EXPECT_EQ(framesOf(result), (Frames{{1, 40}}));
 }
 
-TEST(CueBuilder, TellsTheWholeScreenOfRolledRows) {
+TEST(CueBuilder, HasTheWholeScreenOfRolledRows) {
   const Decoded result = decoded(PairScript()
                                      .rollUp(3)
                                      .text("one")
@@ -94,7 +94,7 @@ TEST(CueBuilder, BeginsANewScreenWhereTheBaseRowMoves) {
   EXPECT_EQ(result.cues()[1].rows.front().row, 2);
 }
 
-TEST(CueBuilder, TellsARowOnceThoughTheBaseRowMoves) {
+TEST(CueBuilder, HasARowOnceThoughTheBaseRowMoves) {
   const Decoded result =
       decoded(PairScript().rollUp(2).text("one").at(30).code(0x11, 0x40).text("!").at(60).erase());
   EXPECT_EQ(result.texts(), Texts{"!ne"});
@@ -108,7 +108,7 @@ TEST(CueBuilder, EndsRollUpWithAPopOnCaption) {
   EXPECT_EQ(result.cues()[0].end, kPairTime * 40);
 }
 
-TEST(CueBuilder, TellsAPaintOnCaptionFromItsFirstCharacterWithAllItHolds) {
+TEST(CueBuilder, HasAPaintOnCaptionFromItsFirstCharacterWithAllItsText) {
   const Decoded result =
       decoded(PairScript().paintOn().row15().text("a long caption").at(60).erase());
   EXPECT_EQ(result.texts(), Texts{"a long caption"});
@@ -145,7 +145,7 @@ TEST(CueBuilder, BeginsAPaintOnCueAfterARest) {
   EXPECT_EQ(framesOf(result), (Frames{{2, 80}, {80, 120}}));
 }
 
-TEST(CueBuilder, TellsPaintedTextThatIsDeletedLater) {
+TEST(CueBuilder, HasPaintedTextThatIsDeletedLater) {
   const Decoded result = decoded(
       PairScript().paintOn().row15().text("gone").at(60).row15().code(0x14, 0x24).at(90).erase());
   EXPECT_EQ(result.texts(), Texts{"gone"});
@@ -182,7 +182,7 @@ TEST(CueBuilder, HandsOutTheChannelsThatHaveCues) {
   EXPECT_TRUE(builder.takeCues().empty());
 }
 
-TEST(CueBuilder, StopsWhenThereIsMoreTextThanAnybodySpeaks) {
+TEST(CueBuilder, StopsAtMoreTextThanAnyFilmHas) {
   PairScript page;
   page.popOn();
   for (const unsigned first : {0x11u, 0x12u, 0x13u, 0x14u, 0x15u, 0x16u, 0x17u}) {

@@ -237,7 +237,7 @@ std::vector<PairKind> kinds(const PairScript& script, Field field = Field::one) 
   return result;
 }
 
-TEST(Decoder608, TellsWhatItMakesOfEachPair) {
+TEST(Decoder608, ReportsTheKindOfEachPair) {
   using enum PairKind;
   EXPECT_EQ(kinds(PairScript().text("a").popOn().popOn().text("a").padding().raw(0, 0)),
             (std::vector{characters, controlCode, repeatedCode, characters, padding, padding}));
@@ -247,7 +247,7 @@ TEST(Decoder608, TellsWhatItMakesOfEachPair) {
             (std::vector{controlCode, textService, textService, controlCode, characters}));
 }
 
-TEST(Decoder608, TellsExtendedDataByField) {
+TEST(Decoder608, DistinguishesExtendedDataByField) {
   using enum PairKind;
   const PairScript script = PairScript().code(0x01, 0x03).text("AB").code(0x0F, 0x1D).text("a");
   EXPECT_EQ(kinds(script, Field::two),
@@ -256,7 +256,7 @@ TEST(Decoder608, TellsExtendedDataByField) {
             (std::vector{extendedDataInField1, characters, extendedDataInField1, characters}));
 }
 
-TEST(Decoder608, TellsPairsAtTheTimesOfTheirEffect) {
+TEST(Decoder608, ReportsPairsAtTheTimesOfTheirEffect) {
   const auto pairs = log(PairScript().at(9).raw(0x94, 0x20).at(5).raw(0x41, 0xC1), Field::two);
   ASSERT_EQ(pairs.size(), 2u);
   EXPECT_EQ(pairs[1].time, kPairTime * 9);

@@ -28,7 +28,7 @@ TEST(Formats, AreFoundByTheEndOfAName) {
   EXPECT_EQ(formatOfFile(""), nullptr);
 }
 
-TEST(Formats, TellWhatTheyHold) {
+TEST(Formats, StateWhatTheyContain) {
   EXPECT_TRUE(findFormat("scc")->holdsPairs);
   EXPECT_FALSE(findFormat("srt")->holdsPairs);
   EXPECT_TRUE(findFormat("json")->holdsAllChannels);

@@ -58,7 +58,7 @@ TEST(NalWalk, PassesEmptyUnits) {
   EXPECT_EQ(walk.next()->size, 1u);
 }
 
-TEST(NalWalk, TellsWhereASampleIsDamaged) {
+TEST(NalWalk, ReportsWhereASampleIsDamaged) {
   for (const char* broken : {"000001 65", "00000003 6588", "ffffffff 65", "000000", "80000000"}) {
     const Bytes sample = concat({hex("00000002 09f0"), hex(broken)});
     NalWalk walk(sample, 4);

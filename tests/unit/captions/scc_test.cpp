@@ -217,7 +217,7 @@ TEST(SccReader, GoesOnInALineWithABrokenTime) {
   EXPECT_EQ(kinds(file), Kinds{Kind::badTimeCode});
 }
 
-TEST(SccReader, TellsTheFieldByItsCommands) {
+TEST(SccReader, ReportsTheFieldByItsCommands) {
   EXPECT_EQ(readScc(kHeader + "00:00:00;00\t1520 1520 15ae 15ae\r\n").field, Field::two);
   EXPECT_EQ(readScc(kHeader + "00:00:00;00\t9d20 9d20\r\n").field, Field::two);
   // A preamble of rows 5 and 6 begins with the same byte.
@@ -270,7 +270,7 @@ TEST(SccReader, TakesOffTheHoursOfTheFirstCode) {
             (Frames{5, 107'892}));
 }
 
-TEST(SccReader, KnowsWhatIsNoOffset) {
+TEST(SccReader, RefusesWhatIsNoOffset) {
   EXPECT_EQ(parseSccOffset("Auto").has_value(), false);
   EXPECT_EQ(parseSccOffset("").has_value(), false);
 }
@@ -295,7 +295,7 @@ TEST(SccFinding, IsASentence) {
       describe({Kind::badWord, 7, 4}),
       "line 7: a word is not four hexadecimal digits; nothing is sent in its frame (and 3 more)");
   EXPECT_EQ(describe({Kind::byteOrderMark, 1, 1}),
-            "line 1: the text begins with a byte order mark, which is passed over");
+            "line 1: the text begins with a byte order mark, which is ignored");
 }
 
 TEST(SccEnd, LeavesTimeToReadTheLastCaption) {

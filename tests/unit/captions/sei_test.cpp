@@ -116,7 +116,7 @@ TEST(ParseSeiUnit, ReadsBackWhatWasBuilt) {
   }
 }
 
-TEST(ParseSeiUnit, TellsWhereEachMessageLies) {
+TEST(ParseSeiUnit, ReportsWhereEachMessageLies) {
   const Bytes unit = concat({hex("06 0101aa"), hex(kCaptionMessage), hex("0502bbcc 80")});
   const SeiUnit sei = parseSeiUnit(unit, kH264Rules);
   EXPECT_TRUE(sei.whole);
@@ -154,7 +154,7 @@ TEST(ParseSeiUnit, AcceptsZerosAfterTheTrailingBits) {
   EXPECT_TRUE(parseSeiUnit(hex("06 0101aa 80 00000000"), kH264Rules).whole);
 }
 
-TEST(ParseSeiUnit, TellsTrailingBitsFromPayloadThatLooksLikeThem) {
+TEST(ParseSeiUnit, DistinguishesTrailingBitsFromPayloadThatLooksLikeThem) {
   // A payload that ends with 80, and a message of type 128 without a payload.
   const SeiUnit sei = parseSeiUnit(hex("06 05020080 8000 80"), kH264Rules);
   EXPECT_TRUE(sei.whole);
@@ -310,7 +310,7 @@ TEST(FindCaptionPlace, FollowsWhatOpensAnAccessUnitOfHevc) {
   }
 }
 
-TEST(FindCaptionPlace, TellsHowFarADamagedSampleCanBeWalked) {
+TEST(FindCaptionPlace, ReportsHowFarADamagedSampleCanBeWalked) {
   const CaptionPlace found = place("0209f0 09650000", kH264Rules);
   EXPECT_EQ(found.state, CaptionPlace::State::damaged);
   EXPECT_EQ(found.offset, 3u);

@@ -87,7 +87,7 @@ TEST(FrameNumber, IgnoresTheMarkAtRatesWithoutDropFrame) {
   EXPECT_EQ(numberOf("00:01:00;00", "30"), 1800);
 }
 
-TEST(TimeCode, TellsWhatExists) {
+TEST(TimeCode, ChecksWhetherAClockCanShowACode) {
   const FrameRate& rate = televisionRate();
   EXPECT_TRUE(exists({0, 1, 0, 2, true}, rate));
   EXPECT_FALSE(exists({0, 1, 0, 1, true}, rate));

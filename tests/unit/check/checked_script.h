@@ -18,7 +18,7 @@ using captions::kPairTime;
 using captions::Time;
 using captions::test::PairScript;
 
-// What the rules say about the captions of a film.
+// The findings of the rules for the captions of a film.
 class Checked {
  public:
   Checked(const sources::CaptionPairs& pairs, const PictureFacts& pictures)
@@ -74,7 +74,8 @@ inline Checked checked(const PairScript& script, Field field = Field::one) {
   return {filmOf(script, field, frames), {Stretch{Time{0}, kPairTime * frames}, kPairTime}};
 }
 
-// A row of text that lasts, without a fault, so that what else is in a film is found alone.
+// A row of text without a fault that stays on the screen, so that only the other faults of a film
+// are found.
 inline PairScript faultless() {
   return PairScript()
       .twice(0x14, 0x20)

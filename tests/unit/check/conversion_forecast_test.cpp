@@ -20,7 +20,7 @@
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
 
-// What is foretold against what the conversion does.
+// Compares the forecast with what the conversion does.
 namespace quarrypack::check {
 namespace {
 
@@ -94,7 +94,7 @@ std::map<std::uint32_t, std::uint64_t> foretoldHits(const Foretold& foretold) {
   return counts;
 }
 
-// A film that comes out as it should: nothing is foretold.
+// A film that is converted without loss: the forecast is empty.
 MovieBuilder goodFilm() {
   MovieTrack video = videoTrack({.count = 30});
   video.syncTable = true;
@@ -378,7 +378,7 @@ TEST(ConversionForecast, ForetellsWhatIsLostOfTheHeaders) {
   }
 }
 
-TEST(ConversionForecast, ForetellsAlternativesThatAreNoneAnyMore) {
+TEST(ConversionForecast, ForetellsLostAlternateGroups) {
   MovieBuilder movie = goodFilm();
   movie.tracks.push_back(soundTrack());
   movie.tracks.push_back(soundTrack());

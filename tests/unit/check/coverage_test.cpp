@@ -34,7 +34,7 @@ void expectStretch(const std::optional<Stretch>& actual, std::int64_t start, std
 
 const Stretch kFilm{seconds(0), seconds(100)};
 
-TEST(Coverage, TellsTheFirstCaptionTheLongestHoleAndTheShare) {
+TEST(Coverage, ReportsTheFirstCaptionTheLongestHoleAndTheShare) {
   const Coverage coverage =
       coverageOf({cc1({{seconds(10), seconds(20)}, {seconds(60), seconds(80)}})}, kFilm);
   EXPECT_EQ(coverage.firstCaption, seconds(10));

@@ -17,7 +17,7 @@ Checked inField2(const PairScript& script) { return checked(script, Field::two);
 // The name of a program, "AB": 01 + 03 + 41 + 42 + 0F + 6A is 100 in hexadecimal, twice 80.
 PairScript name() { return PairScript().code(0x01, 0x03).text("AB"); }
 
-TEST(ExtendedDataRules, TellThatThereIsExtendedData) {
+TEST(ExtendedDataRules, ReportThatThereIsExtendedData) {
   const Checked film = inField2(PairScript().at(7).code(0x01, 0x03).text("AB").code(0x0F, 0x6A));
   EXPECT_EQ(film.count(kExtendedData), 3u);
   EXPECT_EQ(film.frame(kExtendedData), 7);

@@ -34,7 +34,7 @@ TEST(PairRules, CountBytesWithoutOddParity) {
   }
 }
 
-TEST(PairRules, TellMissingParityFromDamagedBytes) {
+TEST(PairRules, DistinguishMissingParityFromDamagedBytes) {
   const PairScript script = faultless();
   PairScript bare;
   for (const TimedPair& pair : script.pairs()) {
@@ -47,7 +47,7 @@ TEST(PairRules, TellMissingParityFromDamagedBytes) {
   EXPECT_EQ(checked(bare.raw(0x80, 0x41)).count(kParityMissing), 0u);
 }
 
-TEST(PairRules, JudgeTheParityOfEachFieldAlone) {
+TEST(PairRules, CheckTheParityOfEachFieldAlone) {
   sources::CaptionPairs pairs = filmOf(faultless(), Field::one, 200);
   pairs.of(Field::two) = PairScript().raw(0x14, 0x20).raw(0x41, 0x41).pairs();
   const Checked film(pairs, {});
@@ -79,7 +79,7 @@ TEST(PairRules, TakeNoOtherByteForASplitCode) {
   EXPECT_EQ(film.count(kSplitControlCode), 0u);
 }
 
-TEST(PairRules, TakeTheTypeOfExtendedDataForNoSplitCode) {
+TEST(PairRules, DoNotTakeTheTypeOfExtendedDataForASplitCode) {
   const Checked film =
       checked(PairScript().code(0x05, 0x10).text("A").code(0x0F, 0x1B), Field::two);
   EXPECT_EQ(film.count(kSplitControlCode), 0u);
@@ -120,7 +120,7 @@ TEST(PairRules, CountADamagedCopyAsACopy) {
   }
 }
 
-TEST(PairRules, AllowSingleCodesInField2AndTellDoubledOnes) {
+TEST(PairRules, AllowSingleCodesInField2AndReportDoubledOnes) {
   const PairScript single = PairScript().code(0x15, 0x2C).at(9).code(0x15, 0x2C);
   EXPECT_EQ(checked(single, Field::two).ids(), Ids{kNoCaptions.id});
   const Checked doubled = checked(PairScript().twice(0x15, 0x2C), Field::two);
@@ -160,7 +160,7 @@ TEST(PairRules, FindUnknownCodes) {
 
 constexpr Time kSecond = std::chrono::seconds(1);
 
-// So many pairs in each of ten consecutive pictures.
+// This number of pairs in each of ten consecutive pictures.
 Checked pictures(Time duration, int pairsInEach, bool isDurationKnown = true) {
   sources::CaptionPairs pairs{"pictures", {}, duration * 100, {}};
   for (int picture = 0; picture < 10; ++picture) {
@@ -214,7 +214,7 @@ TEST(PairRules, CountNoPaddingAmongThePairsOfAFrame) {
   EXPECT_EQ(Checked(pairs, {}).count(kTooManyPairs), 0u);
 }
 
-TEST(PairRules, StillJudgePairsThatShareAPicture) {
+TEST(PairRules, CheckPairsThatShareAPicture) {
   sources::CaptionPairs pairs =
       filmOf(PairScript().code(0x14, 0x20).raw(0x41, 0x41).code(0x15, 0x2F).code(0x10, 0x60),
              Field::one, 9);
@@ -249,12 +249,12 @@ TEST(PairRules, FindPairsAfterTheLastPicture) {
   EXPECT_EQ(between(0, 11, script).frame(kPairAfterLastPicture), 11);
 }
 
-TEST(PairRules, KnowNoPicturesOfACaptionFile) {
+TEST(PairRules, AcceptPairsAtAnyTimeOfACaptionFile) {
   const Checked film(filmOf(PairScript().at(400).text("ab"), Field::one, 300), {});
   EXPECT_EQ(film.ids(), Ids{kNoCaptions.id});
 }
 
-TEST(PairRules, TellOfTheTextService) {
+TEST(PairRules, ReportTheTextService) {
   const Checked film = checked(faultless().at(70).twice(0x14, 0x2A).text("page"));
   EXPECT_EQ(film.ids(), Ids{kTextService.id});
   EXPECT_EQ(film.frame(kTextService), 72);

@@ -11,7 +11,7 @@
 #include "check/conversion_rule_table.h"
 #include "check/film_rule_table.h"
 
-// All rules, and what doc/checks.md says about them.
+// All rules, and their descriptions in doc/checks.md.
 namespace quarrypack::check {
 namespace {
 

@@ -130,7 +130,7 @@ TEST_F(OutputFileTest, RefusesAFileThatMustNotBeWritten) {
   EXPECT_EQ(fileCount(), 1u);
 }
 
-TEST_F(OutputFileTest, NeverTakesAFileThatIsThere) {
+TEST_F(OutputFileTest, NeverReusesAnExistingFile) {
   const OutputFile first(path("film.mp4"));
   writeFile(first.temporaryPath(), text("first"));
   {

@@ -189,7 +189,7 @@ TEST_F(ConfigDocumentTest, FindsTheChildWhoseEndTagCameFirst) {
   EXPECT_EQ(valueIn("<c><v>first</v><v>second</v></c>"), "first");
 }
 
-TEST_F(ConfigDocumentTest, TellsTextsOfAnyEncodingInUtf8) {
+TEST_F(ConfigDocumentTest, ReturnsTextsOfAnyEncodingInUtf8) {
   EXPECT_EQ(valueIn("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><c><v>\xe9</v></c>"),
             "\xc3\xa9");
   EXPECT_EQ(valueIn("\xef\xbb\xbf<c><v>\xc3\xa9</v></c>"), "\xc3\xa9");

@@ -69,7 +69,7 @@ FieldPairs& operator+=(FieldPairs& field, const FieldPairs& more) {
   return field;
 }
 
-// Text of so many pairs, all different: 2020, 2021, …
+// Text of this number of pairs, all different: 2020, 2021, …
 std::string textOf(int count) {
   std::string text;
   for (int i = 0; i < count; ++i) {
@@ -170,7 +170,7 @@ TEST(CaptionPlan, APictureHoldsWhatItsTimeHolds) {
       {tenth * 11 + Time{2}, 2}, {kPairTime * 2, 2},   {kPairTime * 2 + Time{1}, 3},
       {kPairTime * 15, 15},      {kPairTime * 16, 16}, {kPairTime * 100, 16}};
   for (const Case& c : cases) {
-    // So many pairs at once that all but the last picture are full.
+    // Enough pairs at once to fill all pictures but the last.
     const CaptionPlan plan = planOf(Film(c.length, 4), line(textOf(64)));
     std::size_t most = 0;
     for (std::size_t i = 0; i < 4; ++i) most = std::max(most, plan.pairs(Field::one, i).size());

@@ -164,7 +164,7 @@ TEST(Embedding, MayBeDoneAgainWithReplace) {
   std::array<captions::FieldPairs, kFields> fields;
   fields[0] = {{captions::kPairTime * 5, {0x94, 0x26}}};
   const std::string refusal = refusalOf(first.bytes(), {.captions = fields});
-  EXPECT_TRUE(contains(refusal, "20 of its 20 pictures hold captions")) << refusal;
+  EXPECT_TRUE(contains(refusal, "20 of its 20 pictures already have captions")) << refusal;
   EXPECT_TRUE(contains(refusal, "'--replace'")) << refusal;
 
   Embedded second(first.bytes(), {.captions = fields, .replace = true, .pad = false});

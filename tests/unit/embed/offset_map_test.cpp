@@ -139,7 +139,7 @@ TEST(OffsetMap, AgreesWithCountingByteByByte) {
   }
 }
 
-TEST(OffsetMapCursor, TellsWhetherARangeIsChanged) {
+TEST(OffsetMapCursor, ReportsWhetherARangeIsChanged) {
   const OffsetMap map({{10, 4, 4}, {30, 0, 2}, {40, 1, 0}});
   OffsetMap::Cursor cursor(map);
   EXPECT_FALSE(cursor.changes(0, 10));

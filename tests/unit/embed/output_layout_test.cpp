@@ -89,7 +89,7 @@ TEST(OutputLayout, PutsTheMovieBeforeTheMedia) {
   EXPECT_EQ(rewritten(in, {{31, 3, 0}}), out);
 }
 
-TEST(OutputLayout, OfAMovieThatIsInFrontKeepsTheOrder) {
+TEST(OutputLayout, OfAMovieBoxThatComesFirstKeepsTheOrder) {
   const auto moov = [](std::uint32_t size, std::uint32_t offset) {
     return movie(track(kVideo, size, offset));
   };

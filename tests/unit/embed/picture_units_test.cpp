@@ -116,7 +116,7 @@ TEST(PictureUnits, OfHevcHaveATemporalLayer) {
   EXPECT_EQ(units.temporalId, 2);
 }
 
-TEST(PictureUnits, TellTheCaptionsThatAreThere) {
+TEST(PictureUnits, FindTheCaptionsThatAreThere) {
   const Bytes captions = captionUnit();
   const PictureUnits units = look(concat({kDelimiter, kTiming, captions, captions, kSlice})).units;
   ASSERT_EQ(units.cuts.size(), 2u);

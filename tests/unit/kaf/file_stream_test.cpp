@@ -196,7 +196,7 @@ TEST_F(FileStreamTest, OpensNothingButRegularFilesAndDoesNotWait) {
   }
 }
 
-TEST_F(FileStreamTest, AFailedOpeningLeavesNoDescriptorBehind) {
+TEST_F(FileStreamTest, AFailedOpeningLeavesNoDescriptorOpen) {
   fs::create_directory(at("folder"));
   FileStream folder(at("folder"), kInput);
   kindOf([&] { folder.open(); });
@@ -263,7 +263,7 @@ TEST_F(FileStreamTest, AWriteOnlyFileCannotBeRead) {
   EXPECT_EQ(readFile(at("o.mp4")), text("aXc"));
 }
 
-TEST_F(FileStreamTest, AppendingWritesBehindTheEndWhereverThePositionIs) {
+TEST_F(FileStreamTest, AppendingWritesAtTheEndWhereverThePositionIs) {
   FileStream stream(withBytes("log", text("abc")), kUpdate | OpenMode::kAppend);
   stream.open();
   put(stream, 0, text("de"));
@@ -347,7 +347,7 @@ TEST_F(FileStreamTest, TheLastPositionCanBeReachedButNotWritten) {
   EXPECT_EQ(fs::file_size(at("o.mp4")), 0u);
 }
 
-TEST_F(FileStreamTest, TheEndIsBehindBytesThatAreStillHeld) {
+TEST_F(FileStreamTest, TheEndIsPastBytesThatAreStillHeld) {
   FileStream stream(at("o.mp4"), kOutput);
   stream.open();
   put(stream, 100, text("abc"));

@@ -175,7 +175,7 @@ TEST_F(WriteWindowsTest, TheLaterOfTwoOverlappingWritesWins) {
   }
 }
 
-TEST_F(WriteWindowsTest, AWindowThatReachesTheNextOneGoesOnBehindIt) {
+TEST_F(WriteWindowsTest, AWindowThatReachesTheNextOneContinuesAfterIt) {
   put(8, Bytes(8, 2));
   put(0, Bytes(4, 1));
   put(4, Bytes(4, 1));

@@ -7,7 +7,7 @@
 namespace norvik::kav {
 namespace {
 
-TEST(ErrorText, NamesACodeAndTellsWhatItMeans) {
+TEST(ErrorText, NamesACodeAndExplainsIt) {
   const auto code = static_cast<std::uint32_t>(ErrorCode::truncatedBox);
   EXPECT_EQ(errorName(code), "truncatedBox");
   EXPECT_EQ(errorText(code), "a box holds fewer bytes than its fields need");

@@ -66,7 +66,7 @@ TEST(Movie, DeliversTheSamplesOfAllTracksByTheirTimes) {
   EXPECT_EQ(tracks, (std::vector<std::uint32_t>{0, 1, 0, 1}));
 }
 
-TEST(Movie, TellsWhatItsHeaderAndTheHeadersOfItsTracksSay) {
+TEST(Movie, ReportsTheFieldsOfItsHeaderAndOfThoseOfItsTracks) {
   MovieBuilder builder({videoTrack({.count = 2}), captionTrack(2)});
   builder.timescale = 1234;
   builder.tracks[0].syncTable = true;
@@ -202,7 +202,7 @@ TEST(Movie, FindsItsMetadata) {
   EXPECT_EQ(Bytes(movie.xmp().begin(), movie.xmp().end()), text("<x:xmpmeta/>"));
 }
 
-TEST(Movie, TellsByWhatThePicturesOfATrackComeLater) {
+TEST(Movie, ReportsHowMuchLaterThePicturesOfATrackAre) {
   MovieBuilder builder({soundTrack(), videoTrack({.count = 4, .betweenAnchors = 1})});
   builder.tracks[1].edits = {{80, 1001}};
   const Movie movie = opened(builder);

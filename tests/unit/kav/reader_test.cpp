@@ -275,7 +275,7 @@ TEST(OpenReader, LetsNoExceptionOut) {
   }
 }
 
-TEST(MovieInfo, TellsWhatTheHeaderSays) {
+TEST(MovieInfo, ReportsTheFieldsOfTheHeader) {
   Opened opened(smallMovie());
   NorvikKavMovieInfo info;
   ASSERT_RESULT(success, getMovieInfo(opened.reader, &info));
@@ -293,7 +293,7 @@ TEST(MovieInfo, TellsWhatTheHeaderSays) {
   EXPECT_EQ(info.isFragmented, 1u);
 }
 
-TEST(TrackInfo, TellsWhatTheHeadersSay) {
+TEST(TrackInfo, ReportsTheFieldsOfTheHeaders) {
   Opened opened(smallMovie());
   NorvikKavTrackInfo info;
   std::uint32_t handler = 0;
@@ -332,7 +332,7 @@ TEST(SampleDescriptions, AreToldByTrack) {
   EXPECT_EQ(info.codecType, 0x63373038u);
 }
 
-TEST(GetEditShift, TellsByWhatThePicturesOfATrackComeLater) {
+TEST(GetEditShift, ReportsHowMuchLaterThePicturesOfATrackAre) {
   MovieBuilder movie({soundTrack(), videoTrack({.count = 4, .betweenAnchors = 1})});
   movie.tracks[1].edits = {{80, 1001}};
   std::uint64_t ticks = 7;
@@ -402,7 +402,7 @@ TEST(SampleIterator, DeliversEverySampleWithItsPlace) {
   EXPECT_EQ(iterator.code, ErrorCode::success);
 }
 
-TEST(SampleIterator, TellsTheFragmentOfASample) {
+TEST(SampleIterator, ReportsTheFragmentOfASample) {
   Opened opened(smallMovie().splitIntoFragments({3, 3, 3}));
   Iterator iterator(opened.reader);
   NorvikKavSampleLocation location;
@@ -482,7 +482,7 @@ TEST(ReadBytes, AnswersWithTheCodeOfAFailingStream) {
   EXPECT_EQ(two, text("ft"));
 }
 
-TEST(Metadata, TellsItsLengthAndItsBytes) {
+TEST(Metadata, ReportsItsLengthAndItsBytes) {
   MovieBuilder movie = smallMovie();
   movie.tail = uuidBox(kXmpUuid, text("<x/>"));
   Opened opened(movie);

@@ -91,7 +91,7 @@ TEST(SampleDescription, HasNoBoxesWhereTheFieldsAreCutOff) {
   EXPECT_TRUE(soundOf(2, concat({u32(1000), zeros(40)})).boxes().empty());
 }
 
-TEST(SampleDescription, TellsTheShapeOfItsPixels) {
+TEST(SampleDescription, ReportsTheShapeOfItsPixels) {
   const SampleDescription wide(pictures(), box("pasp", u32(4), u32(3)));
   ASSERT_TRUE(wide.pixelAspect());
   EXPECT_EQ(wide.pixelAspect()->horizontalSpacing, 4u);

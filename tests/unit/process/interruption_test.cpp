@@ -55,7 +55,7 @@ TEST_F(RemovalOnInterruptionTest, RemovesTheFileAndLetsTheSignalEndTheProcess) {
   }
 }
 
-TEST_F(RemovalOnInterruptionTest, RemovesTheFileBehindALink) {
+TEST_F(RemovalOnInterruptionTest, RemovesTheTargetOfALink) {
   std::filesystem::create_symlink(movie(), file("link.mp4"));
   EXPECT_EQ(endingSignal([&] {
               const RemovalOnInterruption removal(file("link.mp4").string());

@@ -28,7 +28,7 @@ using namespace std::chrono_literals;
 constexpr Progress kHalfWay{
     .samplesInAll = 200, .samplesWritten = 100, .bytesWritten = 250'000'000, .captionsPlaced = 12};
 
-TEST(ProgressText, TellsPartSpeedTimeLeftAndCaptions) {
+TEST(ProgressText, ReportsPartSpeedTimeLeftAndCaptions) {
   EXPECT_EQ(progressText(kHalfWay, 2s, 80), " 50 %  125.0 MB/s  0:02 left  12 captions placed");
 }
 
@@ -50,7 +50,7 @@ TEST(ProgressText, SaysNothingOfTheTimeLeftBeforeTheFirstSample) {
   EXPECT_EQ(progressText(first, 2s, 80), "  0 %  125.0 MB/s  1 caption placed");
 }
 
-TEST(ProgressText, StopsAtAllWhenMoreCameThanWereCounted) {
+TEST(ProgressText, ShowsAtMost100PercentWhenMoreSamplesComeThanWereCounted) {
   Progress more = kHalfWay;
   more.samplesWritten = 300;
   EXPECT_EQ(progressText(more, 2s, 80).substr(0, 5), "100 %");

@@ -86,7 +86,7 @@ TEST(EditList, ShowsEachPictureOnce) {
   EXPECT_EQ(showings.pictures, (Shown{{3, ms(0)}, {4, ms(100)}, {2, ms(200)}, {5, ms(500)}}));
 }
 
-TEST(EditList, AnEditThatStandsStillShowsOnePicture) {
+TEST(EditList, AStillEditShowsOnePicture) {
   const Showings showings =
       showPicturesOnce(listOf({entry0(1000, 250 * 90, 0), entry0(100, 300 * 90)}), pictures(6));
   EXPECT_EQ(showings.pictures, (Shown{{2, ms(0)}, {3, ms(1000)}}));

@@ -46,7 +46,7 @@ TEST(SccSource, RecognizesAFileByItsNameOrItsBeginning) {
   EXPECT_FALSE(isScc("film.mov", ""));
 }
 
-TEST(SccSource, TellsWhatIsUnusual) {
+TEST(SccSource, ReportsWhatIsUnusual) {
   const CaptionPairs pairs = readSccPairs("Scenarist_SCC V1.0\n\n00:00:01;00\t9420\n");
   ASSERT_EQ(pairs.findings.size(), 2u);
   EXPECT_NE(pairs.findings[0].find("carriage return"), std::string::npos);

@@ -41,7 +41,7 @@ TEST(ParseAvcDecoderConfig, TakesLengthSizesFrom1To4) {
   }
 }
 
-TEST(ParseAvcDecoderConfig, FindsTheBoxBehindOthers) {
+TEST(ParseAvcDecoderConfig, FindsTheBoxAfterOthers) {
   Bytes bytes{0, 0, 0, 10, 'p', 'a', 's', 'p', 0, 0};
   const Bytes own = description();
   bytes.insert(bytes.end(), own.begin(), own.end());

@@ -84,7 +84,7 @@ const char kInvalidLength[] = "Error 3: Invalid NAL Length  Detected!!!\n";
 const char kUnknownType[] =
     "Unknown 608 channel Type detected...Assuming it to for be channel one\n";
 
-TEST_F(InsertCaptionSei, PutsAUnitInFrontOfTheSlice) {
+TEST_F(InsertCaptionSei, PutsAUnitBeforeTheSlice) {
   EXPECT_EQ(inserted(kDelimiter + kParameterSets + kSlice, hex("0000000c 63646174 b1b2b3b4")),
             kDelimiter + kParameterSets +
                 hex("00000015 060411b500314741393403c2ff fcb1b2 fcb3b4 ff80") + kSlice);
@@ -172,12 +172,12 @@ TEST_F(InsertCaptionSei, InsertsNothingForALongCaptionOfEmptyAtoms) {
   EXPECT_EQ(inserted(kSlice, caption), kSlice);
 }
 
-TEST_F(InsertCaptionSei, BorrowsTheByteBehindAnOddAtom) {
+TEST_F(InsertCaptionSei, BorrowsTheByteAfterAnOddAtom) {
   const Bytes out = inserted(kSlice, atom("cdat", hex("a1")) + atom("cdt2", hex("b1b2")));
   EXPECT_EQ(out, hex("00000015 060411b500314741393403c1ff fca100 fdb1b2 ff80") + kSlice);
 }
 
-TEST_F(InsertCaptionSei, TakesZeroBehindAnOddLastAtom) {
+TEST_F(InsertCaptionSei, TakesZeroAfterAnOddLastAtom) {
   EXPECT_EQ(inserted(kSlice, atom("cdat", hex("a1a2a3"))),
             hex("00000015 060411b500314741393403c1ff fca1a2 fca300 ff80") + kSlice);
 }
@@ -188,7 +188,7 @@ TEST_F(InsertCaptionSei, LeavesAPairOfZerosUnescaped) {
 }
 
 // The borrowed byte ends a triplet too, so that no third byte of a row of zeros can follow it.
-TEST_F(InsertCaptionSei, LeavesAZeroBorrowedBehindAZeroUnescaped) {
+TEST_F(InsertCaptionSei, LeavesAZeroBorrowedAfterAZeroUnescaped) {
   EXPECT_EQ(inserted(kSlice, atom("cdat", hex("00")) + atom("cdt2", hex("0000"))),
             hex("00000015 060411b500314741393403c1ff fc0000 fd0000 ff80") + kSlice);
   EXPECT_EQ(inserted(kSlice, atom("cdt2", hex("000000"))),
@@ -234,7 +234,7 @@ TEST_F(InsertCaptionSei, AppendsAtANegativeLength) {
   EXPECT_EQ(printed(), std::string(kInvalidLength) + kInvalidLength);
 }
 
-TEST_F(InsertCaptionSei, FindsANegativeLengthWithoutBytesBehindIt) {
+TEST_F(InsertCaptionSei, FindsANegativeLengthWithoutBytesAfterIt) {
   const Bytes video = hex("ffffffff");
   EXPECT_EQ(inserted(video, atom("cdt2", hex("8081"))), video + kUnit1);
   EXPECT_EQ(printed(), kInvalidLength);
@@ -535,7 +535,7 @@ class AttachCaptionSample : public ::testing::Test {
   std::vector<std::uint32_t> timescales_{30000, 0, 48000};
 };
 
-TEST_F(AttachCaptionSample, TakesTheFirstSampleAtOrBehindTheCaption) {
+TEST_F(AttachCaptionSample, TakesTheFirstSampleAtOrAfterTheCaption) {
   SortedGroup group(pending_, 4, timescales_, file_);
   auto due = caption(1001, 30000, hex("8081"));
   attachCaptionSample(group, due);
@@ -556,7 +556,7 @@ TEST_F(AttachCaptionSample, AddsTheCompositionOffsetOfTheCaption) {
   EXPECT_EQ(bytesOf(group, 3), kUnit1 + kSlice);
 }
 
-TEST_F(AttachCaptionSample, LeavesACaptionBehindEverySampleAlone) {
+TEST_F(AttachCaptionSample, LeavesACaptionAfterEverySampleAlone) {
   SortedGroup group(pending_, 4, timescales_, file_);
   auto late = caption(3001, 30000, hex("8081"));
   attachCaptionSample(group, late);

@@ -102,7 +102,7 @@ TEST_F(ConversionPassTest, LetsFailuresOut) {
   EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
-TEST_F(ConversionPassTest, LetsOutAMissingInputAndAnOutputThatCannotBe) {
+TEST_F(ConversionPassTest, ReportsAMissingInputAndAnOutputThatCannotBeMade) {
   const CapturedConsole console;
   EXPECT_CODE(fileNotFound, runConversion("tool", {folder.path() / "none.mov", paths.outputPath}));
   writeFile(paths.inputPath, smallMovie().build());
@@ -149,7 +149,7 @@ TEST_F(ConversionPassTest, FailsWhereASampleLiesPastTheEndOfTheFile) {
   EXPECT_TRUE(outcome.output);  // as far as it was written
 }
 
-// A movie whose sound has so many samples of 100000 bytes, all of them the same bytes.
+// A movie whose sound has this number of samples of 100000 bytes, all of them the same bytes.
 MovieBuilder movieOfOverlaps(std::uint32_t count) {
   MovieBuilder movie = smallMovie();
   movie.tracks[1].samples.resize(count);

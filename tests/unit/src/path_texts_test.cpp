@@ -71,7 +71,7 @@ TEST(ResolveRelativePath, GivesOneSeparatorInTheRootFolder) {
   EXPECT_EQ(resolveRelativePath("clip.mov", ""), "/clip.mov");
 }
 
-TEST(DefaultOutputPath, StandsBesideTheInputUnderAnotherName) {
+TEST(DefaultOutputPath, LiesBesideTheInputUnderAnotherName) {
   const struct {
     const char* input;
     const char* output;

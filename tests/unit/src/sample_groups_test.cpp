@@ -43,7 +43,7 @@ TEST(FlushDecision, FlushesWhatStoodBeforeTheSecondSyncSample) {
   EXPECT_FALSE(decision.flushesBefore(video(160, false), 2));
 }
 
-TEST(FlushDecision, ArmsOnTheFirstVideoSyncSampleBehindAnAudioSyncSample) {
+TEST(FlushDecision, ArmsOnTheFirstVideoSyncSampleAfterAnAudioSyncSample) {
   FlushDecision decision;
   EXPECT_FALSE(decision.flushesBefore(audio(0), 0));
   EXPECT_FALSE(decision.flushesBefore(video(0, true), 1));
@@ -56,7 +56,7 @@ TEST(FlushDecision, ArmsOnlyOnTheVideoTrack) {
   for (std::uint64_t i = 0; i < 10; ++i) EXPECT_FALSE(decision.flushesBefore(audio(i), i));
 }
 
-TEST(FlushDecision, DoesNotArmOnAnAudioSyncSampleBehindTheFirstKeyFrame) {
+TEST(FlushDecision, DoesNotArmOnAnAudioSyncSampleAfterTheFirstKeyFrame) {
   FlushDecision decision;
   EXPECT_FALSE(decision.flushesBefore(video(0, true), 0));
   EXPECT_FALSE(decision.flushesBefore(audio(0), 1));

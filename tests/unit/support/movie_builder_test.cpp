@@ -65,7 +65,7 @@ TEST(MovieBuilder, BuildsAMovieThatHoldsItsSamples) {
   expectSamplesOf(movie, walk);
 }
 
-TEST(MovieBuilder, PlacesTheMovieBoxInFrontWhenAsked) {
+TEST(MovieBuilder, PlacesTheMovieBoxFirstWhenAsked) {
   MovieBuilder movie = usualMovie();
   movie.moovFirst();
   const BoxWalk walk(movie.build());
@@ -172,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, FragmentedMovies,
                                                       {.tfhdFlags = 0x020008, .trunFlags = 0xE01}}),
                          [](const auto& param) { return param.param.name; });
 
-TEST(MovieBuilder, PutsFragmentsInFrontOfTheMovieBox) {
+TEST(MovieBuilder, PutsFragmentsBeforeTheMovieBox) {
   MovieBuilder movie = usualMovie();
   for (MovieTrack& track : movie.tracks) track.syncTable = false;
   movie.splitIntoFragments({5, 6, 3});

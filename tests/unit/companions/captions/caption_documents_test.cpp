@@ -100,14 +100,14 @@ TEST(CaptionDocuments, OfPairsAreOneForEachField) {
   EXPECT_EQ(made.documents[1].document.pairs.size(), 4u);
 }
 
-TEST(CaptionDocuments, TellWhatTheDecoderMet) {
+TEST(CaptionDocuments, ReportWhatTheDecoderFound) {
   CaptionPairs pairs = pages({Channel::cc1});
   pairs.of(Field::one)[2].bytes = {0x41, 0x41};  // even parity
   pairs.of(Field::two).push_back({captions::Time{0}, {0x01, 0x02}});
   const CaptionDocuments made = makeDocuments(pairs, options("srt"));
   ASSERT_EQ(made.findings.size(), 2u);
   EXPECT_EQ(made.findings[0], "2 bytes lack odd parity and are shown as solid blocks");
-  EXPECT_EQ(made.findings[1], "field 2 carries extended data (XDS), which is passed over");
+  EXPECT_EQ(made.findings[1], "field 2 carries extended data (XDS), which is skipped");
 }
 
 TEST(CaptionDocuments, AreNoneWithoutCaptions) {

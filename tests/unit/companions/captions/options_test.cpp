@@ -60,7 +60,7 @@ TEST(CaptionOptions, AskForHelpOrTheVersionWithoutAFile) {
   EXPECT_EQ(parsed({"--version"}).action, Action::showVersion);
 }
 
-TEST(CaptionOptions, RefuseWhatTheyDoNotKnow) {
+TEST(CaptionOptions, RefuseUnknownOptionsAndValues) {
   const std::vector<WordList> wrong = {{},
                                        {"a.mp4", "b.mp4"},
                                        {""},

@@ -47,7 +47,7 @@ TEST(CheckJson, HasCuesAsACaptionDocumentHasThem) {
   EXPECT_EQ(json::parse(written(report))["channels"], json::parse(captions.str())["channels"]);
 }
 
-TEST(CheckJson, IsADocumentAlsoWithoutAnything) {
+TEST(CheckJson, IsADocumentEvenWithoutContent) {
   const json document = json::parse(written({}));
   EXPECT_TRUE(document["coverage"]["first"].is_null());
   EXPECT_TRUE(document["coverage"]["longestHole"].is_null());

@@ -67,7 +67,7 @@ TEST(CheckText, StaysWithinTheColumns) {
   }
 }
 
-TEST(CheckText, ListsInPlaceOfATableWhereItIsNarrow) {
+TEST(CheckText, ListsFindingsInsteadOfATableOnANarrowTerminal) {
   const std::string text = written(test::sampleReport(), {30, false});
   EXPECT_NE(text.find("error damage\n"
                       "  2 times, first at\n"

@@ -132,7 +132,7 @@ TEST(HtmlReport, ListsNoMoreFindingsThanAPageCanHold) {
   EXPECT_TRUE(has(page, "This page has no room for 2 more findings."));
 }
 
-TEST(CueList, TellsTheCuesInAttributes) {
+TEST(CueList, ListsTheCuesInAttributes) {
   CheckReport report;
   report.channels = {
       {Channel::cc2,
@@ -205,7 +205,7 @@ TEST(TimeLine, DrawsCuesAtTheirPlaces) {
   EXPECT_TRUE(has(page, "<title>1 cue, from 00:00:50.000 to 00:00:51.000</title>"));
 }
 
-TEST(TimeLine, ReachesToTheLastThing) {
+TEST(TimeLine, ReachesToTheLatestTime) {
   CheckReport report;
   report.duration = seconds(50);
   report.channels = {{Channel::cc1, {plainCue(99, "late")}}};

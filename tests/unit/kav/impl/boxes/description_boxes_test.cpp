@@ -292,7 +292,7 @@ TEST(StsdBox, RefusesAnImplausibleCount) {
   EXPECT_CODE(implausibleSampleCount, readStsd(more, kVideo));
 }
 
-TEST(StsdBox, LeavesEntriesUnreadWhenNobodyAsksForThem) {
+TEST(StsdBox, LeavesEntriesUnreadOnRequest) {
   Film file(stsd(1, genericEntry("aaaa", {1})));
   const OwnedBox<StsdBox> box = file.unread<StsdBox>();
   box->leaveEntriesUnread();
@@ -325,7 +325,7 @@ TEST(StsdBox, CopiesGenericEntriesByteForByte) {
   EXPECT_EQ(copied(kCaptions, empty), empty);
 }
 
-TEST(StsdBox, ReadsAnEntryWithAUuidBehindItsWholeHeader) {
+TEST(StsdBox, ReadsAnEntryWithAUuidAfterItsWholeHeader) {
   const Bytes entry = uuidBox(kSomeUuid, concat({zeros(6), u16(3), text("rest")}));
   Film file(stsd(1, entry));
   const OwnedBox<StsdBox> box = readStsd(file, kCaptions);
@@ -451,7 +451,7 @@ TEST(StsdBox, WritesAacOfVersion1AsVersion0) {
             expected);
 }
 
-TEST(StsdBox, KeepsTheOtherBoxesOfAacBehindItsConfiguration) {
+TEST(StsdBox, KeepsTheOtherBoxesOfAacAfterItsConfiguration) {
   const Bytes chan = boxAround("chan", {1, 2, 3});
   const Bytes entry =
       soundEntry("mp4a", {.version = 1}, concat({kVersion1Fields, chan, kWave, zeros(4)}));
@@ -514,7 +514,7 @@ TEST(StsdBox, ReservesRoomByTheKindOfTrack) {
   EXPECT_CODE(implausibleSampleCount, StsdBox(kVideo, 100000001, 0, file.stream));
 }
 
-TEST(StsdBox, WritesEntriesInFrontOfItsPadding) {
+TEST(StsdBox, WritesEntriesBeforeItsPadding) {
   const Bytes bytes = {1, 2, 3, 4};
   Film file;
   StsdBox box(kCaptions, 2, 6, file.stream);

@@ -95,7 +95,7 @@ TEST(MdatBox, DirectWritesEverySampleAtOnceAndReleasesIt) {
                                        0, 0, 0, 0, 0, 0, 21, 'a', 'b', 'c', 'd', 'e'}));
 }
 
-TEST(MdatBox, DirectGrowsBehindItsHeaderInTheFile) {
+TEST(MdatBox, DirectGrowsAfterItsHeaderInTheFile) {
   Film file;
   MdatBox mdat(file.stream);
   mdat.write();
@@ -144,7 +144,7 @@ TEST(MdatBox, BufferedWritesItsSamplesInOrderAndReleasesThemLastFirst) {
   EXPECT_EQ(releases.order, text("fda"));
 }
 
-TEST(SkipBox, WritesZerosBehindItsHeader) {
+TEST(SkipBox, WritesZerosAfterItsHeader) {
   Film file(Bytes(9000, 0xEE));
   SkipBox skip(8200, file.stream);
   Bytes expected = box("skip", zeros(8192));

@@ -445,7 +445,7 @@ TEST(MoofBox, FindsThePartsOfATrack) {
   EXPECT_TRUE(fragment.partsOf(3).empty());
 }
 
-TEST(MoofBox, ReadsChildrenBehindAHeaderInLargeForm) {
+TEST(MoofBox, ReadsChildrenAfterAHeaderInLargeForm) {
   FragmentFile file(largeForm(box("moof", kMfhd, largeForm(box("traf", tfhd(3))))));
   EXPECT_EQ(file.readFragment().partsOf(3).size(), 1u);
 }

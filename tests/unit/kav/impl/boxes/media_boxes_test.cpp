@@ -102,7 +102,7 @@ TEST(HdlrBox, BuiltTakesTypeAndNameAsTheyAre) {
             fullBox("hdlr", 0, 0, zeros(4), text("soun"), zeros(12), text("name"), u8(0)));
 }
 
-TEST(HdlrBox, TellsItsTypeBeforeItIsRead) {
+TEST(HdlrBox, ReportsItsTypeBeforeItIsRead) {
   Film file(namedHandler(text("n")));
   const auto typeOfBoxClaiming = [&](std::uint64_t size) {
     file.stream.seekTo(8);
@@ -204,7 +204,7 @@ TEST(MdiaBox, BuiltHoldsHeaderHandlerAndInformationInThisOrder) {
   EXPECT_EQ(built.minf(), built.children()[2].get());
 }
 
-TEST(MdiaBox, TellsTheSampleEntriesTheirHandlerWhereverItStands) {
+TEST(MdiaBox, GivesTheSampleEntriesTheirHandlerWhereverItIs) {
   for (const Bytes& bytes :
        {box("mdia", mdhd0(), hdlr("soun"), minf()), box("mdia", minf(), mdhd0(), hdlr("soun"))}) {
     Film file(bytes);

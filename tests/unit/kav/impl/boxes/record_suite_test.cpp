@@ -35,7 +35,7 @@ struct Row {
   // The factory knows the class by its type.
   static constexpr bool kIsKnown = true;
 
-  // The failure of a full box whose payload ends after so many bytes, fewer than it needs.
+  // The failure of a full box whose payload ends after this number of bytes, fewer than it needs.
   static ErrorCode codeAtLength(std::size_t length) {
     return length < 4 ? ErrorCode::truncatedFullBoxHeader : ErrorCode::truncatedBox;
   }

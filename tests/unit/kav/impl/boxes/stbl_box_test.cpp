@@ -77,7 +77,7 @@ TEST(StblBox, RequiresItsTablesOnce) {
       Film(box("stbl", kStsd, kStts, kStsc, withType("stz2", kStsz), kStco)).box<StblBox>());
 }
 
-TEST(StblBox, ReadsDependenciesLastWhereverTheyStand) {
+TEST(StblBox, ReadsDependenciesLastWhereverTheyAre) {
   Film film(
       box("stbl", fullBox("sdtp", 0, 0, Bytes{1, 2, 3, 4}), kStsd, kStts, kStsc, kStsz, kStco));
   StblBox& stbl = film.box<StblBox>();
@@ -104,7 +104,7 @@ TEST(StblBox, LeavesDependenciesOfNoSamplesUnread) {
   EXPECT_TRUE(stbl.sdtp()->bytes().empty());
 }
 
-TEST(StblBox, FindsItsTablesBehindALargeHeader) {
+TEST(StblBox, FindsItsTablesAfterALargeHeader) {
   Film film(largeForm(box("stbl", kStsd, kStts, kStsc, kStsz, kStco)));
   StblBox& stbl = film.box<StblBox>();
   EXPECT_EQ(stbl.stsz()->sampleCount(), 3u);
@@ -151,7 +151,7 @@ TEST(StblBox, IsBuiltWithItsTablesInOrder) {
   EXPECT_EQ(typesIn(withDependencies), types);
 }
 
-TEST(StblBox, PlacesItsTablesOneBehindTheOther) {
+TEST(StblBox, PlacesItsTablesOneAfterTheOther) {
   Film output;
   StblBox stbl(parametersFor(5, true), output.stream);
   stbl.place(1000);

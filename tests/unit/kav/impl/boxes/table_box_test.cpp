@@ -55,7 +55,7 @@ TEST(TableBox, WritesHeaderAndCountAndLeavesTheRoomAlone) {
   EXPECT_EQ(output.memory->bytes(), concat({zeros(5), u32(24), text("nums"), u32(0), u32(0)}));
 }
 
-TEST(TableBox, AppendsAtOnceBehindWhatIsFilledAndGrowsOnlyThat) {
+TEST(TableBox, AppendsAtOnceToTheFilledPartAndGrowsOnlyThat) {
   Film output;
   NumberTable table(4, output.stream);
   table.write();
@@ -80,7 +80,7 @@ TEST(TableBox, EntriesGoWhereTheTableWasMovedTo) {
   EXPECT_EQ(output.bytes(112, 120), concat({u32(1), u32(7)}));
 }
 
-TEST(TableBox, NothingIsAppendedBehindTheRoom) {
+TEST(TableBox, NothingIsAppendedPastTheRoom) {
   Film output;
   NumberTable table(2, output.stream);
   table.write();
@@ -156,7 +156,7 @@ TEST(TableBox, DecodesATableFromOneRead) {
   EXPECT_EQ(reads, 1u);
 }
 
-TEST(TableBox, DecodesWholeEntriesInFrontOfTheEnd) {
+TEST(TableBox, DecodesWholeEntriesBeforeTheEnd) {
   EXPECT_EQ(decodeFrom(concat({u32(1), u32(2), u24(3)}), 9), (std::vector<std::uint32_t>{1, 2}));
   EXPECT_TRUE(decodeFrom(u24(1), 1).empty());
   EXPECT_TRUE(decodeFrom({}, 1).empty());
@@ -181,7 +181,7 @@ TEST(TableBox, EndsWithTheFirstPieceThatIsNotDeliveredWhole) {
   EXPECT_EQ(table.decode(600'000).size(), (1u << 18) + (1u << 17));
 }
 
-TEST(TableBox, ACountWhoseLengthWrapsStandsForTheWrappedLength) {
+TEST(TableBox, ACountWhoseLengthWrapsMeansTheWrappedLength) {
   EXPECT_EQ(decodeFrom(concat({u32(1), u32(2)}), 0x40000001), (std::vector<std::uint32_t>{1}));
 }
 

@@ -59,7 +59,7 @@ TEST(SttsBox, RefusesMoreEntriesThanThereAreBytes) {
   EXPECT_CODE(truncatedBox, Film(fullBox("stts", 0, 0, u32(100'000'000))).box<SttsBox>());
 }
 
-TEST(SttsBox, TakesItsCountFromBehindTheBoxWhenItIsTooShort) {
+TEST(SttsBox, ReadsItsCountPastTheBoxWhenItIsTooShort) {
   EXPECT_CODE(success, Film(concat({fullBox("stts", 0, 0), zeros(4)})).box<SttsBox>());
   EXPECT_CODE(truncatedBox, Film(concat({fullBox("stts", 0, 0), u32(1)})).box<SttsBox>());
   EXPECT_CODE(shortRead, Film(fullBox("stts", 0, 0)).box<SttsBox>());
@@ -224,7 +224,7 @@ TEST(StscBox, UsesWhatTheStreamHasOfAnyCount) {
   EXPECT_EQ(stsc.table().runs().size(), 2u);
 }
 
-TEST(StscBox, ReadsBehindItsEnd) {
+TEST(StscBox, ReadsPastItsEnd) {
   Film film(concat({fullBox("stsc", 0, 0, u32(2), u32List({1, 2, 1})), u32List({7, 5, 3})}));
   StscBox& stsc = film.box<StscBox>();
   ASSERT_EQ(stsc.table().runs().size(), 2u);
@@ -513,7 +513,7 @@ TEST(SampleTables, HaveTheWholeEntriesThatTheStreamDelivers) {
   EXPECT_EQ(Bytes(sdtp->bytes().begin(), sdtp->bytes().end()), (Bytes{0x08, 0x18}));
 }
 
-TEST(SampleTables, AreReadBehindHeadersOfEveryForm) {
+TEST(SampleTables, AreReadAfterHeadersOfEveryForm) {
   const Bytes ordinary = fullBox("stsz", 0, 0, u32(0), u32(2), u32List({7, 9}));
   for (const Bytes& form : {largeForm(ordinary), uuidForm(ordinary), runningToEnd(ordinary)}) {
     Film film(form);

@@ -103,7 +103,7 @@ class MuteStream final : public NorvikKavStream {
   void close() override {}
 };
 
-TEST(NorvikKavStream, ByDefaultMovesNoBytesAndStandsAtZero) {
+TEST(NorvikKavStream, ByDefaultMovesNoBytesAndStaysAtZero) {
   MuteStream stream;
   std::uint8_t byte = 42;
   EXPECT_EQ(stream.write(&byte, 1), 0u);
@@ -174,7 +174,7 @@ TEST(NorvikKavIOStream, WritesAndSetsTheSize) {
   EXPECT_EQ(memory->bytes(), (Bytes{0, 0, 'a'}));
 }
 
-TEST(NorvikKavIOStream, TellsHowMuchOfAWriteWasTaken) {
+TEST(NorvikKavIOStream, ReportsHowMuchOfAWriteWasTaken) {
   const MemoryStreamPtr memory = MemoryStream::create();
   NorvikKavIOStream stream(memory);
   memory->injectFault(1, MemoryStream::Fault::isShort);

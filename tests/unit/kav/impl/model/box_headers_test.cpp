@@ -184,7 +184,7 @@ TEST(FindTopLevelBox, PassesOverOtherBoxesOfEveryForm) {
   EXPECT_EQ(header->size, 10u);
 }
 
-TEST(FindTopLevelBox, FindsNothingAndStandsAtTheEnd) {
+TEST(FindTopLevelBox, FindsNothingAndIsThenAtTheEnd) {
   const Bytes files[] = {
       {},
       box("free", zeros(3)),
@@ -236,7 +236,7 @@ TEST(ReadChildHeaders, LeavesAnUnknownPayloadAlone) {
   EXPECT_TRUE(file.box().children().empty());
 }
 
-TEST(ReadChildHeaders, ToleratesAFewBytesBehindTheLastChild) {
+TEST(ReadChildHeaders, ToleratesAFewBytesAfterTheLastChild) {
   for (std::size_t stray = 1; stray < 8; ++stray) {
     Film file(concat({box("tref", box("abcd"), zeros(stray)), box("free")}));
     ProblemAnswers strict{0};
@@ -311,7 +311,7 @@ TEST(BoxFactory, MakesTheClassOfEveryType) {
   }
 }
 
-TEST(BoxFactory, TellsXmpFromOtherUuidBoxes) {
+TEST(BoxFactory, DistinguishesXmpFromOtherUuidBoxes) {
   Uuid other = kXmpUuid;
   other[15] ^= 1;
   Film file(concat({uuidBox(kXmpUuid), uuidBox(other), uuidForm(box("uuid"))}));

@@ -44,7 +44,7 @@ TEST_F(BoxIterators, WalkTheChildrenOfOneType) {
   EXPECT_EQ(walk(BoxIteratorByType(parent, fourCc("cccc"))), (Indices{}));
 }
 
-TEST_F(BoxIterators, StandingNowhereYieldsNothing) {
+TEST_F(BoxIterators, WithoutAPositionYieldsNothing) {
   BoxIteratorByType end(parent, fourCc("aaaa"), -1);
   EXPECT_EQ(end.current(), nullptr);
   end.next();

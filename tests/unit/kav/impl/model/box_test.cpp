@@ -80,7 +80,7 @@ TEST(Box, ReadTakesUpItsWholeExtent) {
   EXPECT_EQ(large.payloadStart(), 36u);
 }
 
-TEST(Box, ContentOfAUuidBoxBeginsBehindTheExtendedType) {
+TEST(Box, ContentOfAUuidBoxBeginsAfterTheExtendedType) {
   Film file(uuidBox(kXmpUuid, text("abc")));
   const Box& read = file.box();
   EXPECT_EQ(read.getContentSize(), 3u);
@@ -139,7 +139,7 @@ TEST(FullBox, WithoutRoomForVersionAndFlagsIsRefused) {
   EXPECT_CODE(success, Film(box("nmhd", zeros(4))).box());
 }
 
-TEST(FullBox, WritesVersionAndFlagsBehindTheHeader) {
+TEST(FullBox, WritesVersionAndFlagsAfterTheHeader) {
   Film file;
   FullBox full(fourCc("abcd"), file.stream, 2, 0x030405);
   EXPECT_EQ(file.written(full), (Bytes{0, 0, 0, 12, 'a', 'b', 'c', 'd', 2, 3, 4, 5}));
@@ -226,7 +226,7 @@ TEST(Box, PlacesAChildReadElsewhereInTheFormInWhichItIsWritten) {
           fullBox("hdlr", 0, 0, u32(0), text("text"), zeros(12), text("ab"), u8(0))));
 }
 
-TEST(Box, LeavesOutTheBytesBehindTheChildrenOfAChildReadElsewhere) {
+TEST(Box, LeavesOutTheBytesAfterTheChildrenOfAChildReadElsewhere) {
   Film file(concat({zeros(60), box("tref", box("hint", u32(3)), zeros(5))}));
   Box outer(fourCc("outr"), file.stream);
   outer.addChild(treeAt(file, 60));

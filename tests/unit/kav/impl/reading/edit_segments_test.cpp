@@ -43,7 +43,7 @@ Bytes editList(const std::vector<Bytes>& edits) {
 
 constexpr std::uint32_t kEmpty = 0xFFFFFFFF;
 
-TEST(EditSegments, StandOneBehindAnother) {
+TEST(EditSegments, FollowOneAnother) {
   Film film(editList({edit(60, kEmpty), edit(278, 0), edit(10, 500)}));
   ElstBox& edits = film.box<ElstBox>();
   const auto segments = makeEditSegments(edits, 0);
@@ -90,7 +90,7 @@ TEST(EditSegments, KeepTheEndOfTheLastMediaInItsPlace) {
   EXPECT_EQ(endDelaysOf(makeEditSegments(empty, 100)), (Column{0}));
 }
 
-TEST(EditSegments, BeginAgainAtZeroBehindTheLargestTime) {
+TEST(EditSegments, BeginAgainAtZeroAfterTheLargestTime) {
   Film film(fullBox("elst", 1, 0, u32(2), u64(~std::uint64_t{0} - 1), u64(0), u32(0x10000), u64(9),
                     u64(0), u32(0x10000)));
   ElstBox& edits = film.box<ElstBox>();

@@ -106,7 +106,7 @@ TEST(FragmentedTrackIterator, AddsUpDurationsOfSamplesRunsAndFragments) {
   EXPECT_EQ(timesOf(samplesOf(movie.opened)), (Column{0, 3, 6, 56, 59}));
 }
 
-TEST(FragmentedTrackIterator, PutsARunWithoutOffsetBehindTheRunBeforeIt) {
+TEST(FragmentedTrackIterator, PutsARunWithoutOffsetAfterTheRunBeforeIt) {
   const FragmentedMovie movie = movieOf(
       moof(1,
            traf(tfhd(1), trun(2, 0x201, u32(100), u32(5), u32(6)), trun(1), trun(2),
@@ -181,7 +181,7 @@ TEST(FragmentedTrackIterator, CountsTheSequenceNumbersOfTheFile) {
   for (const Sample& sample : samples) EXPECT_TRUE(sample.isOfFragment);
 }
 
-TEST(FragmentedTrackIterator, TellsTheSamplesOfTheMovieFromThoseOfFragments) {
+TEST(FragmentedTrackIterator, DistinguishesTheSamplesOfTheMovieFromThoseOfFragments) {
   const FragmentedMovie movie = movieOf(moof(0, traf(tfhd(1), trun(1))), 1);
   const auto samples = samplesOf(movie.opened);
   EXPECT_EQ(sequencesOf(samples), (Column{0, 0}));

@@ -68,7 +68,7 @@ struct Presentation {
   Samples samples;
 };
 
-TEST(PresentationIter, DeliversOneEmptySampleAndShiftsTheMediaBehindIt) {
+TEST(PresentationIter, DeliversOneEmptySampleAndShiftsTheMediaAfterIt) {
   const Presentation shown({0, 10, 20}, {{6, kNoMedia, 0}, {3, 0, 6}});
   EXPECT_EQ(timesOf(shown.samples), (Column{0, 60, 70, 80}));
   EXPECT_EQ(flagsOf(shown.samples), (Column{2, 0, 0, 0}));

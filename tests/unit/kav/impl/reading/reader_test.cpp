@@ -45,7 +45,7 @@ TEST(Reader, ReadsNothingAheadOfNeed) {
   EXPECT_CODE(secondMovie, opened.reader().metadata());
 }
 
-TEST(Reader, FindsTheFirstMediaDataInFrontOfTheMovieBox) {
+TEST(Reader, FindsTheFirstMediaDataBeforeTheMovieBox) {
   MovieBuilder movie({countingTrack(2)});
   movie.order = {"ftyp", "mdat", "more", "moov"};
   movie.extras["more"] = box("mdat", zeros(5));
@@ -71,7 +71,7 @@ TEST(Reader, ListsTheTracksInTheOrderOfTheFile) {
   }
 }
 
-TEST(Reader, TellsWhatTheHeadersOfATrackSay) {
+TEST(Reader, ReportsTheFieldsOfTheHeadersOfATrack) {
   MovieBuilder movie({countingTrack(3, 48000, 1000)});
   movie.timescale = 600;
   MovieTrack& track = movie.tracks[0];
@@ -120,13 +120,13 @@ TEST(Reader, ConvertsTheDurationOfTheHeaderIntoTheTimescaleOfTheMedia) {
   }
 }
 
-TEST(Reader, TellsThatATrackHasDependencies) {
+TEST(Reader, ReportsThatATrackHasDependencies) {
   MovieBuilder movie({countingTrack(2)});
   movie.tracks[0].dependencyTable = true;
   EXPECT_EQ(Film(movie, ReaderOptions{}).track().info().flags, 1u);
 }
 
-TEST(Reader, TellsWhatTheHeaderOfTheMovieSays) {
+TEST(Reader, ReportsTheFieldsOfTheMovieHeader) {
   MovieBuilder movie({countingTrack(2)});
   movie.timescale = 1234;
   Film regular(movie, ReaderOptions{});
@@ -261,7 +261,7 @@ TEST(Reader, FailsForBytesThatHaveGoneMeanwhile) {
   EXPECT_CODE(shortRead, opened.reader().readBytes(opened.memory->bytes().size() - 4, last));
 }
 
-TEST(Reader, FindsTheMetadataWhereverItStands) {
+TEST(Reader, FindsTheMetadataWhereverItIs) {
   MovieBuilder movie({countingTrack(2)});
   movie.extras["xmp"] = uuidBox(kXmpUuid, text("<x:xmpmeta/>"));
   for (const std::vector<std::string>& order :

@@ -146,13 +146,13 @@ TEST(TrackIterator, HasNothingWhereNoChunkIs) {
   EXPECT_EQ(sizesOf(samplesOf(Film(movie, ReaderOptions{}))), Column());
 }
 
-TEST(TrackIterator, KeepsAddingUpSizesBehindTheLastChunkOffset) {
+TEST(TrackIterator, KeepsAddingUpSizesAfterTheLastChunkOffset) {
   MovieBuilder movie({countingTrack(4)});  // chunks of 2, 1 and 1
   movie.replace(kTables + "stco", fullBox("stco", 0, 0, u32(1), u32(1000)));
   EXPECT_EQ(offsetsOf(samplesOf(Film(movie, ReaderOptions{}))), (Column{1000, 1001, 1003, 1006}));
 }
 
-TEST(TrackIterator, EndsTheTrackBehindASampleWithoutDescription) {
+TEST(TrackIterator, EndsTheTrackAfterASampleWithoutDescription) {
   for (const std::uint32_t index : {0u, 2u}) {
     MovieBuilder movie({countingTrack(5)});
     movie.replace(kTables + "stsc", fullBox("stsc", 0, 0, u32(2), u32(1), u32(2), u32(1), u32(2),

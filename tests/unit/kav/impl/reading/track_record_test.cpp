@@ -30,7 +30,7 @@ TEST(TrackRecord, HasNoEditsInAnEmptyEditList) {
   EXPECT_EQ(opened.track(2).edits(), nullptr);
 }
 
-TEST(TrackRecord, TellsWhetherItsSamplesLieInFragments) {
+TEST(TrackRecord, ReportsWhetherItsSamplesLieInFragments) {
   const Film regular(MovieBuilder({countingTrack(2)}), ReaderOptions{});
   EXPECT_FALSE(regular.track().isFragmented());
   EXPECT_TRUE(regular.track().hasSamplesInTables());

@@ -145,7 +145,7 @@ TEST(TimeCursor, WalksOverAllRuns) {
   EXPECT_EQ(times, (std::vector<std::uint64_t>{0, 10, 20, 25, 25}));
 }
 
-TEST(TimeCursor, TellsTheDistanceToTheNextSample) {
+TEST(TimeCursor, ReportsTheDistanceToTheNextSample) {
   const TimeTable table = timeTable({{1, 10}, {1, 5}});
   TimeCursor cursor(table, 0);
   EXPECT_EQ(cursor.sampleDelta(), 10u);

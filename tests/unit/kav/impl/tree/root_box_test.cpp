@@ -54,7 +54,7 @@ TEST(RootBox, FindsAMovieInEveryForm) {
   }
 }
 
-TEST(RootBox, FetchesTheMovieForAFragmentInFrontOfIt) {
+TEST(RootBox, FetchesTheMovieForAFragmentBeforeIt) {
   Film file(concat({moof(), box("free"), moov(), box("mdat")}));
   EXPECT_EQ(file.root.readNextBox()->type(), fourCc("moof"));
   MoovBox* movie = file.root.movie();
@@ -87,7 +87,7 @@ TEST(RootBox, AFragmentWithoutAMovieIsRefused) {
   EXPECT_CODE(noMovie, Film(concat({moof(), box("mdat")})).box());
 }
 
-TEST(RootBox, LooksForTheMovieBeforeItReadsAFragmentInFrontOfIt) {
+TEST(RootBox, LooksForTheMovieBeforeItReadsAFragmentBeforeIt) {
   const Bytes brokenFragments[] = {
       box("moof", fullBox("mfhd", 0, 0, u32(1)), claimingSize(1000, box("traf"))),
       box("moof", box("mfhd")),

@@ -81,7 +81,7 @@ TEST(EditTimeline, MakesAGapAnEmptyEdit) {
   EXPECT_EQ(track.timeline.gapCount(), 1u);
 }
 
-TEST(EditTimeline, CountsNoTailBehindTheSampleThatClosesAGap) {
+TEST(EditTimeline, CountsNoTailAfterTheSampleThatClosesAGap) {
   Timeline track;
   track.timeline.addSample(0);
   track.timeline.addGap(3000);
@@ -131,7 +131,7 @@ TEST(EditTimeline, AddsNothingForAGapThatStaysOpen) {
   EXPECT_EQ(track.edits(), (Edits{{600, 0}}));
 }
 
-TEST(EditTimeline, LengthensTheLastEditWhenItGoesOnBehindAFinish) {
+TEST(EditTimeline, LengthensTheLastEditWhenItGoesOnAfterAFinish) {
   Timeline track;
   track.timeline.addSample(0);
   track.timeline.finish();

@@ -125,7 +125,7 @@ TEST(Writer, NumbersTracksInTheOrderOfTheirAdding) {
   EXPECT_EQ(walk.movie().nextTrackId, 4u);
 }
 
-TEST(Writer, LeavesAReadableMovieBehindEveryTrack) {
+TEST(Writer, LeavesAReadableMovieAfterEveryTrack) {
   WrittenMovie movie;
   for (std::uint32_t track = 1; track <= 3; ++track) {
     movie.writer.addTrack(trackOf(600));
@@ -189,7 +189,7 @@ TEST(Writer, KeepsTheMovieBoxOfFragmentsWholeOverManyTracks) {
   EXPECT_EQ(walk.track(70).sampleBytes(), (std::vector<Bytes>{sample}));
 }
 
-TEST(Writer, PutsSamplesIntoOneLargeMediaDataBoxBehindTheMovie) {
+TEST(Writer, PutsSamplesIntoOneLargeMediaDataBoxAfterTheMovie) {
   WrittenMovie movie;
   movie.addTrack(trackOf(600));
   movie.addTrack(trackOf(600));
@@ -337,7 +337,7 @@ TEST(Writer, CoversTheRoomThatWasNotUsed) {
   }
 }
 
-TEST(Writer, LetsGoOfTheStream) {
+TEST(Writer, ReleasesTheStream) {
   WrittenMovie movie;
   movie.addTrack(trackOf(600));
   EXPECT_EQ(movie.memory->references(), 2u);
@@ -371,7 +371,7 @@ TEST(Writer, TakesNothingOnceItIsFinished) {
   EXPECT_EQ(movie.memory->bytes(), file);
 }
 
-TEST(Writer, TakesNoTrackBehindSamplesOrMetadata) {
+TEST(Writer, TakesNoTrackAfterSamplesOrMetadata) {
   WrittenMovie samples;
   samples.addTrack(trackOf(600));
   samples.addSample(1, 0);
