@@ -1,12 +1,21 @@
 #!/usr/bin/env bash
-# Runs every fuzz target for some seconds, two at a time, from the seeds and the stored corpus, and
-# prints the executions and the coverage of each. Status 1 if a failure was found; its input is then in
-# build/fuzz/found. Newly found coverage is kept in build/fuzz/learned for the next run.
-# usage: scripts/fuzz.sh SECONDS [TARGET...]
+# Runs every fuzz target for some seconds, or for a number of executions, two at a time, from the seeds
+# and the stored corpus, and prints the executions and the coverage of each. Status 1 if a failure was
+# found; its input is then in build/fuzz/found. Newly found coverage is kept in build/fuzz/learned for the
+# next run.
+# usage: scripts/fuzz.sh SECONDS|--runs NUMBER [TARGET...]
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-seconds=${1:?usage: scripts/fuzz.sh SECONDS [TARGET...]}
+usage='usage: scripts/fuzz.sh SECONDS|--runs NUMBER [TARGET...]'
+if [ "${1:?$usage}" = --runs ]; then
+  extent="${2:?$usage} executions"
+  limit=-runs=$2
+  shift
+else
+  extent="$1 s"
+  limit=-max_total_time=$1
+fi
 shift
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(conversion reader sources embed caption xml avcc sei decoder608 check scc)
@@ -49,7 +58,7 @@ fuzz() {
   mkdir -p "$build/learned/$target" "$build/found"
   ASAN_OPTIONS=strict_string_checks=1:detect_stack_use_after_return=1 \
   UBSAN_OPTIONS=print_stacktrace=1 \
-    "$programs/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=1500 \
+    "$programs/fuzz_$target" "$limit" -timeout=10 -rss_limit_mb=1500 \
       -malloc_limit_mb=600 -max_len=16384 -print_final_stats=1 \
       -dict="$source/$dictionary" -artifact_prefix="$build/found/$target-" \
       "$build/learned/$target" "$programs/seeds/$corpus" "$source/corpus/$corpus" \
@@ -65,7 +74,7 @@ report() {
     "$([ "$2" = 0 ] && echo "nothing found" || echo "FAILED, see $build/$1.log")"
 }
 
-echo "== fuzz: ${targets[*]}, each for $seconds s"
+echo "== fuzz: ${targets[*]}, each for $extent"
 failed=0
 for ((i = 0; i < ${#targets[@]}; i += 2)); do
   pair=("${targets[@]:i:2}")

@@ -23,6 +23,7 @@ packages_of() {
     libcxx) echo clang libc++-14-dev libc++abi-14-dev googletest libboost1.74-tools-dev dpkg-dev ;;
     i386) echo debootstrap ;;
     coverage) echo gcovr ;;
+    valgrind) echo valgrind ;;
     bench) echo strace time ;;
     *) echo "install_dependencies.sh: no group '$1'" >&2; return 1 ;;
   esac
