@@ -144,29 +144,31 @@ DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
     winners_[leaves_ + i] = std::min(i, tracks_.size() - 1);
   }
   for (std::size_t node = leaves_ - 1; node > 0; --node) {
-    const std::size_t left = winners_[2 * node];
-    const std::size_t right = winners_[2 * node + 1];
-    winners_[node] = comesBefore(right, left) ? right : left;
+    winners_[node] = winnerOf(winners_[2 * node], winners_[2 * node + 1]);
   }
   earliest_ = winners_[1];
 }
 
-bool DocIterator::comesBefore(std::size_t a, std::size_t b) const {
-  if (!tracks_[a].hasHead || !tracks_[b].hasHead) return tracks_[a].hasHead;
-  const NorvikKavSampleInfo& x = tracks_[a].head.info;
-  const NorvikKavSampleInfo& y = tracks_[b].head.info;
+bool DocIterator::comesBefore(const Track& a, const Track& b) {
+  if (!a.hasHead || !b.hasHead) return a.hasHead;
+  const NorvikKavSampleInfo& x = a.head.info;
+  const NorvikKavSampleInfo& y = b.head.info;
   // Compares seconds exactly, by multiplying across; for times beyond any real movie the products
   // wrap.
   return wrappingMultiply(x.decodingTime, y.timescale) <
          wrappingMultiply(y.decodingTime, x.timescale);
 }
 
+std::size_t DocIterator::winnerOf(std::size_t left, std::size_t right) const {
+  return comesBefore(tracks_[right], tracks_[left]) ? right : left;
+}
+
 std::size_t DocIterator::scanForEarliest() const {
-  std::size_t best = 0;
-  for (std::size_t i = 1; i < tracks_.size(); ++i) {
-    if (comesBefore(i, best)) best = i;
+  const Track* best = tracks_.data();
+  for (const Track& track : tracks_) {
+    if (comesBefore(track, *best)) best = &track;
   }
-  return best;
+  return static_cast<std::size_t>(best - tracks_.data());
 }
 
 void DocIterator::findEarliestAgain(std::size_t track) {
@@ -175,9 +177,7 @@ void DocIterator::findEarliestAgain(std::size_t track) {
     return;
   }
   for (std::size_t node = (leaves_ + track) / 2; node > 0; node /= 2) {
-    const std::size_t left = winners_[2 * node];
-    const std::size_t right = winners_[2 * node + 1];
-    winners_[node] = comesBefore(right, left) ? right : left;
+    winners_[node] = winnerOf(winners_[2 * node], winners_[2 * node + 1]);
   }
   earliest_ = winners_[1];
 }
@@ -190,7 +190,7 @@ bool DocIterator::take(Sample& sample) {
   sample = track.head;
   track.hasHead = false;
   try {
-    track.hasHead = track.iterator->hasNext() && track.iterator->take(track.head);
+    track.hasHead = track.iterator->take(track.head);
   } catch (...) {
     // The other tracks continue without this one.
     findEarliestAgain(earliest_);

@@ -40,7 +40,10 @@ class DocIterator final : public SampleIterator {
   };
 
   // Whether the head of track a is earlier than that of track b; false for a track without a head.
-  bool comesBefore(std::size_t a, std::size_t b) const;
+  static bool comesBefore(const Track& a, const Track& b);
+
+  // The one of two tracks whose head comes next; the left one of equal heads.
+  std::size_t winnerOf(std::size_t left, std::size_t right) const;
   std::size_t scanForEarliest() const;
 
   // Must be called when a track has a new head.
