@@ -229,6 +229,18 @@ void Reader::checkBytes(std::uint64_t offset, std::uint64_t length) const {
 
 void Reader::readBytes(std::uint64_t offset, std::span<std::uint8_t> destination) {
   checkBytes(offset, destination.size());
+  // The cache fills one block for each request. Where a sample crosses into the next block, a
+  // request of its own finds that block if it is there already.
+  const std::size_t inBlock = kCacheBlockSize - offset % kCacheBlockSize;
+  if (inBlock < destination.size() && destination.size() <= kCacheBlockSize) {
+    readThroughCache(offset, destination.first(inBlock));
+    offset += inBlock;
+    destination = destination.subspan(inBlock);
+  }
+  readThroughCache(offset, destination);
+}
+
+void Reader::readThroughCache(std::uint64_t offset, std::span<std::uint8_t> destination) {
   if (cache_->read(destination.data(), destination.size(), offset) != destination.size()) {
     throw Exception(ErrorCode::shortRead);
   }

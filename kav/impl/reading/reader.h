@@ -82,6 +82,7 @@ class Reader {
   void addTrack(TrakBox& trak);
   SampleOptions wholeFile() const;
   XMPDataBox* findMetadata();
+  void readThroughCache(std::uint64_t offset, std::span<std::uint8_t> destination);
 
   ReaderOptions options_;
   KavDocument document_;
