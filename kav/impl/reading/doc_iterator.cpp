@@ -133,6 +133,7 @@ DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
     track.iterator = std::move(iterator);
     track.hasHead = track.iterator->take(track.head);
   }
+  if (tracks_.empty()) return;
   if (tracks_.size() <= kMostScannedTracks) {
     earliest_ = scanForEarliest();
     return;
@@ -146,7 +147,7 @@ DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
   for (std::size_t node = leaves_ - 1; node > 0; --node) {
     winners_[node] = winnerOf(winners_[2 * node], winners_[2 * node + 1]);
   }
-  earliest_ = winners_[1];
+  earliest_ = &tracks_[winners_[1]];
 }
 
 bool DocIterator::comesBefore(const Track& a, const Track& b) {
@@ -163,40 +164,41 @@ std::size_t DocIterator::winnerOf(std::size_t left, std::size_t right) const {
   return comesBefore(tracks_[right], tracks_[left]) ? right : left;
 }
 
-std::size_t DocIterator::scanForEarliest() const {
-  const Track* best = tracks_.data();
-  for (const Track& track : tracks_) {
+DocIterator::Track* DocIterator::scanForEarliest() {
+  Track* best = tracks_.data();
+  for (Track& track : std::span(tracks_).subspan(1)) {
     if (comesBefore(track, *best)) best = &track;
   }
-  return static_cast<std::size_t>(best - tracks_.data());
+  return best;
 }
 
-void DocIterator::findEarliestAgain(std::size_t track) {
+void DocIterator::findEarliestAgain() {
   if (leaves_ == 0) {
     earliest_ = scanForEarliest();
     return;
   }
+  const auto track = static_cast<std::size_t>(earliest_ - tracks_.data());
   for (std::size_t node = (leaves_ + track) / 2; node > 0; node /= 2) {
     winners_[node] = winnerOf(winners_[2 * node], winners_[2 * node + 1]);
   }
-  earliest_ = winners_[1];
+  earliest_ = &tracks_[winners_[1]];
 }
 
-bool DocIterator::hasNext() { return !tracks_.empty() && tracks_[earliest_].hasHead; }
+bool DocIterator::hasNext() { return earliest_ != nullptr && earliest_->hasHead; }
 
 bool DocIterator::take(Sample& sample) {
   if (!hasNext()) return false;
-  Track& track = tracks_[earliest_];
+  Track& track = *earliest_;
   sample = track.head;
   track.hasHead = false;
   try {
     track.hasHead = track.iterator->take(track.head);
   } catch (...) {
     // The other tracks continue without this one.
-    findEarliestAgain(earliest_);
+    findEarliestAgain();
     throw;
   }
-  findEarliestAgain(earliest_);
+  findEarliestAgain();
   return true;
 }
 
