@@ -229,15 +229,20 @@ void Reader::checkBytes(std::uint64_t offset, std::uint64_t length) const {
 
 void Reader::readBytes(std::uint64_t offset, std::span<std::uint8_t> destination) {
   checkBytes(offset, destination.size());
-  // The cache fills one block for each request. Where a sample crosses into the next block, a
-  // request of its own finds that block if it is there already.
   const std::size_t inBlock = kCacheBlockSize - offset % kCacheBlockSize;
   if (inBlock < destination.size() && destination.size() <= kCacheBlockSize) {
-    readThroughCache(offset, destination.first(inBlock));
-    offset += inBlock;
-    destination = destination.subspan(inBlock);
+    readFromTwoBlocks(offset, destination, inBlock);
+  } else {
+    readThroughCache(offset, destination);
   }
-  readThroughCache(offset, destination);
+}
+
+// The cache fills a block for what the first block of a request does not hold. A request of its own
+// finds the second block if it is there already.
+void Reader::readFromTwoBlocks(std::uint64_t offset, std::span<std::uint8_t> destination,
+                               std::size_t inFirst) {
+  readThroughCache(offset, destination.first(inFirst));
+  readThroughCache(offset + inFirst, destination.subspan(inFirst));
 }
 
 void Reader::readThroughCache(std::uint64_t offset, std::span<std::uint8_t> destination) {

@@ -83,6 +83,9 @@ class Reader {
   SampleOptions wholeFile() const;
   XMPDataBox* findMetadata();
   void readThroughCache(std::uint64_t offset, std::span<std::uint8_t> destination);
+  [[gnu::noinline]] void readFromTwoBlocks(std::uint64_t offset,
+                                           std::span<std::uint8_t> destination,
+                                           std::size_t inFirst);
 
   ReaderOptions options_;
   KavDocument document_;
