@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -17,7 +18,7 @@ constexpr std::size_t kTableCapacity = 64u << 10;
 // One window at a time may become wide: in practice the first to fill, that of the media data.
 constexpr std::size_t kWideCapacity = 256u << 10;
 
-// A run of this size is cheaper to write by itself than to copy into a window.
+// The whole pieces of a run of this size are cheaper to write at once than to copy into a window.
 constexpr std::size_t kWrittenThrough = 32u << 10;
 
 // The limit for all windows together, except the wide one.
@@ -25,9 +26,10 @@ constexpr std::size_t kMostWindows = 256;
 static_assert(kMostWindows - 1 <= std::numeric_limits<std::uint8_t>::max());
 constexpr std::size_t kMostMemory = 4u << 20;
 
-// Full windows end at whole pages, so that no page of the file is written twice.
-constexpr std::uint64_t kPage = 4096;
-static_assert(kFirstCapacity >= kPage);
+// Full windows end at multiples of their size, or of this one. So no page of the file is written
+// twice, and the system can hold a piece of the file as one: at other places it splits what it
+// gets. It takes longer to find memory for larger pieces.
+constexpr std::uint64_t kPiece = kTableCapacity;
 
 // Without the zeros that make_unique writes: every byte is written before it is read.
 std::unique_ptr<std::uint8_t[]> roomFor(std::size_t size) {
@@ -36,9 +38,9 @@ std::unique_ptr<std::uint8_t[]> roomFor(std::size_t size) {
 
 }  // namespace
 
-std::size_t WriteWindows::Window::room() const {
-  const std::uint64_t limit = (start + capacity) / kPage * kPage;
-  return limit > end() ? static_cast<std::size_t>(limit - end()) : 0;
+std::uint64_t WriteWindows::Window::limit() const {
+  const std::uint64_t piece = std::min<std::uint64_t>(capacity, kPiece);
+  return (start + capacity) / piece * piece;
 }
 
 void WriteWindows::Window::append(ByteRun run) {
@@ -64,11 +66,18 @@ bool WriteWindows::continueHinted(std::uint64_t position, ByteRun run) {
   if (index >= windows_.size()) return false;
   Window& window = windows_[index];
   if (window.end() != position || run.size >= kWrittenThrough) return false;
-  if (run.size > window.room()) return false;
-  if (index + 1 < windows_.size() && windows_[index + 1].start < position + run.size) return false;
+  if (position + run.size > window.freeEnd) return false;
   window.lastUse = ++clock_;
   window.append(run);
   return true;
+}
+
+void WriteWindows::findFreeEnd(Window& window) {
+  window.freeEnd = window.limit();
+  const Window* next = &window + 1;
+  if (next != windows_.data() + windows_.size()) {
+    window.freeEnd = std::min(window.freeEnd, next->start);
+  }
 }
 
 void WriteWindows::writeAnywhere(FileHandle file, std::uint64_t position, ByteRun run) {
@@ -90,9 +99,7 @@ void WriteWindows::writeAnywhere(FileHandle file, std::uint64_t position, ByteRu
   Window* continued = nullptr;
   if (next > 0 && windows_[next - 1].end() == position) continued = &windows_[next - 1];
 
-  if (run.size >= kWrittenThrough) {
-    writeThrough(file, position, run, continued);
-  } else if (continued != nullptr) {
+  if (continued != nullptr) {
     hints_[hintOf(end)] = static_cast<std::uint8_t>(continued - windows_.data());
     extend(file, *continued, run);
   } else {
@@ -113,49 +120,47 @@ void WriteWindows::flushOverlapped(FileHandle file, std::uint64_t position, std:
   while (index < windows_.size() && windows_[index].start < end) flushAndDrop(file, index);
 }
 
-// Writes a large run at once, in one call with the window that it continues.
-void WriteWindows::writeThrough(FileHandle file, std::uint64_t position, ByteRun run,
-                                Window* continued) {
-  if (continued == nullptr) {
-    writeAt(file, run, {}, position);
-    return;
-  }
-  writeAt(file, continued->run(), run, continued->start);
-  drop(static_cast<std::size_t>(continued - windows_.data()));
+// Writes the window, and the run up to a place in the file, in one call. The window goes on there.
+// Returns the rest of the run.
+ByteRun WriteWindows::writeUpTo(FileHandle file, Window& window, ByteRun run, std::uint64_t place) {
+  const auto head = static_cast<std::size_t>(place - window.end());
+  writeAt(file, window.run(), {run.data, head}, window.start);
+  window.start = place;
+  window.filled = 0;
+  return {run.data + head, run.size - head};
 }
 
 // Appends to the window. A full window is written to the file together with the head of the run,
-// and is reused for the rest of the run, which is never empty.
+// and is reused for the rest of the run.
 void WriteWindows::extend(FileHandle file, Window& window, ByteRun run) {
   window.lastUse = ++clock_;
+  const std::uint64_t lastPiece = (window.end() + run.size) / kPiece * kPiece;
+  if (run.size >= kWrittenThrough && lastPiece > window.end()) {
+    run = writeUpTo(file, window, run, lastPiece);
+  }
   while (run.size > window.room()) {
     if (grow(window)) continue;
-    const std::size_t fitting = window.room();
-    writeAt(file, window.run(), {run.data, fitting}, window.start);
-    window.start = window.end() + fitting;
-    window.filled = 0;
-    run = {run.data + fitting, run.size - fitting};
+    run = writeUpTo(file, window, run, window.limit());
     if (window.capacity == kTableCapacity && !hasWideWindow_) widen(window);
   }
   window.append(run);
+  findFreeEnd(window);
 }
 
 void WriteWindows::openWindow(FileHandle file, std::uint64_t position, ByteRun run) {
+  while (windows_.size() == kMostWindows || memory_ + kFirstCapacity > kMostMemory) {
+    flushLeastRecentlyUsed(file);
+  }
   Window window;
   window.start = position;
   window.capacity = kFirstCapacity;
-  while (window.room() < run.size) window.capacity *= 2;
-  while (windows_.size() == kMostWindows || memory_ + window.capacity > kMostMemory) {
-    flushLeastRecentlyUsed(file);
-  }
-  window.bytes = roomFor(window.capacity);
-  window.lastUse = ++clock_;
-  window.append(run);
+  window.bytes = roomFor(kFirstCapacity);
 
-  const std::size_t capacity = window.capacity;
   const auto place = windows_.begin() + static_cast<std::ptrdiff_t>(firstBehind(position));
-  windows_.insert(place, std::move(window));
-  memory_ += capacity;
+  const auto opened = windows_.insert(place, std::move(window));
+  memory_ += kFirstCapacity;
+  if (opened != windows_.begin()) findFreeEnd(*std::prev(opened));
+  extend(file, *opened, run);
 }
 
 void WriteWindows::flushLeastRecentlyUsed(FileHandle file) {
@@ -179,9 +184,10 @@ void WriteWindows::drop(std::size_t index) {
   windows_.erase(windows_.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
-// Doubles the window if it may become larger; its bytes stay.
+// Doubles the window if it may become larger and would then hold more; its bytes stay.
 bool WriteWindows::grow(Window& window) {
   if (window.capacity >= kTableCapacity || memory_ + window.capacity > kMostMemory) return false;
+  if (window.limit() % kPiece == 0) return false;
   auto larger = roomFor(2 * window.capacity);
   std::memcpy(larger.get(), window.bytes.get(), window.filled);
   window.bytes = std::move(larger);

@@ -30,18 +30,22 @@ class WriteWindows {
   std::uint64_t end() const { return windows_.empty() ? 0 : windows_.back().end(); }
 
  private:
-  struct Window {
+  struct alignas(64) Window {
     std::uint64_t start = 0;
     std::size_t filled = 0;
     std::size_t capacity = 0;
     std::unique_ptr<std::uint8_t[]> bytes;
     std::uint64_t lastUse = 0;
 
+    // Appending up to here neither fills the window nor reaches the next one. It may be too low.
+    std::uint64_t freeEnd = 0;
+
     std::uint64_t end() const { return start + filled; }
     ByteRun run() const { return {bytes.get(), filled}; }
 
-    // How many more bytes it takes before it must be written to the file.
-    std::size_t room() const;
+    // Where it must be written to the file: it is full then.
+    std::uint64_t limit() const;
+    std::size_t room() const { return static_cast<std::size_t>(limit() - end()); }
     void append(ByteRun run);
   };
 
@@ -52,13 +56,14 @@ class WriteWindows {
   static std::size_t hintOf(std::uint64_t position) { return position / kHintSpan % kHints; }
 
   bool continueHinted(std::uint64_t position, ByteRun run);
+  void findFreeEnd(Window& window);
   [[gnu::noinline]] void writeAnywhere(FileHandle file, std::uint64_t position, ByteRun run);
 
   // The index of the first window that starts after the position.
   std::size_t firstBehind(std::uint64_t position) const;
 
   void flushOverlapped(FileHandle file, std::uint64_t position, std::uint64_t end);
-  void writeThrough(FileHandle file, std::uint64_t position, ByteRun run, Window* continued);
+  static ByteRun writeUpTo(FileHandle file, Window& window, ByteRun run, std::uint64_t place);
   void extend(FileHandle file, Window& window, ByteRun run);
   void openWindow(FileHandle file, std::uint64_t position, ByteRun run);
   void flushLeastRecentlyUsed(FileHandle file);

@@ -1,6 +1,7 @@
 #include "src/caption_queue.h"
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 #include <tuple>
 
@@ -37,11 +38,15 @@ void CaptionQueue::takeDue(SortedGroup& group) {
   if (!std::is_sorted(due_.begin(), due_.end(), kReadEarlier)) {
     std::sort(due_.begin(), due_.end(), kReadEarlier);
   }
-  firstPlaces_.resize(due_.size());
-  std::size_t first = group.length();
-  for (std::size_t i = due_.size(); i-- > 0;) {
-    first = std::min(first, group.firstShownAt(due_[i].time, due_[i].timescale).value_or(first));
-    firstPlaces_[i] = static_cast<std::uint32_t>(first);
+  firstPlaces_.clear();
+  for (const Waiting& waiting : due_) {
+    const auto place = group.firstShownAt(waiting.time, waiting.timescale);
+    firstPlaces_.push_back(static_cast<std::uint32_t>(place.value_or(group.length())));
+  }
+  // From back to front, because captions need not come in the order of their samples.
+  std::uint32_t first = std::numeric_limits<std::uint32_t>::max();
+  for (auto place = firstPlaces_.rbegin(); place != firstPlaces_.rend(); ++place) {
+    *place = first = std::min(first, *place);
   }
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/container/static_vector.hpp>
 #include <limits>
 #include <optional>
 #include <vector>
@@ -39,7 +40,7 @@ class UnitPairs {
     const captions::CcType type = ccTypeOf(atom, listener);
     for (std::size_t i = 0; i < atom.pairCount(); ++i) {
       const captions::BytePair pair = atom.pair(i);
-      triplets_[count_++] = {true, type, pair.first, pair.second};
+      triplets_.push_back({true, type, pair.first, pair.second});
     }
     statedCount_ += atom.wholePairCount();
   }
@@ -47,15 +48,14 @@ class UnitPairs {
   // The unit. It is valid while this object lives.
   Bytes build() {
     const captions::CaptionUnitForm form{.nalLengthSize = nalLengthSize};
-    const auto unit = std::span(unit_).first(captions::captionUnitSize(form, count_));
-    captions::writeCaptionUnit(unit, form, std::span(triplets_).first(count_), statedCount_);
+    const auto unit = std::span(unit_).first(captions::captionUnitSize(form, triplets_.size()));
+    captions::writeCaptionUnit(unit, form, {triplets_.data(), triplets_.size()}, statedCount_);
     return unit;
   }
 
  private:
-  std::array<captions::CcTriplet, captions::kMostTriplets> triplets_;
+  boost::container::static_vector<captions::CcTriplet, captions::kMostTriplets> triplets_;
   std::array<std::uint8_t, captions::kLargestCaptionUnit> unit_;
-  std::size_t count_ = 0;
   std::size_t statedCount_ = 0;
 };
 

@@ -112,7 +112,7 @@ void SplicedSampleBytes::insertBytes(std::uint64_t position, std::span<const std
     }
     inserted += splice->bytes.size();
   }
-  splices_.insert(splice, Splice{position - inserted, GrowingBytes(bytes)});
+  splices_.emplace(splice, position - inserted, bytes);
 }
 
 }  // namespace quarrypack

@@ -118,6 +118,9 @@ class SplicedSampleBytes final : public SampleBytes {
   // Bytes inserted before the byte at this place in the file. The list is sorted by place; no two
   // splices share one, and none is empty.
   struct Splice {
+    Splice(std::uint64_t place, std::span<const std::uint8_t> inserted)
+        : placeInFile(place), bytes(inserted) {}
+
     std::uint64_t placeInFile;
     GrowingBytes bytes;
   };

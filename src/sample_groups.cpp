@@ -223,16 +223,14 @@ SampleBytes& SortedGroup::bytes(std::size_t place) {
   if (splicedOf_.empty()) splicedOf_.resize(length_);
   std::uint32_t& number = splicedOf_[place];
   if (number != 0) return spliced_[number - 1];
-  SplicedSampleBytes bytes(input_, sample.fileOffset, sample.size);
   if (released_.empty()) {
-    spliced_.push_back(std::move(bytes));
+    spliced_.emplace_back(input_, sample.fileOffset, sample.size);
     number = static_cast<std::uint32_t>(spliced_.size());
-  } else {
-    number = released_.back() + 1;
-    released_.pop_back();
-    spliced_[number - 1] = std::move(bytes);
+    return spliced_.back();
   }
-  return spliced_[number - 1];
+  number = released_.back() + 1;
+  released_.pop_back();
+  return spliced_[number - 1] = SplicedSampleBytes(input_, sample.fileOffset, sample.size);
 }
 
 void SortedGroup::releaseBytes(std::size_t place) {

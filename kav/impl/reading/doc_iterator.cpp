@@ -133,6 +133,7 @@ DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
     track.iterator = std::move(iterator);
     track.hasHead = track.iterator->take(track.head);
   }
+  if (tracks_.empty()) return;
   if (tracks_.size() <= kMostScannedTracks) {
     earliest_ = scanForEarliest();
     return;
@@ -144,59 +145,60 @@ DocIterator::DocIterator(std::vector<std::unique_ptr<SampleIterator>> tracks) {
     winners_[leaves_ + i] = std::min(i, tracks_.size() - 1);
   }
   for (std::size_t node = leaves_ - 1; node > 0; --node) {
-    const std::size_t left = winners_[2 * node];
-    const std::size_t right = winners_[2 * node + 1];
-    winners_[node] = comesBefore(right, left) ? right : left;
+    winners_[node] = winnerOf(winners_[2 * node], winners_[2 * node + 1]);
   }
-  earliest_ = winners_[1];
+  earliest_ = &tracks_[winners_[1]];
 }
 
-bool DocIterator::comesBefore(std::size_t a, std::size_t b) const {
-  if (!tracks_[a].hasHead || !tracks_[b].hasHead) return tracks_[a].hasHead;
-  const NorvikKavSampleInfo& x = tracks_[a].head.info;
-  const NorvikKavSampleInfo& y = tracks_[b].head.info;
+bool DocIterator::comesBefore(const Track& a, const Track& b) {
+  if (!a.hasHead || !b.hasHead) return a.hasHead;
+  const NorvikKavSampleInfo& x = a.head.info;
+  const NorvikKavSampleInfo& y = b.head.info;
   // Compares seconds exactly, by multiplying across; for times beyond any real movie the products
   // wrap.
   return wrappingMultiply(x.decodingTime, y.timescale) <
          wrappingMultiply(y.decodingTime, x.timescale);
 }
 
-std::size_t DocIterator::scanForEarliest() const {
-  std::size_t best = 0;
-  for (std::size_t i = 1; i < tracks_.size(); ++i) {
-    if (comesBefore(i, best)) best = i;
+std::size_t DocIterator::winnerOf(std::size_t left, std::size_t right) const {
+  return comesBefore(tracks_[right], tracks_[left]) ? right : left;
+}
+
+DocIterator::Track* DocIterator::scanForEarliest() {
+  Track* best = tracks_.data();
+  for (Track& track : std::span(tracks_).subspan(1)) {
+    if (comesBefore(track, *best)) best = &track;
   }
   return best;
 }
 
-void DocIterator::findEarliestAgain(std::size_t track) {
+void DocIterator::findEarliestAgain() {
   if (leaves_ == 0) {
     earliest_ = scanForEarliest();
     return;
   }
+  const auto track = static_cast<std::size_t>(earliest_ - tracks_.data());
   for (std::size_t node = (leaves_ + track) / 2; node > 0; node /= 2) {
-    const std::size_t left = winners_[2 * node];
-    const std::size_t right = winners_[2 * node + 1];
-    winners_[node] = comesBefore(right, left) ? right : left;
+    winners_[node] = winnerOf(winners_[2 * node], winners_[2 * node + 1]);
   }
-  earliest_ = winners_[1];
+  earliest_ = &tracks_[winners_[1]];
 }
 
-bool DocIterator::hasNext() { return !tracks_.empty() && tracks_[earliest_].hasHead; }
+bool DocIterator::hasNext() { return earliest_ != nullptr && earliest_->hasHead; }
 
 bool DocIterator::take(Sample& sample) {
   if (!hasNext()) return false;
-  Track& track = tracks_[earliest_];
+  Track& track = *earliest_;
   sample = track.head;
   track.hasHead = false;
   try {
-    track.hasHead = track.iterator->hasNext() && track.iterator->take(track.head);
+    track.hasHead = track.iterator->take(track.head);
   } catch (...) {
     // The other tracks continue without this one.
-    findEarliestAgain(earliest_);
+    findEarliestAgain();
     throw;
   }
-  findEarliestAgain(earliest_);
+  findEarliestAgain();
   return true;
 }
 

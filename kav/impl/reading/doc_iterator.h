@@ -40,14 +40,17 @@ class DocIterator final : public SampleIterator {
   };
 
   // Whether the head of track a is earlier than that of track b; false for a track without a head.
-  bool comesBefore(std::size_t a, std::size_t b) const;
-  std::size_t scanForEarliest() const;
+  static bool comesBefore(const Track& a, const Track& b);
 
-  // Must be called when a track has a new head.
-  void findEarliestAgain(std::size_t track);
+  // The one of two tracks whose head comes next; the left one of equal heads.
+  std::size_t winnerOf(std::size_t left, std::size_t right) const;
+  Track* scanForEarliest();
+
+  // Must be called when the earliest track has a new head.
+  void findEarliestAgain();
 
   std::vector<Track> tracks_;
-  std::size_t earliest_ = 0;  // the track whose head comes next
+  Track* earliest_ = nullptr;  // the track whose head comes next; null without tracks
 
   // For more than a handful of tracks: a tournament among the heads. winners_[1] is the overall
   // winner, and the winners of nodes 2 n and 2 n + 1 compete in node n. So thousands of tracks cost

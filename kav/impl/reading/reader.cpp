@@ -229,6 +229,23 @@ void Reader::checkBytes(std::uint64_t offset, std::uint64_t length) const {
 
 void Reader::readBytes(std::uint64_t offset, std::span<std::uint8_t> destination) {
   checkBytes(offset, destination.size());
+  const std::size_t inBlock = kCacheBlockSize - offset % kCacheBlockSize;
+  if (inBlock < destination.size() && destination.size() <= kCacheBlockSize) {
+    readFromTwoBlocks(offset, destination, inBlock);
+  } else {
+    readThroughCache(offset, destination);
+  }
+}
+
+// The cache fills a block for what the first block of a request does not hold. A request of its own
+// finds the second block if it is there already.
+void Reader::readFromTwoBlocks(std::uint64_t offset, std::span<std::uint8_t> destination,
+                               std::size_t inFirst) {
+  readThroughCache(offset, destination.first(inFirst));
+  readThroughCache(offset + inFirst, destination.subspan(inFirst));
+}
+
+void Reader::readThroughCache(std::uint64_t offset, std::span<std::uint8_t> destination) {
   if (cache_->read(destination.data(), destination.size(), offset) != destination.size()) {
     throw Exception(ErrorCode::shortRead);
   }

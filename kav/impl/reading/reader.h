@@ -82,6 +82,10 @@ class Reader {
   void addTrack(TrakBox& trak);
   SampleOptions wholeFile() const;
   XMPDataBox* findMetadata();
+  void readThroughCache(std::uint64_t offset, std::span<std::uint8_t> destination);
+  [[gnu::noinline]] void readFromTwoBlocks(std::uint64_t offset,
+                                           std::span<std::uint8_t> destination,
+                                           std::size_t inFirst);
 
   ReaderOptions options_;
   KavDocument document_;

@@ -77,6 +77,7 @@ void TrackIterator::position(std::uint64_t start, std::uint64_t end) {
   if (!chunkOffsets_->isValid()) return;
   offset_ = chunkOffsets_->getOffset();
   if (!walkToSample(number)) return;
+  describe();
   compositionOffsets_ =
       stbl.ctts() == nullptr ? CompositionCursor() : stbl.ctts()->getCompositionCursor(number);
   syncSamples_ =
@@ -97,6 +98,21 @@ bool TrackIterator::walkToSample(std::uint32_t number) {
   return true;
 }
 
+void TrackIterator::describe() {
+  const std::uint32_t index = chunks_.descriptionIndex();
+  blank_.description = track_.track->description(index);
+  blank_.descriptionIndex = blank_.description == nullptr ? 0 : index;
+}
+
+// Goes on in the next chunk; false if there is none.
+bool TrackIterator::enterChunk() {
+  chunkOffsets_->next();
+  if (chunkOffsets_->isValid()) offset_ = chunkOffsets_->getOffset();
+  if (!chunks_.isValid()) return false;
+  describe();
+  return true;
+}
+
 void TrackIterator::advance(std::uint32_t size) {
   offset_ = wrappingAdd(offset_, size);
   times_.advance();
@@ -107,11 +123,7 @@ void TrackIterator::advance(std::uint32_t size) {
       compositionOffsets_.advance();
       const std::uint32_t chunk = chunks_.chunkNumber();
       chunks_.advance();
-      if (chunks_.chunkNumber() != chunk) {
-        chunkOffsets_->next();
-        if (chunkOffsets_->isValid()) offset_ = chunkOffsets_->getOffset();
-      }
-      if (chunks_.isValid()) return;
+      if (chunks_.chunkNumber() == chunk || enterChunk()) return;
     }
   }
   ++segment_;
@@ -133,8 +145,6 @@ void TrackIterator::fill(Sample& sample) {
     syncSamples_.next();
   }
   sample.fileOffset = offset_;
-  sample.description = track_.track->description(chunks_.descriptionIndex());
-  if (sample.description != nullptr) sample.descriptionIndex = chunks_.descriptionIndex();
 }
 
 bool TrackIterator::hasNext() { return valid_ || segment_ < segments_.size(); }

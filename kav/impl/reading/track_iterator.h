@@ -39,11 +39,13 @@ class TrackIterator final : public SampleIterator {
   void openSegment();
   void position(std::uint64_t start, std::uint64_t end);
   bool walkToSample(std::uint32_t number);
+  void describe();
+  bool enterChunk();
   void advance(std::uint32_t size);  // of the current sample
   void fill(Sample& sample);
 
   const TrackRecord& track_;
-  const Sample blank_;  // the fields that all samples of the track share
+  Sample blank_;  // the fields that all samples of the chunk share
   std::vector<EditSegment> segments_;
   std::uint32_t segmentTimescale_;
   std::uint64_t end_;

@@ -11,7 +11,10 @@ std::uint32_t ticksPerMovieTick(std::uint32_t timescale, std::uint32_t movieTime
 }
 
 EditTimeline::EditTimeline(std::uint32_t timescale, std::uint32_t movieTimescale, ElstBox& edits)
-    : timescale_(timescale), movieTimescale_(movieTimescale), edits_(edits) {}
+    : timescale_(timescale),
+      movieTimescale_(movieTimescale),
+      movieTick_(ticksPerMovieTick(timescale, movieTimescale)),
+      edits_(edits) {}
 
 std::uint64_t EditTimeline::toMovieTime(std::uint64_t time) const {
   return rescaleTime(time, timescale_, movieTimescale_);
@@ -42,7 +45,7 @@ std::uint64_t EditTimeline::addSample(std::uint64_t time) {
     inGap_ = false;
     editPending_ = true;
   } else {
-    tail_ = ticksPerMovieTick(timescale_, movieTimescale_);
+    tail_ = movieTick_;
   }
   lastTime_ = time;
   return wrappingSubtract(time, gapTime_);

@@ -39,6 +39,7 @@ class EditTimeline {
  private:
   std::uint32_t timescale_;
   std::uint32_t movieTimescale_;
+  std::uint32_t movieTick_;  // in track units
   ElstBox& edits_;
   std::uint64_t segmentStart_ = 0;
   std::uint64_t gapTime_ = 0;  // of all closed gaps

@@ -122,7 +122,7 @@ void Writer::addSample(const SampleToWrite& sample) {
     throw Exception(ErrorCode::unknownDescription);
   }
   const std::uint64_t mediaTime = target.timeline.addSample(sample.decodingTime);
-  writeEarlyMetadata();
+  if (!earlyMetadata_.empty()) writeEarlyMetadata();
   samples_->addSample(target, sample, mediaTime);
 }
 

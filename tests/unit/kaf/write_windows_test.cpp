@@ -111,8 +111,29 @@ TEST_F(WriteWindowsTest, ALargeWriteIsNotCopiedIntoAWindowThatHasRoom) {
   put(100 * kSmall, Bytes(40 * kSmall, 2));
   EXPECT_EQ(writes(), before + 1);
   Bytes expected(100 * kSmall, 1);
+  expected.resize(128 * kSmall, 2);
+  EXPECT_EQ(readFile(path_), expected) << "the rest is not a whole piece of 64 KiB";
   expected.resize(140 * kSmall, 2);
-  EXPECT_EQ(readFile(path_), expected);
+  EXPECT_EQ(closedFile(), expected);
+}
+
+TEST_F(WriteWindowsTest, LargeWritesGoOutInWholePieces) {
+  Bytes expected;
+  for (std::uint8_t i = 1; i <= 20; ++i) {
+    put(expected.size(), Bytes(77'777, i));
+    expected.resize(expected.size() + 77'777, i);
+    EXPECT_EQ(fs::file_size(path_), expected.size() / 65'536 * 65'536) << int{i};
+    EXPECT_EQ(writes(), i);
+  }
+  EXPECT_EQ(closedFile(), expected);
+}
+
+TEST_F(WriteWindowsTest, ALargeWriteWithoutAPieceOfItsOwnIsHeld) {
+  put(10'000, Bytes(40'000, 1));
+  EXPECT_EQ(writes(), 0u);
+  Bytes expected(10'000, 0);
+  expected.resize(50'000, 1);
+  EXPECT_EQ(closedFile(), expected);
 }
 
 TEST_F(WriteWindowsTest, ThePlaceOfAWideWindowIsFreeAgainOnceItIsWritten) {
@@ -120,17 +141,17 @@ TEST_F(WriteWindowsTest, ThePlaceOfAWideWindowIsFreeAgainOnceItIsWritten) {
   constexpr std::uint64_t kPlaces[] = {0, 1u << 20};
   for (const std::uint64_t start : kPlaces) {
     resetSystemCalls();
-    for (std::size_t i = 0; i < 20; ++i) put(start + i * kPiece, Bytes(kPiece, 1));
+    for (std::size_t i = 0; i < 19; ++i) put(start + i * kPiece, Bytes(kPiece, 1));
     // The write across the end of the window takes the window with it.
-    put(start + 20 * kPiece - 1, Bytes(2, 2));
+    put(start + 19 * kPiece - 1, Bytes(2, 2));
     EXPECT_LE(writes(), 2u) << start;
   }
   const Bytes bytes = closedFile();
   for (const std::uint64_t start : kPlaces) {
     EXPECT_EQ(bytes[start], 1);
-    EXPECT_EQ(bytes[start + 20 * kPiece - 2], 1);
-    EXPECT_EQ(bytes[start + 20 * kPiece - 1], 2);
-    EXPECT_EQ(bytes[start + 20 * kPiece], 2);
+    EXPECT_EQ(bytes[start + 19 * kPiece - 2], 1);
+    EXPECT_EQ(bytes[start + 19 * kPiece - 1], 2);
+    EXPECT_EQ(bytes[start + 19 * kPiece], 2);
   }
 }
 
@@ -186,6 +207,30 @@ TEST_F(WriteWindowsTest, AWindowThatReachesTheNextOneContinuesAfterIt) {
   expected.resize(10, 3);
   expected.resize(18, 5);
   expected.resize(20, 4);
+  EXPECT_EQ(closedFile(), expected);
+}
+
+TEST_F(WriteWindowsTest, AWindowDoesNotGrowOverOneThatWasOpenedAfterIt) {
+  put(0, Bytes(10, 1));
+  put(10, Bytes(10, 1));
+  put(50, Bytes(50, 2));
+  put(20, Bytes(40, 3));
+  put(60, Bytes(10, 4));
+  Bytes expected(20, 1);
+  expected.resize(60, 3);
+  expected.resize(70, 4);
+  expected.resize(100, 2);
+  EXPECT_EQ(closedFile(), expected);
+}
+
+TEST_F(WriteWindowsTest, AWriteAcrossTheEndOfAPieceOpensAWindowAfterIt) {
+  put(65'530, Bytes(10, 1));
+  EXPECT_EQ(writes(), 1u);
+  put(65'540, Bytes(10, 2));
+  EXPECT_EQ(writes(), 1u);
+  Bytes expected(65'530, 0);
+  expected.resize(65'540, 1);
+  expected.resize(65'550, 2);
   EXPECT_EQ(closedFile(), expected);
 }
 

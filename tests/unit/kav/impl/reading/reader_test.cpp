@@ -253,6 +253,25 @@ TEST(Reader, PeeksThroughTheBlocksOfTheBoxes) {
   EXPECT_CODE(shortRead, opened.reader().peekBytes(file.size() - 4, type));
 }
 
+TEST(Reader, ReadsNoBlockAgainForASampleThatCrossesIntoIt) {
+  constexpr std::size_t kBlock = 64 * 1024;
+  MovieBuilder movie({countingTrack(2)});
+  movie.moovFirst().tail = box("free", zeros(3 * kBlock));
+  Bytes file = movie.build();
+  for (std::uint8_t i = 0; i < 20; ++i) file[kBlock - 10 + i] = i;
+  Film opened(file, ReaderOptions{});
+  Bytes bytes(20);
+  opened.memory->resetCalls();
+  opened.reader().readBytes(kBlock, bytes);
+  opened.reader().readBytes(kBlock - 10, bytes);
+  EXPECT_EQ(opened.memory->calls().read, 2u) << "one for each block";
+  EXPECT_EQ(bytes, Bytes(file.begin() + kBlock - 10, file.begin() + kBlock + 10));
+  Bytes longer(kBlock + 1);
+  opened.reader().readBytes(kBlock - 10, longer);
+  EXPECT_EQ(opened.memory->calls().read, 3u) << "longer than a block: read at once";
+  EXPECT_EQ(longer, Bytes(file.begin() + kBlock - 10, file.begin() + 2 * kBlock - 9));
+}
+
 TEST(Reader, FailsForBytesThatHaveGoneMeanwhile) {
   Film opened(MovieBuilder({countingTrack(2)}), ReaderOptions{});
   auto& bytes = opened.memory->bytes();
