@@ -242,7 +242,8 @@ class BoxComparison {
   // ---- durations
 
   std::uint64_t longest() {
-    if (input_.movie().info().isFragmented) return longestTrack(output_);
+    // Counts from where the input begins: its captions, which the output lacks, may come first.
+    if (input_.movie().info().isFragmented) return longestTrack(input_);
     std::uint64_t longest = 0;
     for (const FilmTrack& track : output_.tracks()) {
       const auto tkhd = track.box.find("tkhd");

@@ -142,20 +142,59 @@ TEST(Embedding, KeepsFragments) {
   EXPECT_EQ(written.tracks().size(), 2u);
 }
 
-TEST(Embedding, LowersTheDurationOfFragmentsToTheLongestTrackLeft) {
-  MovieBuilder movie = captionedMovie();
-  movie.splitIntoFragments({7, 7, 2});
+// The field of mehd.
+Bytes fragmentedDurationOf(const Bytes& file) {
+  const Bytes type = text("mehd");
+  const auto found = std::search(file.begin(), file.end(), type.begin(), type.end());
+  return found == file.end() ? Bytes() : Bytes(found + 8, found + 12);
+}
+
+MovieBuilder withFragmentedDuration(MovieBuilder movie) {
   constexpr std::size_t kDuration = 12;
   movie.change("moov/mvex/mehd",
                [](const Bytes& mehd) { return patched(mehd, kDuration, u32(10'000)); });
-  Embedded embedded(movie.build());
+  return movie;
+}
+
+TEST(Embedding, LowersTheDurationOfFragmentsToTheLongestTrackLeft) {
+  MovieBuilder movie = captionedMovie();
+  movie.splitIntoFragments({7, 7, 2});
+  Embedded embedded(withFragmentedDuration(movie).build());
   embedded.verify();
-  const Bytes type = text("mehd");
-  const auto found =
-      std::search(embedded.bytes().begin(), embedded.bytes().end(), type.begin(), type.end());
-  ASSERT_NE(found, embedded.bytes().end());
   // 20 pictures of 1001/30000 s, in units of 1/600 s.
-  EXPECT_EQ(Bytes(found + 8, found + 12), u32(401));
+  EXPECT_EQ(fragmentedDurationOf(embedded.bytes()), u32(401));
+}
+
+// An excerpt, whose fragments state the times of the whole movie. Its captions begin a second
+// before its pictures and sound.
+MovieBuilder excerptWithEarlyCaptions() {
+  MovieBuilder movie = captionedMovie();
+  movie.splitIntoFragments({20, movie.tracks[1].samples.size(), 2});
+  for (std::size_t track = 0; track < movie.tracks.size(); ++track) {
+    const std::uint64_t seconds = track == 2 ? 3600 : 3601;
+    movie.fragments[0][track].decodeTime = seconds * movie.tracks[track].timescale;
+  }
+  return movie;
+}
+
+// Where the movie begins is then another time, but the times of what is left stay.
+TEST(Embedding, VerifiesAnExcerptWhoseCaptionsBeginFirst) {
+  Embedded embedded(excerptWithEarlyCaptions().build());
+  embedded.verify();
+  Embedded damaged(excerptWithEarlyCaptions().build());
+  const Bytes time = box("tfdt", u32(0x01000000), u64(std::uint64_t{3601} * 30'000));
+  const auto found =
+      std::search(damaged.bytes().begin(), damaged.bytes().end(), time.begin(), time.end());
+  ASSERT_NE(found, damaged.bytes().end());
+  found[19] ^= 1;
+  EXPECT_THROW(damaged.verify(), VerificationError);
+}
+
+TEST(Embedding, LowersTheDurationOfAnExcerptWhoseCaptionsBeginFirst) {
+  Embedded embedded(withFragmentedDuration(excerptWithEarlyCaptions()).build());
+  embedded.verify();
+  // A second without pictures and 20 of 1001/30000 s, in units of 1/600 s.
+  EXPECT_EQ(fragmentedDurationOf(embedded.bytes()), u32(1001));
 }
 
 TEST(Embedding, MayBeDoneAgainWithReplace) {
