@@ -470,6 +470,22 @@ TEST(VerificationOfBoxes, FindsAChangeOfAnyByteOfFragments) {
   EXPECT_EQ(changesNotFound(embedded), std::vector<std::string>());
 }
 
+// They are kept as they are, whatever they would mean in their own place.
+TEST(VerificationOfBoxes, ExpectsBoxesInPlacesThatAreNotTheirsUnchanged) {
+  const Bytes ofCaptions = box("traf", fullBox("tfhd", 0, 0x020000, u32(3)));
+  const Bytes handler =
+      fullBox("hdlr", 0, 0, text("mhlr"), text("vide"), zeros(12), Bytes{4}, text("Name"));
+  const Bytes fragment = box("moof", fullBox("mfhd", 0, 0, u32(1)), ofCaptions);
+  for (const Bytes& stray : {fragment, ofCaptions, handler}) {
+    for (const char* place : {"moov", "moov/trak[1]"}) {
+      MovieBuilder movie = furnishedMovie();
+      movie.addInside(place, stray);
+      Embedded embedded(movie.build());
+      EXPECT_NO_THROW(embedded.verify()) << typeOf(stray) << " in " << place;
+    }
+  }
+}
+
 TEST_F(Verification, FindsAChangedHeaderOrTable) {
   const auto place = [this](const char* type, std::size_t plus) { return find(text(type), plus); };
   EXPECT_TRUE(contains(errorWith(place("tkhd", 40), 1), "'tkhd'"));
