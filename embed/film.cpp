@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "embed/box_nesting.h"
 #include "embed/box_rebuild.h"
 #include "embed/refusal.h"
 #include "embed/sample_tables.h"
@@ -146,6 +147,8 @@ void Film::readTracks() {
     tracks_.push_back({&tracks[index], &file_.tracks()[index], box,
                        "track " + std::to_string(tracks[index].info.trackId)});
   });
+  for (const FilmTrack& track : tracks_) requireWholeBoxes(track.box, track.label);
+  requireWholeBoxes(*moov_, "the movie");
   if (tracks_.size() != tracks.size()) throw Refusal("the box 'moov' is damaged");
   for (const FilmTrack& track : tracks_) {
     if (usesOtherFile(track.box)) {

@@ -250,6 +250,31 @@ TEST(Embedding, RefusesMediaThatIsNotInTheFile) {
   EXPECT_TRUE(contains(refusalOf(cut), "cut short: its box 'mdat'")) << refusalOf(cut);
 }
 
+// The library reads such tables all the same, and a copy would keep their old places.
+TEST(Embedding, RefusesBoxesThatAreLongerThanThoseTheyLieIn) {
+  const auto lengthened = [](const Bytes& original) { return patched(original, 0, u32(100'000)); };
+  MovieBuilder movie = captionedMovie();
+  movie.change("moov/trak[1]/mdia", lengthened);
+  EXPECT_EQ(refusalOf(movie.build()),
+            "track 1: the box 'mdia' is longer than the box 'trak' that it lies in. The file is "
+            "damaged");
+  MovieBuilder table = captionedMovie();
+  table.change("moov/trak[2]/mdia/minf/stbl/stco", lengthened);
+  EXPECT_TRUE(contains(refusalOf(table.build()), "track 2: the box 'stco' is longer than"));
+  MovieBuilder fragments = captionedMovie();
+  fragments.splitIntoFragments({7, 7, 2});
+  fragments.change("moof[2]/traf[2]", lengthened);
+  EXPECT_TRUE(
+      contains(refusalOf(fragments.build()), "the box 'traf' is longer than the box 'moof'"));
+}
+
+TEST(Embedding, ToleratesPaddingAfterTheLastBoxOfAContainer) {
+  MovieBuilder movie = captionedMovie();
+  movie.addInside("moov/trak[1]", Bytes{0, 0, 0, 3, 0, 0, 0, 0, 0});
+  Embedded embedded(movie.build());
+  embedded.verify();
+}
+
 TEST(Embedding, RefusesHintsForThePictures) {
   MovieBuilder movie = captionedMovie();
   movie.tracks.push_back(otherTrack("hint", box("rtp ", zeros(8))));
