@@ -119,6 +119,11 @@ void OutputLayout::addHeader(std::size_t index, std::span<const Splice> inside) 
   // Most boxes of a film with fragments need not be read.
   const bool isLast = index + 1 == boxes_.size();
   if (growth == 0 && inside.empty() && !isLast) return;
+  if (!inside.empty() && box.type != fourCc("mdat")) {
+    throw Refusal("samples that would change lie in the box '" + textOf(box.type) + "' at byte " +
+                  std::to_string(box.start) +
+                  ", which is not for media. Make a plain copy of the movie first");
+  }
   std::array<std::uint8_t, kHeader> header{};
   if (box.size < kHeader) return;
   read_(box.start, header);

@@ -50,8 +50,8 @@ class OutputLayout final : public SpliceContent {
   };
 
   // moov is the whole box in memory. It, read and content must outlive the layout. Throws Refusal
-  // if a splice of samples lies outside the content of a box or overlaps another one, and what the
-  // editors throw.
+  // if a splice of samples lies outside the content of an mdat or overlaps another one, and what
+  // the editors throw.
   OutputLayout(std::vector<TopLevelBox> boxes, const norvik::kav::BoxView& moov, ReadInput read,
                Changes changes, MediaContent& content);
 
