@@ -63,12 +63,16 @@ bool mayChange(const BoxView& box, FourCc parent) {
 
 class BoxComparison {
  public:
-  BoxComparison(Film& input, Film& output)
-      : input_(input), output_(output), removed_(captionTrackIds(input)) {}
+  BoxComparison(Film& input, const MovieBox& inputBox, Film& output, const MovieBox& outputBox)
+      : input_(input),
+        inputBox_(inputBox),
+        output_(output),
+        outputBox_(outputBox),
+        removed_(captionTrackIds(input)) {}
 
   void run() {
     compareFront();
-    compare(input_.movieBox(), output_.movieBox(), kFile, "");
+    compare(inputBox_.box(), outputBox_.box(), kFile, "");
     auto copy = output_.boxes().begin() + 2;
     for (const TopLevelBox& box : input_.boxes()) {
       if (!staysInFile(box)) continue;
@@ -103,8 +107,8 @@ class BoxComparison {
   }
 
   bool hasNegativeOffsets() const {
-    return std::any_of(input_.tracks().begin(), input_.tracks().end(), [](const FilmTrack& track) {
-      const auto ctts = track.box.find("mdia/minf/stbl/ctts");
+    return std::any_of(input_.tracks().begin(), input_.tracks().end(), [&](const FilmTrack& track) {
+      const auto ctts = inputBox_.of(track).find("mdia/minf/stbl/ctts");
       return !track.isCaptions() && ctts && embed::hasNegativeOffsets(*ctts);
     });
   }
@@ -117,7 +121,7 @@ class BoxComparison {
     const TopLevelBox* const ftyp = first(input_, fourCc("ftyp"));
     const auto old = ftyp == nullptr ? std::vector<std::uint8_t>() : read(input_, *ftyp);
     const Brands brands{.negativeOffsets = hasNegativeOffsets(),
-                        .fragments = input_.movieBox().find("mvex").has_value()};
+                        .fragments = inputBox_.box().find("mvex").has_value()};
     require(portableFileType(old, brands) == read(output_, boxes[0]), "ftyp");
   }
 
@@ -279,7 +283,7 @@ class BoxComparison {
     if (input_.movie().info().isFragmented) return longestTrack(input_);
     std::uint64_t longest = 0;
     for (const FilmTrack& track : output_.tracks()) {
-      const auto tkhd = track.box.find("tkhd");
+      const auto tkhd = outputBox_.of(track).find("tkhd");
       const auto duration = tkhd ? readField(*tkhd, kTrackDuration) : std::nullopt;
       if (duration) longest = std::max(longest, duration->value);
     }
@@ -409,7 +413,9 @@ class BoxComparison {
   }
 
   Film& input_;
+  const MovieBox& inputBox_;
   Film& output_;
+  const MovieBox& outputBox_;
   std::vector<std::uint32_t> removed_;  // ids of the caption tracks
 
   // Of the track or fragment at hand.
@@ -420,6 +426,8 @@ class BoxComparison {
 
 }  // namespace
 
-void compareBoxes(Film& input, Film& output) { BoxComparison(input, output).run(); }
+void compareBoxes(Film& input, const MovieBox& inputBox, Film& output, const MovieBox& outputBox) {
+  BoxComparison(input, inputBox, output, outputBox).run();
+}
 
 }  // namespace quarrypack::embed

@@ -107,14 +107,22 @@ class Verifier {
  public:
   Verifier(Film& input, Film& output, const FilmPictures& pictures, const CaptionPlan& plan,
            const std::function<void(std::uint64_t)>& report)
-      : input_(input), output_(output), plan_(plan), report_(report), old_(kPiece), new_(kPiece) {
+      : input_(input),
+        output_(output),
+        inputBox_(input.readMovieBox()),
+        outputBox_(output.readMovieBox()),
+        plan_(plan),
+        report_(report),
+        old_(kPiece),
+        new_(kPiece) {
     planned_.resize(pictures.sampleCount, kNotShown);
-    for (std::size_t i = 0; i < pictures.samples.size(); ++i) {
-      planned_[pictures.samples[i]] = static_cast<std::uint32_t>(i);
+    for (std::size_t i = 0; i < pictures.shown.size(); ++i) {
+      planned_[pictures.shown[i]] = static_cast<std::uint32_t>(i);
     }
   }
 
   void run() {
+    compareBoxes(input_, inputBox_, output_, outputBox_);
     const std::uint32_t pictureTrack = input_.pictureTrack().track->index;
     std::size_t next = 0;
     for (const FilmTrack& track : input_.tracks()) {
@@ -154,11 +162,11 @@ class Verifier {
   void compareChunks(const FilmTrack& track, const FilmTrack& copy) {
     using Range = std::pair<std::uint64_t, std::uint64_t>;
     std::vector<Range> ranges;
-    input_.forEachRange(track, [&ranges](std::uint64_t offset, std::uint64_t length) {
+    input_.forEachRange(inputBox_, track, [&ranges](std::uint64_t offset, std::uint64_t length) {
       ranges.push_back({offset, length});
     });
     std::size_t next = 0;
-    output_.forEachRange(copy, [&](std::uint64_t offset, std::uint64_t length) {
+    output_.forEachRange(outputBox_, copy, [&](std::uint64_t offset, std::uint64_t length) {
       if (next == ranges.size()) fail(track.label, "it has more chunks than in the input");
       const Range& old = ranges[next++];
       compareStrands(Strand(input_.movie(), old.first, old.second),
@@ -264,6 +272,8 @@ class Verifier {
 
   Film& input_;
   Film& output_;
+  MovieBox inputBox_;
+  MovieBox outputBox_;
   const CaptionPlan& plan_;
   const std::function<void(std::uint64_t)>& report_;
   std::vector<std::uint32_t> planned_;  // for each sample its place in the plan
@@ -281,7 +291,6 @@ void verifyFilm(Film& input, const FilmPictures& pictures, const CaptionPlan& pl
                 norvik::kav::IStreamPtr written, const std::function<void(std::uint64_t)>& report) {
   try {
     Film output(std::move(written));
-    compareBoxes(input, output);
     Verifier(input, output, pictures, plan, report).run();
   } catch (const Refusal& refusal) {
     throw VerificationError(std::string("the written file was read again and is damaged: ") +
