@@ -91,7 +91,7 @@ void CaptionSplices::requireApart() const {
   }
 }
 
-std::vector<Splice> CaptionSplices::splices(std::span<const Splice> unused) {
+std::vector<Splice> CaptionSplices::splices(std::vector<Splice> unused) {
   if (!order_.empty() || !cuts_.empty()) requireApart();
   std::sort(cuts_.begin(), cuts_.end(),
             [](const Cut& a, const Cut& b) { return a.offset < b.offset; });

@@ -45,7 +45,7 @@ class CaptionSplices final : public MediaContent {
 
   // All splices of the samples, and the ranges that are no longer used, at ascending offsets. Call
   // it once, after the cuts. Throws Refusal if pictures that change share bytes.
-  std::vector<Splice> splices(std::span<const Splice> unused);
+  std::vector<Splice> splices(std::vector<Splice> unused);
 
   // Pictures that get a unit.
   std::size_t captionedPictures() const { return order_.size(); }

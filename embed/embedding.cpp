@@ -70,7 +70,14 @@ Embedding::Embedding(Film& film, EmbedSettings settings)
   plan_ = planCaptions(pictures_.screening(), takeCaptions(settings), {settings.pad});
   splices_.emplace(pictures_.all, pictures_.shown, pictures_.codings, plan_);
   addCuts();
+  fillResult(settings.listCaptions);
+  // Nothing reads these again, and the layout takes much memory too.
+  std::vector<FilmPictures::Captioned>().swap(pictures_.captioned);
+  std::vector<captions::Time>().swap(pictures_.starts);
+  layOut(splices_->splices(std::move(unusedBytes)));
+}
 
+void Embedding::layOut(std::vector<Splice> media) {
   movieBox_.emplace(film_.readMovieBox());
   MovieBoxChanges movie;
   movie.pictureTrack = film_.pictureTrack().id();
@@ -81,14 +88,9 @@ Embedding::Embedding(Film& film, EmbedSettings settings)
   const auto read = [&movie = film_.movie()](std::uint64_t offset, std::span<std::uint8_t> bytes) {
     movie.readAt(offset, bytes);
   };
-  OutputLayout::Changes changes{splices_->splices(std::move(unusedBytes)), std::move(movie),
+  OutputLayout::Changes changes{std::move(media), std::move(movie),
                                 fragmentDefaults(movieBox_->box())};
   layout_.emplace(film_.boxes(), movieBox_->box(), read, std::move(changes), *splices_);
-
-  fillResult(settings.listCaptions);
-  // All that needed these is done, and the rest takes much memory too.
-  std::vector<FilmPictures::Captioned>().swap(pictures_.captioned);
-  std::vector<captions::Time>().swap(pictures_.starts);
 }
 
 std::array<FieldPairs, kFields> Embedding::takeCaptions(EmbedSettings& settings) {

@@ -75,6 +75,7 @@ class Embedding {
   std::array<captions::FieldPairs, kFields> takeCaptions(EmbedSettings& settings);
   void requireNoHints() const;
   void addCuts();
+  void layOut(std::vector<Splice> media);
   void fillResult(bool listCaptions);
 
   Film& film_;

@@ -76,8 +76,8 @@ class Film {
   // file can hold.
   void forEachSample(const FilmTrack& track, const VisitSample& visit);
 
-  // Visits the ranges of the file in which the samples of a track lie. Samples that the tables
-  // place in one run are one range. Throws what forEachSample throws.
+  // Visits the ranges of the file in which the samples of a track lie, in the order of decoding.
+  // Samples that the tables place in one run are one range. Throws what forEachSample throws.
   using VisitRange = std::function<void(std::uint64_t offset, std::uint64_t length)>;
   void forEachRange(const MovieBox& moov, const FilmTrack& track, const VisitRange& visit);
 

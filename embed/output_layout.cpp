@@ -73,7 +73,7 @@ OutputLayout::OutputLayout(std::vector<TopLevelBox> boxes, const BoxView& moov, 
       boxSplices_.begin(), boxSplices_.end(),
       [](const BoxSplice& a, const BoxSplice& b) { return a.splice.offset < b.splice.offset; });
   addFront();
-  mergeSplices(changes.media);
+  mergeSplices(std::move(changes.media));
   settle();
 }
 
@@ -199,7 +199,7 @@ void OutputLayout::addFront() {
   boxSplices_.insert(boxSplices_.begin(), {{0, 0, 0}, Kind::front, 0});
 }
 
-void OutputLayout::mergeSplices(const std::vector<Splice>& media) {
+void OutputLayout::mergeSplices(std::vector<Splice> media) {
   std::vector<Splice> all;
   all.reserve(media.size() + boxSplices_.size());
   for (const BoxSplice& box : boxSplices_) all.push_back(box.splice);

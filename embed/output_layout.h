@@ -76,7 +76,7 @@ class OutputLayout final : public SpliceContent {
   void addRewritten(std::size_t index, Kind kind);
   BoxPieces rewritten(const BoxSplice& box, const OffsetMap& map);
   void addFront();
-  void mergeSplices(const std::vector<Splice>& media);
+  void mergeSplices(std::vector<Splice> media);
   void settle();
   void appendFront(OutputBuffer& output) const;
   void appendHeader(const BoxSplice& box, OutputBuffer& output);

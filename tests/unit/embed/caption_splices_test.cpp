@@ -87,7 +87,7 @@ TEST(CaptionSplices, WriteWhatTheyMeasured) {
   CaptionSplices captions(pictures, shownInOrder(pictures), kCodings, plan);
   captions.cut(200, std::vector<CaptionCut>{{5, 20, {}}, {25, 10, {7, 7}}});
   captions.cut(0, std::vector<CaptionCut>{{9, 30, {8}}});
-  const Splice unused[] = {{95, 0, 3}};
+  const std::vector<Splice> unused = {{95, 0, 3}};
   const std::vector<Splice> splices = captions.splices(unused);
   const std::uint32_t unit = splices[0].inserted;
   EXPECT_EQ(

@@ -328,7 +328,7 @@ TEST(Embedding, OfCaptionsThatEditsRepeatKeepsTheOrderOfTheirShowings) {
   movie.timescale = 30000;
   movie.tracks[0] = videoTrack({.count = 40});
   movie.tracks[2].edits = {{16 * 1001, 0}, {16 * 1001, 0}};
-  Embedded embedded(movie.build());
+  Embedded embedded(movie.build(), {.listCaptions = true});
   const std::vector<captions::Cue>& cues = embedded.result().cues.at(0).cues;
   ASSERT_EQ(cues.size(), 2u);
   const auto frames = [](captions::Time time) { return time / captions::kPairTime; };
@@ -345,7 +345,7 @@ TEST(Embedding, TakesEachFieldFromTheFirstCaptionTrackThatHasIt) {
   };
   const Bytes other = cdat({0x94, 0x20, 0x94, 0xE0, 0xC2, 0x80, 0x94, 0x2F});
   MovieBuilder movie({videoTrack({.count = 20}), track(cdat(kPopOn)), track(other)});
-  Embedded embedded(movie.build());
+  Embedded embedded(movie.build(), {.listCaptions = true});
   EXPECT_EQ(embedded.result().pairs, 4u);
   EXPECT_EQ(captions::textOf(embedded.result().cues.at(0).cues.at(0)), "A");
 }
@@ -354,7 +354,7 @@ TEST(Embedding, BoundsWhatEditsOfCaptionsRepeat) {
   MovieBuilder movie = captionedMovie();
   std::vector<MovieEdit> edits(1000, MovieEdit{600'000, 0});
   movie.tracks[2] =
-      captionTrack(CaptionTrackOptions{.samples = std::vector<Bytes>(2000, cdat(Bytes(20, 0x80)))});
+      captionTrack(CaptionTrackOptions{.samples = std::vector<Bytes>(2000, cdat(Bytes(20, 0xC1)))});
   movie.tracks[2].edits = edits;
   EXPECT_TRUE(contains(refusalOf(movie.build()), "more captions than any film has"));
 }
