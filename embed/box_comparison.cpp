@@ -175,7 +175,7 @@ class BoxComparison {
                        const std::string& path) const {
     BoxPieces pieces;
     append(old, pieces);
-    require(areEqual(pieces.joined(), copy.bytes()), path);
+    require(pieces.areEqual(copy.bytes()), path);
   }
 
   void compare(const BoxView& old, const BoxView& copy, FourCc parent, const std::string& path) {
@@ -273,7 +273,7 @@ class BoxComparison {
   void compareReferences(const BoxView& old, const BoxView& copy, const std::string& path) const {
     BoxPieces pieces;
     appendReferences(old, removed_, pieces);
-    require(areEqual(pieces.joined(), copy.bytes()), path);
+    require(pieces.areEqual(copy.bytes()), path);
   }
 
   // ---- durations

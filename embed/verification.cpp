@@ -109,42 +109,60 @@ class Verifier {
            const std::function<void(std::uint64_t)>& report)
       : input_(input),
         output_(output),
-        inputBox_(input.readMovieBox()),
-        outputBox_(output.readMovieBox()),
+        pictures_(pictures),
         plan_(plan),
         report_(report),
         old_(kPiece),
-        new_(kPiece) {
-    planned_.resize(pictures.sampleCount, kNotShown);
-    for (std::size_t i = 0; i < pictures.shown.size(); ++i) {
-      planned_[pictures.shown[i]] = static_cast<std::uint32_t>(i);
-    }
-  }
+        new_(kPiece) {}
 
   void run() {
-    compareBoxes(input_, inputBox_, output_, outputBox_);
-    const std::uint32_t pictureTrack = input_.pictureTrack().track->index;
-    std::size_t next = 0;
-    for (const FilmTrack& track : input_.tracks()) {
-      if (track.isCaptions()) continue;
-      if (next == output_.tracks().size()) fail(track.label, "it is missing");
-      const FilmTrack& copy = output_.tracks()[next++];
-      if (track.id() != copy.id()) fail(track.label, "it is missing");
-      if (track.track->index == pictureTrack) {
-        comparePictures(track, copy);
-      } else if (input_.movie().info().isFragmented) {
-        compareSamples(track, copy);
-      } else {
-        compareChunks(track, copy);
+    pairTracks();
+    compareTables();
+    for (const Pair& pair : pairs_) {
+      if (isOfPictures(pair)) {
+        comparePictures(pair.track, pair.copy);
+      } else if (isFragmented()) {
+        compareSamples(pair.track, pair.copy);
       }
     }
-    if (next != output_.tracks().size()) fail("its tracks", "there are more than in the input");
     compareStrands(tailOf(input_), tailOf(output_),
                    [] { return std::string("what follows its last box"); });
   }
 
  private:
   static constexpr std::uint32_t kNotShown = ~std::uint32_t{0};
+
+  struct Pair {
+    const FilmTrack& track;
+    const FilmTrack& copy;
+  };
+
+  bool isFragmented() const { return input_.movie().info().isFragmented; }
+  bool isOfPictures(const Pair& pair) const { return &pair.track == &input_.pictureTrack(); }
+
+  void pairTracks() {
+    std::size_t next = 0;
+    for (const FilmTrack& track : input_.tracks()) {
+      if (track.isCaptions()) continue;
+      if (next == output_.tracks().size()) fail(track.label, "it is missing");
+      const FilmTrack& copy = output_.tracks()[next++];
+      if (track.id() != copy.id()) fail(track.label, "it is missing");
+      pairs_.push_back({track, copy});
+    }
+    if (next != output_.tracks().size()) fail("its tracks", "there are more than in the input");
+  }
+
+  // Compares the boxes, and the samples for which these suffice. The moov boxes take much memory
+  // and are free afterwards.
+  void compareTables() {
+    const MovieBox inputBox = input_.readMovieBox();
+    const MovieBox outputBox = output_.readMovieBox();
+    compareBoxes(input_, inputBox, output_, outputBox);
+    if (isFragmented()) return;
+    for (const Pair& pair : pairs_) {
+      if (!isOfPictures(pair)) compareChunks(pair, inputBox, outputBox);
+    }
+  }
 
   // where() names the place of the bytes. There are millions of places, and hardly any is named.
   template <class Where>
@@ -162,13 +180,14 @@ class Verifier {
     }
   }
 
-  void compareChunks(const FilmTrack& track, const FilmTrack& copy) {
-    const auto stbl = inputBox_.of(track).find("mdia/minf/stbl");
+  void compareChunks(const Pair& pair, const MovieBox& inputBox, const MovieBox& outputBox) {
+    const FilmTrack& track = pair.track;
+    const auto stbl = inputBox.of(track).find("mdia/minf/stbl");
     if (!stbl) return;  // nor has the copy one: all boxes were compared
     const SampleTables tables(*stbl, track.label);
     SampleTables::Chunks olds = tables.chunks();
     std::size_t number = 0;
-    output_.forEachRange(outputBox_, copy, [&](std::uint64_t offset, std::uint64_t length) {
+    output_.forEachRange(outputBox, pair.copy, [&](std::uint64_t offset, std::uint64_t length) {
       const std::optional<Chunk> old = olds.next();
       if (!old) fail(track.label, "it has more chunks than in the input");
       ++number;
@@ -221,7 +240,15 @@ class Verifier {
                        });
   }
 
+  void findPlanned() {
+    planned_.resize(pictures_.sampleCount, kNotShown);
+    for (std::size_t i = 0; i < pictures_.shown.size(); ++i) {
+      planned_[pictures_.shown[i]] = static_cast<std::uint32_t>(i);
+    }
+  }
+
   void comparePictures(const FilmTrack& track, const FilmTrack& copy) {
+    findPlanned();
     PictureReader oldReader;
     PictureReader newReader;
     forEachPair(track, copy, [&](const Sample& old, const Sample& written, std::uint32_t number) {
@@ -276,10 +303,10 @@ class Verifier {
 
   Film& input_;
   Film& output_;
-  MovieBox inputBox_;
-  MovieBox outputBox_;
+  const FilmPictures& pictures_;
   const CaptionPlan& plan_;
   const std::function<void(std::uint64_t)>& report_;
+  std::vector<Pair> pairs_;             // the tracks that stay
   std::vector<std::uint32_t> planned_;  // for each sample its place in the plan
   std::vector<std::uint8_t> old_;
   std::vector<std::uint8_t> new_;
