@@ -8,7 +8,8 @@ namespace quarrypack::embed {
 // byte for byte, but for what captions change: the caption tracks and what names them, durations
 // that were those of caption tracks, forms that were not portable, and the tables that tell where
 // samples lie and how large they are. These tables are followed when the samples are compared.
-// Media data is not looked at. Throws VerificationError, and what Movie throws.
-void compareBoxes(Film& input, Film& output);
+// Media data is not looked at. Each film comes with its moov box. Throws VerificationError, and
+// what Movie throws.
+void compareBoxes(Film& input, const MovieBox& inputBox, Film& output, const MovieBox& outputBox);
 
 }  // namespace quarrypack::embed

@@ -3,6 +3,7 @@
 #include "embed/refusal.h"
 #include "kav/big_endian.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <utility>
@@ -72,6 +73,16 @@ void BoxPieces::close(Mark mark) {
     throw Refusal("the tables of the output would be larger than 4 GiB");
   }
   storeU32(new_.data() + mark.header, static_cast<std::uint32_t>(size));
+}
+
+bool BoxPieces::areEqual(Bytes bytes) const {
+  if (bytes.size() != size_) return false;
+  return std::all_of(pieces_.begin(), pieces_.end(), [&](const Piece& piece) {
+    const Bytes part = bytesOf(piece);
+    const bool isEqual = std::equal(part.begin(), part.end(), bytes.begin());
+    bytes = bytes.subspan(part.size());
+    return isEqual;
+  });
 }
 
 std::vector<std::uint8_t> BoxPieces::joined() const {

@@ -55,6 +55,9 @@ class BoxPieces {
     for (const Piece& piece : pieces_) visit(bytesOf(piece));
   }
 
+  // Whether all parts together are these bytes.
+  bool areEqual(Bytes bytes) const;
+
   // All parts in one vector.
   std::vector<std::uint8_t> joined() const;
 

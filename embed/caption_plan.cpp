@@ -119,6 +119,7 @@ void moveTheRestLater(FieldPairs& field, Time start) {
 
 std::span<const BytePair> CaptionPlan::pairs(Field field, std::size_t picture) const {
   const FieldPlan& plan = fields_[indexOf(field)];
+  if (plan.ends.empty()) return {};
   const std::size_t begin = picture == 0 ? 0 : plan.ends[picture - 1];
   return std::span(plan.pairs).subspan(begin, plan.ends[picture] - begin);
 }
@@ -135,7 +136,7 @@ class Planner {
     for (std::size_t i = 0; i < kFields; ++i) {
       prepare(fields[i]);
       place(fields[i], i);
-      fields[i] = {};
+      FieldPairs().swap(fields[i]);  // frees their memory
     }
     merge();
     return std::move(plan_);
@@ -230,7 +231,10 @@ class Planner {
   void merge() {
     std::array<std::size_t, kFields> next{};
     Time slot = starts_.empty() ? Time{0} : starts_.front();
-    for (std::size_t i = 0; i < kFields; ++i) plan_.fields_[i].ends.reserve(starts_.size());
+    plan_.pictureCount_ = starts_.size();
+    for (std::size_t i = 0; i < kFields; ++i) {
+      if (!placed_[i].empty()) plan_.fields_[i].ends.reserve(starts_.size());
+    }
     for (std::size_t picture = 0; picture < starts_.size(); ++picture) {
       const std::size_t slots = slotsUpTo(firstTimeAfter(picture), slot);
       bool isEmpty = true;
@@ -238,6 +242,7 @@ class Planner {
         isEmpty = take(picture, i, next[i]) && isEmpty;
       }
       for (std::size_t i = 0; i < kFields; ++i) {
+        if (placed_[i].empty()) continue;
         if (isEmpty && options_.pad) pad(picture, i, next[i], slots);
         plan_.fields_[i].ends.push_back(static_cast<std::uint32_t>(plan_.fields_[i].pairs.size()));
       }
@@ -272,7 +277,6 @@ class Planner {
 
   void pad(std::size_t picture, std::size_t field, std::size_t next, std::size_t slots) {
     const std::vector<Placed>& placed = placed_[field];
-    if (placed.empty()) return;
     if (next < placed.size() && placed[next].noPaddingBefore) return;
     const std::size_t count = std::min(slots, capacity(picture, field));
     plan_.fields_[field].pairs.insert(plan_.fields_[field].pairs.end(), count, kPadding);

@@ -29,7 +29,7 @@ struct PlanOptions {
 // Which pairs go into which picture.
 class CaptionPlan {
  public:
-  std::size_t pictureCount() const { return fields_[0].ends.size(); }
+  std::size_t pictureCount() const { return pictureCount_; }
 
   // The pairs of a picture: at most 16 of field 1 and 15 of field 2.
   std::span<const captions::BytePair> pairs(captions::Field field, std::size_t picture) const;
@@ -43,11 +43,12 @@ class CaptionPlan {
 
   struct FieldPlan {
     std::vector<captions::BytePair> pairs;
-    std::vector<std::uint32_t> ends;  // of each picture, among the pairs
+    std::vector<std::uint32_t> ends;  // of each picture, among the pairs; empty without pairs
     std::size_t lost = 0;
     std::size_t placed = 0;
   };
 
+  std::size_t pictureCount_ = 0;
   std::array<FieldPlan, kFields> fields_;
 };
 

@@ -31,15 +31,16 @@ void addSplice(std::vector<Splice>& splices, const Splice& splice) {
 }  // namespace
 
 CaptionSplices::CaptionSplices(std::span<const Picture> pictures,
+                               std::span<const std::uint32_t> shown,
                                std::span<const PictureCoding> codings, const CaptionPlan& plan)
-    : pictures_(pictures), codings_(codings), plan_(plan) {
-  for (std::size_t i = 0; i < pictures_.size(); ++i) {
+    : pictures_(pictures), shown_(shown), codings_(codings), plan_(plan) {
+  for (std::size_t i = 0; i < shown_.size(); ++i) {
     const bool isEmpty = std::all_of(kBothFields.begin(), kBothFields.end(),
                                      [&](Field field) { return plan_.pairs(field, i).empty(); });
     if (!isEmpty) order_.push_back(static_cast<std::uint32_t>(i));
   }
   std::sort(order_.begin(), order_.end(), [this](std::uint32_t a, std::uint32_t b) {
-    return pictures_[a].placeInFile() < pictures_[b].placeInFile();
+    return picture(a).placeInFile() < picture(b).placeInFile();
   });
 }
 
@@ -51,66 +52,65 @@ void CaptionSplices::cut(std::uint64_t sampleOffset, std::span<const CaptionCut>
   }
 }
 
-std::span<const std::uint8_t> CaptionSplices::unitOf(std::size_t picture) {
+std::span<const std::uint8_t> CaptionSplices::unitOf(std::size_t place) {
   triplets_.clear();
   for (const Field field : kBothFields) {
-    for (const BytePair pair : plan_.pairs(field, picture)) {
+    for (const BytePair pair : plan_.pairs(field, place)) {
       triplets_.push_back({true, captions::ccTypeOf(field), pair.first, pair.second});
     }
   }
   if (triplets_.empty()) return {};
-  const PictureCoding& coding = codings_[pictures_[picture].coding];
+  const PictureCoding& coding = codings_[picture(place).coding];
   captions::buildCaptionUnit(unit_,
                              {.rules = coding.rules,
                               .nalLengthSize = coding.nalLengthSize,
-                              .temporalId = pictures_[picture].temporalId},
+                              .temporalId = picture(place).temporalId},
                              triplets_);
   return unit_;
 }
 
 void CaptionSplices::requireApart() const {
-  std::vector<std::uint32_t> byOffset(pictures_.size());
+  std::vector<std::uint32_t> byOffset(shown_.size());
   std::iota(byOffset.begin(), byOffset.end(), 0u);
   std::sort(byOffset.begin(), byOffset.end(), [this](std::uint32_t a, std::uint32_t b) {
-    return pictures_[a].offset < pictures_[b].offset;
+    return picture(a).offset < picture(b).offset;
   });
   std::uint64_t end = 0;  // of all pictures so far
   std::size_t furthest = 0;
-  for (const std::uint32_t picture : byOffset) {
-    const Picture& current = pictures_[picture];
+  for (const std::uint32_t place : byOffset) {
+    const Picture& current = picture(place);
     if (current.size == 0) continue;
     if (current.offset < end) {
-      throw Refusal("pictures " + std::to_string(std::min<std::size_t>(furthest, picture) + 1) +
-                    " and " + std::to_string(std::max<std::size_t>(furthest, picture) + 1) +
+      throw Refusal("pictures " + std::to_string(std::min<std::size_t>(furthest, place) + 1) +
+                    " and " + std::to_string(std::max<std::size_t>(furthest, place) + 1) +
                     " share bytes, so that captions of one would show in both. Make a plain copy "
                     "of the movie first");
     }
     end = current.offset + current.size;
-    furthest = picture;
+    furthest = place;
   }
 }
 
-std::vector<Splice> CaptionSplices::splices(std::span<const Splice> unused) {
+std::vector<Splice> CaptionSplices::splices(std::vector<Splice> unused) {
   if (!order_.empty() || !cuts_.empty()) requireApart();
   std::sort(cuts_.begin(), cuts_.end(),
             [](const Cut& a, const Cut& b) { return a.offset < b.offset; });
   std::vector<Splice> splices;
   splices.reserve(order_.size() + cuts_.size() + unused.size());
-  auto picture = order_.begin();
+  auto next = order_.begin();
   auto cut = cuts_.begin();
   auto range = unused.begin();
   constexpr std::uint64_t kNone = ~std::uint64_t{0};
   for (;;) {
-    const std::uint64_t atPicture =
-        picture == order_.end() ? kNone : pictures_[*picture].placeInFile();
+    const std::uint64_t atPicture = next == order_.end() ? kNone : picture(*next).placeInFile();
     const std::uint64_t atCut = cut == cuts_.end() ? kNone : cut->offset;
     const std::uint64_t atRange = range == unused.end() ? kNone : range->offset;
-    const std::uint64_t next = std::min({atPicture, atCut, atRange});
-    if (next == kNone) break;
-    if (atPicture == next) {
-      addSplice(splices, {next, static_cast<std::uint32_t>(unitOf(*picture++).size()), 0});
-    } else if (atCut == next) {
-      addSplice(splices, {next, cut->restLength, cut->length});
+    const std::uint64_t offset = std::min({atPicture, atCut, atRange});
+    if (offset == kNone) break;
+    if (atPicture == offset) {
+      addSplice(splices, {offset, static_cast<std::uint32_t>(unitOf(*next++).size()), 0});
+    } else if (atCut == offset) {
+      addSplice(splices, {offset, cut->restLength, cut->length});
       ++cut;
     } else {
       addSplice(splices, *range++);
@@ -121,7 +121,7 @@ std::vector<Splice> CaptionSplices::splices(std::span<const Splice> unused) {
 
 void CaptionSplices::append(const Splice& splice, OutputBuffer& output) {
   while (nextPicture_ < order_.size() &&
-         pictures_[order_[nextPicture_]].placeInFile() == splice.offset) {
+         picture(order_[nextPicture_]).placeInFile() == splice.offset) {
     output.append(unitOf(order_[nextPicture_++]));
   }
   while (nextCut_ < cuts_.size() && cuts_[nextCut_].offset == splice.offset) {

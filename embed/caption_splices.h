@@ -27,7 +27,7 @@ struct Picture {
 // The splices that a plan requires: an SEI unit is inserted into each picture that gets pairs, and
 // units of earlier captions are removed.
 //
-//     CaptionSplices captions(pictures, codings, plan);
+//     CaptionSplices captions(pictures, shown, codings, plan);
 //     captions.cut(picture, units.cuts);                  // for every picture that has some
 //     std::vector<Splice> splices = captions.splices(unused);
 //
@@ -35,16 +35,17 @@ struct Picture {
 // the units of a whole film would take much memory.
 class CaptionSplices final : public MediaContent {
  public:
-  // Pictures in the order of the plan; codings by number. All must outlive this object.
-  CaptionSplices(std::span<const Picture> pictures, std::span<const PictureCoding> codings,
-                 const CaptionPlan& plan);
+  // shown has the numbers of the pictures of the plan, in its order, and codings those that
+  // pictures name. All must outlive this object.
+  CaptionSplices(std::span<const Picture> pictures, std::span<const std::uint32_t> shown,
+                 std::span<const PictureCoding> codings, const CaptionPlan& plan);
 
   // Removes units from a sample. Copies what stays of them.
   void cut(std::uint64_t sampleOffset, std::span<const CaptionCut> cuts);
 
   // All splices of the samples, and the ranges that are no longer used, at ascending offsets. Call
   // it once, after the cuts. Throws Refusal if pictures that change share bytes.
-  std::vector<Splice> splices(std::span<const Splice> unused);
+  std::vector<Splice> splices(std::vector<Splice> unused);
 
   // Pictures that get a unit.
   std::size_t captionedPictures() const { return order_.size(); }
@@ -53,7 +54,7 @@ class CaptionSplices final : public MediaContent {
 
   // The unit of a picture, by its place in the plan, with its length field. Empty if it gets none.
   // Valid until the next call of any function.
-  std::span<const std::uint8_t> unitOf(std::size_t picture);
+  std::span<const std::uint8_t> unitOf(std::size_t place);
 
  private:
   struct Cut {
@@ -63,12 +64,15 @@ class CaptionSplices final : public MediaContent {
     std::size_t rest;  // place in rests_
   };
 
+  // By its place in the plan.
+  const Picture& picture(std::size_t place) const { return pictures_[shown_[place]]; }
   void requireApart() const;
 
   std::span<const Picture> pictures_;
+  std::span<const std::uint32_t> shown_;
   std::span<const PictureCoding> codings_;
   const CaptionPlan& plan_;
-  std::vector<std::uint32_t> order_;  // pictures that get a unit, by their places in the file
+  std::vector<std::uint32_t> order_;  // pictures of the plan with a unit, as they lie in the file
   std::vector<Cut> cuts_;
   std::vector<std::uint8_t> rests_;
   std::size_t nextPicture_ = 0;

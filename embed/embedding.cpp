@@ -68,9 +68,17 @@ Embedding::Embedding(Film& film, EmbedSettings settings)
   // Refuses samples that are not in the file, before any is read.
   std::vector<Splice> unusedBytes = captionBytes(film_);
   plan_ = planCaptions(pictures_.screening(), takeCaptions(settings), {settings.pad});
-  splices_.emplace(pictures_.shown, pictures_.codings, plan_);
+  splices_.emplace(pictures_.all, pictures_.shown, pictures_.codings, plan_);
   addCuts();
+  fillResult(settings.listCaptions);
+  // Nothing reads these again, and the layout takes much memory too.
+  std::vector<FilmPictures::Captioned>().swap(pictures_.captioned);
+  std::vector<captions::Time>().swap(pictures_.starts);
+  layOut(splices_->splices(std::move(unusedBytes)));
+}
 
+void Embedding::layOut(std::vector<Splice> media) {
+  movieBox_.emplace(film_.readMovieBox());
   MovieBoxChanges movie;
   movie.pictureTrack = film_.pictureTrack().id();
   movie.removedTracks = captionTrackIds(film_);
@@ -80,11 +88,9 @@ Embedding::Embedding(Film& film, EmbedSettings settings)
   const auto read = [&movie = film_.movie()](std::uint64_t offset, std::span<std::uint8_t> bytes) {
     movie.readAt(offset, bytes);
   };
-  OutputLayout::Changes changes{splices_->splices(std::move(unusedBytes)), std::move(movie),
-                                fragmentDefaults(film_.movieBox())};
-  layout_.emplace(film_.boxes(), film_.movieBox(), read, std::move(changes), *splices_);
-
-  fillResult();
+  OutputLayout::Changes changes{std::move(media), std::move(movie),
+                                fragmentDefaults(movieBox_->box())};
+  layout_.emplace(film_.boxes(), movieBox_->box(), read, std::move(changes), *splices_);
 }
 
 std::array<FieldPairs, kFields> Embedding::takeCaptions(EmbedSettings& settings) {
@@ -94,11 +100,10 @@ std::array<FieldPairs, kFields> Embedding::takeCaptions(EmbedSettings& settings)
   return std::move(pairs.fields);
 }
 
-void Embedding::fillResult() {
-  result_.cues = cuesOf(plan_, pictures_.screening());
-  for (const captions::ChannelCues& channel : result_.cues) {
-    result_.captions += channel.cues.size();
-  }
+void Embedding::fillResult(bool listCaptions) {
+  std::vector<captions::ChannelCues> cues = cuesOf(plan_, pictures_.screening());
+  for (const captions::ChannelCues& channel : cues) result_.captions += channel.cues.size();
+  if (listCaptions) result_.cues = std::move(cues);
   result_.pictures = pictures_.shown.size();
   result_.captionedPictures = splices_->captionedPictures();
   result_.replacedPictures = pictures_.captioned.size();
@@ -136,6 +141,11 @@ void Embedding::addCuts() {
 void Embedding::write(norvik::kav::NorvikIStream& input, norvik::kav::NorvikIOStream& output,
                       const Report& report) {
   copySpliced(input, film_.movie().fileLength(), output, layout_->map(), *layout_, report);
+  // The verification needs none of these, and memory for the tables of a second film.
+  layout_.reset();
+  movieBox_.reset();
+  splices_.reset();
+  std::vector<Picture>().swap(pictures_.all);
 }
 
 void Embedding::verify(norvik::kav::IStreamPtr written, const Report& report) {

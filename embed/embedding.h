@@ -23,19 +23,21 @@ namespace quarrypack::embed {
 struct EmbedSettings {
   // The captions; none: those of the film's caption tracks.
   std::optional<std::array<captions::FieldPairs, kFields>> captions = std::nullopt;
-  bool replace = false;  // remove captions that the pictures already hold
-  bool pad = true;       // see PlanOptions
+  bool replace = false;       // remove captions that the pictures already hold
+  bool pad = true;            // see PlanOptions
+  bool listCaptions = false;  // fill EmbedResult::cues
 };
 
 // The result of an embedding.
 struct EmbedResult {
-  std::vector<captions::ChannelCues> cues = {};  // as decoders read them from the pictures
-  std::size_t captions = 0;                      // of all channels together
-  std::size_t pairs = 0;                         // that found a picture, without padding
-  std::size_t lostPairs = 0;                     // that found none
-  std::size_t pictures = 0;                      // that the movie shows
-  std::size_t captionedPictures = 0;             // that got a unit
-  std::size_t replacedPictures = 0;              // that held captions before
+  // As decoders read them from the pictures; empty unless they were requested.
+  std::vector<captions::ChannelCues> cues = {};
+  std::size_t captions = 0;           // of all channels together
+  std::size_t pairs = 0;              // that found a picture, without padding
+  std::size_t lostPairs = 0;          // that found none
+  std::size_t pictures = 0;           // that the movie shows
+  std::size_t captionedPictures = 0;  // that got a unit
+  std::size_t replacedPictures = 0;   // that held captions before
   // What is unusual about the caption tracks, as sentences without a full stop.
   std::vector<std::string> findings = {};
 };
@@ -73,13 +75,16 @@ class Embedding {
   std::array<captions::FieldPairs, kFields> takeCaptions(EmbedSettings& settings);
   void requireNoHints() const;
   void addCuts();
-  void fillResult();
+  void layOut(std::vector<Splice> media);
+  void fillResult(bool listCaptions);
 
   Film& film_;
   FilmPictures pictures_;
   EmbedResult result_;
   CaptionPlan plan_;
+  // Until the film is written.
   std::optional<CaptionSplices> splices_;
+  std::optional<MovieBox> movieBox_;
   std::optional<OutputLayout> layout_;
 };
 

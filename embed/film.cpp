@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "embed/box_nesting.h"
 #include "embed/box_rebuild.h"
 #include "embed/refusal.h"
 #include "embed/sample_tables.h"
@@ -105,6 +106,15 @@ bool isEncryptedTrack(const FilmTrack& track) {
 
 }  // namespace
 
+MovieBox::MovieBox(std::vector<std::uint8_t> bytes, std::size_t tracks)
+    : bytes_(std::move(bytes)), box_(BoxView::at(bytes_)) {
+  if (!box_) throw Refusal("the box 'moov' is damaged");
+  forEachBox(box_->payload(), [this](const BoxView& box) {
+    if (box.type() == fourCc("trak")) traks_.push_back(box);
+  });
+  if (traks_.size() != tracks) throw Refusal("the box 'moov' is damaged");
+}
+
 Film::Film(norvik::kav::IStreamPtr stream) : file_(std::move(stream)) {
   readBoxes();
   readTracks();
@@ -120,35 +130,34 @@ void Film::readBoxes() {
                     " are there. Get the whole file, or repair it with a plain copy first");
     }
     boxes_.push_back({place.type, place.start, place.size, header.length});
-    if (place.type == fourCc("moov") && moovBytes_.empty()) {
-      if (place.size > kLargestMovieBox) throw Refusal("the box 'moov' is too large");
-      moovBytes_ = movie().readBox(place, kLargestMovieBox);
-    }
+    if (place.type == fourCc("moov") && !moov_) moov_ = place;
   }
-  moov_ = BoxView::at(moovBytes_);
+}
+
+MovieBox Film::readMovieBox() {
   if (!moov_) throw Refusal("the box 'moov' is damaged");
-  if (moov_->find("cmov")) {
+  if (moov_->size > kLargestMovieBox) throw Refusal("the box 'moov' is too large");
+  return {movie().readBox(*moov_, kLargestMovieBox), movie().tracks().size()};
+}
+
+void Film::readTracks() {
+  for (const norvik::kav::Track& track : movie().tracks()) {
+    tracks_.push_back(
+        {&track, &file_.tracks()[track.index], "track " + std::to_string(track.info.trackId)});
+  }
+  const MovieBox moov = readMovieBox();
+  if (moov.box().find("cmov")) {
     throw Refusal("the box 'moov' is compressed. Make a plain copy of the movie first");
   }
-  if (moov_->find("rmra")) {
+  if (moov.box().find("rmra")) {
     throw Refusal(
         "this is a reference movie, whose media lies in other files. Use these, or save "
         "the movie with its media");
   }
-}
-
-void Film::readTracks() {
-  const std::span<const norvik::kav::Track> tracks = movie().tracks();
-  forEachBox(moov_->payload(), [&](const BoxView& box) {
-    if (box.type() != fourCc("trak")) return;
-    const std::size_t index = tracks_.size();
-    if (index >= tracks.size()) throw Refusal("the box 'moov' is damaged");
-    tracks_.push_back({&tracks[index], &file_.tracks()[index], box,
-                       "track " + std::to_string(tracks[index].info.trackId)});
-  });
-  if (tracks_.size() != tracks.size()) throw Refusal("the box 'moov' is damaged");
+  for (const FilmTrack& track : tracks_) requireWholeBoxes(moov.of(track), track.label);
+  requireWholeBoxes(moov.box(), "the movie");
   for (const FilmTrack& track : tracks_) {
-    if (usesOtherFile(track.box)) {
+    if (usesOtherFile(moov.of(track))) {
       throw Refusal(track.label +
                     ": its media lies in another file. Save the movie with its media first");
     }
@@ -215,13 +224,13 @@ void Film::forEachSample(const FilmTrack& track, const VisitSample& visit) {
   }
 }
 
-void Film::forEachRange(const FilmTrack& track, const VisitRange& visit) {
+void Film::forEachRange(const MovieBox& moov, const FilmTrack& track, const VisitRange& visit) {
   if (movie().info().isFragmented) {
     return forEachSample(track, [&visit](const Sample& sample, std::uint32_t) {
       visit(sample.fileOffset, sample.info.size);
     });
   }
-  const auto stbl = track.box.find("mdia/minf/stbl");
+  const auto stbl = moov.of(track).find("mdia/minf/stbl");
   if (!stbl) return;
   const SampleTables tables(*stbl, track.label);
   SampleTables::Chunks chunks = tables.chunks();

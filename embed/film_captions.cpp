@@ -11,10 +11,11 @@ std::vector<std::uint32_t> captionTrackIds(const Film& film) {
 }
 
 std::vector<Splice> captionBytes(Film& film) {
+  const MovieBox moov = film.readMovieBox();
   UnusedRanges unused;
-  const auto forEachRangeOf = [&film](bool captions, const Film::VisitRange& visit) {
+  const auto forEachRangeOf = [&](bool captions, const Film::VisitRange& visit) {
     for (const FilmTrack& track : film.tracks()) {
-      if (track.isCaptions() == captions) film.forEachRange(track, visit);
+      if (track.isCaptions() == captions) film.forEachRange(moov, track, visit);
     }
   };
   forEachRangeOf(true,

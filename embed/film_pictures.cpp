@@ -64,7 +64,7 @@ class PictureWalk {
     constexpr std::uint32_t kMostReserved = 1u << 20;
     const std::uint32_t expected = std::min(track_.facts->sampleCount, kMostReserved);
     spans_.reserve(expected);
-    pictures_.reserve(expected);
+    result_.all.reserve(expected);
     film_.forEachSample(track_, [this](const Sample& sample, std::uint32_t number) {
       result_.sampleCount = number + 1;
       take(sample, number);
@@ -85,7 +85,7 @@ class PictureWalk {
     const std::optional<std::uint16_t> coding = codings_.of(sample);
     bool isClosed = !coding || sample.info.size == 0;
     if (!isClosed) isClosed = !look(sample, *coding, picture);
-    pictures_.push_back(picture);
+    result_.all.push_back(picture);
     isClosed_.push_back(isClosed);
   }
 
@@ -113,11 +113,9 @@ class PictureWalk {
     const sources::Showings showings = sources::showPicturesOnce(track_.facts->edits, spans_);
     std::vector<sources::MediaSpan>().swap(spans_);  // frees its memory
     result_.shown.reserve(showings.pictures.size());
-    result_.samples.reserve(showings.pictures.size());
     result_.starts.reserve(showings.pictures.size());
     for (const sources::Showing& showing : showings.pictures) {
-      result_.shown.push_back(pictures_[showing.sample]);
-      result_.samples.push_back(showing.sample);
+      result_.shown.push_back(showing.sample);
       result_.starts.push_back(bounded(showing.start));
       result_.closed.push_back(isClosed_[showing.sample]);
     }
@@ -130,8 +128,7 @@ class PictureWalk {
   PictureReader reader_;
   std::vector<sources::MediaSpan> spans_;
   std::vector<std::uint64_t> lastTimes_;  // of decoding, of the last two samples
-  std::vector<Picture> pictures_;         // by sample
-  std::vector<bool> isClosed_;
+  std::vector<bool> isClosed_;            // by sample
   FilmPictures result_;
 };
 

@@ -13,9 +13,10 @@ namespace quarrypack::embed {
 struct FilmPictures {
   std::vector<PictureCoding> codings;
 
+  std::vector<Picture> all;  // in the order of decoding
+
   // The pictures that are shown, each once, in the order of their first showings.
-  std::vector<Picture> shown;
-  std::vector<std::uint32_t> samples;  // their numbers in the track, from 0
+  std::vector<std::uint32_t> shown;  // their numbers in the track, from 0
   std::vector<captions::Time> starts;
   std::vector<bool> closed;  // whether each must stay unchanged
   captions::Time end{0};

@@ -1,5 +1,6 @@
 #include "embed/fragment_editor.h"
 
+#include "embed/box_nesting.h"
 #include "embed/box_rebuild.h"
 #include "embed/refusal.h"
 #include "embed/sample_parts.h"
@@ -467,6 +468,7 @@ bool FragmentEditor::losesTracks(const BoxView& moof) const {
 
 BoxPieces FragmentEditor::fragment(const BoxView& moof, std::uint64_t offset,
                                    const OffsetMap& map) const {
+  requireWholeBoxes(moof, "the fragment at byte " + std::to_string(offset));
   Rewrite rewrite(offset, moof.bytes().size(), changes_.pictureTrack, map);
   BoxPieces pieces;
   std::size_t kept = 0;

@@ -41,7 +41,7 @@ class FragmentEditor {
 
   // The new form of a moof that lay at an offset. All places in it count from its first byte, every
   // run states its own, and the runs of pictures state the size of each sample. Empty if the moof
-  // held only removed tracks. Throws Refusal for runs that are cut short, for a change to samples
+  // held only removed tracks. Throws Refusal for boxes that are cut short, for a change to samples
   // of other tracks, and for an offset or a size that no longer fits into its field.
   BoxPieces fragment(const norvik::kav::BoxView& moof, std::uint64_t offset,
                      const OffsetMap& map) const;

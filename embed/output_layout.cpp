@@ -73,7 +73,7 @@ OutputLayout::OutputLayout(std::vector<TopLevelBox> boxes, const BoxView& moov, 
       boxSplices_.begin(), boxSplices_.end(),
       [](const BoxSplice& a, const BoxSplice& b) { return a.splice.offset < b.splice.offset; });
   addFront();
-  mergeSplices(changes.media);
+  mergeSplices(std::move(changes.media));
   settle();
 }
 
@@ -119,6 +119,11 @@ void OutputLayout::addHeader(std::size_t index, std::span<const Splice> inside) 
   // Most boxes of a film with fragments need not be read.
   const bool isLast = index + 1 == boxes_.size();
   if (growth == 0 && inside.empty() && !isLast) return;
+  if (!inside.empty() && box.type != fourCc("mdat")) {
+    throw Refusal("samples that would change lie in the box '" + textOf(box.type) + "' at byte " +
+                  std::to_string(box.start) +
+                  ", which is not for media. Make a plain copy of the movie first");
+  }
   std::array<std::uint8_t, kHeader> header{};
   if (box.size < kHeader) return;
   read_(box.start, header);
@@ -194,7 +199,7 @@ void OutputLayout::addFront() {
   boxSplices_.insert(boxSplices_.begin(), {{0, 0, 0}, Kind::front, 0});
 }
 
-void OutputLayout::mergeSplices(const std::vector<Splice>& media) {
+void OutputLayout::mergeSplices(std::vector<Splice> media) {
   std::vector<Splice> all;
   all.reserve(media.size() + boxSplices_.size());
   for (const BoxSplice& box : boxSplices_) all.push_back(box.splice);

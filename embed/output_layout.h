@@ -50,8 +50,8 @@ class OutputLayout final : public SpliceContent {
   };
 
   // moov is the whole box in memory. It, read and content must outlive the layout. Throws Refusal
-  // if a splice of samples lies outside the content of a box or overlaps another one, and what the
-  // editors throw.
+  // if a splice of samples lies outside the content of an mdat or overlaps another one, and what
+  // the editors throw.
   OutputLayout(std::vector<TopLevelBox> boxes, const norvik::kav::BoxView& moov, ReadInput read,
                Changes changes, MediaContent& content);
 
@@ -76,7 +76,7 @@ class OutputLayout final : public SpliceContent {
   void addRewritten(std::size_t index, Kind kind);
   BoxPieces rewritten(const BoxSplice& box, const OffsetMap& map);
   void addFront();
-  void mergeSplices(const std::vector<Splice>& media);
+  void mergeSplices(std::vector<Splice> media);
   void settle();
   void appendFront(OutputBuffer& output) const;
   void appendHeader(const BoxSplice& box, OutputBuffer& output);

@@ -107,43 +107,72 @@ class Verifier {
  public:
   Verifier(Film& input, Film& output, const FilmPictures& pictures, const CaptionPlan& plan,
            const std::function<void(std::uint64_t)>& report)
-      : input_(input), output_(output), plan_(plan), report_(report), old_(kPiece), new_(kPiece) {
-    planned_.resize(pictures.sampleCount, kNotShown);
-    for (std::size_t i = 0; i < pictures.samples.size(); ++i) {
-      planned_[pictures.samples[i]] = static_cast<std::uint32_t>(i);
-    }
-  }
+      : input_(input),
+        output_(output),
+        pictures_(pictures),
+        plan_(plan),
+        report_(report),
+        old_(kPiece),
+        new_(kPiece) {}
 
   void run() {
-    const std::uint32_t pictureTrack = input_.pictureTrack().track->index;
+    pairTracks();
+    compareTables();
+    for (const Pair& pair : pairs_) {
+      if (isOfPictures(pair)) {
+        comparePictures(pair.track, pair.copy);
+      } else if (isFragmented()) {
+        compareSamples(pair.track, pair.copy);
+      }
+    }
+    compareStrands(tailOf(input_), tailOf(output_),
+                   [] { return std::string("what follows its last box"); });
+  }
+
+ private:
+  static constexpr std::uint32_t kNotShown = ~std::uint32_t{0};
+
+  struct Pair {
+    const FilmTrack& track;
+    const FilmTrack& copy;
+  };
+
+  bool isFragmented() const { return input_.movie().info().isFragmented; }
+  bool isOfPictures(const Pair& pair) const { return &pair.track == &input_.pictureTrack(); }
+
+  void pairTracks() {
     std::size_t next = 0;
     for (const FilmTrack& track : input_.tracks()) {
       if (track.isCaptions()) continue;
       if (next == output_.tracks().size()) fail(track.label, "it is missing");
       const FilmTrack& copy = output_.tracks()[next++];
       if (track.id() != copy.id()) fail(track.label, "it is missing");
-      if (track.track->index == pictureTrack) {
-        comparePictures(track, copy);
-      } else if (input_.movie().info().isFragmented) {
-        compareSamples(track, copy);
-      } else {
-        compareChunks(track, copy);
-      }
+      pairs_.push_back({track, copy});
     }
     if (next != output_.tracks().size()) fail("its tracks", "there are more than in the input");
-    compareStrands(tailOf(input_), tailOf(output_), "what follows its last box");
   }
 
- private:
-  static constexpr std::uint32_t kNotShown = ~std::uint32_t{0};
+  // Compares the boxes, and the samples for which these suffice. The moov boxes take much memory
+  // and are free afterwards.
+  void compareTables() {
+    const MovieBox inputBox = input_.readMovieBox();
+    const MovieBox outputBox = output_.readMovieBox();
+    compareBoxes(input_, inputBox, output_, outputBox);
+    if (isFragmented()) return;
+    for (const Pair& pair : pairs_) {
+      if (!isOfPictures(pair)) compareChunks(pair, inputBox, outputBox);
+    }
+  }
 
-  void compareStrands(Strand a, Strand b, const std::string& where) {
+  // where() names the place of the bytes. There are millions of places, and hardly any is named.
+  template <class Where>
+  void compareStrands(Strand a, Strand b, Where where) {
     for (;;) {
       const std::size_t count = a.read(old_);
-      if (b.read(new_) != count) fail(where, "its length is not that of the input");
+      if (b.read(new_) != count) fail(where(), "its length is not that of the input");
       if (!std::equal(old_.begin(), old_.begin() + static_cast<std::ptrdiff_t>(count),
                       new_.begin())) {
-        fail(where, "its bytes are not those of the input");
+        fail(where(), "its bytes are not those of the input");
       }
       compared_ += count;
       if (report_) report_(compared_);
@@ -151,21 +180,29 @@ class Verifier {
     }
   }
 
-  void compareChunks(const FilmTrack& track, const FilmTrack& copy) {
-    using Range = std::pair<std::uint64_t, std::uint64_t>;
-    std::vector<Range> ranges;
-    input_.forEachRange(track, [&ranges](std::uint64_t offset, std::uint64_t length) {
-      ranges.push_back({offset, length});
-    });
-    std::size_t next = 0;
-    output_.forEachRange(copy, [&](std::uint64_t offset, std::uint64_t length) {
-      if (next == ranges.size()) fail(track.label, "it has more chunks than in the input");
-      const Range& old = ranges[next++];
-      compareStrands(Strand(input_.movie(), old.first, old.second),
+  void compareChunks(const Pair& pair, const MovieBox& inputBox, const MovieBox& outputBox) {
+    const FilmTrack& track = pair.track;
+    const auto stbl = inputBox.of(track).find("mdia/minf/stbl");
+    if (!stbl) return;  // nor has the copy one: all boxes were compared
+    const SampleTables tables(*stbl, track.label);
+    SampleTables::Chunks olds = tables.chunks();
+    std::size_t number = 0;
+    output_.forEachRange(outputBox, pair.copy, [&](std::uint64_t offset, std::uint64_t length) {
+      const std::optional<Chunk> old = olds.next();
+      if (!old) fail(track.label, "it has more chunks than in the input");
+      ++number;
+      compareStrands(Strand(input_.movie(), old->offset, tables.length(*old)),
                      Strand(output_.movie(), offset, length),
-                     track.label + ", chunk " + std::to_string(next));
+                     [&] { return track.label + ", chunk " + std::to_string(number); });
     });
-    if (next != ranges.size()) fail(track.label, "chunks are missing");
+    if (olds.next()) fail(track.label, "chunks are missing");
+  }
+
+  // Times of samples in fragments count from where the earliest track begins, which may have been
+  // that of the captions. The times that the fragments state were compared with all their boxes.
+  bool hasSameTime(const Sample& old, const Sample& written) const {
+    return written.info.compositionOffset == old.info.compositionOffset &&
+           (old.isOfFragment || written.info.decodingTime == old.info.decodingTime);
   }
 
   // Calls compare with each sample of a track and its copy, whose times are the same.
@@ -178,9 +215,7 @@ class Verifier {
     input_.forEachSample(track, [&](const Sample& old, std::uint32_t number) {
       const Sample* const written = samples.next();
       if (written == nullptr) fail(numbered(track.label, number), "it is missing");
-      if (written->info.decodingTime != old.info.decodingTime ||
-          written->info.compositionOffset != old.info.compositionOffset ||
-          written->info.flags != old.info.flags ||
+      if (!hasSameTime(old, *written) || written->info.flags != old.info.flags ||
           written->descriptionIndex != old.descriptionIndex) {
         fail(numbered(track.label, number), "its time or its flags are not those of the input");
       }
@@ -193,7 +228,7 @@ class Verifier {
     forEachPair(track, copy, [&](const Sample& old, const Sample& written, std::uint32_t number) {
       compareStrands(Strand(input_.movie(), old.fileOffset, old.info.size),
                      Strand(output_.movie(), written.fileOffset, written.info.size),
-                     numbered(track.label, number));
+                     [&] { return numbered(track.label, number); });
     });
   }
 
@@ -205,13 +240,21 @@ class Verifier {
                        });
   }
 
+  void findPlanned() {
+    planned_.resize(pictures_.sampleCount, kNotShown);
+    for (std::size_t i = 0; i < pictures_.shown.size(); ++i) {
+      planned_[pictures_.shown[i]] = static_cast<std::uint32_t>(i);
+    }
+  }
+
   void comparePictures(const FilmTrack& track, const FilmTrack& copy) {
+    findPlanned();
     PictureReader oldReader;
     PictureReader newReader;
     forEachPair(track, copy, [&](const Sample& old, const Sample& written, std::uint32_t number) {
       Strand a(input_.movie(), old.fileOffset, old.info.size);
       Strand b(output_.movie(), written.fileOffset, written.info.size);
-      const std::string where = numbered(track.label, number);
+      const auto where = [&] { return numbered(track.label, number); };
       const auto coding = old.description == nullptr ? std::optional<PictureCoding>()
                                                      : pictureCodingOf(*old.description);
       if (coding && old.info.size > 0) {
@@ -231,8 +274,9 @@ class Verifier {
     });
   }
 
+  template <class Where>
   void comparePlan(const Sample& written, const PictureUnits& units, PictureCoding coding,
-                   std::uint32_t number, const std::string& where) {
+                   std::uint32_t number, Where where) {
     expected_.clear();
     if (number < planned_.size() && planned_[number] != kNotShown) {
       for (const Field field : {Field::one, Field::two}) {
@@ -243,24 +287,26 @@ class Verifier {
     }
     found_.clear();
     for (const CaptionCut& cut : units.cuts) {
-      if (!cut.rest.empty()) fail(where, "its captions share a unit with other messages");
+      if (!cut.rest.empty()) fail(where(), "its captions share a unit with other messages");
       unit_.resize(cut.length);
       output_.movie().readAt(written.fileOffset + cut.offset, unit_);
       const captions::SeiUnit sei =
           captions::parseSeiUnit(Bytes(unit_).subspan(coding.nalLengthSize), *coding.rules);
       for (const captions::SeiMessage& message : sei.messages) {
         const auto data = captions::captionData(sei, message);
-        if (!data || !data->process || !data->whole()) fail(where, "its captions are damaged");
+        if (!data || !data->process || !data->whole()) fail(where(), "its captions are damaged");
         found_.insert(found_.end(), data->triplets.begin(), data->triplets.end());
       }
     }
-    if (found_ != expected_) fail(where, "its captions are not those that were meant for it");
+    if (found_ != expected_) fail(where(), "its captions are not those that were meant for it");
   }
 
   Film& input_;
   Film& output_;
+  const FilmPictures& pictures_;
   const CaptionPlan& plan_;
   const std::function<void(std::uint64_t)>& report_;
+  std::vector<Pair> pairs_;             // the tracks that stay
   std::vector<std::uint32_t> planned_;  // for each sample its place in the plan
   std::vector<std::uint8_t> old_;
   std::vector<std::uint8_t> new_;
@@ -276,7 +322,6 @@ void verifyFilm(Film& input, const FilmPictures& pictures, const CaptionPlan& pl
                 norvik::kav::IStreamPtr written, const std::function<void(std::uint64_t)>& report) {
   try {
     Film output(std::move(written));
-    compareBoxes(input, output);
     Verifier(input, output, pictures, plan, report).run();
   } catch (const Refusal& refusal) {
     throw VerificationError(std::string("the written file was read again and is damaged: ") +

@@ -2,6 +2,9 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include <cerrno>
 #include <csignal>
@@ -32,6 +35,14 @@ void ignoreSignalsOfFailedWrites(LostReader lostReader) {
 void prepareProcess(LostReader lostReader) {
   fillStandardDescriptors();
   ignoreSignalsOfFailedWrites(lostReader);
+}
+
+void returnLargeBlocks() {
+#ifdef __GLIBC__
+  // Setting the limit, which is lower at first, stops it from rising.
+  constexpr int kLargeBlock = 1 << 20;
+  mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+#endif
 }
 
 }  // namespace quarrypack::process

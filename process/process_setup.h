@@ -13,4 +13,9 @@ enum class LostReader {
 // before any file is opened.
 void prepareProcess(LostReader lostReader = LostReader::failsWrites);
 
+// Lets the memory of large blocks return to the system whenever they are freed. The GNU allocator
+// returns only blocks that are larger than any freed before, so a program that works in phases
+// keeps memory of all of them. Does nothing with other allocators.
+void returnLargeBlocks();
+
 }  // namespace quarrypack::process

@@ -96,6 +96,25 @@ Showings show(const EditList& edits, Spans pictures, Walk walk) {
   return result;
 }
 
+// Visits the showings of captions edit by edit.
+template <class Visit>
+void visitByEdits(const EditList& edits, Spans samples, Visit visit) {
+  const std::vector<Edit>& all = edits.edits();
+  const auto first = std::find_if(all.begin(), all.end(), shows);
+  const auto last = std::find_if(all.rbegin(), all.rend(), shows);
+  EveryTime limit;
+  for (const Edit& edit : all) {
+    if (!shows(edit)) continue;
+    const Time begin = &edit == &*first ? kFirst : *edit.media;
+    const Time end = &edit == &*last ? kNever : endOf(edit);
+    for (std::size_t i = firstStartingFrom(samples, begin);
+         i < samples.size() && samples[i].start < end; ++i) {
+      limit.shown(i);
+      visit(samples[i], edit.start + (samples[i].start - *edit.media));
+    }
+  }
+}
+
 }  // namespace
 
 void sortByStart(std::vector<MediaSpan>& spans) { sort(spans); }
@@ -108,25 +127,23 @@ Showings showPicturesOnce(const EditList& edits, Spans pictures) {
   return show(edits, pictures, Once(pictures.size()));
 }
 
-std::vector<Showing> showCaptions(const EditList& edits, Spans samples) {
-  const std::vector<Edit>& all = edits.edits();
-  const auto first = std::find_if(all.begin(), all.end(), shows);
-  const auto last = std::find_if(all.rbegin(), all.rend(), shows);
-  std::vector<Showing> result;
-  result.reserve(samples.size());
-  EveryTime limit;
-  for (const Edit& edit : all) {
-    if (!shows(edit)) continue;
-    const Time begin = &edit == &*first ? kFirst : *edit.media;
-    const Time end = &edit == &*last ? kNever : endOf(edit);
-    for (std::size_t i = firstStartingFrom(samples, begin);
-         i < samples.size() && samples[i].start < end; ++i) {
-      limit.shown(i);
-      result.push_back({samples[i].sample, edit.start + (samples[i].start - *edit.media)});
-    }
-  }
-  sort(result);
-  return result;
+void showCaptions(const EditList& edits, Spans samples, const VisitShowing& visit) {
+  std::size_t count = 0;
+  bool isAscending = true;
+  Time last = kFirst;
+  visitByEdits(edits, samples, [&](const MediaSpan&, Time start) {
+    isAscending = isAscending && start >= last;
+    last = start;
+    ++count;
+  });
+  if (isAscending) return visitByEdits(edits, samples, visit);
+  std::vector<Showing> showings;
+  showings.reserve(count);
+  visitByEdits(edits, samples, [&](const MediaSpan& sample, Time start) {
+    showings.push_back({static_cast<std::uint32_t>(&sample - samples.data()), start});
+  });
+  sort(showings);
+  for (const Showing& showing : showings) visit(samples[showing.sample], showing.start);
 }
 
 }  // namespace quarrypack::sources

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -43,9 +44,13 @@ Showings showPictures(const EditList& edits, std::span<const MediaSpan> pictures
 // pictures, and by a logarithm for each edit.
 Showings showPicturesOnce(const EditList& edits, std::span<const MediaSpan> pictures);
 
-// All showings of samples of captions, which must be sorted by their starts. One that begins before
-// the first edit gets a time before it, because its caption may still be on the screen then. The
-// last edit has no end: writers take it from the pictures. Throws like showPictures.
-std::vector<Showing> showCaptions(const EditList& edits, std::span<const MediaSpan> samples);
+// Visits all showings of samples of captions, which must be sorted by their starts, in the order of
+// their times: the sample, and when it is shown on the timeline of the movie. A sample that begins
+// before the first edit gets a time before it, because its caption may still be on the screen then.
+// The last edit has no end: writers take it from the pictures. Takes memory only where edits
+// overlap. Throws like showPictures, before the first visit.
+using VisitShowing = std::function<void(const MediaSpan& sample, captions::Time start)>;
+void showCaptions(const EditList& edits, std::span<const MediaSpan> samples,
+                  const VisitShowing& visit);
 
 }  // namespace quarrypack::sources

@@ -31,20 +31,35 @@ struct SampledPairs {
   }
 };
 
-// A caption track in memory.
+// A caption track in memory:
+//
+//     TrackPairs track(film, facts);
+//     FieldPairs pairs = track.take(field);  // once for each field
 class TrackPairs {
  public:
-  TrackPairs(FilmFile& film, const FilmTrack& track) {
+  TrackPairs(FilmFile& film, const FilmTrack& track) : track_(track) {
     // The number in a damaged file may be any.
     constexpr std::uint32_t kMostReserved = 1u << 20;
     const std::uint32_t expected = std::min(track.sampleCount, kMostReserved);
     spans_.reserve(expected);
     for (SampledPairs& field : sampled_) field.ends.reserve(expected);
     film.forEachSample(track, [&](const StoredSample& sample, bool) { add(film, sample); });
-    show(track);
+    sortByStart(spans_);
   }
 
-  FieldPairs& field(Field field) { return fields_[indexOf(field)]; }
+  // The pairs of a field as the movie shows them; none of a field without captions. Frees what was
+  // stored of the field: both are large.
+  FieldPairs take(Field field) {
+    const SampledPairs sampled = std::move(sampled_[indexOf(field)]);
+    FieldPairs shown;
+    if (isPadding(sampled.pairs)) return shown;
+    shown.reserve(sampled.pairs.size());
+    showCaptions(track_.edits, spans_,
+                 [&](const MediaSpan& span, Time start) { show(sampled, span, start, shown); });
+    captions::dropBeforeStart(shown, Time{0});
+    return shown;
+  }
+
   std::size_t oddAtoms() const { return oddAtoms_; }
   std::size_t otherAtoms() const { return otherAtoms_; }
 
@@ -76,38 +91,25 @@ class TrackPairs {
     for (std::size_t i = 0; i < atom.wholePairCount(); ++i) pairs.push_back(atom.pair(i));
   }
 
-  void show(const FilmTrack& track) {
-    sortByStart(spans_);
-    const std::vector<Showing> showings = showCaptions(track.edits, spans_);
-    const auto isEarlier = [](const MediaSpan& a, const MediaSpan& b) {
-      return a.sample < b.sample;
-    };
-    if (!std::is_sorted(spans_.begin(), spans_.end(), isEarlier)) {
-      std::sort(spans_.begin(), spans_.end(), isEarlier);
-    }
-    for (const Field field : captions::kBothFields) {
-      fields_[indexOf(field)].reserve(sampled_[indexOf(field)].pairs.size());
-    }
-    for (const Showing& showing : showings) {
-      const MediaSpan& span = spans_[showing.sample];
-      const bool isLast = showing.sample + 1 == spans_.size();
-      // The last sample lasts until the end of the media, if that is known.
-      const Time end = isLast ? std::max(track.mediaDuration, span.start) : span.end;
-      for (const Field field : captions::kBothFields) {
-        const auto pairs = sampled_[indexOf(field)].sample(showing.sample);
-        FieldPairs& shown = fields_[indexOf(field)];
-        if (shown.size() + pairs.size() > kMostPairs) {
-          throw SourceError("there are more captions than any film has");
-        }
-        captions::appendSamplePairs(shown, pairs, {showing.start, end - span.start, isLast});
-      }
-    }
-    for (FieldPairs& field : fields_) captions::dropBeforeStart(field, Time{0});
+  static bool isPadding(std::span<const BytePair> pairs) {
+    return std::all_of(pairs.begin(), pairs.end(),
+                       [](const BytePair& pair) { return pair.isPadding(); });
   }
 
+  void show(const SampledPairs& sampled, const MediaSpan& span, Time start, FieldPairs& shown) {
+    const auto pairs = sampled.sample(span.sample);
+    if (shown.size() + pairs.size() > kMostPairs) {
+      throw SourceError("there are more captions than any film has");
+    }
+    // The last sample lasts until the end of the media, if that is known.
+    const bool isLast = span.sample + 1 == spans_.size();
+    const Time end = isLast ? std::max(track_.mediaDuration, span.start) : span.end;
+    captions::appendSamplePairs(shown, pairs, {start, end - span.start, isLast});
+  }
+
+  const FilmTrack& track_;
   std::array<SampledPairs, 2> sampled_;
   std::vector<MediaSpan> spans_;
-  std::array<FieldPairs, 2> fields_;
   std::vector<std::uint8_t> bytes_;  // of the current sample
   std::size_t oddAtoms_ = 0;
   std::size_t otherAtoms_ = 0;
@@ -149,7 +151,7 @@ void judge(const TrackPairs& pairs, const FilmTrack& track, std::vector<std::str
   }
 }
 
-void take(FieldPairs& pairs, Field field, const FilmTrack& track, CaptionPairs& result) {
+void keep(FieldPairs pairs, Field field, const FilmTrack& track, CaptionPairs& result) {
   if (isEmpty(pairs)) return;
   if (result.of(field).empty()) {
     result.of(field) = std::move(pairs);
@@ -169,7 +171,7 @@ CaptionPairs readTrackPairs(FilmFile& film) {
   for (const FilmTrack* track : captionTracks(film)) {
     TrackPairs pairs(film, *track);
     judge(pairs, *track, result.findings);
-    for (const Field field : captions::kBothFields) take(pairs.field(field), field, *track, result);
+    for (const Field field : captions::kBothFields) keep(pairs.take(field), field, *track, result);
   }
   result.end = film.duration();
   for (const FieldPairs& field : result.fields) {

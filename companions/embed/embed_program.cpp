@@ -96,7 +96,8 @@ class Run {
 
   embed::EmbedResult run() {
     requireOwnFiles(options_);
-    embed::EmbedSettings settings{.replace = options_.replace, .pad = options_.pad};
+    embed::EmbedSettings settings{
+        .replace = options_.replace, .pad = options_.pad, .listCaptions = !options_.report.empty()};
     if (options_.hasCaptionFiles()) settings.captions = captionFiles();
     return explained("cannot read '" + options_.input + "'", {},
                      [&] { return embedInto(settings); });

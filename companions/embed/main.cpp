@@ -20,5 +20,6 @@ int run(const EmbedOptions& options) {
 
 int main(int argc, char** argv) {
   process::prepareProcess();
+  process::returnLargeBlocks();
   return runProgram<EmbedOptions>({kEmbedName, parseEmbedOptions, embedUsage, run}, argc, argv);
 }

@@ -29,6 +29,25 @@ TEST(BoxPieces, PutsNestedBoxesTogether) {
   EXPECT_EQ(pieces.size(), expected.size());
 }
 
+TEST(BoxPieces, AreComparedWithoutJoiningThem) {
+  const Bytes kept = text("kept");
+  BoxPieces pieces;
+  pieces.keep(kept);
+  pieces.addU32(7);
+  Bytes expected = concat({kept, u32(7)});
+  EXPECT_TRUE(pieces.areEqual(expected));
+  EXPECT_TRUE(BoxPieces().areEqual({}));
+  for (std::uint8_t& byte : expected) {
+    byte ^= 1;
+    EXPECT_FALSE(pieces.areEqual(expected));
+    byte ^= 1;
+  }
+  expected.push_back(0);
+  EXPECT_FALSE(pieces.areEqual(expected));
+  expected.resize(expected.size() - 2);
+  EXPECT_FALSE(pieces.areEqual(expected));
+}
+
 TEST(BoxPieces, KeepsWithoutCopyingAndUnitesNeighbours) {
   const Bytes kept = text("abcdef");
   const std::span<const std::uint8_t> all(kept);

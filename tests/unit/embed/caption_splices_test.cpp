@@ -18,6 +18,11 @@ using captions::Time;
 
 constexpr PictureCoding kCodings[] = {{&captions::kH264Rules, 4}, {&captions::kHevcRules, 2}};
 
+std::span<const std::uint32_t> shownInOrder(std::span<const Picture> pictures) {
+  static constexpr std::uint32_t kNumbers[] = {0, 1, 2};
+  return std::span(kNumbers).first(pictures.size());
+}
+
 // A plan for pictures of television: a line of pairs from the first one on, in one field or both.
 CaptionPlan planFor(std::size_t pictureCount, const std::string& field1,
                     const std::string& field2 = "") {
@@ -49,7 +54,7 @@ TEST(CaptionSplices, PutAUnitIntoEachPictureThatGetsPairs) {
   const std::vector<Picture> pictures = {{.offset = 500, .size = 100, .place = 6},
                                          {.offset = 100, .size = 100, .place = 0},
                                          {.offset = 300, .size = 100, .place = 9}};
-  CaptionSplices captions(pictures, kCodings, plan);
+  CaptionSplices captions(pictures, shownInOrder(pictures), kCodings, plan);
   EXPECT_EQ(captions.captionedPictures(), 2u);
   EXPECT_EQ(pairsIn(captions.unitOf(0), kCodings[0]), " 9420|1520");
   EXPECT_TRUE(captions.unitOf(1).empty());
@@ -66,7 +71,7 @@ TEST(CaptionSplices, FollowTheCodingOfEachPicture) {
   const std::vector<Picture> pictures = {
       {.offset = 0, .size = 9, .place = 0, .coding = 1, .temporalId = 3},
       {.offset = 9, .size = 9, .place = 0}};
-  CaptionSplices captions(pictures, kCodings, plan);
+  CaptionSplices captions(pictures, shownInOrder(pictures), kCodings, plan);
   const auto unit = captions.unitOf(0);
   EXPECT_EQ(pairsIn(unit, kCodings[1]), " 9420");
   EXPECT_EQ(unit[2], 39 << 1);  // an SEI unit of HEVC
@@ -79,10 +84,10 @@ TEST(CaptionSplices, WriteWhatTheyMeasured) {
   const std::vector<Picture> pictures = {{.offset = 200, .size = 90, .place = 5},
                                          {.offset = 0, .size = 90, .place = 6},
                                          {.offset = 100, .size = 90, .place = 7}};
-  CaptionSplices captions(pictures, kCodings, plan);
+  CaptionSplices captions(pictures, shownInOrder(pictures), kCodings, plan);
   captions.cut(200, std::vector<CaptionCut>{{5, 20, {}}, {25, 10, {7, 7}}});
   captions.cut(0, std::vector<CaptionCut>{{9, 30, {8}}});
-  const Splice unused[] = {{95, 0, 3}};
+  const std::vector<Splice> unused = {{95, 0, 3}};
   const std::vector<Splice> splices = captions.splices(unused);
   const std::uint32_t unit = splices[0].inserted;
   EXPECT_EQ(
@@ -114,7 +119,7 @@ TEST(CaptionSplices, WriteWhatTheyMeasured) {
 TEST(CaptionSplices, RefusePicturesThatShareBytes) {
   const CaptionPlan plan = planFor(3, "9420 c1c1");
   const auto splicesOf = [&plan](std::vector<Picture> pictures) {
-    CaptionSplices captions(pictures, kCodings, plan);
+    CaptionSplices captions(pictures, shownInOrder(pictures), kCodings, plan);
     return captions.splices({});
   };
   const Picture first{.offset = 100, .size = 50};
@@ -135,7 +140,7 @@ TEST(CaptionSplices, RefusePicturesThatShareBytes) {
 TEST(CaptionSplices, OfAPlanWithoutPairsChangeNothing) {
   const CaptionPlan plan = planFor(2, "");
   const std::vector<Picture> pictures = {{.offset = 0, .size = 9}, {.offset = 0, .size = 9}};
-  CaptionSplices captions(pictures, kCodings, plan);
+  CaptionSplices captions(pictures, shownInOrder(pictures), kCodings, plan);
   EXPECT_TRUE(captions.splices({}).empty());
 }
 

@@ -142,20 +142,59 @@ TEST(Embedding, KeepsFragments) {
   EXPECT_EQ(written.tracks().size(), 2u);
 }
 
-TEST(Embedding, LowersTheDurationOfFragmentsToTheLongestTrackLeft) {
-  MovieBuilder movie = captionedMovie();
-  movie.splitIntoFragments({7, 7, 2});
+// The field of mehd.
+Bytes fragmentedDurationOf(const Bytes& file) {
+  const Bytes type = text("mehd");
+  const auto found = std::search(file.begin(), file.end(), type.begin(), type.end());
+  return found == file.end() ? Bytes() : Bytes(found + 8, found + 12);
+}
+
+MovieBuilder withFragmentedDuration(MovieBuilder movie) {
   constexpr std::size_t kDuration = 12;
   movie.change("moov/mvex/mehd",
                [](const Bytes& mehd) { return patched(mehd, kDuration, u32(10'000)); });
-  Embedded embedded(movie.build());
+  return movie;
+}
+
+TEST(Embedding, LowersTheDurationOfFragmentsToTheLongestTrackLeft) {
+  MovieBuilder movie = captionedMovie();
+  movie.splitIntoFragments({7, 7, 2});
+  Embedded embedded(withFragmentedDuration(movie).build());
   embedded.verify();
-  const Bytes type = text("mehd");
-  const auto found =
-      std::search(embedded.bytes().begin(), embedded.bytes().end(), type.begin(), type.end());
-  ASSERT_NE(found, embedded.bytes().end());
   // 20 pictures of 1001/30000 s, in units of 1/600 s.
-  EXPECT_EQ(Bytes(found + 8, found + 12), u32(401));
+  EXPECT_EQ(fragmentedDurationOf(embedded.bytes()), u32(401));
+}
+
+// An excerpt, whose fragments state the times of the whole movie. Its captions begin a second
+// before its pictures and sound.
+MovieBuilder excerptWithEarlyCaptions() {
+  MovieBuilder movie = captionedMovie();
+  movie.splitIntoFragments({20, movie.tracks[1].samples.size(), 2});
+  for (std::size_t track = 0; track < movie.tracks.size(); ++track) {
+    const std::uint64_t seconds = track == 2 ? 3600 : 3601;
+    movie.fragments[0][track].decodeTime = seconds * movie.tracks[track].timescale;
+  }
+  return movie;
+}
+
+// Where the movie begins is then another time, but the times of what is left stay.
+TEST(Embedding, VerifiesAnExcerptWhoseCaptionsBeginFirst) {
+  Embedded embedded(excerptWithEarlyCaptions().build());
+  embedded.verify();
+  Embedded damaged(excerptWithEarlyCaptions().build());
+  const Bytes time = box("tfdt", u32(0x01000000), u64(std::uint64_t{3601} * 30'000));
+  const auto found =
+      std::search(damaged.bytes().begin(), damaged.bytes().end(), time.begin(), time.end());
+  ASSERT_NE(found, damaged.bytes().end());
+  found[19] ^= 1;
+  EXPECT_THROW(damaged.verify(), VerificationError);
+}
+
+TEST(Embedding, LowersTheDurationOfAnExcerptWhoseCaptionsBeginFirst) {
+  Embedded embedded(withFragmentedDuration(excerptWithEarlyCaptions()).build());
+  embedded.verify();
+  // A second without pictures and 20 of 1001/30000 s, in units of 1/600 s.
+  EXPECT_EQ(fragmentedDurationOf(embedded.bytes()), u32(1001));
 }
 
 TEST(Embedding, MayBeDoneAgainWithReplace) {
@@ -211,6 +250,31 @@ TEST(Embedding, RefusesMediaThatIsNotInTheFile) {
   EXPECT_TRUE(contains(refusalOf(cut), "cut short: its box 'mdat'")) << refusalOf(cut);
 }
 
+// The library reads such tables all the same, and a copy would keep their old places.
+TEST(Embedding, RefusesBoxesThatAreLongerThanThoseTheyLieIn) {
+  const auto lengthened = [](const Bytes& original) { return patched(original, 0, u32(100'000)); };
+  MovieBuilder movie = captionedMovie();
+  movie.change("moov/trak[1]/mdia", lengthened);
+  EXPECT_EQ(refusalOf(movie.build()),
+            "track 1: the box 'mdia' is longer than the box 'trak' that it lies in. The file is "
+            "damaged");
+  MovieBuilder table = captionedMovie();
+  table.change("moov/trak[2]/mdia/minf/stbl/stco", lengthened);
+  EXPECT_TRUE(contains(refusalOf(table.build()), "track 2: the box 'stco' is longer than"));
+  MovieBuilder fragments = captionedMovie();
+  fragments.splitIntoFragments({7, 7, 2});
+  fragments.change("moof[2]/traf[2]", lengthened);
+  EXPECT_TRUE(
+      contains(refusalOf(fragments.build()), "the box 'traf' is longer than the box 'moof'"));
+}
+
+TEST(Embedding, ToleratesPaddingAfterTheLastBoxOfAContainer) {
+  MovieBuilder movie = captionedMovie();
+  movie.addInside("moov/trak[1]", Bytes{0, 0, 0, 3, 0, 0, 0, 0, 0});
+  Embedded embedded(movie.build());
+  embedded.verify();
+}
+
 TEST(Embedding, RefusesHintsForThePictures) {
   MovieBuilder movie = captionedMovie();
   movie.tracks.push_back(otherTrack("hint", box("rtp ", zeros(8))));
@@ -264,7 +328,7 @@ TEST(Embedding, OfCaptionsThatEditsRepeatKeepsTheOrderOfTheirShowings) {
   movie.timescale = 30000;
   movie.tracks[0] = videoTrack({.count = 40});
   movie.tracks[2].edits = {{16 * 1001, 0}, {16 * 1001, 0}};
-  Embedded embedded(movie.build());
+  Embedded embedded(movie.build(), {.listCaptions = true});
   const std::vector<captions::Cue>& cues = embedded.result().cues.at(0).cues;
   ASSERT_EQ(cues.size(), 2u);
   const auto frames = [](captions::Time time) { return time / captions::kPairTime; };
@@ -281,7 +345,7 @@ TEST(Embedding, TakesEachFieldFromTheFirstCaptionTrackThatHasIt) {
   };
   const Bytes other = cdat({0x94, 0x20, 0x94, 0xE0, 0xC2, 0x80, 0x94, 0x2F});
   MovieBuilder movie({videoTrack({.count = 20}), track(cdat(kPopOn)), track(other)});
-  Embedded embedded(movie.build());
+  Embedded embedded(movie.build(), {.listCaptions = true});
   EXPECT_EQ(embedded.result().pairs, 4u);
   EXPECT_EQ(captions::textOf(embedded.result().cues.at(0).cues.at(0)), "A");
 }
@@ -290,7 +354,7 @@ TEST(Embedding, BoundsWhatEditsOfCaptionsRepeat) {
   MovieBuilder movie = captionedMovie();
   std::vector<MovieEdit> edits(1000, MovieEdit{600'000, 0});
   movie.tracks[2] =
-      captionTrack(CaptionTrackOptions{.samples = std::vector<Bytes>(2000, cdat(Bytes(20, 0x80)))});
+      captionTrack(CaptionTrackOptions{.samples = std::vector<Bytes>(2000, cdat(Bytes(20, 0xC1)))});
   movie.tracks[2].edits = edits;
   EXPECT_TRUE(contains(refusalOf(movie.build()), "more captions than any film has"));
 }
@@ -429,6 +493,22 @@ TEST(VerificationOfBoxes, FindsAChangeOfAnyByteOfFragments) {
   movie.splitIntoFragments({7, 7, 2}, {.decodeTime = 0});
   Embedded embedded(movie.build());
   EXPECT_EQ(changesNotFound(embedded), std::vector<std::string>());
+}
+
+// They are kept as they are, whatever they would mean in their own place.
+TEST(VerificationOfBoxes, ExpectsBoxesInPlacesThatAreNotTheirsUnchanged) {
+  const Bytes ofCaptions = box("traf", fullBox("tfhd", 0, 0x020000, u32(3)));
+  const Bytes handler =
+      fullBox("hdlr", 0, 0, text("mhlr"), text("vide"), zeros(12), Bytes{4}, text("Name"));
+  const Bytes fragment = box("moof", fullBox("mfhd", 0, 0, u32(1)), ofCaptions);
+  for (const Bytes& stray : {fragment, ofCaptions, handler}) {
+    for (const char* place : {"moov", "moov/trak[1]"}) {
+      MovieBuilder movie = furnishedMovie();
+      movie.addInside(place, stray);
+      Embedded embedded(movie.build());
+      EXPECT_NO_THROW(embedded.verify()) << typeOf(stray) << " in " << place;
+    }
+  }
 }
 
 TEST_F(Verification, FindsAChangedHeaderOrTable) {

@@ -156,6 +156,20 @@ TEST(OutputLayout, RefusesSplicesOutsideTheContentOfBoxes) {
   }
 }
 
+// The verification could not tell a change of other boxes from damage.
+TEST(OutputLayout, RefusesSplicesInABoxThatIsNotForMedia) {
+  const Bytes in = concat(
+      {fileType("isom"), box("uuid", zeros(16), text("0123")), movie(track(kVideo, 4, 20 + 24))});
+  try {
+    rewritten(in, {{20 + 24, 2, 0}});
+    FAIL() << "not refused";
+  } catch (const Refusal& refusal) {
+    EXPECT_EQ(std::string(refusal.what()),
+              "samples that would change lie in the box 'uuid' at byte 20, which is not for media. "
+              "Make a plain copy of the movie first");
+  }
+}
+
 TEST(OutputLayout, MovesTheItemsOfMetadata) {
   // Those of a top-level box and of the movie lie after the media.
   const auto items = [](std::uint32_t offset) {

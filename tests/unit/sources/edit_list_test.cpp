@@ -136,11 +136,11 @@ TEST(EditList, SurvivesExtremeNumbers) {
   for (const std::uint32_t scale : {0u, 1u, 0xFFFFFFFFu}) {
     const EditList list = EditList::of(*BoxView::at(edts), scale, scale);
     showPicturesOnce(list, pictures(4));
-    showCaptions(list, pictures(4));
+    showCaptions(list, pictures(4), [](const MediaSpan&, Time) {});
     showPictures(list, pictures(4));
     const std::vector<MediaSpan> extremes{{-captions::kLatestPicture, -captions::kLatestPicture, 0},
                                           {captions::kLatestPicture, captions::kLatestPicture, 1}};
-    showCaptions(list, extremes);
+    showCaptions(list, extremes, [](const MediaSpan&, Time) {});
     showPictures(list, extremes);
   }
 }
@@ -154,7 +154,7 @@ TEST(EditList, ManyRepeatedEditsTakeNoLongerThanOne) {
 std::vector<Time> captionTimes(const EditList& list, std::int64_t media) {
   std::vector<Time> times;
   const std::vector<MediaSpan> samples{{ms(media), ms(media + 1), 0}};
-  for (const Showing& showing : showCaptions(list, samples)) times.push_back(showing.start);
+  showCaptions(list, samples, [&times](const MediaSpan&, Time start) { times.push_back(start); });
   return times;
 }
 

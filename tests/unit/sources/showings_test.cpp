@@ -29,6 +29,14 @@ std::vector<Showing> at(const std::vector<std::pair<std::uint32_t, Time>>& showi
   return result;
 }
 
+std::vector<Showing> captionShowings(const EditList& edits, const std::vector<MediaSpan>& samples) {
+  std::vector<Showing> result;
+  showCaptions(edits, samples, [&result](const MediaSpan& sample, Time start) {
+    result.push_back({sample.sample, start});
+  });
+  return result;
+}
+
 TEST(ShowPictures, ShowsATrackWithoutEditsAsItIs) {
   const Showings showings = showPictures(EditList(), spans(3));
   EXPECT_EQ(showings.pictures, at({{0, seconds(0)}, {1, seconds(1)}, {2, seconds(2)}}));
@@ -85,29 +93,40 @@ TEST(ShowPictures, RefusesEditsThatRepeatWithoutEnd) {
 }
 
 TEST(ShowCaptions, KeepsTheTimesOfATrackWithoutEdits) {
-  EXPECT_EQ(showCaptions(EditList(), spans(2)), at({{0, seconds(0)}, {1, seconds(1)}}));
+  EXPECT_EQ(captionShowings(EditList(), spans(2)), at({{0, seconds(0)}, {1, seconds(1)}}));
 }
 
 TEST(ShowCaptions, PutsWhatLiesBeforeTheFirstEditBeforeIt) {
   const EditList edits({{seconds(0), seconds(9), seconds(1), false}});
-  EXPECT_EQ(showCaptions(edits, spans(3)),
+  EXPECT_EQ(captionShowings(edits, spans(3)),
             at({{0, seconds(-1)}, {1, seconds(0)}, {2, seconds(1)}}));
 }
 
 TEST(ShowCaptions, GivesTheLastEditNoEnd) {
   const EditList edits({{seconds(0), seconds(1), seconds(0), false}});
-  EXPECT_EQ(showCaptions(edits, spans(2)), at({{0, seconds(0)}, {1, seconds(1)}}));
+  EXPECT_EQ(captionShowings(edits, spans(2)), at({{0, seconds(0)}, {1, seconds(1)}}));
 }
 
 TEST(ShowCaptions, LeavesOutWhatNoEditShows) {
   const EditList edits(
       {{seconds(0), seconds(1), seconds(0), false}, {seconds(1), seconds(1), seconds(3), false}});
-  EXPECT_EQ(showCaptions(edits, spans(4)), at({{0, seconds(0)}, {3, seconds(1)}}));
+  EXPECT_EQ(captionShowings(edits, spans(4)), at({{0, seconds(0)}, {3, seconds(1)}}));
+}
+
+TEST(ShowCaptions, SortsWhatOverlappingEditsShow) {
+  const EditList edits(
+      {{seconds(0), seconds(9), seconds(1), false}, {seconds(1), seconds(1), seconds(0), false}});
+  EXPECT_EQ(captionShowings(edits, spans(3)), at({{0, seconds(-1)},
+                                                  {1, seconds(0)},
+                                                  {2, seconds(1)},
+                                                  {0, seconds(1)},
+                                                  {1, seconds(2)},
+                                                  {2, seconds(3)}}));
 }
 
 TEST(ShowCaptions, ShowsNothingWhereAllEditsAreEmpty) {
   const EditList edits({{seconds(0), seconds(1), std::nullopt, false}});
-  EXPECT_TRUE(showCaptions(edits, spans(2)).empty());
+  EXPECT_TRUE(captionShowings(edits, spans(2)).empty());
 }
 
 }  // namespace
