@@ -21,7 +21,7 @@ constexpr std::uint32_t kCacheBlockSize = 64 * 1024;
 // A few blocks for each track let interleaved tracks keep their places. The bounds keep the cache
 // from growing with the claims of a file.
 constexpr std::size_t kBlocksForTrack = 3;
-constexpr std::size_t kFewestBlocks = 16;
+constexpr std::size_t kFewestBlocks = 12;
 constexpr std::size_t kMostBlocks = 64;
 
 std::uint32_t cacheBlocks(std::size_t tracks) {
