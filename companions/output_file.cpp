@@ -187,7 +187,9 @@ void OutputFile::commit() {
   if (uninterrupted(replace) != 0) fail("cannot replace", path_);
   isPending_ = false;
   giveSignalsBack();
-  // The new name exists; a folder that cannot be synchronized does not undo it.
+  // The new name exists, and both files are whole. A folder that cannot be synchronized changes
+  // nothing about that: after a power failure the name may refer to the old file again, no more.
+  // Some file systems cannot synchronize folders at all, so a message would alarm without a cause.
   const int opened =
       uninterrupted([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   if (opened < 0) return;

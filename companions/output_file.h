@@ -53,8 +53,9 @@ class OutputFile {
   void writtenUpTo(std::uint64_t position);
 
   // Synchronizes the written bytes to the disk and gives the file its name. Even after a power
-  // failure the name refers to the old file or to the new one. Throws FileError; the old file is
-  // then unchanged. Call it once, after all streams to the file are flushed.
+  // failure the name refers to the old file or to the new one, and to the new one if the file
+  // system can synchronize folders. Throws FileError; the old file is then unchanged. Call it once,
+  // after all streams to the file are flushed.
   void commit();
 
  private:

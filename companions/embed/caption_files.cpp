@@ -15,17 +15,21 @@ namespace {
 // A hundred hours of captions need less.
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 
+// A pipe will do too. The stream passes no reason on, but leaves that of the system.
 std::string readText(const std::string& path) {
+  const auto fail = [&path](const std::string& what) {
+    throw FileError("cannot " + what + " '" + path +
+                    "': " + std::generic_category().message(errno));
+  };
   std::ifstream file(path, std::ios::binary);
-  if (!file)
-    throw FileError("cannot open '" + path + "': " + std::generic_category().message(errno));
+  if (!file) fail("open");
   std::string text;
   std::array<char, 65536> piece;
   while (file.read(piece.data(), piece.size()) || file.gcount() > 0) {
     text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
     if (text.size() > kLargestFile) throw FileError("'" + path + "' is too large for captions");
   }
-  if (file.bad()) throw FileError("cannot read '" + path + "'");
+  if (file.bad()) fail("read");
   return text;
 }
 

@@ -132,6 +132,18 @@ TEST_F(Embed, RefusesAFileWithoutCaptions) {
   EXPECT_FALSE(fs::exists(output()));
 }
 
+TEST_F(Embed, SaysWhyACaptionFileCannotBeRead) {
+  fs::create_directory(folder() / "captions");
+  expectFailure(run({"--captions", "captions", "clip.mov", "clip.mp4"}), 1,
+                "cannot read 'captions': Is a directory.");
+  // Nothing is mapped at its beginning.
+  expectFailure(run({"--captions", "/proc/self/mem", "clip.mov", "clip.mp4"}), 1,
+                "cannot read '/proc/self/mem': Input/output error.");
+  expectFailure(run({"--captions-field2", "none.scc", "clip.mov", "clip.mp4"}), 1,
+                "cannot open 'none.scc': No such file or directory.");
+  EXPECT_FALSE(fs::exists(output()));
+}
+
 TEST_F(Embed, LeavesAnOutputAsItWasWhenTheFilmIsRefused) {
   writeFile(output(), kOldOutput);
   writeFile(input(), MovieBuilder({videoTrack()}).build());
