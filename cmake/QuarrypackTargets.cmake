@@ -2,8 +2,13 @@
 add_library(quarrypack_settings INTERFACE)
 target_include_directories(quarrypack_settings INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(quarrypack_settings INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wdate-time
   $<$<BOOL:${QUARRYPACK_WERROR}>:-Werror>)
+# The same sources give the same programs, in whatever folders they lie. Debuggers need the real folders.
+target_compile_options(quarrypack_settings INTERFACE
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}=. -fmacro-prefix-map=${PROJECT_BINARY_DIR}=build
+  $<$<NOT:$<CONFIG:Debug>>:-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.>
+  $<$<NOT:$<CONFIG:Debug>>:-fdebug-prefix-map=${PROJECT_BINARY_DIR}=build>)
 # Each operation on doubles rounds its result, with every processor: no fused multiplication and addition,
 # and not the longer registers of the x87, which 32-bit x86 uses by default.
 target_compile_options(quarrypack_settings INTERFACE -ffp-contract=off)
