@@ -13,14 +13,14 @@ class ByteReader {
  public:
   explicit ByteReader(std::span<const std::uint8_t> bytes) : rest_(bytes) {}
 
-  std::span<const std::uint8_t> take(std::size_t count) {
+  std::span<const std::uint8_t> take(std::uint64_t count) {
     if (count > rest_.size()) {
       failed_ = true;
       rest_ = {};
       return {};
     }
-    const auto taken = rest_.first(count);
-    rest_ = rest_.subspan(count);
+    const auto taken = rest_.first(static_cast<std::size_t>(count));
+    rest_ = rest_.subspan(taken.size());
     return taken;
   }
 

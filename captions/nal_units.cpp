@@ -1,6 +1,7 @@
 #include "captions/nal_units.h"
 
 #include "captions/byte_reader.h"
+#include "kav/memory_size.h"
 
 #include <algorithm>
 #include <utility>
@@ -72,13 +73,13 @@ std::optional<NalUnit> NalWalk::next() {
   if (rest < lengthSize_) return stopHere(Stop::damaged);
   if (position_ + lengthSize_ > head_.size()) return stopHere(Stop::needsBytes);
 
-  ByteReader reader(head_.subspan(position_));
+  ByteReader reader(head_.subspan(static_cast<std::size_t>(position_)));
   NalUnit unit;
   unit.offset = position_;
   unit.lengthSize = lengthSize_;
   unit.size = reader.number(lengthSize_);
   if (unit.size > rest - lengthSize_) return stopHere(Stop::damaged);
-  unit.bytes = reader.rest().first(std::min<std::size_t>(unit.size, reader.rest().size()));
+  unit.bytes = reader.rest().first(norvik::kav::sizeWithin(unit.size, reader.rest().size()));
   position_ = unit.end();
   return unit;
 }

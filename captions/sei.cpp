@@ -120,9 +120,9 @@ SeiUnit parseSeiUnit(std::span<const std::uint8_t> unit, const NalRules& rules) 
     SeiMessage message;
     message.offset = position();
     message.payloadType = takeNumber(reader);
-    message.payloadSize = takeNumber(reader);
+    const std::uint64_t statedSize = takeNumber(reader);
     message.payloadOffset = position();
-    reader.take(message.payloadSize);
+    message.payloadSize = reader.take(statedSize).size();
     if (reader.failed()) return sei;
     sei.messages.push_back(message);
   }

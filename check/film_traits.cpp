@@ -18,6 +18,7 @@
 #include "kav/big_endian.h"
 #include "kav/box_view.h"
 #include "kav/four_cc.h"
+#include "kav/memory_size.h"
 #include "sources/child_boxes.h"
 
 namespace quarrypack::check {
@@ -187,8 +188,8 @@ class Traits {
 
   // The first bytes of a small box, at most as many as it has.
   std::vector<std::uint8_t> read(const BoxPlace& box) {
-    constexpr std::uint64_t kMost = 128;
-    std::vector<std::uint8_t> bytes(std::min(box.size, kMost));
+    constexpr std::size_t kMost = 128;
+    std::vector<std::uint8_t> bytes(norvik::kav::sizeWithin(box.size, kMost));
     movie_.readAt(box.start, bytes);
     return bytes;
   }

@@ -2,8 +2,24 @@
 add_library(quarrypack_settings INTERFACE)
 target_include_directories(quarrypack_settings INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(quarrypack_settings INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wdate-time
   $<$<BOOL:${QUARRYPACK_WERROR}>:-Werror>)
+# The same sources give the same programs, in whatever folders they lie. Debuggers need the real folders.
+target_compile_options(quarrypack_settings INTERFACE
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}=. -fmacro-prefix-map=${PROJECT_BINARY_DIR}=build
+  $<$<NOT:$<CONFIG:Debug>>:-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.>
+  $<$<NOT:$<CONFIG:Debug>>:-fdebug-prefix-map=${PROJECT_BINARY_DIR}=build>)
+# Each operation on doubles rounds its result, with every processor: no fused multiplication and addition,
+# and not the longer registers of the x87, which 32-bit x86 uses by default.
+target_compile_options(quarrypack_settings INTERFACE -ffp-contract=off)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(i.86|x86|x86_64|AMD64)$")
+  target_compile_options(quarrypack_settings INTERFACE -msse2 -mfpmath=sse)
+endif()
+# Files of more than 2 GiB, and dates after 2038. No public header names a type that these widen, so
+# programs that use the library need neither.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_definitions(quarrypack_settings INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 
 if(QUARRYPACK_SANITIZE)
   target_compile_options(quarrypack_settings INTERFACE

@@ -1,10 +1,13 @@
 #include "companions/program.h"
 
 #include <new>
+#include <stdexcept>
 
 namespace quarrypack::companions {
 
 namespace {
+
+constexpr const char* kNoMemory = "there is not enough memory";
 
 int report(std::string_view name, const std::string& text, int status) {
   std::cerr << name << ": " << text << ".\n";
@@ -19,7 +22,9 @@ int runReporting(std::string_view name, const std::function<int()>& work) {
   } catch (const UsageError& error) {
     return report(name, std::string(error.what()) + "; see '--help'", kWrongUsage);
   } catch (const std::bad_alloc&) {
-    return report(name, "there is not enough memory", kFailure);
+    return report(name, kNoMemory, kFailure);
+  } catch (const std::length_error&) {  // a vector of more than 2 GiB, on 32 bits
+    return report(name, kNoMemory, kFailure);
   } catch (const std::exception& error) {
     return report(name, error.what(), kFailure);
   }

@@ -24,7 +24,7 @@ class Rewrite {
   std::vector<std::uint8_t> fields() {
     version_ = static_cast<unsigned>(take(1));
     take(3);
-    const std::uint64_t widths = take(2);
+    const auto widths = static_cast<std::size_t>(take(2));
     offsetWidth_ = widths >> 12;
     lengthWidth_ = widths >> 8 & 0xF;
     baseWidth_ = widths >> 4 & 0xF;

@@ -2,6 +2,7 @@
 
 #include "embed/refusal.h"
 #include "kav/exception.h"
+#include "kav/memory_size.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -26,8 +27,7 @@ class InputPieces {
   // position must be before the end.
   Bytes take(std::uint64_t atMost) {
     if (rest_.empty()) fill();
-    const Bytes taken =
-        rest_.first(static_cast<std::size_t>(std::min<std::uint64_t>(atMost, rest_.size())));
+    const Bytes taken = rest_.first(norvik::kav::sizeWithin(atMost, rest_.size()));
     rest_ = rest_.subspan(taken.size());
     position_ += taken.size();
     return taken;
@@ -35,8 +35,8 @@ class InputPieces {
 
   // Advances past bytes. Long stretches are not read.
   void skip(std::uint64_t count) {
-    const std::uint64_t known = std::min<std::uint64_t>(count, rest_.size());
-    rest_ = rest_.subspan(static_cast<std::size_t>(known));
+    const std::size_t known = norvik::kav::sizeWithin(count, rest_.size());
+    rest_ = rest_.subspan(known);
     position_ += count;
     if (known < count) {
       stream_.seek(static_cast<std::int64_t>(position_), norvik::kav::kSeekFromStart);
@@ -47,8 +47,8 @@ class InputPieces {
 
  private:
   void fill() {
-    const std::uint64_t wanted = std::min<std::uint64_t>(kPiece, length_ - position_);
-    const std::size_t count = stream_.read(piece_.data(), static_cast<std::size_t>(wanted));
+    const std::size_t wanted = norvik::kav::sizeWithin(length_ - position_, kPiece);
+    const std::size_t count = stream_.read(piece_.data(), wanted);
     if (count < wanted) {
       throw Refusal("the input became shorter while it was read, at byte " +
                     std::to_string(position_ + count));

@@ -14,6 +14,7 @@
 #include "embed/refusal.h"
 #include "embed/sample_tables.h"
 #include "kav/exception.h"
+#include "kav/memory_size.h"
 
 namespace quarrypack::embed {
 
@@ -77,8 +78,7 @@ class Strand {
       return count;
     }
     const std::uint64_t stop = next_ < changes_.size() ? changes_[next_].offset : end_;
-    const auto count =
-        static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), stop - position_));
+    const std::size_t count = norvik::kav::sizeWithin(stop - position_, buffer.size());
     if (count > 0) movie_->readAt(position_, buffer.first(count));
     position_ += count;
     return count;

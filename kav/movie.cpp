@@ -4,6 +4,7 @@
 
 #include "kav/exception.h"
 #include "kav/impl/reading/reader.h"
+#include "kav/memory_size.h"
 
 namespace norvik::kav {
 namespace {
@@ -87,7 +88,7 @@ std::vector<BoxPlace> Movie::topLevelBoxes() { return reader_->topLevelBoxes(); 
 std::vector<std::uint8_t> Movie::readBox(const BoxPlace& box, std::uint64_t limit) {
   if (box.size > limit) throw Exception(ErrorCode::implausibleCount);
   reader_->checkBytes(box.start, box.size);
-  std::vector<std::uint8_t> bytes(box.size);
+  std::vector<std::uint8_t> bytes(memorySize(box.size));
   reader_->readBytes(box.start, bytes);
   return bytes;
 }

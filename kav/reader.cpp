@@ -4,11 +4,13 @@
 #include <memory>
 #include <new>
 #include <span>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "kav/error_code.h"
 #include "kav/exception.h"
+#include "kav/memory_size.h"
 #include "kav/movie.h"
 
 namespace norvik::kav {
@@ -52,6 +54,8 @@ std::uint32_t guarded(Operation operation) noexcept {
   } catch (const Exception& exception) {
     return exception.code();
   } catch (const std::bad_alloc&) {
+    return code(ErrorCode::outOfMemory);
+  } catch (const std::length_error&) {  // a vector of more than 2 GiB, on 32 bits
     return code(ErrorCode::outOfMemory);
   } catch (...) {
     return code(ErrorCode::ioFailed);
@@ -331,7 +335,7 @@ std::uint32_t checkBytes(NorvikKavReader* reader, std::uint64_t fileOffset,
 std::uint32_t getMetadataLength(NorvikKavReader* reader, std::size_t* length) noexcept {
   return guarded([&] {
     require(reader, length);
-    *length = reader->movie.xmpLength();
+    *length = memorySize(reader->movie.xmpLength());
   });
 }
 

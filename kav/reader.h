@@ -48,9 +48,10 @@ struct NorvikKavReaderOptions {
 
 // The fields of a movie's header; a movie without one has these defaults.
 struct NorvikKavMovieInfo {
-  std::uint32_t structSize = 56;       // the length of this record in bytes
-  std::uint32_t timescale = 0;         // units per second
-  std::uint64_t duration = 0;          // units of timescale
+  std::uint32_t structSize = 56;  // the length of this record in bytes
+  std::uint32_t timescale = 0;    // units per second
+  // In units of timescale. 32-bit x86 would align it to 4 bytes only.
+  alignas(8) std::uint64_t duration = 0;
   NorvikKavDateTime creationTime;      // of the movie
   NorvikKavDateTime modificationTime;  // of the movie
   float rate = 1;                      // 1 is normal speed

@@ -3,7 +3,10 @@
 # word size, and runs them. Everything lands in build/.
 # usage: scripts/portability.sh libcxx|i386
 #   libcxx   clang and libc++; Boost and GoogleTest are built for that library from Debian's sources
-#   i386     a 32-bit Debian in a folder of its own, with the compiler of Debian; needs root
+#   i386     a 32-bit Debian in a folder of its own, with the compiler of Debian; needs root. The last
+#            commit is built
+# LIBCXX_LIBRARIES=FOLDER has Boost and GoogleTest for libc++ already, and I386_ROOT=FOLDER a 32-bit Debian
+# with what the build and its tests need. CMAKE_CXX_COMPILER_LAUNCHER=ccache works for both.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 project=$PWD
@@ -56,31 +59,45 @@ build_googletest() {
 
 with_libcxx() {
   scripts/install_dependencies.sh build tests libcxx
-  local prefix=$project/build/libcxx-libraries
+  local prefix=${LIBCXX_LIBRARIES:-$project/build/libcxx-libraries}
   [ -d "$prefix/lib/cmake/GTest" ] || { build_boost "$prefix"; build_googletest "$prefix"; }
   cmake --preset libcxx -DCMAKE_PREFIX_PATH="$prefix"
   cmake --build build/libcxx --parallel "$(nproc)"
   ctest --preset libcxx --parallel "$(nproc)"
 }
 
-with_32_bits() {
-  [ "$(id -u)" -eq 0 ] || { echo "portability.sh: i386 needs root, for chroot" >&2; exit 1; }
-  scripts/install_dependencies.sh i386
-  local root=$project/build/i386-root
-  if [ ! -e "$root/complete" ]; then
-    echo "== a 32-bit Debian in $root"
+# Prints the folder of a 32-bit Debian, which it makes if there is none.
+i386_root() {
+  local root=${I386_ROOT:-$project/build/i386-root}
+  if [ -z "${I386_ROOT:-}" ] && [ ! -e "$root/complete" ]; then
+    echo "== a 32-bit Debian in $root" >&2
     debootstrap --arch=i386 --variant=minbase --include="cmake,g++,ninja-build,python3,$(
       )libboost-program-options-dev,libboost-filesystem-dev,libboost-system-dev,libexpat1-dev,$(
       )nlohmann-json3-dev,libgtest-dev,libgmock-dev" bookworm "$root" >build/debootstrap.log
     touch "$root/complete"
   fi
-  # A copy of the sources: nothing is mounted, so nothing of the machine can be lost with the folder.
-  rm -rf "$root/src"
+  echo "$root"
+}
+
+with_32_bits() {
+  [ "$(id -u)" -eq 0 ] || { echo "portability.sh: i386 needs root, for chroot" >&2; exit 1; }
+  scripts/install_dependencies.sh i386
+  mkdir -p build
+  local root
+  root=$(i386_root)
+  # A copy of the sources: no folder of the machine is mounted, so none can be lost with this one.
+  # They have the time of the commit, which can be before that of objects of an earlier run.
+  rm -rf "$root/src" "$root/build"
   mkdir -p "$root/src"
   git archive HEAD | tar x --directory "$root/src"
+  # The tests look at processes and open terminals. Both mounts end with the command.
   in_root() {
-    chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
-      linux32 sh -ec "cd /src; $*"
+    unshare --mount --pid --fork --kill-child sh -ec '
+      mount -t proc proc "$0/proc"
+      mount -t devpts -o newinstance,ptmxmode=666 devpts "$0/dev/pts"
+      exec chroot "$0" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
+        CMAKE_CXX_COMPILER_LAUNCHER="$1" linux32 sh -ec "cd /src; $2"' \
+      "$root" "${CMAKE_CXX_COMPILER_LAUNCHER:-}" "$*"
   }
   in_root "cmake --preset dev -B /build"
   in_root "cmake --build /build --parallel $(nproc)"

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "captions/sei.h"
+#include "kav/memory_size.h"
 #include "sources/showings.h"
 
 namespace quarrypack::sources {
@@ -40,7 +41,7 @@ class PictureReader {
     std::uint64_t position = 0;
     std::size_t wanted = kHead;
     while (position < sample.size) {
-      head_.resize(std::min<std::uint64_t>(wanted, sample.size - position));
+      head_.resize(norvik::kav::sizeWithin(sample.size - position, wanted));
       film_.peekAt(sample.offset + position, head_);
       NalWalk walk(head_, sample.size - position, coding.nalLengthSize);
       wanted = walkHead(walk, coding, pairs);

@@ -5,6 +5,7 @@
 #include "captions/nal_units.h"
 #include "captions/sei.h"
 #include "kav/exception.h"
+#include "kav/memory_size.h"
 #include "src/presentation_time.h"
 
 #include <algorithm>
@@ -67,9 +68,9 @@ class SampleHead {
   // Up to count bytes from a position on, fewer at the end of the sample. Each call ends the use of
   // the bytes of the one before it.
   Bytes read(std::uint64_t position, std::size_t count) {
-    count = std::min<std::uint64_t>(count, sample_.size() - position);
+    count = norvik::kav::sizeWithin(sample_.size() - position, count);
     if (position < start_ || position + count > start_ + length_) fetch(position);
-    return Bytes(bytes_).subspan(position - start_, count);
+    return Bytes(bytes_).subspan(static_cast<std::size_t>(position - start_), count);
   }
 
  private:
@@ -77,7 +78,7 @@ class SampleHead {
 
   void fetch(std::uint64_t position) {
     start_ = position;
-    length_ = std::min<std::uint64_t>(kFetched, sample_.size() - position);
+    length_ = norvik::kav::sizeWithin(sample_.size() - position, kFetched);
     sample_.read(position, std::span(bytes_).first(length_));
   }
 

@@ -10,6 +10,7 @@
 #include <map>
 #include <new>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -434,6 +435,8 @@ int runConversion(const std::string& programName, const ConversionPaths& paths) 
   try {
     return convertFile(programName, paths);
   } catch (const std::bad_alloc&) {
+    throw norvik::tarn::EErrorCode::outOfMemory;
+  } catch (const std::length_error&) {  // a vector of more than 2 GiB, on 32 bits
     throw norvik::tarn::EErrorCode::outOfMemory;
   }
 }

@@ -2,13 +2,16 @@
 
 #include "kav/wrapping.h"
 
+#include <cfloat>
 #include <cstdint>
 
 namespace quarrypack {
 
 // The time arithmetic of captions. The container library converts times in integers; captions are
 // matched to their frames in double precision, rounded by adding 0.5 and truncating. The last bit
-// of this rounding decides which frame a caption is attached to.
+// of this rounding decides which frame a caption is attached to, so each operation rounds to a
+// double.
+static_assert(FLT_EVAL_METHOD == 0);
 
 // Truncates a double to an unsigned integer. Values below 0 and NaN give 0; values beyond the range
 // give the largest integer.

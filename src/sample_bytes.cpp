@@ -1,5 +1,7 @@
 #include "src/sample_bytes.h"
 
+#include "kav/memory_size.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -54,7 +56,7 @@ void SplicedSampleBytes::read(std::uint64_t position, std::span<std::uint8_t> de
   const auto readPiece = [&](std::uint64_t length, const auto& readBytes) {
     if (position < start + length && !destination.empty()) {
       const std::size_t count =
-          std::min<std::uint64_t>(destination.size(), start + length - position);
+          norvik::kav::sizeWithin(start + length - position, destination.size());
       readBytes(position - start, destination.first(count));
       position += count;
       destination = destination.subspan(count);
@@ -74,21 +76,22 @@ void SplicedSampleBytes::read(std::uint64_t position, std::span<std::uint8_t> de
     readPiece(splice.placeInFile - placeInFile, readFromFile);
     placeInFile = splice.placeInFile;
     readPiece(splice.bytes.size(), [&](std::uint64_t offset, std::span<std::uint8_t> bytes) {
-      splice.bytes.read(offset, bytes);
+      splice.bytes.read(static_cast<std::size_t>(offset), bytes);
     });
   }
   readPiece(sizeInFile_ - placeInFile, readFromFile);
 }
 
 void SplicedSampleBytes::copyTo(std::span<std::uint8_t> destination) const {
-  const std::span<std::uint8_t> fromFile = destination.last(sizeInFile_);
+  const std::span<std::uint8_t> fromFile = destination.last(static_cast<std::size_t>(sizeInFile_));
   if (!fromFile.empty()) source_->readAt(fileOffset_, fromFile);
 
   // Every part of the sample moves forward by the bytes that are still to be inserted after it.
   std::uint64_t placeInFile = 0;
   for (const Splice& splice : splices_) {
     const std::span<std::uint8_t> part =
-        fromFile.subspan(placeInFile, splice.placeInFile - placeInFile);
+        fromFile.subspan(static_cast<std::size_t>(placeInFile),
+                         static_cast<std::size_t>(splice.placeInFile - placeInFile));
     if (!part.empty()) std::memmove(destination.data(), part.data(), part.size());
     destination = destination.subspan(part.size());
     splice.bytes.read(0, destination.first(splice.bytes.size()));
@@ -107,7 +110,7 @@ void SplicedSampleBytes::insertBytes(std::uint64_t position, std::span<const std
     const std::uint64_t start = splice->placeInFile + inserted;
     if (position < start) break;
     if (position <= start + splice->bytes.size()) {
-      splice->bytes.insert(position - start, bytes);
+      splice->bytes.insert(static_cast<std::size_t>(position - start), bytes);
       return;
     }
     inserted += splice->bytes.size();

@@ -181,6 +181,15 @@ TEST_F(Captions, InHevcPicturesAreRead) {
   expectBothFields(MovieBuilder({captionedPictures(captions::kHevcRules)}));
 }
 
+TEST_F(Captions, AreTheSameInEveryRun) {
+  const MovieBuilder movie({pictures(), captionsByFrame()});
+  for (const std::string format : {"scc", "srt", "vtt", "json"}) {
+    const std::string first = read(movie, {"--format", format});
+    ASSERT_NE(first, "");
+    EXPECT_EQ(read(movie, {"--format", format}), first);
+  }
+}
+
 TEST_F(Captions, InFragmentedPicturesAreRead) {
   MovieBuilder movie({captionedPictures(captions::kH264Rules)});
   movie.splitIntoFragments({31});

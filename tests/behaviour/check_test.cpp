@@ -141,6 +141,17 @@ TEST_F(Check, WritesAPageBesideTheText) {
   EXPECT_NE(text.find("Hello"), std::string::npos);
 }
 
+TEST_F(Check, SaysAndWritesTheSameInEveryRun) {
+  const std::string film = write("film.mov", MovieBuilder({videoTrack(), soundTrack()}).build());
+  const auto report = [&] { return run({"--html", path("report.html"), film}); };
+  const std::string first = report().out;
+  ASSERT_NE(first, "");
+  const Bytes page = readFile(path("report.html"));
+  EXPECT_EQ(report().out, first);
+  EXPECT_TRUE(readFile(path("report.html")) == page);
+  EXPECT_EQ(run({"--json", film}).out, run({"--json", film}).out);
+}
+
 TEST_F(Check, NeverReplacesTheFileByItsReport) {
   const std::string film = path("good.scc");
   EXPECT_EQ(check(bytesOf(kGoodScc), {"--html", film}, "good.scc").status, 2);

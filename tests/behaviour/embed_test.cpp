@@ -92,6 +92,12 @@ TEST_F(Embed, WritesAVerifiedFilmAndSaysWhatItDid) {
   EXPECT_EQ(filesInFolder(), (std::set<std::string>{"clip.mov", "clip.mp4"}));
 }
 
+TEST_F(Embed, WritesTheSameInEveryRun) {
+  ASSERT_EQ(run({"clip.mov", "clip.mp4"}).status, 0);
+  ASSERT_EQ(run({"clip.mov", "again.mp4"}).status, 0);
+  EXPECT_TRUE(readFile(output()) == readFile(folder() / "again.mp4"));
+}
+
 TEST_F(Embed, MayLeaveOutVerification) {
   const ProgramResult result = run({"--no-verify", "clip.mov", "clip.mp4"});
   EXPECT_EQ(result.status, 0);

@@ -21,19 +21,23 @@ DF_BIND_NOW, DF_1_NOW, DF_1_PIE = 8, 1, 0x08000000
 
 
 class Elf:
-    """The headers of a 64-bit little-endian ELF file."""
+    """The headers of a little-endian ELF file of 32 or 64 bits."""
 
     def __init__(self, data):
-        if data[:6] != b"\x7fELF\x02\x01":
-            raise ValueError("no 64-bit little-endian ELF file")
+        if data[:4] != b"\x7fELF" or data[4] not in (1, 2) or data[5] != 1:
+            raise ValueError("no little-endian ELF file")
+        is_wide = data[4] == 2
         self.type, = struct.unpack_from("<H", data, 16)
-        offset, = struct.unpack_from("<Q", data, 32)
-        length, count = struct.unpack_from("<HH", data, 54)
+        offset, = struct.unpack_from("<Q", data, 32) if is_wide else struct.unpack_from("<I", data, 28)
+        length, count = struct.unpack_from("<HH", data, 54 if is_wide else 42)
         self.segments = {}
         loads = []
         for i in range(count):
-            kind, flags, start, address, _, size = struct.unpack_from(
-                "<IIQQQQ", data, offset + i * length)
+            place = offset + i * length
+            if is_wide:
+                kind, flags, start, address, _, size = struct.unpack_from("<IIQQQQ", data, place)
+            else:
+                kind, start, address, _, size, _, flags = struct.unpack_from("<7I", data, place)
             self.segments[kind] = flags
             if kind == 1:
                 loads.append((address, start, size))
@@ -43,8 +47,9 @@ class Elf:
         if PT_DYNAMIC not in self.segments:
             self.names = set()
             return
-        for position in range(dynamic[0], dynamic[0] + dynamic[1], 16):
-            tag, value = struct.unpack_from("<QQ", data, position)
+        entry = "<QQ" if is_wide else "<II"
+        for position in range(dynamic[0], dynamic[0] + dynamic[1], struct.calcsize(entry)):
+            tag, value = struct.unpack_from(entry, data, position)
             if tag == DT_NULL:
                 break
             self.dynamic[tag] = value

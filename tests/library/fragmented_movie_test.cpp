@@ -348,8 +348,8 @@ Bytes tfdtOf(std::uint64_t time) { return concat({u32(0x01000000), u64(time)}); 
 // which comes next, and is left out as long as that is not known.
 TEST_F(FragmentedWriter, GivesEveryTrackAPartOfEveryFragment) {
   for (int i = 0; i < 3; ++i) addTrack();
-  for (const std::uint64_t time : {0, 1000, 2000}) addTo(1, time);
-  for (const std::uint64_t time : {0, 1500, 9000}) addTo(3, time);
+  for (const std::uint64_t time : {0u, 1000u, 2000u}) addTo(1, time);
+  for (const std::uint64_t time : {0u, 1500u, 9000u}) addTo(3, time);
   for (std::uint64_t time = 3000; time <= 7000; time += 1000) addTo(1, time);
   addTo(2, 7500);
   writer().finish();
@@ -484,7 +484,7 @@ TEST_F(FragmentedWriter, TakesNoTracksAfterSamplesAndNothingAfterTheFinish) {
 
 TEST_F(FragmentedWriter, RefusesMoreGapsThanAnnounced) {
   addTrack(3000, 1);
-  for (const std::uint64_t time : {0, 2000}) {
+  for (const std::uint64_t time : {0u, 2000u}) {
     add(time);
     add(time + 1000, norvik::kav::kSampleIsGap, {});
   }

@@ -21,7 +21,8 @@ class Reading {
   std::uint64_t number(unsigned width) {
     need(width);
     std::uint64_t value = 0;
-    for (unsigned i = 0; i < width; ++i) value = value << 8 | file_[position_ + i];
+    for (unsigned i = 0; i < width; ++i)
+      value = value << 8 | file_.at(static_cast<std::size_t>(position_ + i));
     position_ += width;
     return value;
   }

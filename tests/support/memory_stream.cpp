@@ -1,6 +1,7 @@
 #include "tests/support/memory_stream.h"
 
 #include "kav/exception.h"
+#include "kav/memory_size.h"
 
 #include <algorithm>
 #include <cstring>
@@ -65,7 +66,7 @@ void MemoryStream::close() {
 std::size_t MemoryStream::read(void* buffer, std::size_t count) {
   const std::size_t admitted = admit(calls_.read, count);
   if (position_ >= bytes_.size()) return 0;
-  const std::size_t moved = std::min<std::size_t>(admitted, bytes_.size() - position_);
+  const std::size_t moved = kav::sizeWithin(bytes_.size() - position_, admitted);
   if (moved > 0) std::memcpy(buffer, bytes_.data() + position_, moved);
   position_ += moved;
   return moved;
@@ -92,7 +93,7 @@ std::size_t MemoryStream::write(const void* buffer, std::size_t count) {
   const std::size_t admitted = admit(calls_.write, count);
   if (admitted == 0) return 0;
   refuseLength(position_ + admitted);
-  if (bytes_.size() < position_ + admitted) bytes_.resize(position_ + admitted);
+  if (bytes_.size() < position_ + admitted) bytes_.resize(kav::memorySize(position_ + admitted));
   std::memcpy(bytes_.data() + position_, buffer, admitted);
   position_ += admitted;
   return admitted;
@@ -101,7 +102,7 @@ std::size_t MemoryStream::write(const void* buffer, std::size_t count) {
 void MemoryStream::setSize(std::uint64_t size) {
   admit(calls_.setSize);
   refuseLength(size);
-  bytes_.resize(size);
+  bytes_.resize(kav::memorySize(size));
 }
 
 }  // namespace quarrypack::test

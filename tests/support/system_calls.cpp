@@ -97,23 +97,35 @@ using quarrypack::test::Verdict;
 
 // The names are given by the linker's --wrap option.
 // NOLINTBEGIN(bugprone-reserved-identifier)
+
+// Declares both functions of a call with a wide offset or date. On 32 bits glibc links such a call
+// under another name than that of the source.
+#ifdef __LP64__
+#define QUARRYPACK_LINKED_AS(name)
+#else
+#define QUARRYPACK_LINKED_AS(name) __asm__(name)
+#endif
+#define QUARRYPACK_WIDE_CALL(result, call, linkedAs, ...)                     \
+  result __real_##call(__VA_ARGS__) QUARRYPACK_LINKED_AS("__real_" linkedAs); \
+  result __wrap_##call(__VA_ARGS__) QUARRYPACK_LINKED_AS("__wrap_" linkedAs)
+
 extern "C" {
 
-int __real_open(const char* path, int flags, ...);
 int __real_close(int descriptor);
-ssize_t __real_pread(int descriptor, void* buffer, size_t count, off_t offset);
 ssize_t __real_write(int descriptor, const void* buffer, size_t count);
-ssize_t __real_pwrite(int descriptor, const void* buffer, size_t count, off_t offset);
-ssize_t __real_pwritev(int descriptor, const iovec* parts, int count, off_t offset);
-int __real_ftruncate(int descriptor, off_t length);
 int __real_rename(const char* from, const char* to);
 int __real_unlink(const char* path);
 int __real_fchmod(int descriptor, mode_t mode);
-int __real_stat(const char* path, struct stat* status);
-int __real_lstat(const char* path, struct stat* status);
-int __real_fstat(int descriptor, struct stat* status);
 int __real_faccessat(int folder, const char* path, int mode, int flags);
 ssize_t __real_readlink(const char* path, char* buffer, size_t size);
+QUARRYPACK_WIDE_CALL(int, open, "open64", const char*, int, ...);
+QUARRYPACK_WIDE_CALL(ssize_t, pread, "pread64", int, void*, size_t, off_t);
+QUARRYPACK_WIDE_CALL(ssize_t, pwrite, "pwrite64", int, const void*, size_t, off_t);
+QUARRYPACK_WIDE_CALL(ssize_t, pwritev, "pwritev64", int, const iovec*, int, off_t);
+QUARRYPACK_WIDE_CALL(int, ftruncate, "ftruncate64", int, off_t);
+QUARRYPACK_WIDE_CALL(int, stat, "__stat64_time64", const char*, struct stat*);
+QUARRYPACK_WIDE_CALL(int, lstat, "__lstat64_time64", const char*, struct stat*);
+QUARRYPACK_WIDE_CALL(int, fstat, "__fstat64_time64", int, struct stat*);
 
 int __wrap_open(const char* path, int flags, ...) {
   mode_t mode = 0;

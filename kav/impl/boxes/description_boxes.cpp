@@ -11,6 +11,7 @@
 #include "kav/impl/bytes/field_layout.h"
 #include "kav/impl/descriptions/codecs.h"
 #include "kav/impl/model/box_headers.h"
+#include "kav/memory_size.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -93,7 +94,7 @@ void KavSampleEntry::readContent() {
   // Header bytes beyond what a descriptor can count are dropped.
   const std::uint64_t rest = bytesLeft();
   if (rest > std::numeric_limits<std::uint32_t>::max()) return;
-  std::vector<std::uint8_t> bytes(rest);
+  std::vector<std::uint8_t> bytes(memorySize(rest));
   stream().readFully(bytes.data(), bytes.size());
   descriptor_->setHeaderBytes(std::move(bytes));
 }

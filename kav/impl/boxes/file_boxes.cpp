@@ -7,6 +7,7 @@
 #include "kav/big_endian.h"
 #include "kav/exception.h"
 #include "kav/impl/model/box_headers.h"
+#include "kav/memory_size.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -42,7 +43,7 @@ void FtypBox::readContent() {
     askHandler(stream(), Problem::trailingBytes);
     return;
   }
-  std::vector<std::uint8_t> list(listLength);
+  std::vector<std::uint8_t> list(static_cast<std::size_t>(listLength));
   stream().readFully(list.data(), list.size());
   compatibleBrands_.reserve(list.size() / 4);
   for (std::size_t i = 0; i < list.size(); i += 4) {
@@ -104,7 +105,7 @@ void SkipBox::writeContent() {
   static constexpr std::array<std::uint8_t, 4096> kZeros{};
   stream().seekTo(payloadStart());
   for (std::uint64_t left = getContentSize(); left > 0;) {
-    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, kZeros.size()));
+    const std::size_t count = sizeWithin(left, kZeros.size());
     stream().writeFully(kZeros.data(), count);
     left -= count;
   }
@@ -126,7 +127,7 @@ UuidBox::UuidBox(NorvikKavStream& stream, bool largeSize) : Box(fourCc("uuid"), 
 
 const std::vector<std::uint8_t>& UuidBox::payload() {
   if (inFile_) {
-    std::vector<std::uint8_t> bytes(inFile_->length);
+    std::vector<std::uint8_t> bytes(memorySize(inFile_->length));
     copyPayload(bytes.data());
     payload_ = std::move(bytes);
     inFile_.reset();
@@ -137,7 +138,7 @@ const std::vector<std::uint8_t>& UuidBox::payload() {
 void UuidBox::copyPayload(std::uint8_t* destination) const {
   if (inFile_) {
     stream().seekTo(inFile_->start);
-    stream().readFully(destination, inFile_->length);
+    stream().readFully(destination, memorySize(inFile_->length));
   } else {
     std::copy(payload_.begin(), payload_.end(), destination);
   }

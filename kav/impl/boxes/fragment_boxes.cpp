@@ -8,6 +8,7 @@
 #include "kav/big_endian.h"
 #include "kav/exception.h"
 #include "kav/impl/boxes/table_boxes.h"
+#include "kav/memory_size.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -124,7 +125,7 @@ void TrunBox::readRecords() {
   if (sampleCount_ > kMostSamples) throw Exception(ErrorCode::implausibleCount);
 
   words_.resize(sampleCount_ * recordWords());
-  stream().readFully(words_.data(), length);
+  stream().readFully(words_.data(), memorySize(length));
   for (std::uint32_t& word : words_) word = loadU32(reinterpret_cast<const std::uint8_t*>(&word));
   if (!holdsSums()) return;
   for (Cursor cursor(*this); cursor.isValid(); cursor.next()) countIn(cursor.current());
@@ -268,7 +269,7 @@ std::optional<std::uint64_t> TrafBox::readDecodeTime() {
   if (length < 8) return std::nullopt;
   std::array<std::uint8_t, 12> bytes;
   stream().seekTo(start);
-  stream().readFully(bytes.data(), std::min<std::uint64_t>(length, bytes.size()));
+  stream().readFully(bytes.data(), sizeWithin(length, bytes.size()));
   if (bytes[0] == 0) return loadU32(bytes.data() + 4);
   if (length < bytes.size()) return std::nullopt;
   return loadU64(bytes.data() + 4);

@@ -130,7 +130,7 @@ void HdlrBox::readContent() {
   stream().readFully(fixedPart.data(), fixedPart.size());
   FieldReader reader(fixedPart, kVersion0);
   HdlrRecord::layout(reader, record_);
-  name_.resize(nameLength);
+  name_.resize(static_cast<std::size_t>(nameLength));
   stream().readFully(name_.data(), name_.size());
   if (name_.empty() || name_.back() != 0) name_.push_back(0);
 }

@@ -6,6 +6,7 @@
 
 #include "kav/big_endian.h"
 #include "kav/exception.h"
+#include "kav/memory_size.h"
 
 namespace norvik::kav::impl {
 namespace {
@@ -137,7 +138,7 @@ void TfraBox::readContent() {
                                   record.trunNumberLength() + record.sampleNumberLength();
   const std::uint64_t length = std::uint64_t{record.entryCount} * entryLength;
   if (length > bytesLeft()) throw Exception(ErrorCode::missingArgument);
-  std::vector<std::uint8_t> bytes(length);
+  std::vector<std::uint8_t> bytes(memorySize(length));
   stream().readFully(bytes.data(), bytes.size());
   entries_.clear();
   entries_.reserve(record.entryCount);

@@ -10,6 +10,7 @@
 #include "kav/exception.h"
 #include "kav/impl/bytes/field_layout.h"
 #include "kav/impl/model/box.h"
+#include "kav/memory_size.h"
 #include "kav/wrapping.h"
 
 namespace norvik::kav::impl {
@@ -109,9 +110,9 @@ template <class Entry, class Use>
 void TableBox::decodeEntries(std::uint32_t count, Use use) {
   constexpr std::uint32_t kLength = recordSize<Entry>(kVersion0);
   std::uint64_t left = bytesToRead(wrappingMultiply(count, kLength));
-  std::vector<std::uint8_t> bytes(std::min<std::uint64_t>(left, kReadLength / kLength * kLength));
+  std::vector<std::uint8_t> bytes(sizeWithin(left, kReadLength / kLength * kLength));
   while (left >= kLength) {
-    const std::size_t wanted = std::min<std::uint64_t>(left, bytes.size());
+    const std::size_t wanted = sizeWithin(left, bytes.size());
     const std::size_t delivered = stream().read(bytes.data(), wanted);
     for (std::size_t i = 0; i + kLength <= delivered; i += kLength) {
       Entry entry;

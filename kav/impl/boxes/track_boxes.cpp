@@ -72,8 +72,8 @@ HintBox::HintBox(std::vector<std::uint32_t> trackIds, NorvikKavStream& stream)
 }
 
 void HintBox::readContent() {
-  const std::uint64_t count = bytesLeft() / 4;
-  if (count >= kImplausibleCount) throw Exception(ErrorCode::implausibleCount);
+  if (bytesLeft() / 4 >= kImplausibleCount) throw Exception(ErrorCode::implausibleCount);
+  const auto count = static_cast<std::size_t>(bytesLeft() / 4);
   std::vector<std::uint8_t> bytes(4 * count);
   stream().readFully(bytes.data(), bytes.size());
   trackIds_.resize(count);

@@ -18,7 +18,7 @@ SizeTable::SizeTable(std::vector<std::uint32_t> sizes)
 }
 
 std::uint64_t SizeTable::bytesBefore(std::uint64_t entry) const {
-  const std::size_t last = std::min<std::uint64_t>(entry, sampleCount_);
+  const auto last = static_cast<std::size_t>(std::min<std::uint64_t>(entry, sampleCount_));
   if (sampleSize_ != 0) return std::uint64_t{last} * sampleSize_;
   if (last == 0) return 0;
   const std::size_t stride = (last - 1) / kStride;

@@ -1,5 +1,7 @@
 #include "kav/impl/writing/movie_packing.h"
 
+#include "kav/memory_size.h"
+
 #include <algorithm>
 #include <vector>
 
@@ -47,8 +49,7 @@ void moveForward(NorvikKavStream& stream, const Stretch& stretch,
                  std::vector<std::uint8_t>& buffer) {
   if (stretch.from == stretch.to) return;
   for (std::uint64_t done = 0; done < stretch.length;) {
-    const std::size_t bytes =
-        static_cast<std::size_t>(std::min<std::uint64_t>(kCopyBlock, stretch.length - done));
+    const std::size_t bytes = sizeWithin(stretch.length - done, kCopyBlock);
     buffer.resize(std::max(buffer.size(), bytes));
     stream.seekTo(stretch.from + done);
     stream.readFully(buffer.data(), bytes);
@@ -59,12 +60,10 @@ void moveForward(NorvikKavStream& stream, const Stretch& stretch,
 }
 
 void writeZeros(NorvikKavStream& stream, std::uint64_t from, std::uint64_t to) {
-  const std::vector<std::uint8_t> zeros(
-      static_cast<std::size_t>(std::min<std::uint64_t>(kCopyBlock, to - from)));
+  const std::vector<std::uint8_t> zeros(sizeWithin(to - from, kCopyBlock));
   stream.seekTo(from);
   while (from < to) {
-    const std::size_t bytes =
-        static_cast<std::size_t>(std::min<std::uint64_t>(zeros.size(), to - from));
+    const std::size_t bytes = sizeWithin(to - from, zeros.size());
     stream.writeFully(zeros.data(), bytes);
     from += bytes;
   }

@@ -27,6 +27,7 @@ TEST(RunReporting, MakesFailuresMessages) {
   EXPECT_EQ(ended(std::runtime_error("no")), std::pair(1, std::string("program: no.\n")));
   EXPECT_EQ(ended(std::bad_alloc()),
             std::pair(1, std::string("program: there is not enough memory.\n")));
+  EXPECT_EQ(ended(std::length_error("vector")), ended(std::bad_alloc()));
 }
 
 TEST(PrintFindings, GivesEachALineWithTheFile) {

@@ -265,6 +265,7 @@ TEST(OpenReader, LetsNoExceptionOut) {
   const std::vector<std::pair<std::function<void()>, ErrorCode>> failures = {
       {[] { throw std::runtime_error("unexpected"); }, ErrorCode::ioFailed},
       {[] { throw std::bad_alloc(); }, ErrorCode::outOfMemory},
+      {[] { throw std::length_error("vector"); }, ErrorCode::outOfMemory},
       {[] { throw 42; }, ErrorCode::ioFailed}};
   for (const auto& [failure, code] : failures) {
     WildStream stream(failure);

@@ -345,7 +345,7 @@ TEST(StsdBox, CopiesAnEntryWithItsUuid) {
 TEST(StsdBox, FailsWhereTheHeaderOfAnEntryIsWrittenOnlyInPart) {
   Film source(stsd(1, uuidBox(kSomeUuid, concat({zeros(6), u16(1)}))));
   const OwnedBox<StsdBox> box = readStsd(source, kCaptions);
-  for (const std::size_t write : {1, 2}) {
+  for (const std::size_t write : {1u, 2u}) {
     Film file;
     const auto entry = makeBox<KavSampleEntry>(box->descriptor(1)->clone(), file.stream);
     file.memory->injectFault(write, MemoryStream::Fault::isShort);

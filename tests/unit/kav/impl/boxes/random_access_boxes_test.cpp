@@ -163,8 +163,10 @@ TEST(AfraBox, IsKnownToTheFactoryAndPassedOver) {
 TEST(BoxFactory, MakesPlainBoxesOfTheRandomAccessBoxes) {
   for (const std::string_view type : {"mfra", "tfra", "mfro"}) {
     Film file(fullBox(type, 0, 0, u32(0)));
-    BoxPtr box = knownBoxes().createBox(file.stream, *readBoxHeader(file.stream, nullptr), nullptr);
-    EXPECT_EQ(typeid(*box), typeid(Box)) << type;
+    BoxPtr made =
+        knownBoxes().createBox(file.stream, *readBoxHeader(file.stream, nullptr), nullptr);
+    const Box& box = *made;
+    EXPECT_EQ(typeid(box), typeid(Box)) << type;
   }
 }
 

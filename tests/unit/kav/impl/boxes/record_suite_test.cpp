@@ -140,8 +140,8 @@ struct TkhdRow : Row {
 struct EditRow : Row {
   using Box = ElstBox;
   static Forms forms() {
-    const Bytes wide = fullBox("elst", 1, 0, u32(2), u64(0x100000000), u64(-2), u16(1), u16(0),
-                               u64(5), u64(0x200000000), u16(0), u16(3));
+    const Bytes wide = fullBox("elst", 1, 0, u32(2), u64(0x100000000), u64(0xFFFFFFFFFFFFFFFE),
+                               u16(1), u16(0), u64(5), u64(0x200000000), u16(0), u16(3));
     return {{wide, wide}};
   }
   static void expectFields(const Box& box) {
@@ -153,7 +153,7 @@ struct EditRow : Row {
 struct NarrowEditRow : Row {
   using Box = ElstBox;
   static Forms forms() {
-    const Bytes narrow = fullBox("elst", 0, 0, u32(1), u32(600), u32(-1), u16(1), u16(0));
+    const Bytes narrow = fullBox("elst", 0, 0, u32(1), u32(600), u32(0xFFFFFFFF), u16(1), u16(0));
     return {{narrow, narrow}};
   }
   static void expectFields(const Box& box) {

@@ -112,7 +112,7 @@ TEST(SttsBox, CanBeCompletedWhileItGrows) {
   Film output;
   SttsBox stts(4, 7, output.stream);
   stts.write();
-  for (const std::uint64_t time : {0, 10, 20, 25}) {
+  for (const std::uint64_t time : {0u, 10u, 20u, 25u}) {
     stts.updateContent();
     stts.addSampleTime(time);
   }
@@ -180,7 +180,7 @@ TEST(CttsBox, WritesARunForEveryChangeOfTheOffset) {
 TEST(CttsBox, CountsFinishedRunsUntilItIsCompleted) {
   Film output;
   CttsBox ctts(3, output.stream);
-  for (const std::uint32_t offset : {1, 2, 2}) ctts.addCompositionOffset(offset);
+  for (const std::uint32_t offset : {1u, 2u, 2u}) ctts.addCompositionOffset(offset);
   ctts.writeContent();
   EXPECT_EQ(output.bytes(12, 100), concat({u32(1), u32List({1, 1})}));
 }

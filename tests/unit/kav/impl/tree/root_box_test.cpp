@@ -181,9 +181,10 @@ TEST(RootBox, ShowsTheMetadataThatItMetWithoutReadingOn) {
   file.root.readNextBox();
   EXPECT_EQ(file.root.metadata(), nullptr);
   EXPECT_EQ(file.root.loadedCount(), 1u);
-  EXPECT_EQ(file.root.metadata(), file.root.getChild(1));
+  const Box* first = file.root.getChild(1);
+  EXPECT_EQ(file.root.metadata(), first);
   EXPECT_EQ(file.root.metadata()->payload(), text("one"));
-  EXPECT_EQ(file.root.metadata(), file.root.getChild(1));
+  EXPECT_EQ(file.root.metadata(), first);
   file.root.readNextBox();
   EXPECT_EQ(file.root.metadata()->payload(), text("two")) << "of two the last counts";
 }
