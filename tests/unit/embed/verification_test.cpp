@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <functional>
 #include <string>
+#include <vector>
 
+#include "captions/cc_data.h"
+#include "captions/sei.h"
 #include "kav/box_view.h"
 #include "tests/support/box_builders.h"
 #include "tests/unit/embed/embedded_film.h"
@@ -205,6 +208,34 @@ TEST_F(VerificationOfCaptions, FindsAnotherMessageInTheirUnit) {
   written[last + 3] = 0x77;
   EXPECT_TRUE(contains(verdictOn(embedded_, written), "share a unit with other messages"))
       << verdictOn(embedded_, written);
+}
+
+// A unit of captions that also holds a message of one byte.
+Bytes sharedUnit() {
+  Bytes unit;
+  captions::buildCaptionUnit(
+      unit, {}, std::vector{captions::CcTriplet{true, captions::CcType::field1, 0x94, 0x20}});
+  constexpr std::size_t kLength = 4;
+  Bytes nalUnit(unit.begin() + kLength, unit.end() - 1);
+  append(nalUnit, {5, 1, 0x77, 0x80});
+  return lengthPrefixed(nalUnit);
+}
+
+TEST(VerificationOfReplacedCaptions, ExpectsTheOtherMessagesOfTheirUnit) {
+  MovieBuilder movie = captionedMovie();
+  movie.tracks[0].samples[3].bytes =
+      concat({sharedUnit(), lengthPrefixed(nal(kSlice, Bytes(40, 0x55)))});
+  Embedded embedded(movie.build(), {.replace = true});
+  EXPECT_EQ(embedded.result().replacedPictures, 1u);
+  embedded.verify();
+
+  Bytes written = embedded.bytes();
+  const Bytes rest = lengthPrefixed({kSei, 5, 1, 0x77, 0x80});
+  const auto found = std::search(written.begin(), written.end(), rest.begin(), rest.end());
+  ASSERT_NE(found, written.end());
+  found[7] = 0x78;
+  EXPECT_EQ(verdictOn(embedded, written),
+            difference("track 1, sample 4: its bytes are not those of the input"));
 }
 
 }  // namespace
