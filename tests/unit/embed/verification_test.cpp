@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <string>
 #include <vector>
@@ -157,6 +158,53 @@ TEST(VerificationOfMovies, LetsPlacesAndPartsOfSamplesChange) {
             difference("track 2: the box 'mdia/minf/stbl/saio' is not that of the input"));
   EXPECT_EQ(verdictWithout("subs", 2),
             difference("track 2: the box 'mdia/minf/stbl/subs' is not that of the input"));
+}
+
+// ---- Fragments
+
+std::vector<std::string> typesOf(const Bytes& file) {
+  std::vector<std::string> types;
+  for (const Bytes& one : boxesOf(file)) types.emplace_back(typeOf(one));
+  return types;
+}
+
+using Types = std::vector<std::string>;
+
+// An index of no segments.
+Bytes emptyIndex(std::uint32_t track) {
+  return fullBox("sidx", 0, 0, u32(track), u32(600), u32(0), u32(0), u16(0), u16(0));
+}
+
+TEST(VerificationOfFragments, ExpectsNoIndexOfWhatIsRemoved) {
+  MovieBuilder movie = captionedMovie();
+  movie.extras["sidx"] = concat({emptyIndex(1), emptyIndex(3)});
+  movie.splitIntoFragments({20, 20, 2});
+  movie.order.emplace_back("sidx");
+  movie.randomAccess = true;
+  const Bytes file = movie.build();
+  EXPECT_EQ(typesOf(file), (Types{"ftyp", "sidx", "sidx", "moov", "moof", "mdat", "mfra"}));
+  Embedded embedded(file);
+  embedded.verify();
+  EXPECT_EQ(typesOf(embedded.bytes()), (Types{"ftyp", "moov", "sidx", "moof", "mdat"}));
+
+  std::vector<Bytes> boxes = boxesOf(embedded.bytes());
+  boxes.at(2) = emptyIndex(2);
+  EXPECT_EQ(verdictOn(embedded, concat(boxes)),
+            difference("the movie: the box 'sidx' is not that of the input"));
+}
+
+TEST(VerificationOfFragments, ExpectsTheRandomAccessOfFragmentsThatStay) {
+  MovieBuilder movie({videoTrack({.count = 10})});
+  movie.splitIntoFragments({5});
+  movie.randomAccess = true;
+  std::array<captions::FieldPairs, kFields> fields;
+  fields[0] = {{captions::kPairTime, {0x94, 0x2C}}};
+  Embedded embedded(movie.build(), {.captions = fields});
+  embedded.verify();
+  std::vector<Bytes> boxes = boxesOf(embedded.bytes());
+  ASSERT_EQ(typeOf(boxes.back()), "mfra");
+  boxes.pop_back();
+  EXPECT_EQ(verdictOn(embedded, concat(boxes)), difference("the movie: the box 'mfra' is missing"));
 }
 
 // ---- Captions
