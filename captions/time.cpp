@@ -15,7 +15,8 @@ std::int64_t divideRoundingDown(std::int64_t number, std::int64_t divisor) {
 
 std::string padded(std::int64_t number, std::size_t digits) {
   const std::string text = std::to_string(number);
-  return text.size() >= digits ? text : std::string(digits - text.size(), '0') + text;
+  if (text.size() >= digits) return text;
+  return std::string(digits - text.size(), '0') + text;
 }
 
 }  // namespace

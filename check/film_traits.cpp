@@ -214,8 +214,8 @@ class Traits {
     const std::optional<TrackHeader> header = readHeader(tkhd);
     if (!header) return;
     if (!header->isPlacedPlainly) {
-      findings_.note(kRotationLost, std::nullopt,
-                     name + (header->turn.empty() ? "" : ", " + header->turn));
+      const std::string detail = header->turn.empty() ? name : name + ", " + header->turn;
+      findings_.note(kRotationLost, std::nullopt, detail);
     }
     if (header->alternateGroup == 0) return;
     auto& [names, count] = groups_[header->alternateGroup];

@@ -26,7 +26,8 @@ std::string kindOf(const kav::Track& track) {
   const auto* const kind = std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& one) {
     return one.handler == track.handlerType;
   });
-  return kind != kKinds.end() ? std::string(kind->name) : '\'' + textOf(track.handlerType) + '\'';
+  if (kind == kKinds.end()) return '\'' + textOf(track.handlerType) + '\'';
+  return std::string(kind->name);
 }
 
 std::string nameOf(const kav::Track& track) {

@@ -36,6 +36,10 @@ FragmentChanges fragmentChanges(OutputLayout::Changes& changes) {
           std::move(changes.fragmentDefaults)};
 }
 
+[[noreturn]] void refuseSize(FourCc type) {
+  throw Refusal("the box '" + textOf(type) + "' is too large");
+}
+
 // By how many bytes splices change a length.
 std::int64_t growthOf(std::span<const Splice> splices) {
   std::int64_t growth = 0;
@@ -89,7 +93,7 @@ void OutputLayout::addBox(std::size_t index, std::span<const Splice> inside) {
     case fourCc("moov"):
     // A hint about which bytes of a segment belong to which layer. It would be wrong now.
     case fourCc("ssix"):
-      if (box.size > kMostBytes) throw Refusal("the box '" + textOf(box.type) + "' is too large");
+      if (box.size > kMostBytes) refuseSize(box.type);
       boxSplices_.push_back(
           {{box.start, 0, static_cast<std::uint32_t>(box.size)}, Kind::removed, index});
       break;
@@ -103,7 +107,7 @@ void OutputLayout::addBox(std::size_t index, std::span<const Splice> inside) {
       addRewritten(index, Kind::metadata);
       break;
     case fourCc("mfra"):
-      if (box.size > kLargestTable) throw Refusal("the box 'mfra' is too large");
+      if (box.size > kLargestTable) refuseSize(box.type);
       break;
     default:
       return addHeader(index, inside);
@@ -139,7 +143,7 @@ void OutputLayout::addHeader(std::size_t index, std::span<const Splice> inside) 
 }
 
 std::vector<std::uint8_t> OutputLayout::readBox(const TopLevelBox& box) const {
-  if (box.size > kLargestTable) throw Refusal("the box '" + textOf(box.type) + "' is too large");
+  if (box.size > kLargestTable) refuseSize(box.type);
   std::vector<std::uint8_t> bytes(static_cast<std::size_t>(box.size));
   read_(box.start, bytes);
   return bytes;
@@ -172,7 +176,7 @@ void OutputLayout::addRewritten(std::size_t index, Kind kind) {
   BoxSplice splice{{box.start, 0, 0}, kind, index};
   // Its length does not depend on the map.
   const BoxPieces pieces = rewritten(splice, OffsetMap());
-  if (pieces.size() > kMostBytes) throw Refusal("the box '" + textOf(box.type) + "' is too large");
+  if (pieces.size() > kMostBytes) refuseSize(box.type);
   splice.splice.inserted = static_cast<std::uint32_t>(pieces.size());
   splice.splice.removed = static_cast<std::uint32_t>(box.size);
   boxSplices_.push_back(splice);

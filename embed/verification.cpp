@@ -31,7 +31,7 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t kPiece = std::size_t{256} << 10;
 
-[[noreturn]] void fail(const std::string& where, const std::string& what) {
+[[noreturn]] void fail(const std::string& where, const char* what) {
   throw VerificationError(where, what);
 }
 

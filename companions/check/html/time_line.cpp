@@ -193,7 +193,8 @@ class TimeLine {
 
   // A report holds only the first places of a finding.
   static std::string drawnPart(std::uint64_t drawn, std::uint64_t all) {
-    return drawn < all ? ", " + std::to_string(drawn) + " drawn" : "";
+    if (drawn >= all) return {};
+    return ", " + std::to_string(drawn) + " drawn";
   }
 
   void drawFindings(const Findings& findings) {

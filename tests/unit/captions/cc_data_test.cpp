@@ -94,5 +94,13 @@ TEST(CcTypeOfField, FollowsTheField) {
   EXPECT_EQ(ccTypeOf(Field::two), CcType::field2);
 }
 
+TEST(CcTriplet, EqualsAnotherInAllThatItHolds) {
+  EXPECT_EQ(kLoad, (CcTriplet{true, CcType::field1, 0x94, 0x20}));
+  EXPECT_NE(kLoad, (CcTriplet{false, CcType::field1, 0x94, 0x20}));
+  EXPECT_NE(kLoad, (CcTriplet{true, CcType::field2, 0x94, 0x20}));
+  EXPECT_NE(kLoad, (CcTriplet{true, CcType::field1, 0x15, 0x20}));
+  EXPECT_NE(kLoad, (CcTriplet{true, CcType::field1, 0x94, 0x2C}));
+}
+
 }  // namespace
 }  // namespace quarrypack::captions

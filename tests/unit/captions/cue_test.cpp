@@ -117,5 +117,26 @@ TEST(Names, AreThoseOfJson) {
   EXPECT_EQ(modeName(CaptionMode::paintOn), "paint-on");
 }
 
+TEST(Cue, EqualsAnotherInAllThatIsShown) {
+  const CueRun run{"Hi", Color::yellow, true, false};
+  EXPECT_NE(run, (CueRun{"Ho", Color::yellow, true, false}));
+  EXPECT_NE(run, (CueRun{"Hi", Color::red, true, false}));
+  EXPECT_NE(run, (CueRun{"Hi", Color::yellow, false, false}));
+  EXPECT_NE(run, (CueRun{"Hi", Color::yellow, true, true}));
+
+  const CueRow row{15, 4, {run}};
+  EXPECT_EQ(row, (CueRow{15, 4, {run}}));
+  EXPECT_NE(row, (CueRow{14, 4, {run}}));
+  EXPECT_NE(row, (CueRow{15, 5, {run}}));
+  EXPECT_NE(row, (CueRow{15, 4, {}}));
+
+  const Cue cue{Time{1}, Time{2}, CaptionMode::popOn, {row}};
+  EXPECT_EQ(cue, (Cue{Time{1}, Time{2}, CaptionMode::popOn, {row}}));
+  EXPECT_NE(cue, (Cue{Time{0}, Time{2}, CaptionMode::popOn, {row}}));
+  EXPECT_NE(cue, (Cue{Time{1}, Time{3}, CaptionMode::popOn, {row}}));
+  EXPECT_NE(cue, (Cue{Time{1}, Time{2}, CaptionMode::paintOn, {row}}));
+  EXPECT_NE(cue, (Cue{Time{1}, Time{2}, CaptionMode::popOn, {}}));
+}
+
 }  // namespace
 }  // namespace quarrypack::captions

@@ -303,5 +303,13 @@ TEST(SccEnd, LeavesTimeToReadTheLastCaption) {
   EXPECT_EQ(sccEnd({{kPairTime, kPadding}}), kPairTime + std::chrono::seconds(4));
 }
 
+TEST(SccFinding, EqualsAnotherInKindLineAndCount) {
+  const SccFinding finding{SccFindingKind::noParity, 3, 2};
+  EXPECT_EQ(finding, (SccFinding{SccFindingKind::noParity, 3, 2}));
+  EXPECT_NE(finding, (SccFinding{SccFindingKind::overrun, 3, 2}));
+  EXPECT_NE(finding, (SccFinding{SccFindingKind::noParity, 4, 2}));
+  EXPECT_NE(finding, (SccFinding{SccFindingKind::noParity, 3, 1}));
+}
+
 }  // namespace
 }  // namespace quarrypack::captions

@@ -121,5 +121,15 @@ TEST(TimeCode, WholeHoursKeepTheWayOfCounting) {
   EXPECT_EQ(wholeHours({0, 125, 3, 4, false}), (TimeCode{2, 0, 0, 0, false}));
 }
 
+TEST(TimeCode, EqualsAnotherInAllFields) {
+  const TimeCode code{1, 2, 3, 4, true};
+  EXPECT_EQ(code, (TimeCode{1, 2, 3, 4, true}));
+  EXPECT_NE(code, (TimeCode{0, 2, 3, 4, true}));
+  EXPECT_NE(code, (TimeCode{1, 0, 3, 4, true}));
+  EXPECT_NE(code, (TimeCode{1, 2, 0, 4, true}));
+  EXPECT_NE(code, (TimeCode{1, 2, 3, 0, true}));
+  EXPECT_NE(code, (TimeCode{1, 2, 3, 4, false}));
+}
+
 }  // namespace
 }  // namespace quarrypack::captions

@@ -348,6 +348,18 @@ TEST(ConversionForecast, ForetellsThatCaptionsComeTwice) {
   EXPECT_EQ(foretold.find(kCaptionsInsideAlready)->first, captions::timeOfUnits(3 * 1001, 30000));
 }
 
+TEST(ConversionForecast, SaysThatCaptionsInsideCannotBeRead) {
+  MovieBuilder movie = goodFilm();
+  for (MovieSample& sample : movie.tracks[0].samples) sample.bytes = Bytes(40, 0x77);
+  EXPECT_EQ(foretell(movie).count(kPicturesUnreadable), 1u);
+}
+
+TEST(ConversionForecast, CountsDescriptionsWithoutContent) {
+  MovieBuilder movie = goodFilm();
+  movie.tracks.push_back(otherTrack("text", genericEntry("text"), 2));
+  EXPECT_EQ(foretell(movie).count(kDescriptionWithoutContent), 1u);
+}
+
 TEST(ConversionForecast, ForetellsWhatIsLostOfTheHeaders) {
   MovieBuilder movie = goodFilm();
   movie.tracks[0].flags = 0xE;

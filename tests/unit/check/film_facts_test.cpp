@@ -60,5 +60,28 @@ TEST(FilmFacts, AreEmptyWithoutPictures) {
   EXPECT_FALSE(none.facts.shown);
 }
 
+TEST(FilmFacts, HoldAStillPictureForAllOfItsEdit) {
+  MovieBuilder movie({videoTrack({.count = 10})});
+  movie.timescale = 30000;
+  movie.tracks[0].edits = {{90000, 1001, 0}};
+  EXPECT_EQ(picturesOf(movie).facts.shown->end, timeOfUnits(3, 1));
+}
+
+TEST(FilmFacts, JoinWhatSeveralEditsShow) {
+  MovieBuilder movie({videoTrack({.count = 10})});
+  movie.timescale = 30000;
+  movie.tracks[0].edits = {{3 * 1001, kEmptyEdit}, {2 * 1001, 5 * 1001}, {4 * 1001, 1001}};
+  const FilmPictures pictures = picturesOf(movie);
+  EXPECT_EQ(pictures.facts.shown->start, frames(3));
+  EXPECT_EQ(pictures.facts.shown->end, frames(9));
+}
+
+TEST(FilmFacts, LeaveOutEditsOfNoPicture) {
+  MovieBuilder movie({videoTrack({.count = 10})});
+  movie.timescale = 30000;
+  movie.tracks[0].edits = {{2 * 1001, 0}, {4 * 1001, 50 * 1001}};
+  EXPECT_EQ(picturesOf(movie).facts.shown->end, frames(2));
+}
+
 }  // namespace
 }  // namespace quarrypack::check

@@ -140,6 +140,33 @@ TEST_F(OutputFileTest, NeverReusesAnExistingFile) {
   EXPECT_EQ(readFile(first.temporaryPath()), text("first"));
 }
 
+TEST_F(OutputFileTest, FailsWhereAllItsTemporaryNamesAreTaken) {
+  constexpr std::size_t kNames = 1000;
+  const std::string start = path(".film.mp4.") + std::to_string(getpid()) + '.';
+  for (std::size_t i = 0; i < kNames; ++i) {
+    writeFile(start + std::to_string(i) + ".tmp", text("another's"));
+  }
+  try {
+    const OutputFile file(path("film.mp4"));
+    FAIL() << "created as " << file.temporaryPath();
+  } catch (const FileError& error) {
+    EXPECT_EQ(error.what(), "cannot create '" + start + "999.tmp': File exists");
+  }
+  EXPECT_EQ(readFile(start + "0.tmp"), text("another's"));
+  EXPECT_EQ(fileCount(), kNames);
+}
+
+TEST_F(OutputFileTest, IsWholeAfterItsBytesWereHandedToTheDiskEarly) {
+  const test::Bytes bytes(std::size_t{17} << 20, 'x');
+  OutputFile file(path("film.mp4"));
+  writeFile(file.temporaryPath(), bytes);
+  for (const unsigned mebibytes : {1u, 8u, 15u, 17u}) {
+    file.writtenUpTo(std::uint64_t{mebibytes} << 20);
+  }
+  file.commit();
+  EXPECT_TRUE(readFile(path("film.mp4")) == bytes);
+}
+
 TEST_F(OutputFileTest, TakesALongName) {
   replaceWithNew(path(std::string(250, 'f')));
   EXPECT_EQ(fileCount(), 1u);

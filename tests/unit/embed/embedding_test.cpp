@@ -15,6 +15,7 @@
 #include "tests/support/media_samples.h"
 #include "tests/support/memory_stream.h"
 #include "tests/support/movie_builder.h"
+#include "tests/unit/embed/embedded_film.h"
 
 namespace quarrypack::embed {
 namespace {
@@ -25,43 +26,6 @@ using norvik::kav::IStreamPtr;
 using norvik::kav::Movie;
 using norvik::kav::Sample;
 
-MemoryStreamPtr opened(Bytes file) {
-  const MemoryStreamPtr stream = MemoryStream::create(std::move(file));
-  stream->open();
-  return stream;
-}
-
-// A pop-on caption of one letter, shown at once: load, row, "A", show.
-const Bytes kPopOn = {0x94, 0x20, 0x94, 0xE0, 0xC1, 0x80, 0x94, 0x2F};
-
-MovieBuilder captionedMovie() {
-  MovieTrack captions = captionTrack(
-      CaptionTrackOptions{.samples = {cdat(kPopOn), cdat({0x94, 0x2C})}, .duration = 8 * 1001});
-  return MovieBuilder({videoTrack({.count = 20, .betweenAnchors = 1}), soundTrack(), captions});
-}
-
-// Puts captions into a film in memory.
-class Embedded {
- public:
-  explicit Embedded(const Bytes& file, EmbedSettings settings = {})
-      : input_(opened(file)),
-        film_(opened(file)),
-        embedding_(film_, std::move(settings)),
-        output_(opened({})) {
-    embedding_.write(*input_, *output_);
-  }
-
-  const EmbedResult& result() const { return embedding_.result(); }
-  Bytes& bytes() { return output_->bytes(); }
-  void verify() { embedding_.verify(opened(output_->bytes())); }
-
- private:
-  MemoryStreamPtr input_;
-  Film film_;
-  Embedding embedding_;
-  MemoryStreamPtr output_;
-};
-
 std::vector<Bytes> samplesOf(const Bytes& file, std::uint32_t track) {
   Movie movie(opened(file));
   std::vector<Bytes> samples;
@@ -70,19 +34,6 @@ std::vector<Bytes> samplesOf(const Bytes& file, std::uint32_t track) {
     movie.read(sample, samples.back());
   }
   return samples;
-}
-
-std::string refusalOf(const Bytes& file, EmbedSettings settings = {}) {
-  try {
-    Embedded embedded(file, std::move(settings));
-  } catch (const Refusal& refusal) {
-    return refusal.what();
-  }
-  return "not refused";
-}
-
-bool contains(const std::string& text, const std::string& part) {
-  return text.find(part) != std::string::npos;
 }
 
 TEST(Embedding, PutsTheCaptionsOfATrackIntoThePictures) {

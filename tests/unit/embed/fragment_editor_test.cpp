@@ -369,5 +369,18 @@ TEST(RandomAccess, IsRefusedWhereItLies) {
   EXPECT_THROW(kEditor.randomAccess(*BoxView::at(input), OffsetMap()), Refusal);
 }
 
+TEST(RandomAccess, KeepsBoxesThatItDoesNotKnow) {
+  const auto input = [&](std::uint32_t offset) {
+    return concat({box("free", text("kept")),
+                   trackAccess(0, kVideo, 0, concat({u32(0), u32(offset), u24(0x010101)}), 1)});
+  };
+  const OffsetMap map({{0, 100, 0}});
+  EXPECT_EQ(kEditor.randomAccess(*BoxView::at(randomAccess(input(500))), map).joined(),
+            randomAccess(input(600)));
+  // Without a box at its end it gets none.
+  const Bytes endless = box("mfra", input(500));
+  EXPECT_EQ(kEditor.randomAccess(*BoxView::at(endless), map).joined(), box("mfra", input(600)));
+}
+
 }  // namespace
 }  // namespace quarrypack::embed

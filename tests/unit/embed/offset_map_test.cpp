@@ -209,5 +209,13 @@ TEST(UnusedRanges, ManyLongRangesThatAreKeptTakeNoLongerThanShortOnes) {
   EXPECT_TRUE(ranges.splices().empty());
 }
 
+TEST(Splice, EqualsAnotherInAllItSays) {
+  const Splice splice{100, 7, 3};
+  EXPECT_EQ(splice, (Splice{100, 7, 3}));
+  EXPECT_NE(splice, (Splice{101, 7, 3}));
+  EXPECT_NE(splice, (Splice{100, 8, 3}));
+  EXPECT_NE(splice, (Splice{100, 7, 4}));
+}
+
 }  // namespace
 }  // namespace quarrypack::embed

@@ -262,5 +262,93 @@ TEST(OutputLayout, CopiesOtherBoxesOfSegments) {
   EXPECT_EQ(rewritten(in, {}), concat({fileType("mp42isomiso6iso5"), kFragmentMovie, more}));
 }
 
+// ---- Sizes that a file in memory cannot have
+
+// A layout of a film whose top-level boxes are not all there.
+class ClaimedFilm {
+ public:
+  ClaimedFilm(std::vector<TopLevelBox> boxes, Bytes start, std::vector<Splice> media = {})
+      : start_(std::move(start)),
+        layout_(
+            std::move(boxes), *BoxView::at(moov_),
+            [this](std::uint64_t offset, std::span<std::uint8_t> bytes) {
+              ASSERT_LE(offset + bytes.size(), start_.size());
+              std::copy_n(start_.begin() + static_cast<std::ptrdiff_t>(offset), bytes.size(),
+                          bytes.begin());
+            },
+            {std::move(media), {.pictureTrack = kVideo}, {}}, marks_) {}
+
+  const OffsetMap& map() const { return layout_.map(); }
+
+  // What the splice of that index inserts; called in their order.
+  Bytes inserted(std::size_t splice) {
+    const auto out = MemoryStream::create();
+    out->open();
+    OutputBuffer buffer(*out);
+    layout_.append(splice, buffer);
+    buffer.flush();
+    return out->bytes();
+  }
+
+ private:
+  Bytes moov_ = movie(track(kVideo, 4, 100));
+  Bytes start_;
+  Marks marks_;
+  OutputLayout layout_;
+};
+
+std::string refusalOf(std::vector<TopLevelBox> boxes, const Bytes& start = {}) {
+  try {
+    const ClaimedFilm film(std::move(boxes), start);
+  } catch (const Refusal& refusal) {
+    return refusal.what();
+  }
+  return "not refused";
+}
+
+TEST(OutputLayout, RefusesTablesThatAreTooLarge) {
+  using norvik::kav::fourCc;
+  constexpr std::uint64_t kMebibyte = 1u << 20;
+  constexpr std::uint64_t kGibibyte = 1u << 30;
+  const Bytes wide = box("wide");
+  const auto after = [](norvik::kav::FourCc type, std::uint64_t size) {
+    return std::vector<TopLevelBox>{{fourCc("wide"), 0, 8}, {type, 8, size}};
+  };
+  EXPECT_EQ(refusalOf(after(fourCc("moof"), 257 * kMebibyte), wide), "the box 'moof' is too large");
+  EXPECT_EQ(refusalOf(after(fourCc("sidx"), 257 * kMebibyte), wide), "the box 'sidx' is too large");
+  EXPECT_EQ(refusalOf(after(fourCc("meta"), 257 * kMebibyte), wide), "the box 'meta' is too large");
+  EXPECT_EQ(refusalOf(after(fourCc("mfra"), 257 * kMebibyte), wide), "the box 'mfra' is too large");
+  EXPECT_EQ(refusalOf(after(fourCc("moov"), 4 * kGibibyte), wide), "the box 'moov' is too large");
+  EXPECT_EQ(refusalOf(after(fourCc("moov"), 4 * kGibibyte - 1), wide), "not refused");
+}
+
+TEST(OutputLayout, RefusesAFragmentThatIsCutShort) {
+  using norvik::kav::fourCc;
+  const Bytes start = concat({box("wide"), claimingSize(100, box("moof"))});
+  EXPECT_EQ(refusalOf({{fourCc("wide"), 0, 8}, {fourCc("moof"), 8, 8}}, start),
+            "the box 'moof' is cut short. The file is damaged");
+}
+
+TEST(OutputLayout, RefusesAFragmentBeforeAllElse) {
+  const Bytes moof = box("moof", fullBox("mfhd", 0, 0, u32(1)));
+  EXPECT_EQ(refusalOf({{norvik::kav::fourCc("moof"), 0, moof.size()}}, moof),
+            "the file begins with a fragment. The file is damaged");
+}
+
+TEST(OutputLayout, GivesALargeHeaderToABoxThatOutgrowsFourGibibytes) {
+  constexpr std::uint32_t kSize = 0xFFFFFFF0;
+  const std::vector<TopLevelBox> boxes = {{norvik::kav::fourCc("wide"), 0, 8},
+                                          {norvik::kav::fourCc("mdat"), 8, kSize}};
+  const Bytes start = concat({box("wide"), claimingSize(kSize, box("mdat"))});
+  const auto headerOf = [&](std::uint32_t growth) {
+    ClaimedFilm film(boxes, start, {{100, growth, 0}});
+    film.inserted(0);  // the front
+    EXPECT_EQ(film.map().splices().at(1).offset, 8u);
+    return film.inserted(1);
+  };
+  EXPECT_EQ(headerOf(15), concat({u32(0xFFFFFFFF), text("mdat")}));
+  EXPECT_EQ(headerOf(16), concat({u32(1), text("mdat"), u64(0x100000008)}));
+}
+
 }  // namespace
 }  // namespace quarrypack::embed

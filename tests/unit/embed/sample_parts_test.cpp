@@ -67,5 +67,12 @@ TEST(SampleParts, AreRefusedWhereTheyLie) {
   }
 }
 
+TEST(SampleParts, AreRefusedWhereOneOutgrowsItsSize) {
+  const Bytes table = subs(1, concat({u32(1), u16(1), part32(0xFFFFFFF0)}), 1);
+  EXPECT_EQ(after(table, OffsetMap({{1000, 15, 0}})),
+            subs(1, concat({u32(1), u16(1), part32(0xFFFFFFFF)}), 1));
+  EXPECT_THROW(after(table, OffsetMap({{1000, 16, 0}})), Refusal);
+}
+
 }  // namespace
 }  // namespace quarrypack::embed

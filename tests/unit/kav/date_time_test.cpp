@@ -51,5 +51,17 @@ TEST(DateTime, BeyondItsLastYearIsTheLastSecond) {
   EXPECT_EQ(dateTimeFromSeconds(secondsFromDateTime(last) + 1), last);
 }
 
+TEST(DateTime, EqualsAnotherInAllFields) {
+  const NorvikKavDateTime date{2000, 2, 29, 12, 30, 59, 0};
+  EXPECT_EQ(date, (NorvikKavDateTime{2000, 2, 29, 12, 30, 59, 0}));
+  EXPECT_NE(date, (NorvikKavDateTime{2004, 2, 29, 12, 30, 59, 0}));
+  EXPECT_NE(date, (NorvikKavDateTime{2000, 3, 29, 12, 30, 59, 0}));
+  EXPECT_NE(date, (NorvikKavDateTime{2000, 2, 28, 12, 30, 59, 0}));
+  EXPECT_NE(date, (NorvikKavDateTime{2000, 2, 29, 13, 30, 59, 0}));
+  EXPECT_NE(date, (NorvikKavDateTime{2000, 2, 29, 12, 31, 59, 0}));
+  EXPECT_NE(date, (NorvikKavDateTime{2000, 2, 29, 12, 30, 58, 0}));
+  EXPECT_NE(date, (NorvikKavDateTime{2000, 2, 29, 12, 30, 59, 1}));
+}
+
 }  // namespace
 }  // namespace norvik::kav

@@ -116,6 +116,16 @@ TEST(Movie, KeepsTracksSamplesAndRangesValidWhenItMoves) {
   EXPECT_EQ(timesOf(std::move(range)), (Times{10, 20}));
 }
 
+TEST(Movie, TakesThePlaceOfAnother) {
+  Movie movie = opened(countingMovie({countingTrack(1), countingTrack(1)}));
+  SampleRange range = movie.samples();
+  Movie other = opened(countingMovie({countingTrack(3)}));
+  range = other.samples();
+  movie = std::move(other);
+  EXPECT_EQ(movie.tracks().size(), 1u);
+  EXPECT_EQ(timesOf(std::move(range)), (Times{0, 10, 20}));
+}
+
 TEST(Movie, HandsOutDescriptionsThatOutliveIt) {
   MovieTrack track = countingTrack(1);
   track.entries = {genericEntry("text", text("header bytes"))};

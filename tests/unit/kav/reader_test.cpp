@@ -468,6 +468,9 @@ TEST(ReadBytes, FailsPastTheEndOfTheFile) {
   EXPECT_RESULT(success, readBytes(opened.reader, file.size() - 2, two.data(), 2));
   EXPECT_EQ(two, Bytes(file.end() - 2, file.end()));
   EXPECT_RESULT(shortRead, readBytes(opened.reader, file.size() - 1, two.data(), 2));
+  EXPECT_RESULT(success, peekBytes(opened.reader, 4, two.data(), 2));
+  EXPECT_EQ(two, text("ft"));
+  EXPECT_RESULT(shortRead, peekBytes(opened.reader, file.size() - 1, two.data(), 2));
   EXPECT_RESULT(shortRead, readBytes(opened.reader, ~std::uint64_t{0}, two.data(), 2));
   EXPECT_RESULT(success, checkBytes(opened.reader, file.size() - 2, 2));
   EXPECT_RESULT(shortRead, checkBytes(opened.reader, file.size() - 1, 2));

@@ -2,28 +2,26 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <iostream>
 #include <string>
 
 #include "process/interruption.h"
 #include "tests/support/bytes.h"
 #include "tests/support/console.h"
+#include "tests/support/pseudo_terminal.h"
 #include "tests/support/run_program.h"
 
 namespace quarrypack::process {
 namespace {
 
 using namespace std::chrono_literals;
+using test::PseudoTerminal;
+using test::TerminalVariables;
 
 constexpr Progress kHalfWay{
     .samplesInAll = 200, .samplesWritten = 100, .bytesWritten = 250'000'000, .captionsPlaced = 12};
@@ -62,68 +60,8 @@ TEST(ProgressText, StaysOutOfTheLastColumn) {
   EXPECT_EQ(progressText(kHalfWay, 2s, 0), "");
 }
 
-// A terminal without a screen: what the program sends to it can be read.
-class PseudoTerminal {
- public:
-  PseudoTerminal() : screen_(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)) {
-    if (screen_ < 0 || ::grantpt(screen_) != 0 || ::unlockpt(screen_) != 0) std::abort();
-    program_ = ::open(::ptsname(screen_), O_RDWR | O_NOCTTY);
-    if (program_ < 0) std::abort();
-  }
-  ~PseudoTerminal() {
-    ::close(program_);
-    ::close(screen_);
-  }
-  PseudoTerminal(const PseudoTerminal&) = delete;
-  PseudoTerminal& operator=(const PseudoTerminal&) = delete;
-
-  int descriptor() const { return program_; }
-
-  void setColumns(unsigned short columns) const {
-    const winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
-    ASSERT_EQ(::ioctl(program_, TIOCSWINSZ, &size), 0);
-  }
-
-  // Everything sent since the last call.
-  std::string sent() const {
-    std::string text;
-    std::array<char, 4096> block;
-    for (;;) {
-      const ssize_t count = ::read(screen_, block.data(), block.size());
-      if (count <= 0) return text;
-      text.append(block.data(), static_cast<std::size_t>(count));
-    }
-  }
-
- private:
-  int screen_;
-  int program_;
-};
-
-// The variables that the line reads, restored at the end.
-class Environment {
- public:
-  Environment(const char* term, const char* noColour) {
-    set("TERM", term);
-    set("NO_COLOR", noColour);
-  }
-  ~Environment() {
-    set("TERM", "dumb");
-    set("NO_COLOR", nullptr);
-  }
-
- private:
-  static void set(const char* name, const char* value) {
-    if (value == nullptr) {
-      ::unsetenv(name);
-    } else {
-      ::setenv(name, value, 1);
-    }
-  }
-};
-
 TEST(ProgressTerminal, IsNeitherFileNorPipe) {
-  const Environment environment("xterm", nullptr);
+  const TerminalVariables variables("xterm", nullptr);
   std::array<int, 2> ends{};
   ASSERT_EQ(::pipe(ends.data()), 0);
   EXPECT_FALSE(ProgressTerminal::on(ends[1]));
@@ -138,21 +76,21 @@ TEST(ProgressTerminal, IsNeitherFileNorPipe) {
 TEST(ProgressTerminal, IsLeftAloneWhenItCannotErase) {
   const PseudoTerminal terminal;
   {
-    const Environment environment("dumb", nullptr);
+    const TerminalVariables variables("dumb", nullptr);
     EXPECT_FALSE(ProgressTerminal::on(terminal.descriptor()));
   }
-  const Environment environment(nullptr, nullptr);
+  const TerminalVariables variables(nullptr, nullptr);
   EXPECT_FALSE(ProgressTerminal::on(terminal.descriptor()));
 }
 
 TEST(ProgressTerminal, DrawsFaintAndWithoutColourOnRequest) {
   const PseudoTerminal terminal;
   {
-    const Environment environment("xterm", nullptr);
+    const TerminalVariables variables("xterm", nullptr);
     ProgressTerminal::on(terminal.descriptor())->draw("x");
     EXPECT_EQ(terminal.sent(), "\r\x1b[K\x1b[2mx\x1b[0m\r");
   }
-  const Environment environment("xterm", "1");
+  const TerminalVariables variables("xterm", "1");
   ProgressTerminal::on(terminal.descriptor())->draw("x");
   EXPECT_EQ(terminal.sent(), "\r\x1b[Kx\r");
 }

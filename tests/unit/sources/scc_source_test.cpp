@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "tests/support/bytes.h"
 #include "tests/support/memory_stream.h"
 
 namespace quarrypack::sources {
@@ -56,6 +57,21 @@ TEST(SccSource, RefusesATextThatSaysNothing) {
   EXPECT_THROW(readSccPairs(""), SourceError);
   EXPECT_THROW(readSccPairs("Scenarist_SCC V1.0\r\n\r\n00:00:01;00\t8080\r\n"), SourceError);
   EXPECT_THROW(readSccPairs("no captions at all"), SourceError);
+}
+
+TEST(SccSource, RefusesAFileOfMoreThan64Mebibytes) {
+  const auto errorOf = [](std::size_t size) {
+    const auto file = test::MemoryStream::create(test::Bytes(size, ' '));
+    try {
+      readSccPairs(*file);
+    } catch (const SourceError& error) {
+      return std::string(error.what());
+    }
+    return std::string("none");
+  };
+  constexpr std::size_t kLargest = std::size_t{64} << 20;
+  EXPECT_EQ(errorOf(kLargest + 1), "it has more than 64 MiB");
+  EXPECT_NE(errorOf(kLargest), "it has more than 64 MiB");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <string>
 #include <vector>
 
 #include "kav/exception.h"
@@ -182,6 +183,34 @@ TEST(TrackSource, FindsCaptionTracks) {
       FilmFile(MemoryStream::create(MovieBuilder({videoTrack(), captionTrack(1)}).build()))));
   EXPECT_FALSE(
       hasCaptionTrack(FilmFile(MemoryStream::create(MovieBuilder({videoTrack()}).build()))));
+}
+
+TEST(TrackSource, FailsForASampleOfMoreThan64Mebibytes) {
+  const auto errorOf = [](std::uint32_t size) {
+    MovieBuilder movie({track({{cdat(kLoad), 1}})});
+    movie.replace("moov/trak[1]/mdia/minf/stbl/stsz",
+                  test::fullBox("stsz", 0, 0, test::u32(size), test::u32(1)));
+    // A file that is large enough to make the size credible.
+    movie.tail = test::box("free", Bytes(std::size_t{9} << 20));
+    try {
+      read(movie);
+    } catch (const SourceError& error) {
+      return std::string(error.what());
+    } catch (const norvik::kav::Exception&) {
+      return std::string("it is not in the file");
+    }
+    return std::string("none");
+  };
+  EXPECT_EQ(errorOf((64u << 20) + 1), "a sample of captions has more than 64 MiB");
+  EXPECT_EQ(errorOf(64u << 20), "it is not in the file");
+}
+
+TEST(TrackSource, NamesTheFieldOfCaptionsThatAreLeftOut) {
+  CaptionPairs pairs =
+      read(MovieBuilder({track({{cdt2({0x15, 0x2C}), 9}}), track({{cdt2({0x15, 0x2F}), 9}})}));
+  EXPECT_EQ(pairs.of(Field::two), field({{Time{0}, {0x15, 0x2C}}}));
+  EXPECT_EQ(pairs.findings,
+            std::vector<std::string>{"track 2 has captions of field 2 too, which are left out"});
 }
 
 }  // namespace

@@ -110,6 +110,71 @@ TEST(CaptionDocuments, ReportWhatTheDecoderFound) {
   EXPECT_EQ(made.findings[1], "field 2 carries extended data (XDS), which is skipped");
 }
 
+// Pairs of field 1, a frame apart.
+CaptionPairs pairsOf(std::initializer_list<captions::BytePair> list) {
+  CaptionPairs pairs;
+  pairs.end = std::chrono::seconds(10);
+  for (const captions::BytePair pair : list) {
+    captions::FieldPairs& all = pairs.of(Field::one);
+    all.push_back({captions::kPairTime * static_cast<std::int64_t>(all.size()),
+                   {captions::withOddParity(pair.first), captions::withOddParity(pair.second)}});
+  }
+  return pairs;
+}
+
+TEST(CaptionDocuments, TellWhatTheDecoderPassedOver) {
+  const auto findings = [](const CaptionPairs& pairs) {
+    return makeDocuments(pairs, options("srt")).findings;
+  };
+  using Texts = std::vector<std::string>;
+  EXPECT_EQ(findings(pages({Channel::cc1})), Texts());
+  EXPECT_EQ(findings(pairsOf({{0x10, 0x60}})), Texts{"1 code is unknown and does nothing"});
+  EXPECT_EQ(findings(pairsOf({{0x10, 0x60}, {0x17, 0x3F}})),
+            Texts{"2 codes are unknown and do nothing"});
+  EXPECT_EQ(findings(pairsOf({{0x15, 0x20}})),
+            Texts{"1 command belongs to the other field and does nothing"});
+  EXPECT_EQ(findings(pairsOf({{0x15, 0x20}, {0x15, 0x2F}})),
+            Texts{"2 commands belong to the other field and do nothing"});
+  EXPECT_EQ(findings(pairsOf({{0x14, 0x2A}, {0x41, 0x42}})),
+            Texts{"there is text for the text service, which is passed over"});
+}
+
+TEST(CaptionDocuments, TellOfOneByteWithoutParity) {
+  CaptionPairs pairs = pages({Channel::cc1});
+  pairs.of(Field::one)[2].bytes.first = 0x41;
+  EXPECT_EQ(makeDocuments(pairs, options("srt")).findings,
+            std::vector<std::string>{"1 byte lacks odd parity and is shown as a solid block"});
+}
+
+// Two full screens that take turns: each turn is a cue in two pairs.
+TEST(CaptionDocuments, AreRefusedWithMoreTextThanAnyFilmHas) {
+  CaptionPairs pairs;
+  captions::FieldPairs& all = pairs.of(Field::one);
+  const auto add = [&all](unsigned first, unsigned second) {
+    all.push_back({captions::kPairTime * static_cast<std::int64_t>(all.size()),
+                   {captions::withOddParity(static_cast<std::uint8_t>(first)),
+                    captions::withOddParity(static_cast<std::uint8_t>(second))}});
+  };
+  for (int screen = 0; screen < 2; ++screen) {
+    add(0x14, 0x20);
+    for (const unsigned rows : {0x11u, 0x12u, 0x15u, 0x16u, 0x17u, 0x13u, 0x14u}) {
+      for (const unsigned row : {0x50u, 0x70u}) {
+        add(rows, row);
+        for (int i = 0; i < captions::kColumns / 2; ++i) add(0x41, 0x42);
+      }
+    }
+    add(0x14, 0x2F);
+  }
+  for (int turn = 0; turn < 9'000; ++turn) {
+    add(0x14, 0x20);
+    add(0x14, 0x2F);
+  }
+  pairs.end = captions::kPairTime * static_cast<std::int64_t>(all.size());
+  EXPECT_THROW(makeDocuments(pairs, options("srt")), sources::SourceError);
+  all.resize(all.size() / 2);
+  EXPECT_EQ(makeDocuments(pairs, options("srt")).documents.size(), 1u);
+}
+
 TEST(CaptionDocuments, AreNoneWithoutCaptions) {
   EXPECT_TRUE(makeDocuments(pages({}), options("json")).documents.empty());
 }

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/pseudo_terminal.h"
 #include "tests/unit/companions/check/sample_report.h"
 
 namespace quarrypack::companions {
@@ -93,6 +94,35 @@ TEST(CheckText, LetsNoFileControlTheTerminal) {
   const std::string text = written(report);
   EXPECT_EQ(text.find('\033'), std::string::npos);
   EXPECT_EQ(text.find("a?[2Jb??c\xC3\xA4.mov\n"), 0u) << text;
+}
+
+TEST(CheckText, ReplacesControlCharactersAndNothingElse) {
+  check::CheckReport report;
+  // A delete character; then a letter of the same first byte as a control character, and that byte
+  // alone at the end.
+  report.file = "a\x7F\xC2\xA9.mov\xC2";
+  EXPECT_EQ(written(report).find("a?\xC2\xA9.mov\xC2\n"), 0u) << written(report);
+}
+
+TEST(CheckText, TellsOfNoTimeWithoutCaptionsWhereThereIsNone) {
+  check::CheckReport report = test::sampleReport();
+  report.coverage.longestHole.reset();
+  EXPECT_NE(written(report).find("  on the screen 2 % of the time, first at 00:00:01.000\n"),
+            std::string::npos)
+      << written(report);
+}
+
+TEST(StyleFor, FollowsTheTerminal) {
+  const test::PseudoTerminal terminal;
+  terminal.setColumns(43);
+  {
+    const test::TerminalVariables variables("xterm", nullptr);
+    EXPECT_EQ(styleFor(terminal.descriptor()).columns, 43u);
+    EXPECT_TRUE(styleFor(terminal.descriptor()).isColourful);
+  }
+  const test::TerminalVariables variables("xterm", "1");
+  EXPECT_EQ(styleFor(terminal.descriptor()).columns, 43u);
+  EXPECT_FALSE(styleFor(terminal.descriptor()).isColourful);
 }
 
 TEST(StyleFor, IsPlainForAFile) {

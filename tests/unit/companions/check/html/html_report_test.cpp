@@ -91,6 +91,33 @@ TEST(HtmlReport, SumsUp) {
   }
 }
 
+TEST(HtmlReport, NamesTheSourceOfTheCaptions) {
+  const auto source = [](const std::string& name) {
+    CheckReport report;
+    report.source = name;
+    const std::string page = written(report);
+    const std::string before = ">Captions are from</th><td>";
+    const std::size_t start = page.find(before) + before.size();
+    return page.substr(start, page.find('<', start) - start);
+  };
+  EXPECT_EQ(source(""), "nowhere, there are none");
+  EXPECT_EQ(source("track"), "the caption track");
+  EXPECT_EQ(source("pictures"), "the pictures");
+  EXPECT_EQ(source("scc"), "the SCC file");
+  EXPECT_EQ(source("tape"), "tape");
+}
+
+TEST(HtmlReport, NamesTheFirstTwentyTracksThatAConversionDamages) {
+  CheckReport report;
+  for (std::uint32_t i = 1; i <= 20; ++i) report.hits.push_back({i, "sound", 1, {}});
+  EXPECT_TRUE(has(written(report), "<br/>1 sample of track 20, sound</td>"));
+  report.hits.push_back({21, "sound", 1, {}});
+  EXPECT_TRUE(
+      has(written(report), "<br/>1 sample of track 20, sound<br/>those of 1 more track</td>"));
+  report.hits.push_back({22, "sound", 1, {}});
+  EXPECT_TRUE(has(written(report), "<br/>those of 2 more tracks</td>"));
+}
+
 TEST(HtmlReport, JudgesByTheWorstFinding) {
   CheckReport report;
   report.findings = {{&kInfo, 1, {}, {}, ""}};

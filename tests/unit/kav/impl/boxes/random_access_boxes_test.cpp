@@ -170,5 +170,15 @@ TEST(BoxFactory, MakesPlainBoxesOfTheRandomAccessBoxes) {
   }
 }
 
+TEST(TfraEntry, EqualsAnotherInAllNumbers) {
+  const TfraBox::Entry entry{1, 2, 3, 4, 5};
+  EXPECT_EQ(entry, (TfraBox::Entry{1, 2, 3, 4, 5}));
+  EXPECT_NE(entry, (TfraBox::Entry{0, 2, 3, 4, 5}));
+  EXPECT_NE(entry, (TfraBox::Entry{1, 0, 3, 4, 5}));
+  EXPECT_NE(entry, (TfraBox::Entry{1, 2, 0, 4, 5}));
+  EXPECT_NE(entry, (TfraBox::Entry{1, 2, 3, 0, 5}));
+  EXPECT_NE(entry, (TfraBox::Entry{1, 2, 3, 4, 0}));
+}
+
 }  // namespace
 }  // namespace norvik::kav::impl

@@ -290,5 +290,14 @@ TEST(TrakBox, BuiltHasEveryBoxInItsPlace) {
   EXPECT_EQ(endOfTree(parent), 36u + parent.getCurrentSize());
 }
 
+TEST(EditRecord, EqualsAnotherInAllFields) {
+  const EditRecord edit{600, 20, 1, 0};
+  EXPECT_EQ(edit, (EditRecord{600, 20, 1, 0}));
+  EXPECT_NE(edit, (EditRecord{601, 20, 1, 0}));
+  EXPECT_NE(edit, (EditRecord{600, kEmptyEdit, 1, 0}));
+  EXPECT_NE(edit, (EditRecord{600, 20, 2, 0}));
+  EXPECT_NE(edit, (EditRecord{600, 20, 1, 0x8000}));
+}
+
 }  // namespace
 }  // namespace norvik::kav::impl
