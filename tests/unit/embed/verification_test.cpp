@@ -51,10 +51,11 @@ MovieBuilder endingWith(const Bytes& box) {
   return movie;
 }
 
-TEST(VerificationOfFiles, FindsThatTheMovieIsNotInFront) {
+TEST(VerificationOfFiles, FindsThatTheMovieDoesNotComeFirst) {
   Embedded embedded(captionedMovie().build());
   std::vector<Bytes> boxes = boxesOf(embedded.bytes());
-  const std::string verdict = difference("the movie: the box 'moov' is not in front");
+  const std::string verdict =
+      difference("the movie: the box 'moov' does not come directly after ftyp");
   std::swap(boxes.at(1), boxes.at(2));
   EXPECT_EQ(verdictOn(embedded, concat(boxes)), verdict);
   std::swap(boxes.at(0), boxes.at(2));

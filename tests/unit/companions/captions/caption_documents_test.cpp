@@ -136,7 +136,7 @@ TEST(CaptionDocuments, TellWhatTheDecoderPassedOver) {
   EXPECT_EQ(findings(pairsOf({{0x15, 0x20}, {0x15, 0x2F}})),
             Texts{"2 commands belong to the other field and do nothing"});
   EXPECT_EQ(findings(pairsOf({{0x14, 0x2A}, {0x41, 0x42}})),
-            Texts{"there is text for the text service, which is passed over"});
+            Texts{"there is text for the text service, which is skipped"});
 }
 
 TEST(CaptionDocuments, TellOfOneByteWithoutParity) {

@@ -92,13 +92,13 @@ TEST_F(EmbedCaptions, TakeACaptionFileOfNoMoreThan64Mebibytes) {
   std::filesystem::resize_file(options_.captionsField1, (std::uintmax_t{64} << 20) + 1);
   EXPECT_EQ(errorOf(), "'" + options_.captionsField1 + "' is too large for captions");
   std::filesystem::resize_file(options_.captionsField1, std::uintmax_t{64} << 20);
-  EXPECT_EQ(errorOf(), "'" + options_.captionsField1 + "' holds no captions in the form of SCC");
+  EXPECT_EQ(errorOf(), "'" + options_.captionsField1 + "' has no captions in the form of SCC");
 }
 
 TEST_F(EmbedCaptions, TakeNoFolderForACaptionFile) {
   options_.captionsField1 = path("folder");
   std::filesystem::create_directory(options_.captionsField1);
-  EXPECT_EQ(errorOf(), "cannot read '" + options_.captionsField1 + "'");
+  EXPECT_EQ(errorOf(), "cannot read '" + options_.captionsField1 + "': Is a directory");
 }
 
 }  // namespace
