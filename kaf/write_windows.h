@@ -30,7 +30,7 @@ class WriteWindows {
   std::uint64_t end() const { return windows_.empty() ? 0 : windows_.back().end(); }
 
  private:
-  struct alignas(64) Window {
+  struct Window {
     std::uint64_t start = 0;
     std::size_t filled = 0;
     std::size_t capacity = 0;
