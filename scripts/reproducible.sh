@@ -52,9 +52,10 @@ echo "== movies"
 QUARRYPACK=$first/quarrypack scripts/demo.sh >"$work/demo.log" 2>&1 ||
   { cat "$work/demo.log" >&2; exit 1; }
 
-# Writes all that the programs of a build make of the movies into a folder.
+# Writes all that the programs of a build make of the movies into a folder. They run in a folder of one
+# name, because the converter prints the whole path of its input.
 write_outputs() {
-  local build=$1 outputs=$2 movie format
+  local build=$1 outputs=$work/outputs movie format
   mkdir "$outputs"
   for movie in demo film; do
     cp "build/demo/movie/$movie.mov" "$outputs"
@@ -70,6 +71,7 @@ write_outputs() {
       "$build/quarrypack-check" --json $movie.mov >$movie-check.json || [ $? -eq 3 ]
     )
   done
+  mv "$outputs" "$2"
 }
 
 write_outputs "$first" "$work/first"
