@@ -108,8 +108,8 @@ class BoxComparison {
 
   bool hasNegativeOffsets() const {
     return std::any_of(input_.tracks().begin(), input_.tracks().end(), [&](const FilmTrack& track) {
-      const auto ctts = inputBox_.of(track).find("mdia/minf/stbl/ctts");
-      return !track.isCaptions() && ctts && embed::hasNegativeOffsets(*ctts);
+      const auto stbl = inputBox_.of(track).find("mdia/minf/stbl");
+      return !track.isCaptions() && stbl && tableHasNegativeOffsets(*stbl);
     });
   }
 

@@ -137,11 +137,7 @@ MovieBoxEditor::TrackParts MovieBoxEditor::partsOf(const BoxView& trak) {
     const auto role = id == changes_.pictureTrack ? SampleTableEditor::Role::pictures
                                                   : SampleTableEditor::Role::other;
     parts.tables.emplace(*stbl, role, "track " + std::to_string(id));
-    forEachBox(stbl->payload(), [this](const BoxView& box) {
-      if (box.type() == fourCc("ctts")) {
-        hasNegativeOffsets_ = hasNegativeOffsets_ || embed::hasNegativeOffsets(box);
-      }
-    });
+    hasNegativeOffsets_ = hasNegativeOffsets_ || tableHasNegativeOffsets(*stbl);
   }
   return parts;
 }

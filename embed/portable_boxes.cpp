@@ -268,6 +268,14 @@ bool hasNegativeOffsets(const BoxView& ctts) {
   return hasNegativeAtEnd(ctts.payload().subspan(kListFields), kOffsetEntry);
 }
 
+bool tableHasNegativeOffsets(const BoxView& stbl) {
+  bool found = false;
+  forEachBox(stbl.payload(), [&found](const BoxView& box) {
+    found = found || (box.type() == fourCc("ctts") && hasNegativeOffsets(box));
+  });
+  return found;
+}
+
 void appendPortableCompositionOffsets(const BoxView& ctts, BoxPieces& pieces) {
   const bool isVersion0 = !ctts.payload().empty() && ctts.payload()[0] == 0;
   if (!isVersion0 || !hasNegativeOffsets(ctts)) return pieces.keep(ctts.bytes());

@@ -39,6 +39,9 @@ void appendPortableCompositionOffsets(const norvik::kav::BoxView& ctts, BoxPiece
 // Whether any offset of a ctts is negative.
 bool hasNegativeOffsets(const norvik::kav::BoxView& ctts);
 
+// Whether any offset of any ctts of a sample table is negative. A damaged table may have several.
+bool tableHasNegativeOffsets(const norvik::kav::BoxView& stbl);
+
 // The ftyp of the output: mp42 and isom, then the brands of the input except QuickTime's. Takes the
 // bytes of the input's ftyp, which are empty if it has none.
 struct Brands {

@@ -174,6 +174,15 @@ TEST(PortableCompositionOffsets, AreSignedWhereTheyAreNegative) {
   EXPECT_FALSE(hasNegativeOffsets(*norvik::kav::BoxView::at(large)));
 }
 
+TEST(PortableCompositionOffsets, CountInEveryBoxOfADamagedTable) {
+  const auto areNegative = [](const Bytes& boxes) {
+    return tableHasNegativeOffsets(*norvik::kav::BoxView::at(box("stbl", boxes)));
+  };
+  EXPECT_TRUE(areNegative(concat({offsets(0, {1}), offsets(0, {0x80000000})})));
+  EXPECT_FALSE(areNegative(concat({offsets(0, {1}), offsets(0, {2})})));
+  EXPECT_FALSE(areNegative(box("stco", u32(0x80000000))));
+}
+
 Bytes fileType(std::string_view brands) { return box("ftyp", text("mp42"), u32(0), text(brands)); }
 
 TEST(PortableFileType, NamesMp4AndTheInputsOwnBrands) {
