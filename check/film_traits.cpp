@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <optional>
@@ -91,12 +92,6 @@ std::string turnOf(const Matrix& matrix) {
 
 bool isUnity(const Matrix& matrix) {
   return matrix == Matrix{kOne, 0, 0, 0, kOne, 0, 0, 0, kOneOfW};
-}
-
-bool isEncrypted(const kav::SampleDescription& description) {
-  constexpr std::array kCodecs{fourCc("encv"), fourCc("enca"), fourCc("enct"), fourCc("encs"),
-                               fourCc("encm"), fourCc("drmi"), fourCc("drms")};
-  return contains(kCodecs, description.codecType()) || description.box(fourCc("sinf")).has_value();
 }
 
 // Goes through the boxes and descriptions of a movie.
@@ -252,7 +247,8 @@ class Traits {
   }
 
   void noteDescriptions(const kav::Track& track) {
-    if (std::any_of(track.descriptions.begin(), track.descriptions.end(), isEncrypted)) {
+    if (std::any_of(track.descriptions.begin(), track.descriptions.end(),
+                    std::mem_fn(&kav::SampleDescription::isEncrypted))) {
       findings_.note(kEncryptedSamples, std::nullopt, nameOf(track));
     }
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <utility>
 
 #include "embed/box_nesting.h"
@@ -72,16 +73,12 @@ bool usesOtherFile(const BoxView& trak) {
   });
 }
 
-bool isEncrypted(const SampleDescription& description) {
-  return description.codecType() == fourCc("encv") || description.codecType() == fourCc("drmi") ||
-         description.box(fourCc("sinf")).has_value();
-}
-
 bool isPicture(const FilmTrack& track) { return track.track->handlerType == fourCc("vide"); }
 
-bool isEncryptedTrack(const FilmTrack& track) {
+bool isEncrypted(const FilmTrack& track) {
   const auto& descriptions = track.track->descriptions;
-  return std::any_of(descriptions.begin(), descriptions.end(), isEncrypted);
+  return std::any_of(descriptions.begin(), descriptions.end(),
+                     std::mem_fn(&SampleDescription::isEncrypted));
 }
 
 [[noreturn]] void refusePictures(std::span<const FilmTrack> tracks) {
@@ -167,7 +164,7 @@ void Film::readTracks() {
 const FilmTrack& Film::pictureTrack() const {
   const sources::FilmTrack* const chosen = file_.pictureTrack();
   for (const FilmTrack& track : tracks_) {
-    if (isPicture(track) && track.facts->isEnabled && isEncryptedTrack(track)) {
+    if (isPicture(track) && track.facts->isEnabled && isEncrypted(track)) {
       throw Refusal(track.label +
                     ": its pictures are encrypted, so that captions cannot go into them. Use the "
                     "movie as it was before encryption");

@@ -298,7 +298,7 @@ class Verifier {
         found_.insert(found_.end(), data->triplets.begin(), data->triplets.end());
       }
     }
-    if (found_ != expected_) fail(where(), "its captions are not those that were meant for it");
+    if (found_ != expected_) fail(where(), "its captions differ from those that were inserted");
   }
 
   Film& input_;

@@ -1,5 +1,7 @@
 #include "kav/movie.h"
 
+#include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "kav/exception.h"
@@ -58,6 +60,14 @@ std::vector<TrackTotals> Movie::countSamples(std::uint64_t costLimit,
                                              const SampleOptions& options) {
   requireTrack(*reader_, options);
   return reader_->countSamples(costLimit, options);
+}
+
+std::uint64_t Movie::plausibleCost() const {
+  constexpr std::uint64_t kFactor = 16;
+  constexpr std::uint64_t kAllowance = 8u << 20;
+  constexpr std::uint64_t kLongest =
+      (std::numeric_limits<std::uint64_t>::max() - kAllowance) / kFactor;
+  return kFactor * std::min(fileLength(), kLongest) + kAllowance;
 }
 
 std::uint64_t Movie::editShift(const Track& track) const {

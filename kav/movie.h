@@ -135,6 +135,10 @@ class Movie {
   // bytes lie past the end of the file, ends that track's count and is not reported here.
   std::vector<TrackTotals> countSamples(std::uint64_t costLimit, const SampleOptions& options = {});
 
+  // The most that the samples of a real movie cost, for countSamples: 16 times the bytes of the
+  // file and 8 MiB. Edits show the same media again in real movies too.
+  std::uint64_t plausibleCost() const;
+
   // How much later the samples of a track are delivered than its edit list states, in ticks of the
   // track. Edit lists count in presentation times, but samples are selected by decoding time. So
   // the composition offset of the first sample is subtracted from the first media time, at most

@@ -1,6 +1,7 @@
 #include "kav/sample_description.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "kav/impl/descriptions/entry_records.h"
@@ -58,6 +59,13 @@ std::optional<PixelAspect> SampleDescription::pixelAspect() const {
   const auto record = impl::decodeRecord<impl::PaspRecord>(pasp->payload());
   if (!record) return std::nullopt;
   return PixelAspect{record->horizontalSpacing, record->verticalSpacing};
+}
+
+bool SampleDescription::isEncrypted() const {
+  constexpr std::array kCodecs{fourCc("encv"), fourCc("enca"), fourCc("enct"), fourCc("encs"),
+                               fourCc("encm"), fourCc("drmi"), fourCc("drms")};
+  return std::find(kCodecs.begin(), kCodecs.end(), codecType()) != kCodecs.end() ||
+         box(fourCc("sinf")).has_value();
 }
 
 }  // namespace norvik::kav

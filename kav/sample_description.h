@@ -59,6 +59,10 @@ class SampleDescription {
   // The content of pasp; nothing if there is none.
   std::optional<PixelAspect> pixelAspect() const;
 
+  // Whether the samples are encrypted, by the code of the entry (encv, enca, drmi, ...) or by a box
+  // that describes the scheme (sinf).
+  bool isEncrypted() const;
+
   // The form that the library uses internally.
   const impl::SampleDescriptor& descriptor() const { return *descriptor_; }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 #include <utility>
 
 #include "kav/big_endian.h"
@@ -23,16 +22,6 @@ using kav::BoxView;
 using kav::fourCc;
 
 constexpr std::uint32_t kTrackIsEnabled = 1;  // of tkhd
-
-// The limit for the bytes that are read. Without it, overlapping samples would let a small file
-// hold any number of them.
-std::uint64_t budgetOf(std::uint64_t fileLength) {
-  constexpr std::uint64_t kFactor = 16;
-  constexpr std::uint64_t kAllowance = 8u << 20;
-  constexpr std::uint64_t kLongest =
-      (std::numeric_limits<std::uint64_t>::max() - kAllowance) / kFactor;
-  return kFactor * std::min(fileLength, kLongest) + kAllowance;
-}
 
 // The duration in mdhd, whose numbers have 4 bytes in version 0 and 8 in version 1.
 Time mediaDurationOf(const BoxView& mdhd, std::uint32_t timescale) {
@@ -56,7 +45,7 @@ bool FilmTrack::hasPictures() const {
 bool FilmTrack::isCaptions() const { return handler == fourCc("clcp"); }
 
 FilmFile::FilmFile(kav::IStreamPtr stream)
-    : movie_(std::move(stream)), budget_(budgetOf(movie_.fileLength())) {
+    : movie_(std::move(stream)), budget_(movie_.plausibleCost()) {
   readTracks();
 }
 

@@ -188,7 +188,7 @@ class ConversionPass {
   MovieBytes bytes_;
   PassOutput& output_;
   ConversionListener& listener_;
-  const std::uint64_t costLimit_ = costLimitOf(movie_);
+  const std::uint64_t costLimit_ = movie_.plausibleCost();
   std::uint64_t cost_ = 0;  // of the samples taken so far
 
   const std::span<const kav::Track> tracks_ = movie_.tracks();

@@ -1,8 +1,5 @@
 #include "src/movie_bytes.h"
 
-#include <algorithm>
-#include <limits>
-
 #include "kav/exception.h"
 
 namespace quarrypack {
@@ -21,14 +18,6 @@ void MovieBytes::peekAt(std::uint64_t fileOffset, std::span<std::uint8_t> destin
 void MovieBytes::require(const kav::Sample& sample) const {
   if (sample.info.size == 0 || movie_.holds(sample.fileOffset, sample.info.size)) return;
   throw kav::Exception(kav::ErrorCode::shortRead);
-}
-
-std::uint64_t costLimitOf(const kav::Movie& movie) {
-  constexpr std::uint64_t kFactor = 16;
-  constexpr std::uint64_t kAllowance = 8u << 20;
-  constexpr std::uint64_t kLongest =
-      (std::numeric_limits<std::uint64_t>::max() - kAllowance) / kFactor;
-  return kFactor * std::min(movie.fileLength(), kLongest) + kAllowance;
 }
 
 }  // namespace quarrypack

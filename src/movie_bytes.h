@@ -30,9 +30,4 @@ class MovieBytes final : public ByteSource {
   Need need_;
 };
 
-// What the samples of a movie may come to, in bytes, each at least kSmallestSampleCost. Edits may
-// show the same media again, and do so in real movies; the limit keeps a small file made for it
-// from filling a disk.
-std::uint64_t costLimitOf(const norvik::kav::Movie& movie);
-
 }  // namespace quarrypack

@@ -39,8 +39,8 @@ po::options_description shownOptions() {
 void takePaths(const po::variables_map& values, EmbedOptions& options) {
   const std::vector<std::string> paths = operandsOf(values);
   if (paths.size() != 2) {
-    throw UsageError("an input and an output are needed, and there are " +
-                     std::to_string(paths.size()) + " paths");
+    throw UsageError("one INPUT and one OUTPUT are needed; " + std::to_string(paths.size()) +
+                     (paths.size() == 1 ? " path is given" : " paths are given"));
   }
   options.input = paths[0];
   options.output = paths[1];

@@ -114,8 +114,8 @@ TEST_F(Embed, ShowsUsageAndVersion) {
 }
 
 TEST_F(Embed, EndsWithTwoWhenItIsUsedWrongly) {
-  expectFailure(run({}), 2, "an input and an output are needed");
-  expectFailure(run({"clip.mov"}), 2, "an input and an output are needed");
+  expectFailure(run({}), 2, "one INPUT and one OUTPUT are needed");
+  expectFailure(run({"clip.mov"}), 2, "one INPUT and one OUTPUT are needed");
   expectFailure(run({"--unknown", "clip.mov", "clip.mp4"}), 2, "--unknown");
   EXPECT_EQ(filesInFolder(), (std::set<std::string>{"clip.mov"}));
 }

@@ -74,7 +74,7 @@ std::string sourceText(const CheckReport& report) {
   if (report.source == "track") return "the caption track";
   if (report.source == "pictures") return "the pictures";
   if (report.source == "scc") return "the SCC file";
-  return report.source.empty() ? "nowhere, there are none" : report.source;
+  return report.source.empty() ? "none" : report.source;
 }
 
 std::string channelText(const CheckReport& report) {
@@ -136,7 +136,7 @@ void writeSummary(Html& html, const CheckReport& report) {
   };
   line("File", report.file);
   line("Findings", findingText(report));
-  line("Captions are from", sourceText(report));
+  line("Source of the captions", sourceText(report));
   line("Channels", channelText(report));
   line("Duration", timeText(report.duration));
   if (report.pictures != 0) line("Pictures", std::to_string(report.pictures));

@@ -384,7 +384,7 @@ class Verification : public testing::Test {
 TEST_F(Verification, FindsAChangedPair) {
   EXPECT_EQ(errorWith(0, 0), "verified");
   const std::size_t pair = find({0xFC, 0x94, 0x2F}, 2);
-  EXPECT_TRUE(contains(errorWith(pair, 0x01), "captions are not those that were meant"));
+  EXPECT_TRUE(contains(errorWith(pair, 0x01), "captions differ from those that were inserted"));
 }
 
 TEST_F(Verification, FindsAChangedByteOfAPictureOrOfSound) {

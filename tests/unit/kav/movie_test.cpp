@@ -240,6 +240,12 @@ TEST(Movie, CountsWhatItWouldDeliver) {
   EXPECT_EQ(movie.countSamples(kSmallestSampleCost)[0].sampleCount, 1u);
 }
 
+TEST(Movie, MayCostSixteenTimesItsLengthAndEightMebibytes) {
+  const Bytes file = countingMovie({countingTrack(2)}).build();
+  EXPECT_EQ(Movie(MemoryStream::create(file)).plausibleCost(),
+            std::uint64_t{16} * file.size() + (8u << 20));
+}
+
 TEST(Samples, AreThoseOfOneTrackWhereOneIsAskedFor) {
   const MovieBuilder builder = countingMovie({countingTrack(2), countingTrack(3)});
   Movie movie = opened(builder);

@@ -100,5 +100,19 @@ TEST(SampleDescription, ReportsTheShapeOfItsPixels) {
   EXPECT_FALSE(SampleDescription(pictures(), box("pasp", u32(4))).pixelAspect());
 }
 
+TEST(SampleDescription, IsEncryptedByItsCodeOrItsBoxes) {
+  const auto isEncrypted = [](FourCc codec, const Bytes& header = {}) {
+    NorvikKavVideoSampleDescInfo info = pictures();
+    info.codecType = codec;
+    return SampleDescription(info, header).isEncrypted();
+  };
+  for (const FourCc codec : {fourCc("encv"), fourCc("enca"), fourCc("enct"), fourCc("encs"),
+                             fourCc("encm"), fourCc("drmi"), fourCc("drms")}) {
+    EXPECT_TRUE(isEncrypted(codec)) << codec;
+  }
+  EXPECT_TRUE(isEncrypted(fourCc("avc1"), box("sinf", box("frma", text("avc1")))));
+  EXPECT_FALSE(isEncrypted(fourCc("avc1"), box("avcC", zeros(7))));
+}
+
 }  // namespace
 }  // namespace norvik::kav

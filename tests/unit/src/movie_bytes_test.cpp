@@ -53,9 +53,5 @@ TEST_F(MovieBytesTest, MustHoldASample) {
   EXPECT_CODE(success, bytes.require(sample)) << "nothing is nowhere";
 }
 
-TEST_F(MovieBytesTest, LimitTheCostOfTheSamples) {
-  EXPECT_EQ(costLimitOf(movie), 16 * file.size() + (8u << 20));
-}
-
 }  // namespace
 }  // namespace quarrypack

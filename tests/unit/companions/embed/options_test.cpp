@@ -69,10 +69,10 @@ TEST(EmbedOptions, AskForHelpOrTheVersionAlone) {
 }
 
 TEST(EmbedOptions, SayWhatIsWrong) {
-  EXPECT_EQ(complaint({}), "an input and an output are needed, and there are 0 paths");
-  EXPECT_EQ(complaint({"in"}), "an input and an output are needed, and there are 1 paths");
+  EXPECT_EQ(complaint({}), "one INPUT and one OUTPUT are needed; 0 paths are given");
+  EXPECT_EQ(complaint({"in"}), "one INPUT and one OUTPUT are needed; 1 path is given");
   EXPECT_EQ(complaint({"in", "out", "more"}),
-            "an input and an output are needed, and there are 3 paths");
+            "one INPUT and one OUTPUT are needed; 3 paths are given");
   EXPECT_EQ(complaint({"in", ""}), "a path is empty");
   EXPECT_EQ(complaint({"--frobnicate", "in", "out"}), "unrecognised option '--frobnicate'");
   EXPECT_EQ(complaint({"--repl", "in", "out"}), "unrecognised option '--repl'");

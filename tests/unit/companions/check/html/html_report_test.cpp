@@ -78,7 +78,7 @@ TEST(HtmlReport, SumsUp) {
   const std::string page = written(report);
   for (const std::string_view row :
        {"<title>a.mov: caption check</title>", "<h1>Captions of a.mov</h1>", "There are errors.",
-        ">File</th><td>films/a.mov<", ">Captions are from</th><td>the caption track<",
+        ">File</th><td>films/a.mov<", ">Source of the captions</th><td>the caption track<",
         ">Channels</th><td>CC1: pop-on, 2 cues<br/>CC3: pop-on, 1 cue<",
         ">Duration</th><td>00:01:01.000<", ">Pictures</th><td>1464<",
         ">First caption</th><td>00:00:00.000<",
@@ -96,11 +96,11 @@ TEST(HtmlReport, NamesTheSourceOfTheCaptions) {
     CheckReport report;
     report.source = name;
     const std::string page = written(report);
-    const std::string before = ">Captions are from</th><td>";
+    const std::string before = ">Source of the captions</th><td>";
     const std::size_t start = page.find(before) + before.size();
     return page.substr(start, page.find('<', start) - start);
   };
-  EXPECT_EQ(source(""), "nowhere, there are none");
+  EXPECT_EQ(source(""), "none");
   EXPECT_EQ(source("track"), "the caption track");
   EXPECT_EQ(source("pictures"), "the pictures");
   EXPECT_EQ(source("scc"), "the SCC file");
