@@ -17,25 +17,25 @@ using captions::Field;
 using captions::FieldPairs;
 using sources::CaptionPairs;
 
-std::string counted(std::uint64_t count, const char* one, const char* several) {
+std::string oneOrSeveral(std::uint64_t count, const char* one, const char* several) {
   return std::to_string(count) + (count == 1 ? one : several);
 }
 
 std::vector<std::string> findingsOf(const captions::DecoderReport& report) {
   std::vector<std::string> findings;
   if (report.parityErrors > 0) {
-    findings.push_back(counted(report.parityErrors,
-                               " byte lacks odd parity and is shown as a solid block",
-                               " bytes lack odd parity and are shown as solid blocks"));
+    findings.push_back(oneOrSeveral(report.parityErrors,
+                                    " byte lacks odd parity and is shown as a solid block",
+                                    " bytes lack odd parity and are shown as solid blocks"));
   }
   if (report.unknownCodes > 0) {
-    findings.push_back(counted(report.unknownCodes, " code is unknown and does nothing",
-                               " codes are unknown and do nothing"));
+    findings.push_back(oneOrSeveral(report.unknownCodes, " code is unknown and does nothing",
+                                    " codes are unknown and do nothing"));
   }
   if (report.wrongFieldCommands > 0) {
-    findings.push_back(counted(report.wrongFieldCommands,
-                               " command belongs to the other field and does nothing",
-                               " commands belong to the other field and do nothing"));
+    findings.push_back(oneOrSeveral(report.wrongFieldCommands,
+                                    " command belongs to the other field and does nothing",
+                                    " commands belong to the other field and do nothing"));
   }
   if (report.hasExtendedData()) {
     findings.emplace_back("field 2 carries extended data (XDS), which is skipped");

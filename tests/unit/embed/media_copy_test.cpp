@@ -2,6 +2,7 @@
 
 #include "embed/refusal.h"
 #include "kav/exception.h"
+#include "kav/memory_size.h"
 #include "tests/support/bytes.h"
 #include "tests/support/memory_stream.h"
 
@@ -72,11 +73,13 @@ TEST(MediaCopy, MovesEachByteToItsPlaceInAnyPieces) {
   const OffsetMap map(splices);
   OffsetMap::Cursor cursor(map);
   std::size_t next = 0;
-  for (std::uint64_t i = 0; i < input.size(); ++i) {
-    if (next < splices.size() && splices[next].offset == i) i += splices[next++].removed;
+  for (std::size_t i = 0; i < input.size(); ++i) {
+    if (next < splices.size() && splices[next].offset == i) {
+      i += norvik::kav::memorySize(splices[next++].removed);
+    }
     if (i == input.size()) break;
     // What begins after a splice's offset lies after what it inserts.
-    ASSERT_EQ(output[cursor.newOffset(i + 1) - 1], input[i]) << i;
+    ASSERT_EQ(output.at(norvik::kav::memorySize(cursor.newOffset(i + 1) - 1)), input[i]) << i;
   }
 }
 

@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+#include "kav/memory_size.h"
+
 namespace quarrypack::embed {
 namespace {
 
@@ -107,7 +109,7 @@ class SplicedBytes {
     }
   }
 
-  std::uint64_t at(std::uint64_t old) const { return places_[old]; }
+  std::uint64_t at(std::uint64_t old) const { return places_[norvik::kav::memorySize(old)]; }
 
  private:
   std::vector<std::uint64_t> places_;

@@ -74,7 +74,7 @@ TEST_F(WriteWindowsTest, TablesAndMediaDataThatGrowTogetherTakeFewSystemCalls) {
   constexpr std::size_t kTables = 12;
   constexpr std::size_t kTableSize = 4 * kSamples;
   const Bytes sample(240, 0x5A);
-  std::uint64_t media = kTables * kTableSize;
+  std::size_t media = kTables * kTableSize;
   for (std::size_t i = 0; i < kSamples; ++i) {
     for (std::size_t table = 0; table < kTables; ++table) {
       put(table * kTableSize + 4 * i, number(table * kSamples + i));
@@ -138,8 +138,8 @@ TEST_F(WriteWindowsTest, ALargeWriteWithoutAPieceOfItsOwnIsHeld) {
 
 TEST_F(WriteWindowsTest, ThePlaceOfAWideWindowIsFreeAgainOnceItIsWritten) {
   constexpr std::size_t kPiece = 16u << 10;
-  constexpr std::uint64_t kPlaces[] = {0, 1u << 20};
-  for (const std::uint64_t start : kPlaces) {
+  constexpr std::size_t kPlaces[] = {0, 1u << 20};
+  for (const std::size_t start : kPlaces) {
     resetSystemCalls();
     for (std::size_t i = 0; i < 19; ++i) put(start + i * kPiece, Bytes(kPiece, 1));
     // The write across the end of the window takes the window with it.
@@ -147,7 +147,7 @@ TEST_F(WriteWindowsTest, ThePlaceOfAWideWindowIsFreeAgainOnceItIsWritten) {
     EXPECT_LE(writes(), 2u) << start;
   }
   const Bytes bytes = closedFile();
-  for (const std::uint64_t start : kPlaces) {
+  for (const std::size_t start : kPlaces) {
     EXPECT_EQ(bytes[start], 1);
     EXPECT_EQ(bytes[start + 19 * kPiece - 2], 1);
     EXPECT_EQ(bytes[start + 19 * kPiece - 1], 2);

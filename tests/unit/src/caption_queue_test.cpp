@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "kav/memory_size.h"
 #include "tests/support/bytes.h"
 #include "tests/support/media_samples.h"
 
@@ -25,7 +26,7 @@ class Slices final : public ByteSource {
  public:
   void readAt(std::uint64_t fileOffset, std::span<std::uint8_t> destination) override {
     for (std::size_t i = 0; i < destination.size(); ++i) {
-      destination[i] = kSlice[(fileOffset + i) % kSlice.size()];
+      destination[i] = kSlice[norvik::kav::memorySize((fileOffset + i) % kSlice.size())];
     }
   }
 };
@@ -68,7 +69,7 @@ class Group {
     for (std::size_t i = 0; i < pending_.size(); ++i) {
       std::string letters;
       if (const SplicedSampleBytes* spliced = sorted_.splicedBytes(i)) {
-        Bytes bytes(spliced->size());
+        Bytes bytes(norvik::kav::memorySize(spliced->size()));
         spliced->copyTo(bytes);
         EXPECT_EQ(bytes.size(), pending_[i].size);
         // The pair of a caption is its letter twice.

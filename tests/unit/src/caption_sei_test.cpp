@@ -2,6 +2,7 @@
 
 #include "captions/nal_units.h"
 #include "captions/sei.h"
+#include "kav/memory_size.h"
 #include "tests/support/bytes.h"
 #include "tests/support/expect_code.h"
 
@@ -466,7 +467,7 @@ TEST_F(InsertCaptionSei, EqualsThePlainProcedureOnBrokenSamples) {
       ASSERT_EQ(memory.bytes(), plain.video()) << "round " << round;
       ASSERT_EQ(record.size, plain.video().size());
     }
-    Bytes out(spliced.size());
+    Bytes out(norvik::kav::memorySize(spliced.size()));
     spliced.copyTo(out);
     ASSERT_EQ(out, plain.video()) << "round " << round;
   }
@@ -524,7 +525,7 @@ class AttachCaptionSample : public ::testing::Test {
   static Bytes bytesOf(const SortedGroup& group, std::size_t place) {
     const SplicedSampleBytes* sample = group.splicedBytes(place);
     if (sample == nullptr) return {};
-    Bytes bytes(sample->size());
+    Bytes bytes(norvik::kav::memorySize(sample->size()));
     sample->copyTo(bytes);
     return bytes;
   }

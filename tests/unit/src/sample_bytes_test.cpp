@@ -9,6 +9,8 @@
 #include <span>
 #include <vector>
 
+#include "kav/memory_size.h"
+
 namespace quarrypack {
 namespace {
 
@@ -54,7 +56,7 @@ Bytes part(const SampleBytes& sample, std::uint64_t position, std::size_t count)
 }
 
 Bytes whole(const SplicedSampleBytes& sample) {
-  Bytes bytes(sample.size());
+  Bytes bytes(norvik::kav::memorySize(sample.size()));
   sample.copyTo(bytes);
   return bytes;
 }
@@ -169,7 +171,7 @@ TEST(SplicedSampleBytes, EqualsASampleInMemoryAfterAnyInsertions) {
       ASSERT_EQ(spliced.size(), memory.size());
 
       const std::uint64_t from = random() % (memory.size() + 1);
-      const std::size_t count = random() % (memory.size() - from + 1);
+      const std::size_t count = norvik::kav::memorySize(random() % (memory.size() - from + 1));
       ASSERT_EQ(part(spliced, from, count), part(memory, from, count));
     }
     ASSERT_EQ(whole(spliced), memory.bytes());

@@ -28,7 +28,7 @@ FlushDecision::Sample audio(std::uint64_t time, bool isSync = true) {
 TEST(FlushDecision, DoesNotArmOnTheFirstSyncSample) {
   FlushDecision decision;
   EXPECT_FALSE(decision.flushesBefore(video(0, true), 0));
-  for (std::uint64_t i = 1; i < 10; ++i) {
+  for (std::size_t i = 1; i < 10; ++i) {
     EXPECT_FALSE(decision.flushesBefore(video(i * 40, false), i));
   }
 }
@@ -53,7 +53,7 @@ TEST(FlushDecision, ArmsOnTheFirstVideoSyncSampleAfterAnAudioSyncSample) {
 
 TEST(FlushDecision, ArmsOnlyOnTheVideoTrack) {
   FlushDecision decision;
-  for (std::uint64_t i = 0; i < 10; ++i) EXPECT_FALSE(decision.flushesBefore(audio(i), i));
+  for (std::size_t i = 0; i < 10; ++i) EXPECT_FALSE(decision.flushesBefore(audio(i), i));
 }
 
 TEST(FlushDecision, DoesNotArmOnAnAudioSyncSampleAfterTheFirstKeyFrame) {
@@ -208,6 +208,11 @@ std::vector<std::uint32_t> plainSort(const PendingSamples& pending, Order list,
   return merged;
 }
 
+// From 0 up to, but not including, the limit.
+std::size_t below(std::size_t limit, std::mt19937_64& random) {
+  return static_cast<std::size_t>(random() % limit);
+}
+
 struct Lists {
   const char* name;
   std::vector<std::uint32_t> timescales;
@@ -230,11 +235,11 @@ TEST(PresentationOrder, EqualsThePlainSort) {
   };
   for (const Lists& kind : kinds) {
     for (int round = 0; round < 120; ++round) {
-      const std::size_t count = random() % (round < 100 ? 80 : 3000);
+      const std::size_t count = below(round < 100 ? 80 : 3000, random);
       PendingSamples pending;
       std::uint64_t time = 0;
       // Timescales can turn up late in a list.
-      const std::size_t early = 1 + random() % kind.timescales.size();
+      const std::size_t early = 1 + below(kind.timescales.size(), random);
       for (std::size_t i = 0; i < count; ++i) {
         const std::size_t slots = i < count / 2 ? early : kind.timescales.size();
         const auto slot = static_cast<std::uint32_t>(random() % slots);
@@ -263,14 +268,14 @@ TEST(SortedGroup, FindsTheSampleThatALinearSearchFinds) {
   const std::vector<std::vector<std::uint32_t>> tables{
       {1000}, {30000, 48000}, {2, 3, 5, 7}, {0, 10, 1000}};
   for (int round = 0; round < 300; ++round) {
-    const std::vector<std::uint32_t>& timescales = tables[random() % tables.size()];
-    const std::size_t count = random() % 400;
+    const std::vector<std::uint32_t>& timescales = tables[below(tables.size(), random)];
+    const std::size_t count = below(400, random);
     PendingSamples pending;
     for (std::size_t i = 0; i < count; ++i) {
       const auto slot = static_cast<std::uint32_t>(random() % timescales.size());
       pending.append(shownAt(i * timescales[slot] / 10 + random() % 8, slot));
     }
-    const std::size_t length = count - random() % (count / 4 + 1);
+    const std::size_t length = count - below(count / 4 + 1, random);
     const Order order = placesInOrder(pending, length, timescales);
     SortedGroup group(pending, length, timescales, file);
     for (int search = 0; search < 50; ++search) {

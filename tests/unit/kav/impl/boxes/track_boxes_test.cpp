@@ -157,13 +157,13 @@ TEST(ElstBox, HasNoLastSegmentWhileItIsEmpty) {
 TEST(ElstBox, TakesNoMoreThan255EditsWhateverRoomItHas) {
   Film file;
   ElstBox elst(400, file.stream);
-  for (std::uint64_t i = 0; i < 255; ++i) elst.addEdit(i, static_cast<std::int64_t>(2 * i));
+  for (std::size_t i = 0; i < 255; ++i) elst.addEdit(i, static_cast<std::int64_t>(2 * i));
   EXPECT_CODE(editListFull, elst.addEdit(255, 510));
   elst.releaseReserve();
   Film again(file.written(elst));
   const ElstBox& read = again.box<ElstBox>();
   ASSERT_EQ(read.edits().size(), 255u);
-  for (std::uint64_t i = 0; i < 255; ++i) {
+  for (std::size_t i = 0; i < 255; ++i) {
     ASSERT_EQ(read.edits()[i], (EditRecord{i, static_cast<std::int64_t>(2 * i), 1, 0}));
   }
 }

@@ -56,7 +56,7 @@ TEST_F(DocumentStreamTest, ServesSmallReadsFromBlocks) {
   }
   EXPECT_EQ(memory->calls().read, 4u);
   memory->resetCalls();
-  for (const std::uint64_t place : {100u, 5100u, 9100u, 13'100u}) {
+  for (const std::size_t place : {100u, 5100u, 9100u, 13'100u}) {
     stream.seekTo(place);
     EXPECT_EQ(read(8), expected(place, place + 8));
   }

@@ -9,6 +9,7 @@
 #include "kav/impl/boxes/movie_boxes.h"
 #include "kav/impl/boxes/stbl_box.h"
 #include "kav/impl/boxes/track_boxes.h"
+#include "kav/memory_size.h"
 #include "tests/support/box_builders.h"
 #include "tests/support/box_walk.h"
 #include "tests/support/expect_code.h"
@@ -94,8 +95,8 @@ TEST(MoviePacking, LeavesNoRoomInsideAnyBox) {
   const std::uint64_t end = movie.pack();
   Bytes file = movie.file(0, end);
   const std::uint64_t samples = 2 * 20 * 21 / 2;
-  append(file,
-         quarrypack::test::box("mdat", quarrypack::test::zeros(kDataStart - end - 8 + samples)));
+  const std::size_t media = memorySize(kDataStart - end - 8 + samples);
+  append(file, quarrypack::test::box("mdat", quarrypack::test::zeros(media)));
   const BoxWalk walk(file);  // accepts no table that does not fill its box
   for (const auto& track : walk.tracks()) {
     EXPECT_EQ(track.samples.size(), 20u);
