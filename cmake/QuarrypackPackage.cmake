@@ -7,9 +7,8 @@ install(PROGRAMS batch/quarrypack-batch DESTINATION "${CMAKE_INSTALL_BINDIR}")
 # Laid out as in the sources, so that the links between them resolve.
 install(FILES README.md CHANGELOG.md ARCHITECTURE.md CONTRIBUTING.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(FILES doc/api.md doc/batch.md doc/caption-data.md doc/checks.md doc/output-format.md
-  doc/performance.md doc/player-matrix.md
-  DESTINATION "${CMAKE_INSTALL_DOCDIR}/doc")
+file(GLOB quarrypack_documents CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/doc/*.md")
+install(FILES ${quarrypack_documents} DESTINATION "${CMAKE_INSTALL_DOCDIR}/doc")
 install(FILES doc/quarrypack_config.example.xml
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" RENAME quarrypack_config.xml)
 

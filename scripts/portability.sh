@@ -11,8 +11,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 project=$PWD
 
-# Tests whose judges are other programs; they say nothing about a compiler.
-judged='package|browser|batch|media|docs'
+# Tests that need other programs, such as players; they say nothing about a compiler.
+with_other_programs='package|browser|batch|media|docs'
 
 # Fetches the sources of a Debian package into the current folder, without touching the machine's own
 # lists of packages.
@@ -101,7 +101,7 @@ with_32_bits() {
   }
   in_root "cmake --preset dev -B /build"
   in_root "cmake --build /build --parallel $(nproc)"
-  in_root "ctest --test-dir /build --output-on-failure --parallel $(nproc) --label-exclude '$judged'"
+  in_root "ctest --test-dir /build --output-on-failure --parallel $(nproc) --label-exclude '$with_other_programs'"
 }
 
 case "${1:-}" in

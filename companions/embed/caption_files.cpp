@@ -2,7 +2,8 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <fstream>
+#include <cstdio>
+#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -15,21 +16,26 @@ namespace {
 // A hundred hours of captions need less.
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 
-// A pipe will do too. The stream passes no reason on, but leaves that of the system.
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+// A pipe will do too. Standard C, because the streams of some C++ libraries take a failed read for
+// the end of the file.
 std::string readText(const std::string& path) {
   const auto fail = [&path](const std::string& what) {
     throw FileError("cannot " + what + " '" + path +
                     "': " + std::generic_category().message(errno));
   };
-  std::ifstream file(path, std::ios::binary);
+  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rb"));
   if (!file) fail("open");
   std::string text;
   std::array<char, 65536> piece;
-  while (file.read(piece.data(), piece.size()) || file.gcount() > 0) {
-    text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+  while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file.get())) {
+    text.append(piece.data(), count);
     if (text.size() > kLargestFile) throw FileError("'" + path + "' is too large for captions");
   }
-  if (file.bad()) fail("read");
+  if (std::ferror(file.get()) != 0) fail("read");
   return text;
 }
 

@@ -325,9 +325,11 @@ class Commands(unittest.TestCase):
                      "share/fish/vendor_completions.d/quarrypack-batch.fish",
                      "share/fish/vendor_completions.d/quarrypack-embed.fish",
                      "share/doc/quarrypack/LICENSE", "share/doc/quarrypack/README.md",
-                     "share/doc/quarrypack/doc/player-matrix.md",
                      "share/doc/quarrypack/examples/quarrypack_config.xml"):
             self.assertTrue((local / name).exists(), name)
+        documents = local / "share" / "doc" / "quarrypack" / "doc"
+        self.assertEqual({path.name for path in documents.iterdir()},
+                         {path.name for path in (ROOT / "doc").glob("*.md")})
 
 
 class Links(unittest.TestCase):
