@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "tests/support/box_builders.h"
+#include "tests/support/child_signals.h"
 #include "tests/support/media_samples.h"
 #include "tests/support/movie_builder.h"
 #include "tests/support/run_program.h"
@@ -240,6 +241,7 @@ class LongEmbedding : public Embed {
     const std::string program = embedProgram().string();
     const std::string in = input().string();
     const std::string out = output().string();
+    stopIgnoringSignals();
     execl(program.c_str(), program.c_str(), in.c_str(), out.c_str(), nullptr);
     _exit(127);
   }

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "tests/behaviour/conversion_run.h"
+#include "tests/support/child_signals.h"
 
 namespace quarrypack::test {
 namespace {
@@ -71,6 +72,7 @@ class InterruptionTest : public ConversionTest {
     const pid_t child = fork();
     if (child == 0) {
       dup2(pipe_.entrance(), STDOUT_FILENO);
+      stopIgnoringSignals();
       execl(program.c_str(), program.c_str(), in.c_str(), out.c_str(), nullptr);
       _exit(127);
     }

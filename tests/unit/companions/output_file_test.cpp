@@ -3,18 +3,17 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <string>
 
 #include "tests/support/bytes.h"
+#include "tests/support/child_signals.h"
 #include "tests/support/run_program.h"
 #include "tests/support/system_calls.h"
 #include "tests/unit/kaf/ordinary_user.h"
@@ -22,6 +21,7 @@
 namespace quarrypack::companions {
 namespace {
 
+using test::endingSignal;
 using test::readFile;
 using test::text;
 using test::writeFile;
@@ -181,19 +181,6 @@ TEST_F(OutputFileTest, SaysWhyItFailed) {
     EXPECT_NE(message.find("nowhere/.film.mp4"), std::string::npos) << message;
     EXPECT_NE(message.find("No such file or directory"), std::string::npos) << message;
   }
-}
-
-// Runs something in a process of its own and returns the signal that ended it, if any.
-std::optional<int> endingSignal(const std::function<void()>& work) {
-  const pid_t child = fork();
-  if (child == 0) {
-    work();
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  if (!WIFSIGNALED(status)) return std::nullopt;
-  return WTERMSIG(status);
 }
 
 TEST_F(OutputFileTest, IsGoneWhenASignalEndsTheProcess) {

@@ -1,36 +1,23 @@
 #include "process/interruption.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
-#include <functional>
 #include <optional>
 
 #include "tests/support/bytes.h"
+#include "tests/support/child_signals.h"
 #include "tests/support/run_program.h"
 
 namespace quarrypack::process {
 namespace {
 
+using test::endingSignal;
 using test::readFile;
 using test::text;
 using test::writeFile;
-
-// Runs something in a process of its own and returns the signal that ended it, if any.
-std::optional<int> endingSignal(const std::function<void()>& work) {
-  const pid_t child = fork();
-  if (child == 0) {
-    work();
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  if (!WIFSIGNALED(status)) return std::nullopt;
-  return WTERMSIG(status);
-}
 
 class RemovalOnInterruptionTest : public testing::Test {
  protected:

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -12,6 +11,7 @@
 
 #include "process/interruption.h"
 #include "tests/support/bytes.h"
+#include "tests/support/child_signals.h"
 #include "tests/support/console.h"
 #include "tests/support/pseudo_terminal.h"
 #include "tests/support/run_program.h"
@@ -159,18 +159,14 @@ TEST_F(ProgressLineOnTerminal, IsErasedWhenASignalEndsTheConversion) {
   const std::string movie = (folder.path() / "clip.mp4").string();
   for (const bool isDrawn : {true, false}) {
     test::writeFile(movie, test::text("half a movie"));
-    const pid_t child = ::fork();
-    if (child == 0) {
-      ProgressLine line(screen_, &now);
-      const RemovalOnInterruption removal(movie);
-      if (isDrawn) time_ = 2000ms;
-      writeSome(line);
-      ::raise(SIGINT);
-      ::_exit(0);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(test::endingSignal([&] {
+                ProgressLine line(screen_, &now);
+                const RemovalOnInterruption removal(movie);
+                if (isDrawn) time_ = 2000ms;
+                writeSome(line);
+                ::raise(SIGINT);
+              }),
+              SIGINT);
     const std::string sent = terminal_.sent();
     if (isDrawn) {
       EXPECT_NE(sent.find("placed\r\r\x1b[K"), std::string::npos) << sent;
