@@ -68,6 +68,10 @@ FourCc handlerTypeOf(const BoxView& trak) {
 void appendReferences(const BoxView& tref, std::span<const std::uint32_t> removedTracks,
                       BoxPieces& pieces) {
   constexpr std::size_t kId = 4;
+  // A damaged tref may hold any box. Those that readers take for tables are not lists of ids.
+  const auto isReference = [](const BoxView& child) {
+    return child.type() == fourCc("hint") || !norvik::kav::isInterpreted(child.type());
+  };
   const auto keptIds = [removedTracks](const BoxView& reference) {
     std::vector<std::uint32_t> ids;
     const Bytes payload = reference.payload();
@@ -81,6 +85,10 @@ void appendReferences(const BoxView& tref, std::span<const std::uint32_t> remove
   bool changes = false;
   bool keepsAny = false;
   forEachBox(tref.payload(), [&](const BoxView& reference) {
+    if (!isReference(reference)) {
+      keepsAny = true;
+      return;
+    }
     const std::size_t kept = keptIds(reference).size();
     changes = changes || kept < reference.payload().size() / kId;
     keepsAny = keepsAny || kept > 0;
@@ -88,6 +96,7 @@ void appendReferences(const BoxView& tref, std::span<const std::uint32_t> remove
   if (!changes) return pieces.keep(tref.bytes());
   if (!keepsAny) return;
   rebuildBox(tref, pieces, 0, [&](const BoxView& reference) {
+    if (!isReference(reference)) return pieces.keep(reference.bytes());
     const std::vector<std::uint32_t> ids = keptIds(reference);
     if (ids.size() == reference.payload().size() / kId) return pieces.keep(reference.bytes());
     if (ids.empty()) return;

@@ -1,8 +1,9 @@
 #include "kav/box_view.h"
 
-#include "kav/big_endian.h"
-
 #include <algorithm>
+
+#include "kav/big_endian.h"
+#include "kav/impl/tree/known_boxes.h"
 
 namespace norvik::kav {
 
@@ -127,5 +128,7 @@ std::optional<BoxView> BoxView::find(std::string_view path) const {
   } while (!path.empty());
   return found;
 }
+
+bool isInterpreted(FourCc type) { return impl::knownBoxes().knows(type); }
 
 }  // namespace norvik::kav

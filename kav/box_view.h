@@ -62,4 +62,8 @@ class BoxView {
   std::span<const std::uint8_t> bytes_;
 };
 
+// Whether the library reads the content of boxes of a type, in whatever box they lie. Of boxes of
+// other types it keeps the bytes.
+bool isInterpreted(FourCc type);
+
 }  // namespace norvik::kav

@@ -22,8 +22,8 @@ build/dev/tests/fuzz/make_seeds "$out/seeds"
 memcheck() {
   local status=0 name=$1
   shift
-  valgrind --quiet --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite "$@" \
-    >"build/valgrind/$name.log" 2>&1 </dev/null || status=$?
+  valgrind --quiet --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite \
+    --suppressions=scripts/valgrind.supp "$@" >"build/valgrind/$name.log" 2>&1 </dev/null || status=$?
   [ "$status" -lt 99 ] || { echo "$name: FAILED, see build/valgrind/$name.log"; return 1; }
 }
 

@@ -19,4 +19,9 @@ BoxPtr BoxFactory::createBox(NorvikKavStream& stream, BoxHeader header, BoxAlloc
   return maker(allocator, std::move(header), stream);
 }
 
+bool BoxFactory::knows(FourCc type) const {
+  return std::any_of(known_.begin(), known_.end(),
+                     [type](const KnownBox& box) { return box.type == type; });
+}
+
 }  // namespace norvik::kav::impl

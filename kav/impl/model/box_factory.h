@@ -27,6 +27,9 @@ class BoxFactory {
   // just past the header. Throws truncatedFullBoxHeader for a full box without version and flags.
   virtual BoxPtr createBox(NorvikKavStream& stream, BoxHeader header, BoxAllocator* allocator);
 
+  // Whether boxes of the type have a class.
+  bool knows(FourCc type) const;
+
  private:
   std::span<const KnownBox> known_;
 };

@@ -127,6 +127,25 @@ TEST(MovieBoxEditor, RemovesTracksAndWhatNamesThem) {
       moov(1200, {}, {}, {}));
 }
 
+// Readers of the movie read such a box too: if its bytes went that look like the id of a track, they
+// would read something else.
+TEST(MovieBoxEditor, KeepsBoxesAmongTheReferencesThatAreNone) {
+  const Bytes none = box("stbl", fullBox("stss", 0, 0, u32(1), u32(kCaptions)));
+  const auto moov = [&](const Bytes& references, const Bytes& captions) {
+    return box("moov",
+               track({.beforeMedia = box("tref", references), .table = sampleTable(100, 5000)}),
+               captions);
+  };
+  const Bytes captions =
+      track({.id = kCaptions, .handler = "clcp", .table = sampleTable(8, 7000)});
+  EXPECT_EQ(built(moov(none, captions), kWithoutCaptions), moov(none, {}));
+  EXPECT_EQ(built(moov(concat({box("clcp", u32(kCaptions)), none}), captions), kWithoutCaptions),
+            moov(none, {}));
+  EXPECT_EQ(built(moov(concat({none, box("hint", u32(kCaptions), u32(kSound))}), captions),
+                  kWithoutCaptions),
+            moov(concat({none, box("hint", u32(kSound))}), {}));
+}
+
 TEST(MovieBoxEditor, LowersTheDurationButNeverRaisesIt) {
   const auto moov = [](const Bytes& header, const Bytes& captions) {
     return box("moov", header, track({.duration = 1000, .table = sampleTable(100, 5000)}),

@@ -172,5 +172,14 @@ TEST(BoxView, OutlivesTheViewThatItCameFrom) {
   EXPECT_EQ(bytesOf(udta->payload()), text("kept"));
 }
 
+TEST(BoxView, MayBeOfATypeThatTheLibraryInterprets) {
+  for (const FourCc type : {fourCc("moov"), fourCc("stbl"), fourCc("stsz"), fourCc("uuid")}) {
+    EXPECT_TRUE(isInterpreted(type)) << textOf(type);
+  }
+  for (const FourCc type : {fourCc("free"), fourCc("meta"), fourCc("clcp"), FourCc{0}}) {
+    EXPECT_FALSE(isInterpreted(type)) << textOf(type);
+  }
+}
+
 }  // namespace
 }  // namespace norvik::kav
