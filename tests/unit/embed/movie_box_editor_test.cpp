@@ -127,8 +127,8 @@ TEST(MovieBoxEditor, RemovesTracksAndWhatNamesThem) {
       moov(1200, {}, {}, {}));
 }
 
-// Readers of the movie read such a box too: if its bytes went that look like the id of a track, they
-// would read something else.
+// Readers of the movie read such a box too: if its bytes went that look like the id of a track,
+// they would read something else.
 TEST(MovieBoxEditor, KeepsBoxesAmongTheReferencesThatAreNone) {
   const Bytes none = box("stbl", fullBox("stss", 0, 0, u32(1), u32(kCaptions)));
   const auto moov = [&](const Bytes& references, const Bytes& captions) {
@@ -136,8 +136,7 @@ TEST(MovieBoxEditor, KeepsBoxesAmongTheReferencesThatAreNone) {
                track({.beforeMedia = box("tref", references), .table = sampleTable(100, 5000)}),
                captions);
   };
-  const Bytes captions =
-      track({.id = kCaptions, .handler = "clcp", .table = sampleTable(8, 7000)});
+  const Bytes captions = track({.id = kCaptions, .handler = "clcp", .table = sampleTable(8, 7000)});
   EXPECT_EQ(built(moov(none, captions), kWithoutCaptions), moov(none, {}));
   EXPECT_EQ(built(moov(concat({box("clcp", u32(kCaptions)), none}), captions), kWithoutCaptions),
             moov(none, {}));
