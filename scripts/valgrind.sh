@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Looks with valgrind for reads of memory that was never written and for memory that is lost: runs the
 # unit tests, the tests of the library, and the four programs on each seed movie of the fuzz targets.
-# Takes half an hour on two cores. Status 1 when valgrind or a test reports an error.
+# Takes a quarter of an hour on two cores. Status 1 when valgrind or a test reports an error.
 # usage: scripts/valgrind.sh
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
