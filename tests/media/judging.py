@@ -118,7 +118,7 @@ def main(arguments, doc, inputs, judges, make_case, first_column="input"):
     parser = argparse.ArgumentParser(description=doc,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("program", type=lambda text: pathlib.Path(text).resolve())
-    parser.add_argument("--browser", metavar="MODULES", help="the folder of node_modules")
+    parser.add_argument("--browser", metavar="MODULES", help="the folder that contains node_modules")
     parser.add_argument("--table", type=pathlib.Path, help="where to write the table as Markdown")
     parser.add_argument("--document", type=pathlib.Path, help="must contain exactly this table")
     parser.add_argument("--only", metavar="PATTERN", help="the inputs whose names match")
@@ -129,6 +129,7 @@ def main(arguments, doc, inputs, judges, make_case, first_column="input"):
             print(f"skipped: {tool} is not installed")
             return SKIPPED
     inputs = [one for one in inputs if re.search(asked.only or "", one.name)]
+    judged_by = versions(asked.browser)  # fails at once where something is missing
     with tempfile.TemporaryDirectory(prefix="quarrypack_players_") as temporary:
         def judge(number, one):
             own = (asked.keep or pathlib.Path(temporary)) / str(number)
@@ -144,7 +145,7 @@ def main(arguments, doc, inputs, judges, make_case, first_column="input"):
                 for (name, _), result in zip(judges, results):
                     print(f"  {name}: {result}", flush=True)
     table = _markdown(first_column, judges, rows)
-    text = f"Judged by {versions(asked.browser)}.\n\n{table}"
+    text = f"Judged by {judged_by}.\n\n{table}"
     print(text)
     if asked.table:
         asked.table.write_text(text, encoding="utf-8")
