@@ -361,6 +361,13 @@ class Links(unittest.TestCase):
                     found += 1
         self.assertGreater(found, 10)
 
+    def test_installed_documents_link_to_installed_files(self):
+        installed = {*ROOT.glob("*.md"), *(ROOT / "doc").glob("*.md"), ROOT / "LICENSE"}
+        for document in installed:
+            for target in re.findall(r"\]\(([^)#\s]+)", document.read_text(encoding="utf-8")):
+                with self.subTest(document=document.name, target=target):
+                    self.assertIn((document.parent / target).resolve(), installed)
+
     def test_completions_offer_the_rates_of_time_codes(self):
         rates = re.findall(r'{"([\d.]+)", \d+, Time', (ROOT / "captions/timecode.cpp").read_text())
         self.assertGreater(len(rates), 5)
